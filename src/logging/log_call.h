@@ -1,0 +1,46 @@
+#pragma once
+
+#include <exception>
+
+#include <spdlog/common.h>
+
+#include "logging/logger.h"
+
+namespace quelmar {
+
+/// What every log record of this tool names as its file.
+inline constexpr const char* kFileTag = "LogCollectionTool";
+
+namespace logging_detail {
+
+/// The three texts that a failed log call leaves on standard error, each followed by a line end. They never
+/// throw.
+void reportLoggerFailure(const char* function, int line, const spdlog::spdlog_ex& failure) noexcept;
+void reportLoggerFailure(const char* function, int line, const std::exception& failure) noexcept;
+void reportLoggerFailure() noexcept;
+
+/// One guarded log call: nothing that logging does can end a run.
+template <typename... Args>
+void guardedLog(int level, const char* function, int line, fmt::string_view format,
+                const Args&... args) noexcept {
+  try {
+    Logger::GetInstancePtr()->log(level, kFileTag, function, line, format, args...);
+  } catch (const spdlog::spdlog_ex& failure) {
+    reportLoggerFailure(function, line, failure);
+  } catch (const std::exception& failure) {
+    reportLoggerFailure(function, line, failure);
+  } catch (...) {
+    reportLoggerFailure();
+  }
+}
+
+}  // namespace logging_detail
+}  // namespace quelmar
+
+/// LOG_CALL(level, format, args...): one guarded log record that carries the calling function's plain name
+/// ("operator()" inside a lambda) and the line of the call.
+#define LOG_CALL(level, ...) LOG_CALL_AS(__func__, level, __VA_ARGS__)
+
+/// As LOG_CALL, for a record that carries another function's name.
+#define LOG_CALL_AS(function, level, ...) \
+  ::quelmar::logging_detail::guardedLog(level, function, __LINE__, __VA_ARGS__)

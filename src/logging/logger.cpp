@@ -1,0 +1,90 @@
+#include "logging/logger.h"
+
+#include <cstdio>
+#include <iterator>
+#include <memory>
+
+#include <boost/filesystem/operations.hpp>
+#include <spdlog/logger.h>
+#include <spdlog/sinks/rotating_file_sink.h>
+
+namespace fs = boost::filesystem;
+
+namespace quelmar {
+namespace {
+
+constexpr std::size_t kInlineMessageBytes = 500;
+constexpr std::size_t kLongLineBytes = 2048;
+constexpr std::size_t kCutLineBytes = 2045;
+constexpr const char* kLinePattern = "[%Y-%m-%d %H:%M:%S.%e] [%l] [%t] %v";
+
+void refuseSpecialFile(const std::string& path) {
+  boost::system::error_code ec;
+  const fs::file_status status = fs::status(path, ec);
+  // Opening a pipe to write would block for ever.
+  if (fs::exists(status) && !fs::is_regular_file(status)) {
+    throw spdlog::spdlog_ex("log file " + path + " is not a regular file");
+  }
+}
+
+}  // namespace
+
+Logger& Logger::GetInstance() {
+  static auto* const kInstance = new Logger;
+  return *kInstance;
+}
+
+void Logger::setOptions(LoggerOptions& options) {
+  options_ = options;
+  refuseSpecialFile(options_.logFile);
+  auto sink = std::make_shared<spdlog::sinks::rotating_file_sink_mt>(
+      options_.logFile, static_cast<std::size_t>(options_.maxFileBytes),
+      static_cast<std::size_t>(options_.firstCount));
+  // The facade decides what is written; the library below filters nothing.
+  auto logger = std::make_unique<spdlog::logger>("LogCollectionTool", std::move(sink));
+  logger->set_level(spdlog::level::trace);
+  logger->flush_on(spdlog::level::warn);
+  logger->set_pattern(kLinePattern);
+
+  boost::system::error_code ec;
+  const bool debug = fs::exists(options_.debugSwitch, ec);
+  minimumLevel_ = debug ? static_cast<int>(kDebug) : options_.level;
+  // A logger that was replaced is given up, not destroyed: another thread may be writing through it.
+  sink_ = logger.release();
+}
+
+std::string Logger::GetFmt(const char* file, const char* function, int line, fmt::string_view message) {
+  std::string text;
+  text.reserve(message.size() + 64);
+  fmt::format_to(std::back_inserter(text), "[{}:{}:{}] ", file, function, line);
+  return text.append(message.data(), message.size());
+}
+
+void Logger::flush() {
+  if (spdlog::logger* sink = sink_) sink->flush();
+}
+
+void Logger::write(int level, const char* file, const char* function, int line, const Context& context,
+                   fmt::string_view format, fmt::format_args args) {
+  spdlog::logger* const sink = sink_;
+  if (sink != nullptr && level < minimumLevel_) return;
+
+  fmt::basic_memory_buffer<char, kInlineMessageBytes> message;
+  fmt::vformat_to(fmt::appender(message), format, args);
+  if (sink == nullptr) {
+    const std::string text = "log isn't inited." + fmt::to_string(message) + "\n";
+    std::fwrite(text.data(), 1, text.size(), stderr);
+    return;
+  }
+
+  std::string text = GetFmt(file, function, line, {message.data(), message.size()});
+  if (context) text += context();
+  if (level == kInfo && text.size() > kLongLineBytes && minimumLevel_ > kDebug) {
+    text.resize(kCutLineBytes);
+    text += "...";
+  }
+  const int written = level > kOff ? static_cast<int>(kInfo) : level;
+  sink->log(static_cast<spdlog::level::level_enum>(written), spdlog::string_view_t(text));
+}
+
+}  // namespace quelmar
