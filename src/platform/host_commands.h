@@ -8,7 +8,8 @@ namespace quelmar::platform {
 /// One section of the system information report.
 struct ReportSection {
   std::string title;  ///< banner title
-  /// Command lines, run in order; each ends with its redirection operator, the quoted target follows directly.
+  /// Command lines, run in order; each ends with its redirection operator, the quoted target follows
+  /// directly.
   std::vector<std::string> commands;
 };
 
@@ -20,7 +21,8 @@ struct WideLogQuery {
   std::string beforeTarget;
 };
 
-/// The command lines that differ from host to host. Everything else that the tool runs is the same everywhere.
+/// The command lines that differ from host to host. Everything else that the tool runs is the same
+/// everywhere.
 struct HostCommands {
   /// The report's sections before the listing of the client's data folders, in report order.
   std::vector<ReportSection> sections;

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <ctime>
+#include <string>
+
+#include "platform/host_commands.h"
+
+namespace quelmar::logutils::macos {
+
+/// The span of an extract: local time stamps "%Y-%m-%d %H:%M:%S".
+struct WideLogSpan {
+  std::string start;  ///< ten minutes before the end, normalised as local wall-clock time
+  std::string end;
+};
+
+/// The span that ends at `now`, seconds since the epoch.
+WideLogSpan wideLogSpan(std::time_t now);
+
+/// Appends the last ten minutes of the system's unified log, as far as its messages mention the client's
+/// vendor, to "system_wide.log" in `folder`. The path reaches the shell unquoted. Blocks as long as the query
+/// takes; logs a start and a done record, and nothing of a query that fails.
+/// @param commands  the host's command lines.
+void collectSystemWideLog(const std::string& folder, const platform::HostCommands& commands);
+
+/// As above with this host's command lines.
+void collectSystemWideLog(const std::string& folder);
+
+}  // namespace quelmar::logutils::macos

@@ -1,0 +1,54 @@
+#include "sysinfo/uem_state.h"
+
+#include <boost/filesystem/operations.hpp>
+
+#include "logging/log_call.h"
+#include "sysinfo/report.h"
+#include "sysinfo/shell.h"
+
+namespace fs = boost::filesystem;
+
+namespace quelmar::logutils::macos {
+namespace {
+
+constexpr const char* kExtensionDatabase = "/Library/SystemExtensions/db.plist";
+
+struct StateSection {
+  const char* startMessage;
+  const char* title;
+  const char* command;
+  const char* doneFormat;
+};
+
+constexpr StateSection kSections[] = {
+    {"collectSystemStateForUem start collect uem process", "UEM processes",
+     "ps aux | grep QMUem | grep -v grep >> ", "collectSystemStateForUem collect uem process done, ret={}"},
+    {"collectSystemStateForUem start collect kernel state", "Kernel state", "sysctl -a >> ",
+     "collectSystemStateForUem collect kernel state done, ret={}"},
+    {"collectSystemStateForUem start collect SIP state", "SIP state", "csrutil status >> ",
+     "collectSystemStateForUem collect SIP state done, ret={}"},
+    {"collectSystemStateForUem start collect KEXT state", "KEXT state", "kextstat >> ",
+     "collectSystemStateForUem collect KEXT state done, ret={}"},
+};
+
+constexpr StateSection kExtensionSection = {"collectSystemStateForUem start collect SEXT state", "SEXT state",
+                                            "plutil -p /Library/SystemExtensions/db.plist >> ",
+                                            "collectSystemStateForUem collect SEXT state done, ret={}"};
+
+}  // namespace
+
+void collectSystemStateForUem(const std::string& folder, const std::string& name) {
+  const std::string path = (fs::path(folder) / ("uem_" + name) / "system_state.log").string();
+  const auto collect = [&path, function = __func__](const StateSection& section) {
+    LOG_CALL_AS(function, kInfo, "{}", section.startMessage);
+    details::out2File(path, details::sectionBanner(section.title));
+    std::string discarded;  // the shell has put the output into the report
+    const bool started = details::cmdPopen(section.command + path, discarded);
+    LOG_CALL_AS(function, kInfo, section.doneFormat, started);
+  };
+  for (const StateSection& section : kSections) collect(section);
+  boost::system::error_code ec;
+  if (fs::exists(fs::symlink_status(kExtensionDatabase, ec))) collect(kExtensionSection);
+}
+
+}  // namespace quelmar::logutils::macos
