@@ -1,0 +1,125 @@
+#include "tunnel/http_client.h"
+
+#include <cstring>
+#include <exception>
+#include <utility>
+
+#include <curl/curl.h>
+
+namespace quelmar {
+namespace {
+
+// A dump has to fit into the tool's own log with room to spare, and the run into the memory of any machine.
+constexpr std::size_t kMaxBodyBytes = 8 * 1024 * 1024;
+constexpr std::size_t kMaxHeaderBytes = 256 * 1024;
+
+using EasyHandle = std::unique_ptr<CURL, decltype(&curl_easy_cleanup)>;
+using HeaderList = std::unique_ptr<curl_slist, decltype(&curl_slist_free_all)>;
+using UrlHandle = std::unique_ptr<CURLU, decltype(&curl_url_cleanup)>;
+
+class TransportCategory : public std::error_category {
+ public:
+  [[nodiscard]] const char* name() const noexcept override { return "transport"; }
+  [[nodiscard]] std::string message(int code) const override {
+    return curl_easy_strerror(static_cast<CURLcode>(code));
+  }
+};
+
+struct Received {
+  std::string body;
+  std::size_t headerBytes = 0;
+};
+
+// Called from C: returning less than was offered ends the exchange, and nothing may be thrown.
+std::size_t onBody(const char* data, std::size_t size, std::size_t count, void* user) noexcept {
+  auto* const received = static_cast<Received*>(user);
+  const std::size_t bytes = size * count;
+  if (received->body.size() + bytes > kMaxBodyBytes) return 0;
+  try {
+    received->body.append(data, bytes);
+  } catch (const std::exception&) {
+    return 0;
+  }
+  return bytes;
+}
+
+std::size_t onHeader(const char* /*data*/, std::size_t size, std::size_t count, void* user) noexcept {
+  auto* const received = static_cast<Received*>(user);
+  received->headerBytes += size * count;
+  return received->headerBytes <= kMaxHeaderBytes ? size * count : 0;
+}
+
+HeaderList headerList(const HttpHeaders& headers) {
+  HeaderList list(nullptr, &curl_slist_free_all);
+  for (const auto& [name, value] : headers.values()) {
+    curl_slist* const longer = curl_slist_append(list.get(), (name + ": " + value).c_str());
+    if (longer == nullptr) throw std::bad_alloc();
+    static_cast<void>(list.release());  // the longer list owns it
+    list.reset(longer);
+  }
+  return list;
+}
+
+std::error_code transportError(CURLcode code) {
+  return {static_cast<int>(code), transportCategory()};
+}
+
+}  // namespace
+
+const std::error_category& transportCategory() {
+  static const auto* const kCategory = new TransportCategory;
+  return *kCategory;
+}
+
+URL::URL(const std::string& address) : text_(address) {
+  const UrlHandle handle(curl_url(), &curl_url_cleanup);
+  if (!handle || curl_url_set(handle.get(), CURLUPART_URL, address.c_str(), 0) != CURLUE_OK) return;
+  char* scheme = nullptr;
+  if (curl_url_get(handle.get(), CURLUPART_SCHEME, &scheme, 0) != CURLUE_OK) return;
+  valid_ = std::strcmp(scheme, "http") == 0;
+  curl_free(scheme);
+}
+
+std::shared_ptr<NetworkRequest> NetworkRequest::create(const std::shared_ptr<NetworkManager>& /*manager*/) {
+  return std::make_shared<NetworkRequest>();
+}
+
+std::shared_ptr<NetworkReply> NetworkRequest::send(std::error_code& ec, const URL& url) {
+  ec.clear();
+  if (!url.isValid()) {
+    ec = transportError(CURLE_URL_MALFORMAT);
+    return nullptr;
+  }
+  const EasyHandle handle(curl_easy_init(), &curl_easy_cleanup);
+  if (!handle) {
+    ec = transportError(CURLE_FAILED_INIT);
+    return nullptr;
+  }
+  CURL* const curl = handle.get();
+  const HeaderList headers = headerList(headers_);
+  Received received;
+  curl_easy_setopt(curl, CURLOPT_URL, url.text().c_str());
+  curl_easy_setopt(curl, CURLOPT_HTTPGET, 1L);
+  curl_easy_setopt(curl, CURLOPT_HTTPHEADER, headers.get());
+  curl_easy_setopt(curl, CURLOPT_TIMEOUT, static_cast<long>(timeoutSeconds_));
+  curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
+  // An empty proxy also overrides the environment's.
+  curl_easy_setopt(curl, CURLOPT_PROXY, "");
+  curl_easy_setopt(curl, CURLOPT_NOPROXY, "*");
+  curl_easy_setopt(curl, CURLOPT_FOLLOWLOCATION, 0L);
+  curl_easy_setopt(curl, CURLOPT_FORBID_REUSE, options_.reusesConnection ? 0L : 1L);
+  curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, &onBody);
+  curl_easy_setopt(curl, CURLOPT_WRITEDATA, &received);
+  curl_easy_setopt(curl, CURLOPT_HEADERFUNCTION, &onHeader);
+  curl_easy_setopt(curl, CURLOPT_HEADERDATA, &received);
+  const CURLcode outcome = curl_easy_perform(curl);
+  if (outcome != CURLE_OK) {
+    ec = transportError(outcome);
+    return nullptr;
+  }
+  long status = 0;
+  curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &status);
+  return std::make_shared<NetworkReply>(status, std::move(received.body));
+}
+
+}  // namespace quelmar

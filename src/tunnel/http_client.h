@@ -1,0 +1,69 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <system_error>
+
+#include "tunnel/http_headers.h"
+#include "tunnel/network_options.h"
+
+namespace quelmar {
+
+/// A parsed address. Only absolute "http" addresses with a host are valid.
+class URL {
+ public:
+  explicit URL(const std::string& address);
+
+  [[nodiscard]] bool isValid() const { return valid_; }
+  [[nodiscard]] const std::string& text() const { return text_; }
+
+ private:
+  std::string text_;
+  bool valid_ = false;
+};
+
+/// What came back from an exchange.
+class NetworkReply {
+ public:
+  NetworkReply(long responseCode, std::string body) : responseCode_(responseCode), body_(std::move(body)) {}
+
+  /// The HTTP status code.
+  [[nodiscard]] long getResponseCode() const { return responseCode_; }
+  [[nodiscard]] const std::string& getBody() const { return body_; }
+
+ private:
+  long responseCode_;
+  std::string body_;
+};
+
+/// Transport failures as error codes; messages are the transfer library's own.
+const std::error_category& transportCategory();
+
+/// Shared state of many requests; this tool sends one, and passes none.
+class NetworkManager;
+
+/// One HTTP exchange: a GET, sent straight to the address whatever proxies the environment names, redirects
+/// not followed, no signals used. Not for use by two threads at a time.
+class NetworkRequest {
+ public:
+  static std::shared_ptr<NetworkRequest> create(const std::shared_ptr<NetworkManager>& manager);
+
+  /// @param seconds  limit of the whole exchange, connecting included; 0 sets none.
+  void setTimeout(unsigned int seconds) { timeoutSeconds_ = seconds; }
+  void setHeaders(const HttpHeaders& headers) { headers_ = headers; }
+  void setOptions(const NetworkOptions& options) { options_ = options; }
+
+  /// Performs the exchange and blocks until it has ended or the limit has passed.
+  /// @param ec  cleared, then set to the transport's error: bad address, refused, timed out, no HTTP, and
+  /// also a
+  ///            body over 8 MiB or headers over 256 KiB, which end the exchange.
+  /// @return the reply, or null when `ec` is set. A status other than 200 is a reply, not an error.
+  std::shared_ptr<NetworkReply> send(std::error_code& ec, const URL& url);
+
+ private:
+  unsigned int timeoutSeconds_ = 0;
+  HttpHeaders headers_;
+  NetworkOptions options_;
+};
+
+}  // namespace quelmar

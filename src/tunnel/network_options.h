@@ -1,0 +1,44 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "tunnel/trace_id.h"
+
+namespace quelmar {
+
+struct Cookie {
+  std::string name;
+  std::string value;
+};
+
+/// A cookie jar.
+using CurlCookies = std::vector<Cookie>;
+
+/// The option record that travels with a request, in the order and with the defaults that all of the client's
+/// programs share. An exchange of this tool is one direct, plain GET without cookies, so of the settings it
+/// acts on reusesConnection alone; the record is whole because it is shared.
+struct NetworkOptions {
+  std::uint16_t version = 1;
+  std::string interfaceName;
+  bool verbose = false;
+  std::int32_t idleSeconds = 120;
+  bool verifyPeer = true;
+  std::string certificatePath;
+  bool useProxy = false;
+  bool reusesConnection = true;  ///< false: the connection is closed after the exchange
+  std::uint64_t rateLimit = 0;
+  std::string traceId = generateTraceId();
+  bool resume = false;
+  bool followLocation = false;
+  std::string proxyHost;
+  std::string proxyUser;
+  std::string proxyPassword;
+  bool uploads = false;
+  std::uint32_t resolveMode = 0;
+  CurlCookies cookies;
+  bool storesCookies = false;
+};
+
+}  // namespace quelmar

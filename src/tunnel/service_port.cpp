@@ -1,0 +1,71 @@
+#include "tunnel/service_port.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <vector>
+
+#include "base/regular_file.h"
+#include "logging/data_folders.h"
+#include "logging/log_call.h"
+
+namespace quelmar {
+namespace {
+
+// Far more than any port file holds; a file that is not one must not fill the memory.
+constexpr std::size_t kMaxPortFileBytes = 64 * 1024;
+constexpr long long kPortEnd = 65536;
+
+bool isDigit(char c) {
+  return c >= '0' && c <= '9';
+}
+
+std::vector<std::string> baseFolders() {
+  std::error_code ignored;
+  return {utilities::macos::getSharedDataPath(ignored)};
+}
+
+}  // namespace
+
+PortText parsePort(const std::string& content) {
+  PortText text;
+  std::copy_if(content.begin(), content.end(), std::back_inserter(text.digits),
+               [](char c) { return c != ' ' && c != '\t' && c != '\n'; });
+  text.isNumber = !text.digits.empty() && std::all_of(text.digits.begin(), text.digits.end(), isDigit);
+  if (text.isNumber) {
+    // Saturates at the largest value, so that no number of digits comes out as a port again.
+    const long long value = std::strtoll(text.digits.c_str(), nullptr, 10);
+    if (value >= 1 && value < kPortEnd) text.port = static_cast<std::uint16_t>(value);
+  }
+  return text;
+}
+
+std::uint16_t getServicePortViaPath(const std::string& processName, const std::string& serviceName,
+                                    const std::string& subFolder) {
+  const std::string fileName = subFolder.empty() ? serviceName : subFolder + "/" + serviceName;
+  for (const std::string& base : baseFolders()) {
+    const std::string path = base + "/var/run" + "/" + fileName;
+    const PortText text = parsePort(utilities::readRegularFile(path, kMaxPortFileBytes));
+    if (!text.isNumber) {
+      // One value fewer than placeholders: kept on purpose, the record surfaces on standard error instead.
+      LOG_CALL(kErr, "{}; Reason: process:{} ,service:{}, path:{}, content:{}",
+               "get service port failed,content is empty or not digit", processName, serviceName,
+               text.digits);
+    } else if (text.port == 0) {
+      LOG_CALL(kErr, "{}; Reason: process:{} ,service:{},path:{},content:{}",
+               "get service port failed,the port is out of range", processName, serviceName, path,
+               text.digits);
+    } else {
+      LOG_CALL(kDebug, "port file path:{},port:{}", path, text.port);
+      return text.port;
+    }
+  }
+  LOG_CALL(kErr, "{}; Reason: process:{} ,service:{}", "get service port failed", processName, serviceName);
+  return 0;
+}
+
+std::uint16_t getHttpDebugPort() {
+  return getServicePortViaPath("oBrelaAgent", "debugserver", "");
+}
+
+}  // namespace quelmar
