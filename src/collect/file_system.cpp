@@ -1,0 +1,176 @@
+#include "collect/file_system.h"
+
+#include <vector>
+
+#include <boost/exception/diagnostic_information.hpp>
+#include <boost/filesystem/operations.hpp>
+
+#include "base/directories.h"
+#include "base/regular_file.h"
+#include "logging/log_call.h"
+
+namespace fs = boost::filesystem;
+
+namespace quelmar::helper {
+namespace {
+
+constexpr fs::perms kWriteForAll = static_cast<fs::perms>(0222);
+constexpr const char* kMissingSource = "Source directory {} not exist.; Reason: code:{} msg:{}";
+
+void addWritePermission(const fs::path& path) {
+  try {
+    // chmod would go through a link to a file that is not ours.
+    if (fs::is_symlink(fs::symlink_status(path))) return;
+    // All other bits are replaced: kept on purpose.
+    fs::permissions(path, kWriteForAll);
+  } catch (const std::exception&) {
+    LOG_CALL(kErr, "{} permissions exception; Reason: {}", path.string(),
+             boost::current_exception_diagnostic_information());
+  }
+}
+
+/// Tells whether a directory stands at `src`, through links; the reason goes to `ec`.
+bool isSourceDirectory(const fs::path& src, std::error_code& ec) {
+  boost::system::error_code error;
+  const fs::file_status status = fs::status(src, error);
+  ec = error;
+  if (fs::is_directory(status)) return true;
+  if (!ec) ec = std::make_error_code(std::errc::not_a_directory);
+  return false;
+}
+
+/// What copyDir and copyFile2Dir do before their walk; the records carry the caller's name.
+std::error_code prepareCopy(const char* function, Level missingSourceLevel, const fs::path& src,
+                            const fs::path& dst) {
+  std::error_code ec;
+  if (!isSourceDirectory(src, ec)) {
+    LOG_CALL_AS(function, missingSourceLevel, kMissingSource, src.string(), ec.value(), ec.message());
+    return ec;
+  }
+  boost::system::error_code error;
+  const fs::file_status status = fs::symlink_status(dst, error);
+  if (fs::is_directory(status)) return {};
+  if (fs::exists(status) && !ensureRemove(dst, ec)) {
+    LOG_CALL_AS(function, kErr, "remove {} fail.; Reason: code:{} msg:{}", dst.string(), ec.value(),
+                ec.message());
+    return ec;
+  }
+  error.clear();
+  fs::create_directories(dst, error);
+  if (error) {
+    LOG_CALL_AS(function, kErr, "Unable to create destination directory {} .; Reason: code:{} msg:{}",
+                dst.string(), error.value(), error.message());
+  }
+  return error;
+}
+
+/// Tells whether the two name the same directory.
+bool isSameDirectory(const fs::path& one, const fs::path& other) {
+  boost::system::error_code ec;
+  return fs::equivalent(one, other, ec);
+}
+
+/// Calls back with each entry of `dir` in listing order.
+std::error_code forEachEntry(const fs::path& dir, const std::function<void(const fs::path&)>& onEntry) {
+  boost::system::error_code ec;
+  fs::directory_iterator entry(dir, ec);
+  while (!ec && entry != fs::directory_iterator()) {
+    // "." and ".." are left out by the iterator.
+    onEntry(entry->path());
+    entry.increment(ec);
+  }
+  return ec;
+}
+
+/// @param top  the destination of the whole copy: an output folder inside the source must not be copied into
+/// itself.
+std::error_code copyTree(const fs::path& src, const fs::path& dst, const fs::path& top,
+                         const FileFilter& filter) {
+  if (const std::error_code ec = prepareCopy("copyDir", kWarn, src, dst)) return ec;
+  return forEachEntry(src, [&](const fs::path& entry) {
+    boost::system::error_code status;
+    if (fs::is_directory(fs::symlink_status(entry, status))) {
+      if (!isSameDirectory(entry, top)) copyTree(entry, dst / entry.filename(), top, filter);
+    } else if (!filter || filter(entry.string())) {
+      std::error_code notReported;
+      utilities::copyRegularFile(entry, dst / entry.filename(), utilities::Overwrite::kNo, notReported);
+    }
+  });
+}
+
+void walkEntry(const fs::path& path, const std::function<void(const std::string&)>& beforeDir,
+               const std::function<void(const std::string&)>& afterDir,
+               const std::function<void(const std::string&)>& onFile) {
+  boost::system::error_code ec;
+  const fs::file_status status = fs::symlink_status(path, ec);
+  if (fs::is_directory(status)) {
+    if (beforeDir) beforeDir(path.string());
+    directoryWalker(path, beforeDir, afterDir, onFile);
+    if (afterDir) afterDir(path.string());
+  } else if (ec) {
+    LOG_CALL_AS("directoryWalker", kWarn, "current path:{}; Reason: code:{} msg:{}", path.string(),
+                ec.value(), ec.message());
+  } else if (onFile) {
+    onFile(path.string());
+  }
+}
+
+}  // namespace
+
+bool ensureRemove(const fs::path& path, std::error_code& ec) {
+  boost::system::error_code error;
+  fs::remove_all(path, error);
+  if (error) {
+    addWritePermission(path);
+    error.clear();
+    fs::remove_all(path, error);
+  }
+  ec = error;
+  return !error;
+}
+
+void ensureRemove(const fs::path& path) {
+  std::error_code ignored;
+  ensureRemove(path, ignored);
+}
+
+std::error_code copyDir(const fs::path& src, const fs::path& dst, const FileFilter& filter) {
+  return copyTree(src, dst, dst, filter);
+}
+
+bool copyFile2Dir(const std::string& sourceDir, const std::string& destDir, const FileFilter& filter,
+                  bool /*flag*/) {
+  if (prepareCopy(__func__, kErr, sourceDir, destDir)) return false;
+  forEachEntry(sourceDir, [&](const fs::path& entry) {
+    if (!filter(entry.string())) return;
+    std::error_code notReported;
+    utilities::copyRegularFile(entry, destDir / entry.filename(), utilities::Overwrite::kYes, notReported);
+  });
+  return true;
+}
+
+void directoryWalker(const fs::path& root, const std::function<void(const std::string&)>& beforeDir,
+                     const std::function<void(const std::string&)>& afterDir,
+                     const std::function<void(const std::string&)>& onFile) {
+  std::error_code ec;
+  if (!utilities::isOwnDirectory(root)) {
+    if (isSourceDirectory(root, ec)) ec = std::make_error_code(std::errc::too_many_symbolic_link_levels);
+    LOG_CALL(kWarn, kMissingSource, root.string(), ec.value(), ec.message());
+    return;
+  }
+  try {
+    std::vector<std::string> names;
+    for (const fs::directory_entry& entry : fs::directory_iterator(root)) {
+      names.push_back(entry.path().filename().string());
+    }
+    for (const std::string& name : names) walkEntry(root / name, beforeDir, afterDir, onFile);
+  } catch (const std::exception& failure) {
+    LOG_CALL(kWarn, "An exception occurred while traversing the directory({}); Reason: {}", root.string(),
+             failure.what());
+  } catch (...) {
+    LOG_CALL(kWarn, "An unknown exception occurred while traversing the directory; Reason: {}",
+             boost::current_exception_diagnostic_information());
+  }
+}
+
+}  // namespace quelmar::helper
