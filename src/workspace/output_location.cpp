@@ -1,0 +1,69 @@
+#include "workspace/output_location.h"
+
+#include <chrono>
+#include <ctime>
+#include <iomanip>
+#include <sstream>
+#include <utility>
+
+#include <boost/filesystem/operations.hpp>
+
+#include "base/directories.h"
+#include "logging/log_call.h"
+
+namespace fs = boost::filesystem;
+
+namespace quelmar {
+namespace {
+
+constexpr const char* kDefaultRoot = "/tmp/oBrelaLog";
+// The client product's version, not the tool's own: archives are labelled by what they are about.
+constexpr const char* kProductVersion = "2.5.16.20";
+constexpr std::uintmax_t kMinAvailableBytes = 524'288'000;  // 500 MiB
+
+}  // namespace
+
+bool ensureLogRootDir(std::string& root) {
+  std::error_code ec;
+  if (!root.empty() && utilities::ensureDirectoryExist(root, ec)) return true;
+  if (!utilities::ensureDirectoryExist(kDefaultRoot, ec)) {
+    LOG_CALL(kErr, "ensureDirectoryExist {} failed.{}", kDefaultRoot, "");
+    return false;
+  }
+  root = kDefaultRoot;
+  return true;
+}
+
+bool checkDiskIsFull(const std::string& path) {
+  boost::system::error_code notReported;
+  return fs::space(path, notReported).available < kMinAvailableBytes;
+}
+
+bool getZipFileName(std::string& name) {
+  try {
+    const std::time_t now = std::chrono::system_clock::to_time_t(
+        std::chrono::time_point_cast<std::chrono::seconds>(std::chrono::system_clock::now()));
+    std::tm local{};
+    localtime_r(&now, &local);
+    std::ostringstream stream;
+    stream << kProductVersion << "_" << std::put_time(&local, "%Y%m%d%H%M%S");
+    std::string text = stream.str();
+    text.insert(0, "oBrelaLog_");
+    text.append(".zip");
+    name = std::move(text);
+    return true;
+  } catch (...) {
+    return false;
+  }
+}
+
+std::string initZipLogPath(const std::string& root) {
+  std::string name;
+  if (!getZipFileName(name)) {
+    LOG_CALL(kErr, "{}{}", "getZipFileName failed.", "");
+    return {};
+  }
+  return (fs::path(root) / name).string();
+}
+
+}  // namespace quelmar

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <string>
+
+namespace quelmar {
+
+/// Settles the output root: `root` when it is not empty and a directory can be ensured there, else the
+/// default
+/// "/tmp/oBrelaLog", which `root` then names. A root that cannot be used is abandoned in silence.
+/// @return true when `root` names a usable directory; false when the default fails too (logged; `root`
+/// unchanged).
+bool ensureLogRootDir(std::string& root);
+
+/// Tells whether the volume that holds `path` has less than 500 MiB available to an unprivileged user. When
+/// the volume cannot be asked, whatever figure the query left decides.
+bool checkDiskIsFull(const std::string& path);
+
+/// Builds an archive's file name: "oBrelaLog_", the client product's version, "_", the local time as
+/// "%Y%m%d%H%M%S", ".zip".
+/// @return true when `name` was set; false, with `name` as it was, when anything threw.
+bool getZipFileName(std::string& name);
+
+/// The full path of the archive to be written into `root`, or an empty string when no name could be had
+/// (logged).
+std::string initZipLogPath(const std::string& root);
+
+}  // namespace quelmar
