@@ -1,0 +1,190 @@
+#include <chrono>
+#include <cstdint>
+#include <iostream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <boost/filesystem/operations.hpp>
+
+#include "app/param_check.h"
+#include "app/process_setup.h"
+#include "app/result_codes.h"
+#include "base/directories.h"
+#include "base/shared_inst.h"
+#include "base/wait_group.h"
+#include "collect/file_system.h"
+#include "collect/running_log.h"
+#include "logging/log_call.h"
+#include "logging/log_setup.h"
+#include "sysinfo/shell.h"
+#include "sysinfo/system_info.h"
+#include "tunnel/module_dump.h"
+#include "workspace/cached_logs.h"
+#include "workspace/housekeeping.h"
+#include "workspace/output_location.h"
+#include "workspace/packaging.h"
+
+namespace fs = boost::filesystem;
+
+namespace quelmar {
+
+/// The tunnel service's internal modules, under the service's own names.
+extern const std::vector<std::string> modules;
+const std::vector<std::string> modules = {
+    "selectLine",       "lineDetector", "dnsResolver", "tunConntrack",  "l3Tunnel",
+    "dataConvertor",    "trustTunnel",  "DNS",         "tunnelOptions", "appDnsFilter",
+    "trustApplication", "dataProvider", "VNIC"};
+
+namespace {
+
+constexpr std::uint64_t kSystemInfoBudgetSeconds = 60;
+constexpr std::chrono::seconds kRevealLimit{10};
+
+std::uint64_t steadySeconds() {
+  const auto now = std::chrono::steady_clock::now().time_since_epoch();
+  return static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::seconds>(now).count());
+}
+
+/// Makes the scratch folder, open to every user; the run goes on without it.
+void prepareScratch(const std::string& logFilesDir) {
+  // A link under the scratch folder's name would lead copies and clean-up astray.
+  utilities::discardForeignEntry(logFilesDir);
+  boost::system::error_code ec;
+  fs::create_directories(logFilesDir, ec);
+  if (ec) {
+    LOG_CALL_AS("main", kWarn, "create_directories({}) return failed; Reason: Error code={}, msg={}",
+                logFilesDir, ec.value(), ec.message());
+    return;
+  }
+  fs::permissions(logFilesDir, fs::all_all, ec);
+  if (ec) {
+    LOG_CALL_AS("main", kWarn, "permissions all_all({}) return failed; Reason: Error code={}, msg={}",
+                logFilesDir, ec.value(), ec.message());
+  }
+}
+
+/// Starts the three collectors, each on a thread that nobody joins and that signs off at the group.
+/// Throws std::system_error when a thread cannot be started.
+void startCollectors(const std::string& logFilesDir, const std::string& systemInfoPath,
+                     std::uint64_t startSeconds, WaitGroup& group) {
+  group.add(1);
+  std::thread([systemInfoPath, startSeconds, &group] {
+    logutils::macos::collectSystemInfo(systemInfoPath, startSeconds, kSystemInfoBudgetSeconds, &group);
+  }).detach();
+
+  group.add(1);
+  std::thread([&group] {
+    LOG_CALL(kInfo, "{}", "begin dump trust xtunnel process info ...");
+    dumpXTunnelProc();
+    LOG_CALL(kInfo, "{}", "end dump trust xtunnel proces info");
+    group.add(-1);
+  }).detach();
+
+  group.add(1);
+  std::thread([logFilesDir, &group] {
+    LOG_CALL(kInfo, "begin collect running log {} ...", logFilesDir);
+    try {
+      logutils::macos::collectRunningLog(logFilesDir);
+    } catch (const std::exception& failure) {
+      // The archive is made of what was collected so far.
+      LOG_CALL(kErr, "{}; Reason: exception:{}", "collect running log failed.", failure.what());
+    }
+    LOG_CALL(kInfo, "end collect running log {} ", logFilesDir);
+    group.add(-1);
+  }).detach();
+}
+
+/// Shows the archive in the file browser. The path is not quoted: kept on purpose.
+void openExplorer(const std::string& zipPath) {
+  const std::string command = "open -R " + zipPath;
+  std::string output;
+  if (!logutils::macos::details::cmdPopenWithin(kRevealLimit, command, output)) {
+    LOG_CALL(kErr, "cmdPopen failed. {}; Reason: {}", command, output);
+  }
+}
+
+}  // namespace
+}  // namespace quelmar
+
+int main(int argc, char** argv) {
+  using namespace quelmar;
+
+  // 1. Options. Mistakes are not reported: whatever was recognised counts.
+  const ParamCheck options;
+  cmdline::parser& parser = options.parser();
+  parser.parse(argc, argv);
+  if (parser.exist("help")) {
+    std::cerr << parser.usage() << std::endl;
+    return kResultSuccess;
+  }
+  if (parser.exist("version")) {
+    std::cout << logcollect_version_string();
+    return kResultSuccess;
+  }
+
+  // 2. The executable's folder becomes the current one. Without it the run ends here, by the exception.
+  prepareProcess();
+  const std::string program = argc > 0 ? argv[0] : "";
+  const fs::path folder = fs::path(program).parent_path();
+  std::cout << "app path:" << program << std::endl;
+  std::cout << "set sdp agent current work path " << folder.string() << std::endl;
+  fs::current_path(folder);
+  std::cout << "Start collecting logs..." << std::endl;
+
+  // 3. The tool's own log.
+  const std::uint64_t startSeconds = steadySeconds();
+  if (!initLogName("LogColltionTool")) LOG_CALL(kErr, "{}{}", "initLogName failed.", "");
+  LOG_CALL(kInfo, "{}", "Collection log start");
+  std::string dir;
+  if (parser.exist("dir")) dir = options.getValue<std::string>("dir");
+  if (parser.exist("onlyKey")) {
+    LOG_CALL(kInfo, "Collection log({}) is enable", "onlyKey");
+    SharedInst::inst() = true;
+  }
+
+  // 4. The output root and room on its volume: nothing else ends a run early.
+  if (!ensureLogRootDir(dir)) {
+    LOG_CALL(kErr, "ensureLogRootDir {} failed.{}", dir, "");
+    endProcess(kResultNoOutputRoot);
+  }
+  if (checkDiskIsFull(dir)) {
+    LOG_CALL(kErr, "{}; Reason: The space of the drive where the ({}) resides is full",
+             "Log collection failure", dir);
+    endProcess(kResultDiskFull);
+  }
+
+  // 5. A clean output root with an empty scratch folder.
+  LOG_CALL(kInfo, "{}", "begin flush log ...");  // the text is older than what follows it: kept on purpose
+  checkAndCleanLogDir(dir);
+  const std::string logFilesDir = (fs::path(dir) / "logFiles").string();
+  prepareScratch(logFilesDir);
+
+  // 6. The collectors, side by side.
+  WaitGroup group;
+  const std::string systemInfoPath = (fs::path(dir) / "system_info.log").string();
+  utilities::discardForeignEntry(systemInfoPath);
+  startCollectors(logFilesDir, systemInfoPath, startSeconds, group);
+  group.wait();
+
+  // 7. The tool's own log, then everything into one archive.
+  Logger::GetInstance().flush();
+  collectSelf(logFilesDir);
+  const std::string zipPath = initZipLogPath(dir);
+  LOG_CALL(kInfo, "begin compress running log to {} ...", zipPath);
+  std::vector<std::string> paths = collectCacheLogPaths(logFilesDir);
+  paths.push_back(systemInfoPath);
+  compressLogs(paths, zipPath);
+  LOG_CALL(kInfo, "end compress running log to {}", zipPath);
+
+  // 8. Only the archive stays.
+  LOG_CALL(kInfo, "{}", "begin clear cache log");
+  cleanDir(logFilesDir, true);
+  std::error_code ignored;
+  helper::ensureRemove(systemInfoPath, ignored);
+  LOG_CALL(kInfo, "{}", "clear cache log done");
+  if (!parser.exist("quiet")) openExplorer(zipPath);
+  LOG_CALL(kInfo, "{}", "Collection log completed");
+  std::cout << "Collection log completed." << std::endl;
+  endProcess(kResultSuccess);
+}

@@ -1,0 +1,42 @@
+#include "app/process_setup.h"
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <iostream>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "logging/logger.h"
+
+namespace quelmar {
+
+void prepareProcess() {
+  int fd = 0;
+  do {
+    fd = open("/dev/null", O_RDWR);
+  } while (fd >= 0 && fd <= STDERR_FILENO);
+  if (fd > STDERR_FILENO) {
+    dup2(fd, STDIN_FILENO);
+    close(fd);
+  }
+  // A handler that does nothing, rather than ignoring: commands that the tool runs get the default back.
+  struct sigaction pipeAction {};
+  pipeAction.sa_handler = [](int) {};
+  pipeAction.sa_flags = SA_RESTART;
+  sigaction(SIGPIPE, &pipeAction, nullptr);
+  // With SIGCHLD ignored, no command's end could be waited for.
+  std::signal(SIGCHLD, SIG_DFL);
+}
+
+void endProcess(int result) {
+  Logger::GetInstance().flush();
+  std::cout.flush();
+  std::cerr.flush();
+  std::fflush(stdout);
+  // Not every stream: one that a detached thread reads from is locked.
+  std::_Exit(result);
+}
+
+}  // namespace quelmar

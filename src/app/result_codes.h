@@ -1,0 +1,27 @@
+#pragma once
+
+#include <string>
+#include <system_error>
+
+namespace quelmar {
+
+/// Process results. A shell sees their low 8 bits: 0, 161, 163.
+constexpr int kResultSuccess = 0;
+constexpr int kResultNoOutputRoot = 22116001;
+constexpr int kResultDiskFull = 22116003;
+
+/// The error category of collection outcomes.
+class _collection_category : public std::error_category {
+ public:
+  static const _collection_category& instance();
+
+  [[nodiscard]] const char* name() const noexcept override;
+
+  /// The message of a code from 0 to 4; one and the same for every other value.
+  [[nodiscard]] std::string message(int code) const override;
+};
+
+/// The single instance.
+const std::error_category& collection_category();
+
+}  // namespace quelmar
