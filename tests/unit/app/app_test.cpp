@@ -1,0 +1,133 @@
+#include <gtest/gtest.h>
+
+#include "app/command_line.h"
+#include "app/param_check.h"
+#include "app/result_codes.h"
+#include "support/log_capture.h"
+
+using namespace quelmar;
+
+namespace {
+
+bool parse(cmdline::parser& parser, std::vector<const char*> arguments) {
+  arguments.insert(arguments.begin(), "tool");
+  return parser.parse(static_cast<int>(arguments.size()), arguments.data());
+}
+
+}  // namespace
+
+TEST(Options, AreReadInAllForms) {
+  using Texts = std::vector<std::string>;
+  const struct {
+    std::vector<const char*> arguments;
+    std::string dir, flags;  // flags: the short names of those seen
+    Texts errors, rest;
+  } cases[] = {
+      {{}, "", "", {}, {}},
+      {{"--dir=/x"}, "/x", "", {}, {}},
+      {{"--dir", "/x"}, "/x", "", {}, {}},
+      {{"-d", "/x"}, "/x", "", {}, {}},
+      {{"--dir="}, "", "", {}, {}},
+      {{"--dir=a=b"}, "a=b", "", {}, {}},
+      {{"--dir", "--quiet"}, "--quiet", "", {}, {}},
+      {{"-d", "/x", "--dir", "/y"}, "/y", "", {}, {}},
+      {{"--dir"}, "", "", {"option needs value: --dir"}, {}},
+      {{"-d"}, "", "", {"option needs value: --dir"}, {}},
+      {{"-kq"}, "", "kq", {}, {}},
+      {{"-kd", "/x"}, "/x", "k", {}, {}},
+      {{"-dk", "/x"}, "", "k", {"option needs value: --dir"}, {"/x"}},
+      {{"-?v"}, "", "v?", {}, {}},
+      {{"-", "word", "--quiet", "more"}, "", "q", {}, {"word", "more"}},
+      {{"-x"}, "", "", {"undefined short option: -x"}, {}},
+      {{"-xkz"}, "", "k", {"undefined short option: -x", "undefined short option: -z"}, {}},
+      {{"--foo", "--foo=1", "--"},
+       "",
+       "",
+       {"undefined option: --foo", "undefined option: --foo", "undefined option: --"},
+       {}},
+      {{"--quiet=x"}, "", "", {"option value is invalid: --quiet=x"}, {}},
+      {{"--quiet="}, "", "", {"option value is invalid: --quiet="}, {}},
+  };
+  for (const auto& one : cases) {
+    const ParamCheck options;
+    const bool ok = parse(options.parser(), one.arguments);
+    const std::string label = one.arguments.empty() ? "none" : one.arguments.front();
+    EXPECT_EQ(ok, one.errors.empty()) << label;
+    EXPECT_EQ(options.parser().errors(), one.errors) << label;
+    EXPECT_EQ(options.parser().rest(), one.rest) << label;
+    EXPECT_EQ(options.getValue<std::string>("dir"), one.dir) << label;
+    EXPECT_EQ(options.parser().exist("dir"), one.dir != "" || label == "--dir=") << label;
+    std::string flags;
+    for (const auto& [name, letter] :
+         {std::pair("version", 'v'), {"onlyKey", 'k'}, {"help", '?'}, {"quiet", 'q'}}) {
+      if (options.parser().exist(name)) flags += letter;
+    }
+    EXPECT_EQ(flags.size(), one.flags.size()) << label;
+    for (const char letter : one.flags) EXPECT_NE(flags.find(letter), std::string::npos) << label << letter;
+  }
+}
+
+TEST(Options, UsageListsThemInOrder) {
+  const ParamCheck options;
+  parse(options.parser(), {});
+  EXPECT_EQ(options.parser().usage(),
+            "usage: tool [options] ... \noptions:\n"
+            "  -d, --dir        The directory where the log is saved. (string [=])\n"
+            "  -v, --version    print current version\n"
+            "  -k, --onlyKey    Only collect the key logs\n"
+            "  -?, --help       Print help message\n"
+            "  -q, --quiet      Quiet run\n");
+}
+
+TEST(Parser, HandlesRequiredAmbiguousAndShortlessOptions) {
+  cmdline::parser parser;
+  parser.add<std::string>("input", 'i', "what to read", true, "");
+  parser.add("all", 'a', "everything");
+  parser.add("any", 'a', "something");
+  parser.add("long", '\0', "no letter");
+  EXPECT_FALSE(parse(parser, {"-a"}));
+  EXPECT_EQ(parser.errors(),
+            (std::vector<std::string>{"short option 'a' is ambiguous", "ambiguous short option: -a",
+                                      "need option: --input"}));
+  EXPECT_FALSE(parser.parse(0, nullptr));
+  EXPECT_EQ(parser.errors(), std::vector<std::string>{"argument number must be longer than 0"});
+  parser.footer("FILE");
+  EXPECT_EQ(parser.usage(),
+            "usage: tool -i [options] ... FILE\noptions:\n"
+            "  -i, --input    what to read (string)\n"
+            "  -a, --all      everything\n"
+            "  -a, --any      something\n"
+            "      --long     no letter\n");
+}
+
+TEST(Parser, ThrowsOnMisuse) {
+  const testing_support::LogCapture log;
+  const ParamCheck options;
+  const auto textOf = [](const auto& misuse) -> std::string {
+    try {
+      misuse();
+    } catch (const cmdline::cmdline_error& error) {
+      return error.what();
+    }
+    return "nothing thrown";
+  };
+  EXPECT_EQ(textOf([&] { static_cast<void>(options.parser().exist("none")); }), "there is no flag: --none");
+  EXPECT_EQ(textOf([&] { options.parser().add("quiet", 'x', ""); }), "multiple definition: quiet");
+  EXPECT_EQ(options.getValue<std::string>("none"), "");
+  EXPECT_EQ(
+      log.text(),
+      "[error] [LogCollectionTool:getValue] get none value failed.; Reason: there is no flag: --none\n");
+}
+
+TEST(CollectionCategory, KnowsItsCodes) {
+  const char* const messages[] = {"collect logs success", "specific exception", "unknown exception",
+                                  "rpc with obrela tunnel disconnected", "http status != 200"};
+  for (int code = 0; code < 5; ++code) EXPECT_EQ(collection_category().message(code), messages[code]);
+  for (const int code : {5, -1, 22116001}) {
+    EXPECT_EQ(collection_category().message(code), "unknown error, error code is not defined");
+  }
+  EXPECT_STREQ(collection_category().name(), "collection_category");
+  EXPECT_EQ(std::error_code(4, collection_category()), std::error_code(4, _collection_category::instance()));
+  EXPECT_EQ(kResultNoOutputRoot & 0xff, 161);
+  EXPECT_EQ(kResultDiskFull & 0xff, 163);
+}

@@ -1,0 +1,176 @@
+#include "collect/file_system.h"
+
+#include <algorithm>
+#include <vector>
+
+#include "collect/directory_size.h"
+#include "support/log_capture.h"
+
+using namespace quelmar;
+using namespace quelmar::helper;
+using namespace testing_support;
+
+namespace {
+
+/// All paths below `root`, directories with a trailing slash, sorted.
+std::string tree(const fs::path& root) {
+  std::vector<std::string> paths;
+  for (const auto& entry : fs::recursive_directory_iterator(root)) {
+    const bool isDirectory = fs::is_directory(entry.symlink_status());
+    paths.push_back(fs::relative(entry.path(), root).string() + (isDirectory ? "/" : ""));
+  }
+  std::sort(paths.begin(), paths.end());
+  std::string text;
+  for (const std::string& path : paths) text += path + " ";
+  return text;
+}
+
+}  // namespace
+
+TEST(CopyDir, CopiesFilesAndEntersNoLinks) {
+  const LogCapture log;
+  const TempDir dir;
+  writeFile(dir / "src/a.log", "new");
+  writeFile(dir / "src/sub/b.log", "b");
+  writeFile(dir / "src/refused.exe", "x");
+  fs::create_directory(dir / "src/empty");
+  fs::create_symlink("a.log", dir / "src/link to file");
+  fs::create_symlink(".", dir / "src/loop");
+  fs::create_symlink("/", dir / "src/everything");
+  fs::create_symlink("gone", dir / "src/dangling");
+  ASSERT_EQ(mkfifo((dir / "src/pipe.log").c_str(), 0600), 0);
+  writeFile(dir / "src/odd \n'$(x)\xff", "odd");
+  writeFile(dir / ("src/" + std::string(255, 'n')), "long");
+  writeFile(dir / "dst/a.log", "old");
+  writeFile(dir / "dst/sub", "in the way");
+  const FileFilter filter = [](const std::string& path) { return path.find(".exe") == std::string::npos; };
+  EXPECT_FALSE(copyDir(dir / "src", dir / "dst", filter));
+  EXPECT_EQ(tree(dir / "dst"),
+            "a.log empty/ link to file " + std::string(255, 'n') + " odd \n'$(x)\xff sub/ sub/b.log ");
+  EXPECT_EQ(readFile(dir / "dst/a.log"), "old");
+  EXPECT_EQ(readFile(dir / "dst/link to file"), "new");
+  EXPECT_FALSE(fs::is_symlink(dir / "dst/link to file"));
+  EXPECT_EQ(log.text(), "");
+}
+
+TEST(CopyDir, DoesNotCopyItsOutputIntoItself) {
+  const TempDir dir;
+  writeFile(dir / "logs/a.log", "a");
+  EXPECT_FALSE(copyDir(dir / "logs", dir / "logs/out/copy", {}));
+  EXPECT_EQ(tree(dir / "logs/out/copy"), "a.log out/ ");
+}
+
+TEST(CopyFunctions, SayWhatIsMissingOrInTheWay) {
+  const LogCapture log;
+  const TempDir dir;
+  writeFile(dir / "file", "x");
+  fs::create_directory(dir / "src");
+  const std::string missing = (dir / "none").string();
+  const std::string file = (dir / "file").string();
+  const auto all = [](const std::string&) { return true; };
+  EXPECT_EQ(copyDir(missing, dir / "a", {}), std::errc::no_such_file_or_directory);
+  EXPECT_EQ(copyDir(file, dir / "a", {}), std::errc::not_a_directory);
+  EXPECT_FALSE(copyFile2Dir(missing, (dir / "a").string(), all, true));
+  EXPECT_FALSE(fs::exists(dir / "a"));
+  EXPECT_TRUE(copyDir(dir / "src", "/proc/none/such", {}));
+  const std::string missingText =
+      "Source directory " + missing + " not exist.; Reason: code:2 msg:No such file or directory\n";
+  EXPECT_EQ(
+      log.text(),
+      "[warning] [LogCollectionTool:copyDir] " + missingText +
+          "[warning] [LogCollectionTool:copyDir] Source directory " + file +
+          " not exist.; Reason: code:20 msg:Not a directory\n[error] [LogCollectionTool:copyFile2Dir] " +
+          missingText +
+          "[error] [LogCollectionTool:copyDir] Unable to create destination directory /proc/none/such .; "
+          "Reason: code:2 msg:No such file or directory\n");
+}
+
+TEST(CopyFile2Dir, OverwritesAcceptedFilesOfOneLevel) {
+  const TempDir dir;
+  writeFile(dir / "src/wanted", "new");
+  writeFile(dir / "src/other", "x");
+  writeFile(dir / "src/sub/wanted", "deep");
+  writeFile(dir / "dst/wanted", "old and longer");
+  const auto wanted = [](const std::string& path) { return fs::path(path).filename() == "wanted"; };
+  EXPECT_TRUE(copyFile2Dir((dir / "src").string(), (dir / "dst").string(), wanted, true));
+  EXPECT_EQ(tree(dir / "dst"), "wanted ");
+  EXPECT_EQ(readFile(dir / "dst/wanted"), "new");
+}
+
+TEST(EnsureRemove, RemovesTreesAndLinksButNeverTargets) {
+  const TempDir dir;
+  const fs::path target = writeFile(dir / "target/file", "x").parent_path();
+  fs::create_symlink(target, dir / "link");
+  writeFile(dir / "tree/deep/file", "x");
+  fs::create_symlink(target, dir / "tree/deep/link");
+  for (const char* name : {"link", "tree", "missing"}) {
+    std::error_code ec;
+    EXPECT_TRUE(ensureRemove(dir / name, ec)) << name;
+    EXPECT_FALSE(fs::exists(fs::symlink_status(dir / name))) << name;
+  }
+  EXPECT_EQ(tree(target), "file ");
+}
+
+TEST(EnsureRemove, SetsWritePermissionWhenItFailsButNotThroughLinks) {
+  // Nothing under /proc can be removed, and its permissions cannot be set either: the second half must not
+  // throw.
+  const LogCapture log;
+  std::error_code ec;
+  EXPECT_FALSE(ensureRemove("/proc/self/status", ec));
+  EXPECT_TRUE(ec);
+  EXPECT_NE(
+      log.text().find(
+          "[error] [LogCollectionTool:addWritePermission] /proc/self/status permissions exception; Reason: "),
+      std::string::npos)
+      << log.text();
+  const std::string before = log.text();
+  EXPECT_FALSE(ensureRemove("/proc/self/exe", ec));
+  EXPECT_EQ(log.text(), before) << "a link's target was asked for";
+}
+
+TEST(DirectoryWalker, HandsOutContentsBeforeTheirFolderAndSurvivesRemoval) {
+  const LogCapture log;
+  const TempDir dir;
+  for (int i = 0; i < 300; ++i) writeFile(dir / ("root/f" + std::to_string(i)), "");
+  writeFile(dir / "root/sub/inner", "");
+  fs::create_symlink("/", dir / "root/everything");
+  fs::create_symlink("gone", dir / "root/dangling");
+  std::vector<std::string> order;
+  std::size_t files = 0;
+  directoryWalker(
+      dir / "root",
+      [&](const std::string& path) { order.push_back("before " + fs::path(path).filename().string()); },
+      [&](const std::string& path) {
+        order.push_back("after " + fs::path(path).filename().string());
+        fs::remove_all(path);
+      },
+      [&](const std::string& path) {
+        if (fs::path(path).filename() == "inner") order.emplace_back("inner");
+        fs::remove(path);
+        ++files;
+      });
+  EXPECT_EQ(files, 303U);
+  EXPECT_EQ(order, (std::vector<std::string>{"before sub", "inner", "after sub"}));
+  EXPECT_TRUE(fs::is_empty(dir / "root"));
+  directoryWalker(dir / "none", {}, {}, {});
+  EXPECT_EQ(log.text(), "[warning] [LogCollectionTool:directoryWalker] Source directory " +
+                            (dir / "none").string() +
+                            " not exist.; Reason: code:2 msg:No such file or directory\n");
+}
+
+TEST(GetDirectorySize, CountsRegularFilesOfTheGivenExtensions) {
+  const LogCapture log;
+  const TempDir dir;
+  writeFile(dir / "t/a.log", std::string(100, 'x'));
+  writeFile(dir / "t/sub/b.LOG", std::string(20, 'x'));
+  writeFile(dir / "t/c.exe", std::string(3, 'x'));
+  fs::create_symlink("a.log", dir / "t/link.log");
+  fs::create_symlink("..", dir / "t/loop");
+  EXPECT_EQ(getDirectorySize((dir / "t").string(), {".log"}), 120U);
+  EXPECT_EQ(getDirectorySize((dir / "t").string(), {}), 123U);
+  EXPECT_EQ(log.text(), "");
+  EXPECT_EQ(getDirectorySize((dir / "none").string(), {}), 0U);
+  EXPECT_NE(log.text().find("[error] [LogCollectionTool:getDirectorySize] get directory:" +
+                            (dir / "none").string() + " size failed; Reason: catch exception:"),
+            std::string::npos);
+}

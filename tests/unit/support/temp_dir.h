@@ -1,0 +1,53 @@
+#pragma once
+
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+#include <string>
+
+#include <boost/filesystem/operations.hpp>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+namespace testing_support {
+
+namespace fs = boost::filesystem;
+
+/// A folder of its own for a test, removed with everything in it afterwards.
+class TempDir {
+ public:
+  TempDir() : path_(fs::temp_directory_path() / fs::unique_path("logcollect-%%%%%%%%")) {
+    fs::create_directories(path_);
+  }
+  ~TempDir() {
+    boost::system::error_code ec;
+    fs::remove_all(path_, ec);
+    EXPECT_FALSE(ec) << "could not remove " << path_ << ": " << ec.message();
+  }
+  TempDir(const TempDir&) = delete;
+  TempDir& operator=(const TempDir&) = delete;
+
+  [[nodiscard]] fs::path operator/(const std::string& name) const { return path_ / name; }
+  [[nodiscard]] const fs::path& path() const { return path_; }
+
+ private:
+  fs::path path_;
+};
+
+inline fs::path writeFile(const fs::path& path, const std::string& content) {
+  fs::create_directories(path.parent_path());
+  std::ofstream(path.string(), std::ios::binary) << content;
+  return path;
+}
+
+inline std::string readFile(const fs::path& path) {
+  std::ifstream stream(path.string(), std::ios::binary);
+  return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+inline mode_t modeOf(const fs::path& path) {
+  struct stat info {};
+  return lstat(path.c_str(), &info) == 0 ? info.st_mode & 07777 : 0;
+}
+
+}  // namespace testing_support

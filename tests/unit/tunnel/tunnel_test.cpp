@@ -1,0 +1,122 @@
+#include <regex>
+#include <set>
+
+#include <gtest/gtest.h>
+
+#include "tunnel/http_client.h"
+#include "tunnel/http_headers.h"
+#include "tunnel/network_options.h"
+#include "tunnel/service_port.h"
+#include "tunnel/trace_id.h"
+
+using namespace quelmar;
+
+TEST(ParsePort, TakesDigitsBetweenBlanksAndNothingElse) {
+  const struct {
+    std::string content;
+    bool isNumber;
+    int port;
+  } cases[] = {{"8080\n", true, 8080},
+               {"80 80", true, 8080},
+               {"\t 1\n\n", true, 1},
+               {"65535", true, 65535},
+               {"65536", true, 0},
+               {"0", true, 0},
+               {"00080", true, 80},
+               {"", false, 0},
+               {" \n\t", false, 0},
+               {"8080\r\n", false, 0},
+               {"+80", false, 0},
+               {"-80", false, 0},
+               {"80x", false, 0},
+               {"0x50", false, 0},
+               {"4294967376", true, 0},
+               {"٨٠", false, 0},
+               {std::string("80\0", 3), false, 0},
+               {std::string(400, '9'), true, 0},
+               {"18446744073709551696", true, 0}};
+  for (const auto& one : cases) {
+    const PortText text = parsePort(one.content);
+    EXPECT_EQ(text.isNumber, one.isNumber) << one.content;
+    EXPECT_EQ(text.port, one.port) << one.content;
+  }
+  EXPECT_EQ(parsePort(" 8 0\n8\t0 ").digits, "8080");
+}
+
+TEST(HttpHeaders, HoldTheDefaultsInNameOrder) {
+  HttpHeaders headers;
+  headers.set("Accept", "*/*");
+  headers.set(HttpHeaders::KnownHeaders::kUserAgent, "oBrelaLogCollection");
+  std::string all;
+  for (const auto& [name, value] : headers.values()) all += name + ": " + value + "\n";
+  EXPECT_EQ(all,
+            "Accept: */*\nConnection: close\nContent-Type: application/x-www-form-urlencoded\n"
+            "User-Agent: oBrelaLogCollection\n");
+  EXPECT_EQ(HttpHeaders().values().at("User-Agent"), "SPCClientType oBrelaTray");
+}
+
+TEST(HttpHeaders, KnowTheirNames) {
+  const std::vector<std::string> expected = {"Content-Type",
+                                             "Content-Length",
+                                             "Location",
+                                             "Last-Modified",
+                                             "Cookie",
+                                             "Set-Cookie",
+                                             "Content-Disposition",
+                                             "User-Agent",
+                                             "Server",
+                                             "If-Modified-Since",
+                                             "ETag",
+                                             "If-Match",
+                                             "If-None-Match",
+                                             "Transfer-Encoding",
+                                             "Access-Control-Allow-Origin",
+                                             "Referer",
+                                             "Accept-Encoding",
+                                             "Connection",
+                                             "x-sdp-traceid",
+                                             "Unknown-Header"};
+  for (std::size_t i = 0; i < expected.size(); ++i) {
+    EXPECT_EQ(HttpHeaders::name(static_cast<HttpHeaders::KnownHeaders>(i)), expected[i]);
+  }
+  EXPECT_STREQ(HttpHeaders::name(static_cast<HttpHeaders::KnownHeaders>(-1)), "Unknown-Header");
+}
+
+TEST(NetworkOptions, StartFromTheSharedDefaults) {
+  const NetworkOptions options;
+  EXPECT_EQ(options.version, 1);
+  EXPECT_EQ(options.idleSeconds, 120);
+  EXPECT_TRUE(options.verifyPeer && options.reusesConnection);
+  EXPECT_FALSE(options.verbose || options.useProxy || options.resume || options.followLocation ||
+               options.uploads || options.storesCookies);
+  EXPECT_EQ(options.rateLimit + options.resolveMode, 0U);
+  EXPECT_TRUE(options.cookies.empty());
+  EXPECT_NE(options.traceId, NetworkOptions().traceId);
+}
+
+TEST(TraceId, IsEightHexDigitsAndVaries) {
+  std::set<std::string> ids;
+  for (int i = 0; i < 200; ++i) {
+    const std::string id = generateTraceId();
+    EXPECT_TRUE(std::regex_match(id, std::regex("[0-9a-f]{8}"))) << id;
+    ids.insert(id);
+  }
+  EXPECT_GT(ids.size(), 190U);
+}
+
+TEST(Url, AcceptsPlainHttpOnly) {
+  const struct {
+    const char* address;
+    bool valid;
+  } cases[] = {{"http://127.0.0.1:7777/debug/modules", true},
+               {"https://127.0.0.1/", false},
+               {"file:///etc/passwd", false},
+               {"127.0.0.1:80", false},
+               {"http://", false},
+               {"http://127.0.0.1:99999/", false},
+               {"", false}};
+  for (const auto& one : cases) EXPECT_EQ(URL(one.address).isValid(), one.valid) << one.address;
+  std::error_code ec;
+  EXPECT_EQ(NetworkRequest::create(nullptr)->send(ec, URL("file:///etc/passwd")), nullptr);
+  EXPECT_TRUE(ec);
+}
