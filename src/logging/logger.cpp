@@ -2,7 +2,6 @@
 
 #include <cstdio>
 #include <iterator>
-#include <memory>
 
 #include <boost/filesystem/operations.hpp>
 #include <spdlog/logger.h>
@@ -41,7 +40,7 @@ void Logger::setOptions(LoggerOptions& options) {
       options_.logFile, static_cast<std::size_t>(options_.maxFileBytes),
       static_cast<std::size_t>(options_.firstCount));
   // The facade decides what is written; the library below filters nothing.
-  auto logger = std::make_unique<spdlog::logger>("LogCollectionTool", std::move(sink));
+  auto logger = std::make_shared<spdlog::logger>("LogCollectionTool", std::move(sink));
   logger->set_level(spdlog::level::trace);
   logger->flush_on(spdlog::level::warn);
   logger->set_pattern(kLinePattern);
@@ -49,8 +48,8 @@ void Logger::setOptions(LoggerOptions& options) {
   boost::system::error_code ec;
   const bool debug = fs::exists(options_.debugSwitch, ec);
   minimumLevel_ = debug ? static_cast<int>(kDebug) : options_.level;
-  // A logger that was replaced is given up, not destroyed: another thread may be writing through it.
-  sink_ = logger.release();
+  sinks_.push_back(logger);
+  sink_ = logger.get();
 }
 
 std::string Logger::GetFmt(const char* file, const char* function, int line, fmt::string_view message) {

@@ -3,7 +3,9 @@
 #include <atomic>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
+#include <vector>
 
 #include <fmt/format.h>
 
@@ -85,6 +87,8 @@ class Logger {
   LoggerOptions options_;
   std::atomic<int> minimumLevel_{kInfo};
   std::atomic<spdlog::logger*> sink_{nullptr};
+  /// Every logger there was: one that was replaced may still be in use by another thread.
+  std::vector<std::shared_ptr<spdlog::logger>> sinks_;
 };
 
 }  // namespace quelmar
