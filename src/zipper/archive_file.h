@@ -1,17 +1,20 @@
 #pragma once
 
-#include <cstdio>
+#include <cstddef>
+#include <cstdint>
 #include <string>
+#include <vector>
 
 #include <zip.h>
 
 namespace zipper {
 
 /// The file behind an archive, as the zip library sees it. The library passes over some failing writes;
-/// here every one of them is kept in mind.
+/// here every one of them is kept in mind. And it goes back to each entry's header: that costs nothing here
+/// as long as the header has not left the buffer.
 class ArchiveFile {
  public:
-  ArchiveFile() = default;
+  ArchiveFile();
   ~ArchiveFile();
   ArchiveFile(const ArchiveFile&) = delete;
   ArchiveFile& operator=(const ArchiveFile&) = delete;
@@ -21,19 +24,33 @@ class ArchiveFile {
   /// @param path    where the archive is or is to be
   /// @param append  APPEND_STATUS_CREATE for a new archive, APPEND_STATUS_ADDINZIP to add to the existing one
   /// @return the library's handle, to be ended with zipClose; null when the file cannot be opened or is no
-  ///         archive.
+  ///         archive, which stays as it was then.
   zipFile open(const std::string& path, int append);
 
   /// Tells whether anything could not be written since the archive was opened.
   bool failed() const { return failed_; }
 
- private:
-  static voidpf openFile(voidpf self, const void* path, int mode);
-  static uLong writeFile(voidpf self, voidpf stream, const void* data, uLong size);
-  static long seekFile(voidpf self, voidpf stream, ZPOS64_T offset, int origin);
-  static int closeFile(voidpf self, voidpf stream);
+  /// @name The file itself, for who completes the archive
+  /// All of it goes on at position(), which may lie anywhere. The results tell whether it could be done.
+  /// @{
+  std::uint64_t position() const { return position_; }
+  void seek(std::uint64_t position) { position_ = position; }
+  bool read(void* data, std::size_t size);
+  bool write(const void* data, std::size_t size);
+  /// @}
 
-  std::FILE* stream_ = nullptr;
+ private:
+  bool openFile(const std::string& path, bool create);
+  bool flush();
+  bool seekEnd();
+  bool close();
+
+  int descriptor_ = -1;
+  std::uint64_t position_ = 0;
+  std::vector<char> buffer_;       // what is yet to be written
+  std::uint64_t bufferStart_ = 0;  // where in the file
+  std::size_t bufferedBytes_ = 0;
+  bool written_ = false;
   bool failed_ = false;
 };
 

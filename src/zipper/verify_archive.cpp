@@ -4,9 +4,8 @@
 #include <type_traits>
 #include <vector>
 
+#include <sys/stat.h>
 #include <unzip.h>
-
-#include "zipper/source_file.h"
 
 namespace zipper {
 namespace {
@@ -32,7 +31,8 @@ bool verifyCurrentEntry(unzFile archive, std::vector<char>& buffer) {
 }  // namespace
 
 bool verifyArchive(const std::string& path) {
-  if (!openSource(path)) return false;  // the library would wait at a FIFO
+  struct stat status {};  // the library would wait at a FIFO
+  if (::stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return false;
   const ArchivePtr archive(unzOpen64(path.c_str()));
   unz_global_info64 info{};
   if (!archive || unzGetGlobalInfo64(archive.get(), &info) != UNZ_OK) return false;

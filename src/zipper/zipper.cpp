@@ -1,7 +1,6 @@
 #include "zipper/zipper.h"
 
 #include <cstdint>
-#include <cstdio>
 #include <limits>
 #include <stdexcept>
 #include <vector>
@@ -30,6 +29,11 @@ std::string nameInTree(const std::string& file, const std::string& folder) {
   return file.substr(file.rfind(folder + CDirEntry::Separator));
 }
 
+/// The archive does not take an entry of this name.
+struct EntryError : std::runtime_error {
+  explicit EntryError(const std::string& name) : std::runtime_error("Error adding '" + name + "' to zip") {}
+};
+
 }  // namespace
 
 class Zipper::Impl {
@@ -40,14 +44,14 @@ class Zipper::Impl {
   Impl& operator=(const Impl&) = delete;
 
   bool open();
-  bool add(std::FILE* stream, const std::string& nameInZip, unsigned flags);
+  bool add(SourceFile& stream, const std::string& nameInZip, unsigned flags);
   bool addFile(const std::string& path, const std::string& nameInZip, unsigned flags);
   void addTree(const std::string& path, unsigned flags);
   bool close();
 
  private:
-  void openEntry(const std::string& nameInZip, std::FILE* stream, const SourceReader& reader, int level);
-  int copy(SourceReader& reader);
+  void openEntry(const std::string& nameInZip, SourceFile& stream, int level);
+  int copy(SourceFile& stream);
 
   const Zipper& outer_;
   ArchiveFile file_;
@@ -63,49 +67,47 @@ bool Zipper::Impl::open() {
   return archive_ != nullptr;
 }
 
-bool Zipper::Impl::add(std::FILE* stream, const std::string& nameInZip, unsigned flags) {
+bool Zipper::Impl::add(SourceFile& stream, const std::string& nameInZip, unsigned flags) {
   if (archive_ == nullptr || nameInZip.empty()) return false;
-  SourceReader reader(stream);
-  openEntry(nameInZip, stream, reader, compressionLevel(flags));
-  const int result = copy(reader);
+  openEntry(nameInZip, stream, compressionLevel(flags));
+  const int result = copy(stream);
   // An entry that could not be read to its end is closed by the library, before the next one or at the end.
-  if (result != ZIP_OK && !reader.failed()) failed_ = true;
+  if (result != ZIP_OK && !stream.failed()) failed_ = true;
   return result == ZIP_OK;
 }
 
-void Zipper::Impl::openEntry(const std::string& nameInZip, std::FILE* stream, const SourceReader& reader,
-                             int level) {
+void Zipper::Impl::openEntry(const std::string& nameInZip, SourceFile& stream, int level) {
   const int method = level == 0 ? 0 : Z_DEFLATED;
-  const int zip64 = reader.large() ? 1 : 0;
-  int result = ZIP_PARAMERROR;
+  const int zip64 = isLargeFile(stream) ? 1 : 0;
+  // A longer name would make an archive that nobody can read; not every version of the library refuses it.
+  if (nameInZip.size() > kMaxNameBytes) throw EntryError(nameInZip);
+  int result = ZIP_OK;
   // Without file information the date and time are 0; an all-zero time gives another date in old versions.
-  if (nameInZip.size() > kMaxNameBytes) {
-    result = ZIP_PARAMERROR;  // the library would write an archive that nobody can read
-  } else if (outer_.password_.empty()) {
+  if (outer_.password_.empty()) {
     result = zipOpenNewFileInZip64(archive_, nameInZip.c_str(), nullptr, nullptr, 0, nullptr, 0, nullptr,
                                    method, level, zip64);
   } else {
     unsigned long crc = 0;
-    getFileCrc(stream, reader.limit(), buffer_, crc);
+    getFileCrc(stream, buffer_, crc);
     result = zipOpenNewFileInZip3_64(archive_, nameInZip.c_str(), nullptr, nullptr, 0, nullptr, 0, nullptr,
                                      method, level, 0, -MAX_WBITS, kMemoryLevel, Z_DEFAULT_STRATEGY,
                                      outer_.password_.c_str(), crc, zip64);
   }
-  if (result != ZIP_OK) throw std::runtime_error("Error adding '" + nameInZip + "' to zip");
+  if (result != ZIP_OK) throw EntryError(nameInZip);
 }
 
-int Zipper::Impl::copy(SourceReader& reader) {
+int Zipper::Impl::copy(SourceFile& stream) {
   for (;;) {
-    const std::size_t count = reader.read(buffer_);
-    if (count == 0) return reader.failed() ? ZIP_ERRNO : zipCloseFileInZip(archive_);
+    const std::size_t count = stream.read(buffer_);
+    if (count == 0) return stream.failed() ? ZIP_ERRNO : zipCloseFileInZip(archive_);
     const int result = zipWriteInFileInZip(archive_, buffer_.data(), static_cast<unsigned>(count));
     if (result != ZIP_OK) return result;
   }
 }
 
 bool Zipper::Impl::addFile(const std::string& path, const std::string& nameInZip, unsigned flags) {
-  const FilePtr stream = openSource(path);
-  return add(stream.get(), nameInZip, flags);
+  SourceFile stream(path);
+  return add(stream, nameInZip, flags);
 }
 
 void Zipper::Impl::addTree(const std::string& path, unsigned flags) {
