@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 
 #include <fcntl.h>
@@ -80,6 +81,7 @@ bool ArchiveFile::read(void* data, std::size_t size) {
 }
 
 bool ArchiveFile::write(const void* data, std::size_t size) {
+  if (failed_) return false;  // nothing that follows could make up for the gap
   written_ = true;
   for (const char* from = static_cast<const char*>(data); size > 0;) {
     const bool inside = position_ >= bufferStart_ && position_ <= bufferStart_ + bufferedBytes_;

@@ -50,8 +50,10 @@ class Zipper {
   /// Finishes the archive as the destructor does and frees everything.
   void release();
 
+  class Impl;  ///< not for callers
+
  private:
-  class Impl;
+  bool openArchive();
 
   std::string zipName_;
   std::string password_;
