@@ -1,0 +1,255 @@
+"""Runs the real LogCollectionTool on a machine of its own.
+
+A test module first moves into private mount, network and process namespaces (see main). Each Box is then a root
+folder on a tmpfs: the host's programs read-only, everything else a fixture. The tool is started with that root, so
+nothing that it does can reach the real machine. The tests see what it did through the same tmpfs.
+"""
+import collections
+import ctypes
+import fcntl
+import itertools
+import os
+import re
+import signal
+import socket
+import socketserver
+import struct
+import subprocess
+import sys
+import tempfile
+import threading
+import time
+import unittest
+import zipfile
+
+TOOL = os.environ.get("LOGTOOL", "")
+ROOT_DIR = "/tmp/oBrelaLog"
+SCRATCH = ROOT_DIR + "/logFiles"
+SHARED = "/Library/Application Support/oBrela"
+OWN_LOG = "/Users/root" + SHARED + "/logs/LogColltionTool.log"
+UEM_LOGS = "/Library/Application Support/uem/logs/quelmarlogs/"
+APP = "/Library/quelmar/SDP/oBrela.app/Contents/Resources/app"
+LAUNCHD = "/var/log/com.apple.xpc.launchd/launchd.log"
+ALWAYS = {"LogColltionTool.log", "logs/root/LogColltionTool.log", "logs/system_wide.log", "system_info.log"}
+MIB = 1 << 20
+BANNER = "=" * 34 + " %s " + "=" * 34 + "\n"
+PS = "1 loginwindow\n2 oBrelaAgent\n3 FernGateway\n4 QMUem\n5 grep QMUem oBrela FernGateway loginwindow\n"
+# Each fake records its arguments and prints them; cat and grep are the real ones.
+FAKES = ("open log journalctl uname ip who loginctl systemctl ls sysctl csrutil kextstat plutil ifconfig netstat "
+         "launchctl ps chmod").split()
+RECORD = '#!/bin/sh\nprintf "%%s\\037" %s "$@" "\n" >>/record\n'
+MS_RDONLY, MS_REMOUNT, MS_BIND, MNT_DETACH = 1, 32, 4096, 2
+STORE = next((d for d in ("/mnt", "/media", "/srv") if os.path.isdir(d) and not TOOL.startswith(d + "/")), "")
+
+Line = collections.namedtuple("Line", "thread level function message")
+LINE = re.compile(r"\[[-\d]{10} [:\d]{8}\.\d+\] \[(\w+)\] \[(\d+)\] \[LogCollectionTool:(\S+):[1-9]\d*\] (.*)")
+Result = collections.namedtuple("Result", "out err peak_kib")
+libc = ctypes.CDLL(None, use_errno=True)
+numbers = itertools.count()
+
+
+def mount(source, target, kind=None, flags=0, data=None):
+    texts = [None if x is None else os.fsencode(x) for x in (source, target, kind, data)]
+    if libc.mount(*texts[:3], ctypes.c_ulong(flags), texts[3]) != 0:
+        raise OSError(ctypes.get_errno(), "mount " + target)
+
+
+def printed(name, *arguments):
+    """What the fake command of this name prints; the two words let it pass the tool's greps."""
+    return "%s: %s (oBrela utun7)\n" % (name, " ".join(arguments))
+
+
+class Box:
+    def __init__(self, console=None, fakes=None):
+        """console: name of uid 1000 when somebody is logged in there; fakes: shell text in place of the usual."""
+        self.root = "%s/%d" % (STORE, next(numbers))
+        os.mkdir(self.root)
+        mount("tmpfs", self.root, "tmpfs", 0, "size=4g,mode=755")
+        for folder in "/fakes /opt/tool /var/log /run /Library /System /Users /tmp /dev".split():
+            os.makedirs(self.path(folder))
+        os.chmod(self.path("/tmp"), 0o1777)
+        for name in ["usr"] + [n for n in os.listdir("/") if re.fullmatch("s?bin|lib[0-9x]*", n)]:
+            if os.path.islink("/" + name):
+                os.symlink(os.readlink("/" + name), self.path("/" + name))
+            else:
+                self.bind("/" + name)
+        for path in "/proc /dev/null /dev/zero /dev/full /dev/urandom /etc/ld.so.cache".split():
+            self.bind(path)
+        self.bind(TOOL, "/opt/tool/LogCollectionTool")
+        self.put("/etc/passwd", "root:x:0:0::/root:/bin/sh\n%s:x:1000:1000::/:/bin/sh\n" % console)
+        self.put("/etc/os-release", "NAME=box\n")
+        self.put("/etc/resolv.conf", "nameserver 192.0.2.1\n")
+        if console:
+            self.put("/run/systemd/seats/seat0", "IS_SEAT0=1\nACTIVE=c1\nACTIVE_UID=1000\n")
+        self.put("/record", mode=0o666)
+        bodies = {name: 'echo "%s: $* (oBrela utun7)"' % name for name in FAKES}
+        bodies.update({"chmod": 'exec /bin/chmod "$@"', "ps": "printf '%s' '" + PS + "'"}, **(fakes or {}))
+        for name, body in bodies.items():
+            self.put("/fakes/" + name, RECORD % name + body + "\n", mode=0o755)
+
+    def close(self):
+        libc.umount2(self.root.encode(), MNT_DETACH)
+        os.rmdir(self.root)
+
+    def path(self, path):
+        return self.root + path
+
+    def bind(self, source, target=None):
+        """Shows a file or a folder (read-only) of the real machine in the box."""
+        where = self.path(target or source)
+        if not os.path.isdir(source):
+            self.put(target or source)
+            return mount(source, where, None, MS_BIND)
+        os.makedirs(where)
+        mount(source, where, None, MS_BIND)
+        mount(source, where, None, MS_BIND | MS_REMOUNT | MS_RDONLY)
+
+    def put(self, path, content="", size=None, age=None, mode=None):
+        """Makes a regular file: content, or `size` bytes of hole; `age` is in seconds before now."""
+        where = self.path(path)
+        os.makedirs(os.path.dirname(where), exist_ok=True)
+        with open(where, "wb") as file:
+            file.write(content if isinstance(content, bytes) else content.encode())
+            if size is not None:
+                file.truncate(size)
+        if age is not None:
+            os.utime(where, (time.time() - age,) * 2)
+        if mode is not None:
+            os.chmod(where, mode)
+
+    def make(self, how, path, *arguments):
+        """Calls os.mkdir, os.mkfifo, ... on a path in the box."""
+        os.makedirs(os.path.dirname(self.path(path)), exist_ok=True)
+        how(self.path(path), *arguments)
+
+    def link(self, target, path):
+        self.make(lambda where: os.symlink(target, where), path)
+
+    def read(self, path):
+        with open(self.path(path), "rb") as file:
+            return file.read()
+
+    def start(self, *arguments, argv0="/opt/tool/LogCollectionTool", shell=None, user=None, env=()):
+        """Starts the tool; `shell` is a shell line that ends in running "$@"."""
+        command = ["chroot"] + (["--userspec=%d:%d" % (user, user)] if user else []) + [self.root]
+        command += ["/bin/sh", "-c", shell, "sh"] if shell else []
+        environment = {k: v for k, v in os.environ.items() if k.endswith("SAN_OPTIONS")}
+        # The thread sanitizer would leave its trace in TMPDIR, and /proc takes none.
+        environment.update({"TMPDIR": "/proc", "PATH": "/fakes:/opt/tool:/usr/sbin:/usr/bin:/sbin:/bin",
+                            "LC_ALL": "C", "TZ": "UTC", "HOME": "/home/some" if user else "/root"}, **dict(env))
+        out, err = tempfile.TemporaryFile(dir=STORE), tempfile.TemporaryFile(dir=STORE)
+        return subprocess.Popen(command + [argv0, *arguments], env=environment, stdin=subprocess.DEVNULL,
+                                stdout=out, stderr=err, start_new_session=True), out, err
+
+    def finish(self, started, status=0, limit=100):
+        """Waits for the tool alone: commands that it left running are no reason to wait, and are ended here."""
+        process, *files = started
+        timer = threading.Timer(limit, os.killpg, (process.pid, signal.SIGKILL))
+        timer.start()
+        _, wait_status, usage = os.wait4(process.pid, 0)
+        timer.cancel()
+        process.returncode = os.waitstatus_to_exitcode(wait_status)
+        try:
+            os.killpg(process.pid, signal.SIGKILL)
+        except ProcessLookupError:
+            pass
+        texts = [(file.seek(0), file.read().decode(errors="surrogateescape"), file.close())[1] for file in files]
+        if process.returncode != status or re.search("Sanitizer|runtime error:", texts[1]):
+            raise AssertionError("ended with %d, not %d\n%s%s" % (process.returncode, status, *texts))
+        return Result(*texts, usage.ru_maxrss)
+
+    def run(self, *arguments, status=0, **how):
+        return self.finish(self.start(*arguments, **how), status)
+
+    def calls(self, name):
+        """Argument lists of every call of one fake command, sorted."""
+        records = self.read("/record").decode(errors="surrogateescape").split("\x1f\n\x1f")
+        return sorted(r.split("\x1f")[1:] for r in records if r.split("\x1f")[0] == name)
+
+    def log(self, path=OWN_LOG):
+        """The own log as Lines; text that does not begin like a record belongs to the record before it."""
+        lines = []
+        for text in self.read(path).decode(errors="surrogateescape").split("\n")[:-1]:
+            match = LINE.fullmatch(text)
+            if not match:
+                lines[-1] = lines[-1]._replace(message=lines[-1].message + "\n" + text)
+            else:
+                lines.append(Line(match[2], match[1], match[3], match[4]))
+        return lines
+
+    def messages(self, function=None):
+        return [line.message for line in self.log() if function in (None, line.function)]
+
+    def archives(self, folder=ROOT_DIR):
+        return sorted(n for n in os.listdir(self.path(folder)) if n.startswith("oBrelaLog_"))
+
+    def zip(self, folder=ROOT_DIR):
+        """Content of the newest archive, by entry name; reading an entry verifies its checksum."""
+        with zipfile.ZipFile(self.path(folder + "/" + self.archives(folder)[-1])) as archive:
+            return {i.filename.encode("utf-8" if i.flag_bits & 0x800 else "cp437").decode(errors="surrogateescape"):
+                    archive.read(i) for i in archive.infolist()}
+
+    def tree(self, top=""):
+        """Every path of the box below `top` (host's programs left out), with what would change if it were touched."""
+        found = {}
+        for folder, folders, files in os.walk(self.path(top)):
+            folders[:] = [f for f in folders if folder != self.root or f not in ("usr", "lib", "bin", "sbin", "proc")]
+            for path in [folder] + [folder + "/" + f for f in files]:
+                status = os.lstat(path)
+                found[path[len(self.root):]] = (status.st_mode, status.st_size, status.st_mtime_ns)
+        return found
+
+
+class Server(socketserver.ThreadingTCPServer):
+    """A peer on loopback. `answer` is the bytes to send, or is called with the connection."""
+    daemon_threads = allow_reuse_address = True
+
+    def __init__(self, answer, port=0):
+        self.answer, self.requests = answer, []
+        super().__init__(("127.0.0.1", port), None)
+        self.port = self.server_address[1]
+        threading.Thread(target=self.serve_forever, args=(0.01,), daemon=True).start()
+
+    def finish_request(self, request, client_address):
+        self.requests.append(request.recv(65536))
+        try:
+            self.answer(request) if callable(self.answer) else request.sendall(self.answer)
+        except OSError:
+            pass  # the tool hung up
+
+
+class Case(unittest.TestCase):
+    maxDiff = None
+
+    def box(self, **options):
+        box = Box(**options)
+        self.addCleanup(box.close)
+        return box
+
+    def need_second_user(self):
+        with open("/proc/self/uid_map") as mapped:
+            if mapped.read().split()[2] == "1":
+                (self.fail if os.environ.get("CI") == "true" else self.skipTest)("only root has a second user here")
+
+    def server(self, answer, port=0):
+        server = Server(answer, port)
+        self.addCleanup(server.server_close)
+        self.addCleanup(server.shutdown)
+        return server
+
+
+def main():
+    """Runs the module's tests in namespaces of their own; without those it skips them, in CI it fails."""
+    wrap = ["unshare", "--mount", "--net", "--pid", "--fork", "--kill-child", "--mount-proc"]
+    wrap += [] if os.geteuid() == 0 else ["--map-root-user"]
+    if "LOGTOOL_INSIDE" not in os.environ:
+        probe = subprocess.run(wrap + ["true"], stderr=subprocess.PIPE)
+        if probe.returncode != 0 or not STORE:
+            print("skipped: no private namespaces on this machine:", probe.stderr.decode())
+            sys.exit(1 if os.environ.get("CI") == "true" else 77)
+        os.environ["LOGTOOL_INSIDE"] = "1"
+        os.execvp(wrap[0], wrap + [sys.executable, "-B"] + sys.argv)
+    mount("tmpfs", STORE, "tmpfs")
+    with socket.socket() as loopback:
+        fcntl.ioctl(loopback, 0x8914, struct.pack("16sh", b"lo", 0x41))  # SIOCSIFFLAGS: up, running
+    unittest.main()
