@@ -1,0 +1,51 @@
+"""Everything that the tool waits for never ends. Many runs side by side, so that the waiting is paid once."""
+import os
+import socket
+
+import sandbox
+from sandbox import BANNER, SHARED, UEM_LOGS
+
+RUNS = 20
+TIMEOUTS = {("collectRunningLog", "Exec collectSystemStateForUem is timeout"),
+            ("collectRunningLog", "Exec collectSystemWideLog is timeout"),
+            ("collectSystemInfo", "Exec collectSystemInfo is timeout")}
+
+
+def drip(connection):
+    """A byte a second, for as long as the tool listens."""
+    connection.sendall(b"HTTP/1.1 200 OK\r\n\r\n")
+    connection.settimeout(1)
+    while True:
+        connection.sendall(b".")
+        try:
+            if not connection.recv(1):
+                return
+        except socket.timeout:
+            pass
+
+
+class Hang(sandbox.Case):
+    def test_every_command_and_the_peer_hang(self):
+        fakes = dict.fromkeys(sandbox.FAKES, "exec sleep 1000000")
+        fakes["journalctl"] = "yes oBrela | head -c 9000; sleep 1000000 & wait"  # has printed, and would print more
+        peers = [self.server(lambda connection: connection.recv(1)), self.server(drip)]
+        boxes = [self.box(console="ada", fakes=fakes) for _ in range(RUNS)]
+        for number, box in enumerate(boxes):
+            box.put(UEM_LOGS + "u.log")
+            box.put(SHARED + "/var/run/debugserver", str(peers[number % 2].port))
+        for box, started in [(box, box.start()) for box in boxes]:
+            self.assertEqual(box.finish(started).err, "")
+            self.assertEqual({x[2:] for x in box.log() if x.message.endswith("is timeout")}, TIMEOUTS)
+            self.assertRegex("\n".join(box.messages("dumpXTunnelProc")),
+                             r"\Adump xtunnel failed.; Reason: http reply failed, ec:\S.*\Z")
+            self.assertEqual(box.messages()[-1], "Collection log completed")
+            contents = {name: text.decode() for name, text in box.zip().items()}
+            self.assertEqual(contents["system_info.log"], BANNER % "os info" + "NAME=box\n")
+            self.assertEqual(contents["logs/uem_ada/system_state.log"], BANNER % "UEM processes")
+            self.assertRegex(contents["logs/system_wide.log"], r"\A(oBrela\n){1000}")
+            self.assertIn("Exec collectSystemInfo is timeout", contents["LogColltionTool.log"])
+            self.assertEqual(os.listdir(box.path(sandbox.ROOT_DIR)), box.archives())
+
+
+if __name__ == "__main__":
+    sandbox.main()
