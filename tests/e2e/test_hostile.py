@@ -1,0 +1,156 @@
+"""What the tool may meet on a disk, and what it must not touch."""
+import os
+import socket
+import threading
+
+import sandbox
+from sandbox import APP, LAUNCHD, MIB, ROOT_DIR, SCRATCH, SHARED
+
+LOGS, REPORTS = "/Users/ada" + SHARED + "/logs/", "/Library/Logs/DiagnosticReports/"
+AGENT = "/var/log/quelmar/OKVU3_LOG/okvu_service/"
+DOCUMENTS = "/Users/ada/Documents"
+KEEP = DOCUMENTS + "/keep.txt"
+
+
+class Hostile(sandbox.Case):
+    def survive(self, box, *arguments, **how):
+        """One run that must end well and leave ada's documents alone; returns the archive's content."""
+        box.put(KEEP, "precious", mode=0o640)
+        box.put(DOCUMENTS + "/deep/keep.log", "precious")
+        before = box.tree(DOCUMENTS)
+        self.assertLess(box.run(*arguments, **how).peak_kib, 500 * 1024)
+        self.assertEqual(box.tree(DOCUMENTS), before)
+        return box.zip()
+
+    def test_names(self):
+        names = ["new\nline", "quo'te\"", "$(touch pwned)", "`touch pwned`;touch pwned;", "-rf", "\udcff\udcfe",
+                 "%s{}{0}%n", "n" * 251, " lead and trail ", ".", "*"]
+        box, expected = self.box(console="ada"), set()
+        for name in names:
+            nested = "dir%s/%s" % (name[:200], name)
+            for path in LOGS + name + ".log", LOGS + nested + ".log", REPORTS + name + ".ips", LOGS + name + ".exe":
+                box.put(path, "x")
+            expected |= {"logs/ada/" + name + ".log", "logs/ada/" + nested + ".log",
+                         "logs/uem_ada/DiagnosticReports/" + name + ".ips"}
+        found = self.survive(box)
+        self.assertEqual({n for n in found if n.startswith(("logs/ada/", "logs/uem_ada/D"))}, expected)
+        self.assertEqual([path for path in box.tree() if path.endswith("/pwned")], [])
+        self.assertIn("The condition not met, the filePath(%s%%s{}{0}%%n.exe) will ignore" % LOGS, box.messages())
+
+    def test_links_and_special_files(self):
+        """A link to a file is that file's content; nothing else that is not a regular file is copied or waited for."""
+        box = self.box(console="ada")
+        for folder, ext in ((LOGS, ".log"), (AGENT, ".log"), (REPORTS, ".ips")):
+            box.put(folder + "plain" + ext, "plain")
+            box.make(os.mkfifo, folder + "fifo" + ext)
+            with socket.socket(socket.AF_UNIX) as listener:
+                os.chdir(box.path(folder))  # the whole path is too long for a socket
+                listener.bind("socket" + ext)
+                os.chdir("/")
+            for name, target in (("loop", "."), ("up" + ext, ".."), ("root", "/"), ("dangling" + ext, "/nowhere"),
+                                 ("self" + ext, "self" + ext), ("device" + ext, "/dev/zero"), ("docs", DOCUMENTS),
+                                 ("link" + ext, KEEP)):
+                box.link(target, folder + name)
+        found = self.survive(box)
+        self.assertEqual({n: c for n, c in found.items() if n.startswith(("logs/ada", "logs/OKVU", "logs/uem"))}, {
+            folder + name + ext: text for name, text in (("plain", b"plain"), ("link", b"precious"))
+            for folder, ext in (("logs/ada/", ".log"), ("logs/OKVU/okvu_service/", ".log"),
+                                ("logs/uem_ada/DiagnosticReports/", ".ips"))
+        } | {"logs/uem_ada/system_state.log": found["logs/uem_ada/system_state.log"]})
+
+    def test_fixed_files_that_are_something_else(self):
+        for kind in (os.mkfifo, os.mkdir, lambda p: os.symlink("/dev/zero", p), lambda p: os.symlink("/nowhere", p)):
+            box = self.box(console="ada")
+            for path in ("/var/log/quelmar/sdp/oBrelaInstallOut.log", LAUNCHD, SHARED + "/var/run/debugserver",
+                         SHARED + "/debug", APP + "/sdpc_md5.json"):
+                box.make(kind, path)
+            self.assertEqual({n for n in self.survive(box) if "logs/" not in n},
+                             {"LogColltionTool.log", "system_info.log"})
+
+    def test_output_root_full_of_traps(self):
+        """(path in the output root, what it links to): what belongs to others is neither emptied nor written to."""
+        self.need_second_user()
+        for trap, target in (("docs", DOCUMENTS), ("keep.txt", KEEP), ("x.zip", KEEP), ("logFiles", DOCUMENTS),
+                             ("logFiles/logs", DOCUMENTS), ("logFiles/deep/er", DOCUMENTS), ("system_info.log", KEEP),
+                             ("folder/self", ".."), ("root", "/"), ("", DOCUMENTS)):
+            with self.subTest(trap):
+                box, path = self.box(), (ROOT_DIR + "/" + trap).rstrip("/")
+                box.link(target, path)
+                os.chown(box.path(path), 1000, 1000, follow_symlinks=False)
+                self.assertIn("logs/root/LogColltionTool.log", self.survive(box))
+
+    def test_scratch_folder_of_a_killed_run(self):
+        box = self.box()
+        for name in ("a/b/c.log", "a/old.zip", "locked/x.log", "LogColltionTool.log"):
+            box.put(SCRATCH + "/" + name, mode=0)
+        os.chmod(box.path(SCRATCH + "/locked"), 0)
+        for path in SCRATCH + "/a/fifo", ROOT_DIR + "/fifo.log":
+            box.make(os.mkfifo, path)
+        found = self.survive(box)
+        self.assertEqual((set(found), found["LogColltionTool.log"] == b""), (sandbox.ALWAYS, False))
+        self.assertFalse(os.path.exists(box.path(SCRATCH)))
+
+    def test_ordinary_user_meets_closed_doors(self):
+        self.need_second_user()
+        for own, env in (("/home/some/.local/share", {}), ("/data", {"XDG_DATA_HOME": "/data"}),
+                         (None, {"XDG_DATA_HOME": "/closed"})):
+            box = self.box(console="ada")
+            for folder, mode in (("/home/some", 0o755), ("/data", 0o755), ("/closed", 0o555)):
+                box.make(os.makedirs, folder, mode)
+                os.chown(box.path(folder), 65534, 65534)
+            box.put(LOGS + "open.log", "x")
+            box.put(LOGS + "closed.log", "secret", mode=0)
+            for folder in (LOGS + "closed", LOGS + "aa/inner"):
+                box.put(folder + "/x.log", "secret")
+                os.chmod(box.path(folder), 0o700)
+            found = self.survive(box, "--dir=/not/allowed", user=65534, env=env)
+            self.assertEqual({n for n in found if n.startswith("logs/ada/")}, {"logs/ada/open.log"})
+            self.assertEqual("LogColltionTool.log" in found, own is not None)
+            self.assertNotIn("666", [call[1] for call in box.calls("chmod")])
+            if own:
+                own_log = box.log(own + "/oBrela/logs/LogColltionTool.log")
+                self.assertEqual(own_log[-1].message, "Collection log completed")
+
+    def test_standard_streams_closed_or_full(self):
+        for redirection in ("<&- >&- 2>&-", ">&-", "2>&-", ">/dev/full 2>/dev/full"):
+            box = self.box()
+            found = self.survive(box, shell='exec "$@" ' + redirection)
+            self.assertEqual(set(found), sandbox.ALWAYS, redirection)
+            self.assertNotRegex(b"".join(found.values()), b"app path:|completed\\.|argument not found", redirection)
+            self.assertEqual(box.messages()[-1], "Collection log completed", redirection)
+
+    def test_files_that_come_grow_and_go(self):
+        box, done = self.box(console="ada"), threading.Event()
+        for number in range(2000):
+            box.put("%s%d/%d.log" % (LOGS, number % 7, number), "x" * number)
+        box.put(LOGS + "grow.log")
+
+        def churn():
+            while not done.is_set():
+                box.put(LOGS + "gone.log", "x" * 9000)
+                with open(box.path(LOGS + "grow.log"), "ab") as file:
+                    file.write(b"line\n" * 200 if file.tell() < 32 * MIB else b"")
+                os.unlink(box.path(LOGS + "gone.log"))
+
+        thread = threading.Thread(target=churn)
+        thread.start()
+        try:
+            found = self.survive(box)
+        finally:
+            done.set()
+            thread.join()
+        self.assertEqual(sum(len(c) for n, c in found.items() if n.count("/") == 3), sum(range(2000)))
+        self.assertEqual(found["logs/ada/grow.log"].replace(b"line\n", b""), b"")
+
+    def test_runs_at_once_in_the_same_folder(self):
+        for _ in range(4):
+            box = self.box(console="ada")
+            for number in range(300):
+                box.put("%s%d/%d.log" % (LOGS, number % 7, number), "x")
+            for started in [box.start(), box.start("-k"), box.start("--dir=" + ROOT_DIR)]:
+                box.finish(started)
+            self.assertEqual(box.messages().count("Collection log completed"), 3)
+
+
+if __name__ == "__main__":
+    sandbox.main()
