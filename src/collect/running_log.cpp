@@ -30,7 +30,7 @@ namespace quelmar::logutils::macos {
 namespace {
 
 constexpr std::chrono::seconds kSideCollectorLimit{30};
-constexpr std::chrono::seconds kChmodLimit{10};
+constexpr std::chrono::seconds kChmodLimit{5};
 constexpr std::uintmax_t kMaxLaunchdLogBytes = 10'485'760;  // 10 MiB
 
 constexpr const char* kInstallerLog = "/var/log/quelmar/sdp/oBrelaInstallOut.log";

@@ -21,7 +21,7 @@ namespace quelmar {
 namespace {
 
 // chmod on one file takes no time; whatever stands in its place must not keep the run.
-constexpr std::chrono::seconds kChmodLimit{10};
+constexpr std::chrono::seconds kChmodLimit{5};
 
 std::string getAppdataPath() {
   const std::string folder = applicationDataFolder();
