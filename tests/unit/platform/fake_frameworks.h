@@ -1,0 +1,25 @@
+#pragma once
+
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+// Stands in for the macOS frameworks: answers what a test sets, and keeps count of every object it hands out.
+struct FakeFrameworks {
+  bool somebodyAtConsole = true;
+  std::string consoleUser;
+  /// Answers by domain mask; a mask that is not there is answered with nothing at all.
+  std::map<unsigned long, std::vector<std::string>> folders;
+  bool conversionFails = false;
+
+  unsigned long askedKind = 0;
+  bool askedForTilde = false;
+  /// Objects that still await their release, and open autorelease pools with what is in them. An access to
+  /// any other object fails the test.
+  std::set<const void*> alive;
+  std::vector<std::vector<const void*>> pools;
+};
+
+/// The frameworks' state; a test assigns a fresh one.
+FakeFrameworks& frameworks();
