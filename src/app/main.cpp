@@ -9,6 +9,7 @@
 
 #include "app/param_check.h"
 #include "app/process_setup.h"
+#include "app/progress.h"
 #include "app/result_codes.h"
 #include "base/directories.h"
 #include "base/shared_inst.h"
@@ -67,14 +68,14 @@ void prepareScratch(const std::string& logFilesDir) {
 /// Starts the three collectors, each on a thread that nobody joins and that signs off at the group.
 /// Throws std::system_error when a thread cannot be started.
 void startCollectors(const std::string& logFilesDir, const std::string& systemInfoPath,
-                     std::uint64_t startSeconds, WaitGroup& group) {
+                     std::uint64_t startSeconds, WaitGroup& group, Progress& progress) {
   group.add(1);
-  std::thread([systemInfoPath, startSeconds, &group] {
+  std::thread([systemInfoPath, startSeconds, &group, sign = progress.collector("system information")] {
     logutils::macos::collectSystemInfo(systemInfoPath, startSeconds, kSystemInfoBudgetSeconds, &group);
   }).detach();
 
   group.add(1);
-  std::thread([&group] {
+  std::thread([&group, sign = progress.collector("tunnel dump")] {
     LOG_CALL(kInfo, "{}", "begin dump trust xtunnel process info ...");
     dumpXTunnelProc();
     LOG_CALL(kInfo, "{}", "end dump trust xtunnel proces info");
@@ -82,7 +83,7 @@ void startCollectors(const std::string& logFilesDir, const std::string& systemIn
   }).detach();
 
   group.add(1);
-  std::thread([logFilesDir, &group] {
+  std::thread([logFilesDir, &group, sign = progress.collector("running logs")] {
     LOG_CALL(kInfo, "begin collect running log {} ...", logFilesDir);
     try {
       logutils::macos::collectRunningLog(logFilesDir);
@@ -161,10 +162,11 @@ int main(int argc, char** argv) {
   prepareScratch(logFilesDir);
 
   // 6. The collectors, side by side.
+  Progress progress(!parser.exist("quiet"));
   WaitGroup group;
   const std::string systemInfoPath = (fs::path(dir) / "system_info.log").string();
   utilities::discardForeignEntry(systemInfoPath);
-  startCollectors(logFilesDir, systemInfoPath, startSeconds, group);
+  startCollectors(logFilesDir, systemInfoPath, startSeconds, group, progress);
   group.wait();
 
   // 7. The tool's own log, then everything into one archive.
@@ -174,15 +176,18 @@ int main(int argc, char** argv) {
   LOG_CALL(kInfo, "begin compress running log to {} ...", zipPath);
   std::vector<std::string> paths = collectCacheLogPaths(logFilesDir);
   paths.push_back(systemInfoPath);
+  progress.step("packing", zipPath);
   compressLogs(paths, zipPath);
   LOG_CALL(kInfo, "end compress running log to {}", zipPath);
 
   // 8. Only the archive stays.
   LOG_CALL(kInfo, "{}", "begin clear cache log");
+  progress.step("clearing up");
   cleanDir(logFilesDir, true);
   std::error_code ignored;
   helper::ensureRemove(systemInfoPath, ignored);
   LOG_CALL(kInfo, "{}", "clear cache log done");
+  progress.end();
   if (!parser.exist("quiet")) openExplorer(zipPath);
   LOG_CALL(kInfo, "{}", "Collection log completed");
   std::cout << "Collection log completed." << std::endl;
