@@ -166,6 +166,7 @@ int main(int argc, char** argv) {
   WaitGroup group;
   const std::string systemInfoPath = (fs::path(dir) / "system_info.log").string();
   utilities::discardForeignEntry(systemInfoPath);
+  limitReports(dir);
   startCollectors(logFilesDir, systemInfoPath, startSeconds, group, progress);
   group.wait();
 

@@ -4,6 +4,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "base/remove_tree.h"
+
 namespace fs = boost::filesystem;
 
 namespace quelmar::utilities {
@@ -27,11 +29,8 @@ bool ensureDirectoryExist(const std::string& dir, std::error_code& ec) {
   boost::system::error_code error;
   if (isOwnDirectory(path)) return true;
   if (fs::exists(fs::symlink_status(path, error))) {
-    fs::remove_all(path, error);
-    if (error) {
-      ec = error;
-      return false;
-    }
+    ec = removeTree(path);
+    if (ec) return false;
   }
   error.clear();
   fs::create_directories(path, error);

@@ -5,11 +5,13 @@
 #include <memory>
 #include <utility>
 
+#include <boost/filesystem/operations.hpp>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include "base/directories.h"
+#include "base/file_size_limit.h"
 
 namespace fs = boost::filesystem;
 
@@ -102,6 +104,13 @@ bool writeAll(int fd, const char* data, std::size_t size) {
   return true;
 }
 
+/// Tells whether `size` bytes more leave enough free on the folder's volume; true when it cannot be asked.
+bool hasRoom(const fs::path& folder, std::uintmax_t size, std::uintmax_t keptFreeBytes) {
+  boost::system::error_code ec;
+  const std::uintmax_t available = fs::space(folder, ec).available;
+  return ec || (available >= keptFreeBytes && available - keptFreeBytes >= size);
+}
+
 std::error_code copyBytes(int from, int to, std::uintmax_t bytes) {
   const std::unique_ptr<char[]> buffer(new char[kCopyBufferBytes]);
   while (bytes > 0) {
@@ -117,16 +126,23 @@ std::error_code copyBytes(int from, int to, std::uintmax_t bytes) {
 
 }  // namespace
 
-void copyRegularFile(const fs::path& from, const fs::path& to, Overwrite overwrite, std::error_code& ec) {
+void copyRegularFile(const fs::path& from, const fs::path& to, Overwrite overwrite, std::error_code& ec,
+                     std::uintmax_t keptFreeBytes) {
   ec.clear();
   struct stat info {};
   const Descriptor source = openRegular(from, info, ec);
   if (ec) return;
+  const auto size = static_cast<std::uintmax_t>(info.st_size);
+  if (!hasRoom(to.parent_path(), size, keptFreeBytes)) {
+    ec = std::make_error_code(std::errc::no_space_on_device);
+    return;
+  }
   // Set-id bits never travel: the copy belongs to whoever runs the tool, often root.
   const mode_t mode = (info.st_mode & 0777) | S_IRUSR | S_IWUSR;
   Descriptor target = openTarget(to, mode, overwrite, ec);
   if (ec) return;
-  ec = copyBytes(source.get(), target.get(), static_cast<std::uintmax_t>(info.st_size));
+  liftFileSizeLimitFor(size);
+  ec = copyBytes(source.get(), target.get(), size);
   if (!target.closeNow() && !ec) ec = lastError();
 }
 

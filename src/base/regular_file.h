@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <system_error>
 
@@ -9,6 +10,10 @@
 namespace quelmar::utilities {
 
 enum class Overwrite { kNo, kYes };
+
+/// What copies leave free on the volume, in bytes: the archive needs room there, and the user's machine must
+/// not be filled to its last byte.
+inline constexpr std::uintmax_t kKeptFreeBytes = 104'857'600;  // 100 MiB
 
 /// Copies the content of a regular file.
 ///
@@ -21,8 +26,10 @@ enum class Overwrite { kNo, kYes };
 /// there is
 ///                   rewritten; a link or special file there is replaced, never written through.
 /// @param ec  cleared, then set to the first error. What was copied by then stays.
+/// @param keptFreeBytes  a file that would leave less than this free is not copied at all: the error is that
+///                       no space is left.
 void copyRegularFile(const boost::filesystem::path& from, const boost::filesystem::path& to,
-                     Overwrite overwrite, std::error_code& ec);
+                     Overwrite overwrite, std::error_code& ec, std::uintmax_t keptFreeBytes = kKeptFreeBytes);
 
 /// Reads the first `limit` bytes of a regular file, opened as above.
 /// @return the bytes; empty when the file cannot be opened, what was read when reading fails.

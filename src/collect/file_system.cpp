@@ -7,6 +7,7 @@
 
 #include "base/directories.h"
 #include "base/regular_file.h"
+#include "base/remove_tree.h"
 #include "logging/log_call.h"
 
 namespace fs = boost::filesystem;
@@ -92,8 +93,13 @@ std::error_code copyTree(const fs::path& src, const fs::path& dst, const fs::pat
     if (fs::is_directory(fs::symlink_status(entry, status))) {
       if (!isSameDirectory(entry, top)) copyTree(entry, dst / entry.filename(), top, filter);
     } else if (!filter || filter(entry.string())) {
-      std::error_code notReported;
-      utilities::copyRegularFile(entry, dst / entry.filename(), utilities::Overwrite::kNo, notReported);
+      std::error_code ec;
+      utilities::copyRegularFile(entry, dst / entry.filename(), utilities::Overwrite::kNo, ec);
+      // Other errors are no news: files come and go. This one tells why pieces are missing.
+      if (ec == std::errc::no_space_on_device) {
+        LOG_CALL_AS("copyDir", kWarn, "copy {} to {} failed.; Reason: code:{} msg:{}", entry.string(),
+                    dst.string(), ec.value(), ec.message());
+      }
     }
   });
 }
@@ -118,15 +124,12 @@ void walkEntry(const fs::path& path, const std::function<void(const std::string&
 }  // namespace
 
 bool ensureRemove(const fs::path& path, std::error_code& ec) {
-  boost::system::error_code error;
-  fs::remove_all(path, error);
-  if (error) {
+  ec = utilities::removeTree(path);
+  if (ec) {
     addWritePermission(path);
-    error.clear();
-    fs::remove_all(path, error);
+    ec = utilities::removeTree(path);
   }
-  ec = error;
-  return !error;
+  return !ec;
 }
 
 void ensureRemove(const fs::path& path) {

@@ -24,7 +24,8 @@ bool ensureRemove(const boost::filesystem::path& path, std::error_code& ec);
 
 /// Copies the tree under `src` into `dst`, which is created with its parents; a non-directory at `dst` is
 /// replaced. Existing files are kept. Sub-directories are entered, links to directories are not; files are
-/// copied as utilities::copyRegularFile does, one that cannot be copied is passed over in silence.
+/// copied as utilities::copyRegularFile does, one that cannot be copied is passed over in silence. That
+/// there is no room for a file is logged.
 /// @param filter  asked for each file with its source path; unset accepts all.
 /// @return no error when the walk ended, else why it could not begin or go on (a missing source, a failed
 ///         destination: logged; an unreadable source folder: not logged).

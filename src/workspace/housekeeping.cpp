@@ -44,9 +44,17 @@ void removeOldest(const std::string& dir) {
 }  // namespace
 
 void cleanDir(const std::string& dir, bool removeItself) {
+  int depth = 0;
   helper::directoryWalker(
-      dir, {}, [](const std::string& subdirectory) { helper::ensureRemove(subdirectory); },
-      [](const std::string& path) {
+      dir, [&depth](const std::string&) { ++depth; },
+      [&depth](const std::string& subdirectory) {
+        --depth;
+        helper::ensureRemove(subdirectory);
+      },
+      [&depth](const std::string& path) {
+        // What lies deeper goes with its folder. By its path it could lead elsewhere, were a folder on the
+        // way swapped for a link meanwhile.
+        if (depth > 0) return;
         boost::system::error_code ec;
         if (fs::is_regular_file(fs::symlink_status(path, ec)) &&
             !logutils::isAcceptViaExtName(path, {".zip"})) {

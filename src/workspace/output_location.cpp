@@ -1,5 +1,6 @@
 #include "workspace/output_location.h"
 
+#include <algorithm>
 #include <chrono>
 #include <ctime>
 #include <iomanip>
@@ -9,6 +10,7 @@
 #include <boost/filesystem/operations.hpp>
 
 #include "base/directories.h"
+#include "base/file_size_limit.h"
 #include "logging/log_call.h"
 
 namespace fs = boost::filesystem;
@@ -20,6 +22,7 @@ constexpr const char* kDefaultRoot = "/tmp/oBrelaLog";
 // The client product's version, not the tool's own: archives are labelled by what they are about.
 constexpr const char* kProductVersion = "2.5.16.20";
 constexpr std::uintmax_t kMinAvailableBytes = 524'288'000;  // 500 MiB
+constexpr std::uintmax_t kMaxReportBytes = 1'073'741'824;   // 1 GiB
 
 }  // namespace
 
@@ -37,6 +40,12 @@ bool ensureLogRootDir(std::string& root) {
 bool checkDiskIsFull(const std::string& path) {
   boost::system::error_code notReported;
   return fs::space(path, notReported).available < kMinAvailableBytes;
+}
+
+void limitReports(const std::string& root) {
+  boost::system::error_code notReported;
+  // Of three reports none may take the room that the others and the archive need.
+  utilities::limitFileSize(std::min(kMaxReportBytes, fs::space(root, notReported).available / 4));
 }
 
 bool getZipFileName(std::string& name) {

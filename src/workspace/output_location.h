@@ -15,6 +15,10 @@ bool ensureLogRootDir(std::string& root);
 /// the volume cannot be asked, whatever figure the query left decides.
 bool checkDiskIsFull(const std::string& path);
 
+/// Limits what commands may write into one file, from now on, to a quarter of what is available on the volume
+/// of `root` and to 1 GiB: a command that prints for ever would fill the volume, and the archive with it.
+void limitReports(const std::string& root);
+
 /// Builds an archive's file name: "oBrelaLog_", the client product's version, "_", the local time as
 /// "%Y%m%d%H%M%S", ".zip".
 /// @return true when `name` was set; false, with `name` as it was, when anything threw.
