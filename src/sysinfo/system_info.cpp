@@ -9,6 +9,7 @@
 #include <thread>
 #include <vector>
 
+#include "base/directories.h"
 #include "base/scope_guard.h"
 #include "logging/log_call.h"
 #include "platform/console_user.h"
@@ -27,7 +28,8 @@ class Report {
   void banner(const std::string& title) const { details::out2File(path_, details::sectionBanner(title)); }
 
   void run(const std::string& command) const {
-    std::string discarded;  // the shell has put the output into the report
+    utilities::discardForeignEntry(path_);  // the shell would write through a link
+    std::string discarded;                  // the shell has put the output into the report
     details::cmdPopen(command + target_, discarded);
   }
 

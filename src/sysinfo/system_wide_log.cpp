@@ -4,6 +4,7 @@
 
 #include <boost/filesystem/path.hpp>
 
+#include "base/directories.h"
 #include "logging/log_call.h"
 #include "sysinfo/shell.h"
 
@@ -39,7 +40,8 @@ void collectSystemWideLog(const std::string& folder, const platform::HostCommand
   const std::string command =
       query.beforeStart + span.start + query.beforeEnd + span.end + query.beforeTarget + path;
   LOG_CALL(kInfo, "{}", "collectSystemWideLog start");
-  std::string discarded;  // the shell has put the output into the file
+  utilities::discardForeignEntry(path);  // the shell would write through a link
+  std::string discarded;                 // the shell has put the output into the file
   const bool started = details::cmdPopen(command, discarded);
   LOG_CALL(kInfo, "collectSystemWideLog done, ret={}", started);
 }

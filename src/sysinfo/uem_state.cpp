@@ -2,6 +2,7 @@
 
 #include <boost/filesystem/operations.hpp>
 
+#include "base/directories.h"
 #include "logging/log_call.h"
 #include "sysinfo/report.h"
 #include "sysinfo/shell.h"
@@ -42,7 +43,8 @@ void collectSystemStateForUem(const std::string& folder, const std::string& name
   const auto collect = [&path, function = __func__](const StateSection& section) {
     LOG_CALL_AS(function, kInfo, "{}", section.startMessage);
     details::out2File(path, details::sectionBanner(section.title));
-    std::string discarded;  // the shell has put the output into the report
+    utilities::discardForeignEntry(path);  // the shell would write through a link
+    std::string discarded;                 // the shell has put the output into the report
     const bool started = details::cmdPopen(section.command + path, discarded);
     LOG_CALL_AS(function, kInfo, section.doneFormat, started);
   };
