@@ -6,13 +6,30 @@
 #include <iostream>
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include "logging/logger.h"
+#include "sysinfo/shell.h"
 
 namespace quelmar {
+namespace {
+
+// What a deep tree takes, one descriptor a level; some hosts start programs with 256 and refuse to be asked
+// for more than 10240.
+constexpr rlim_t kWantedDescriptors = 10240;
+
+void raiseDescriptorLimit() {
+  rlimit limit{};
+  if (getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur >= kWantedDescriptors) return;
+  limit.rlim_cur = limit.rlim_max < kWantedDescriptors ? limit.rlim_max : kWantedDescriptors;
+  setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+}  // namespace
 
 void prepareProcess() {
+  raiseDescriptorLimit();
   int fd = 0;
   do {
     fd = open("/dev/null", O_RDWR);
@@ -31,6 +48,7 @@ void prepareProcess() {
 }
 
 void endProcess(int result) {
+  logutils::macos::details::endCommands();
   Logger::GetInstance().flush();
   std::cout.flush();
   std::cerr.flush();

@@ -2,9 +2,11 @@
 
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <mutex>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -13,12 +15,32 @@
 #include "base/bounded_call.h"
 #include "base/scope_guard.h"
 #include "logging/log_call.h"
+#include "platform/child_processes.h"
 
 namespace quelmar::logutils::macos::details {
 namespace {
 
 constexpr std::size_t kReadBytes = 4096;
 constexpr std::size_t kMaxCapturedBytes = 16 * 1024 * 1024;
+constexpr std::chrono::seconds kStartLimit{1};
+
+/// Held while a command is being started. Never destroyed: detached threads start commands to the last.
+std::timed_mutex& startMutex() {
+  static auto* const kMutex = new std::timed_mutex;
+  return *kMutex;
+}
+
+FILE* startCommand(const std::string& cmd) {
+  const std::lock_guard<std::timed_mutex> lock(startMutex());
+  return popen(cmd.c_str(), "r");
+}
+
+/// Stopped first: a process that is stopped starts no others and does not go, so its children are its own.
+void endTree(pid_t root) {
+  kill(root, SIGSTOP);
+  for (const pid_t child : platform::childrenOf(root)) endTree(child);
+  kill(root, SIGKILL);
+}
 
 }  // namespace
 
@@ -32,7 +54,7 @@ bool cmdPopen(const std::string& cmd, std::string& output) {
   // One byte more than is ever read: the text always ends in a zero byte.
   std::array<char, kReadBytes + 1> buffer{};
 
-  stream = popen(cmd.c_str(), "r");
+  stream = startCommand(cmd);
   if (stream == nullptr) {
     const int error = errno;
     LOG_CALL(kErr, "popen(cmd) fail,cmd:{}; Reason: errorno:{},msg:{}", cmd, error, std::strerror(error));
@@ -43,6 +65,8 @@ bool cmdPopen(const std::string& cmd, std::string& output) {
   while (std::fread(buffer.data(), 1, kReadBytes, stream) > 0) {
     if (output.size() < kMaxCapturedBytes) output += buffer.data();
   }
+  // When the command was ended because the process ends, nothing more is to be written: this waits for ever.
+  const std::lock_guard<std::timed_mutex> unlessEnding(startMutex());
   return true;
 }
 
@@ -58,6 +82,12 @@ bool cmdPopenWithin(std::chrono::seconds limit, const std::string& cmd, std::str
   if (!ended) return false;
   output = std::move(outcome->text);
   return outcome->started;
+}
+
+void endCommands() {
+  // Never given back. A start that does not come to its end must not hold up the process's own.
+  static_cast<void>(startMutex().try_lock_for(kStartLimit));
+  for (const pid_t child : platform::childrenOf(getpid())) endTree(child);
 }
 
 void out2File(const std::string& path, const std::string& text) {

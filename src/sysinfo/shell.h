@@ -21,6 +21,11 @@ bool cmdPopen(const std::string& cmd, std::string& output);
 /// @return false also when the limit passed (nothing is logged then); `output` is empty in that case.
 bool cmdPopenWithin(std::chrono::seconds limit, const std::string& cmd, std::string& output);
 
+/// Ends every command that is still running, with all that it started and that still has it for an ancestor.
+/// Whatever it would print has no reader any more. No command starts afterwards: a thread that tries to waits
+/// for ever, so call this only right before the process ends.
+void endCommands();
+
 /// Appends `text` as it is to the file at `path`, which is created when missing. A failure is silent, and
 /// anything but a regular file is left alone.
 void out2File(const std::string& path, const std::string& text);
