@@ -1,0 +1,45 @@
+"""What the fault tests share. Each fault test's docstring is its row of docs/reliability.md: fault | how | outcome."""
+import os
+import zipfile
+
+import sandbox
+from sandbox import ROOT_DIR, SHARED
+
+LOGS = "/Users/ada" + SHARED + "/logs/"
+VICTIM = "/Users/ada/Documents"
+FILL = """fill() { ulimit -S -f unlimited; head -c $(($(stat -f -c '%a * %S' "$1") - $2)) /dev/zero >"$1/filler"; }\n"""
+SANITIZED = any(name in os.environ.get("LOGTOOL", "") for name in ("/asan/", "/tsan/"))
+
+
+def until(condition):
+    while not condition():
+        os.sched_yield()
+
+
+class FaultCase(sandbox.Case):
+    def box(self, drive=None, **options):
+        """A box where ada is logged in and has one log; `drive`: MiB of a volume of its own at /drive."""
+        box = super().box(console="ada", **options)
+        box.put(LOGS + "kept.log", "kept")
+        box.put(VICTIM + "/keep.log", "precious", mode=0o640)
+        if drive:
+            os.mkdir(box.path("/drive"))
+            sandbox.mount("tmpfs", box.path("/drive"), "tmpfs", 0, "size=%dm" % drive)
+            self.addCleanup(sandbox.libc.umount2, box.path("/drive").encode(), sandbox.MNT_DETACH)
+        return box
+
+    def assertWhole(self, box, folder=ROOT_DIR, logs=(("kept.log", b"kept"),)):
+        """One archive, nothing beside it, with the log, the report and ada's logs; returns its content."""
+        self.assertEqual(sorted(os.listdir(box.path(folder))), box.archives(folder))
+        contents = box.zip(folder)
+        self.assertIn("system_info.log", contents)
+        self.assertIn(b"Collection log start", contents["LogColltionTool.log"])
+        for name, text in logs:
+            self.assertEqual(contents["logs/ada/" + name], text, name)
+        return contents
+
+    def assertTorn(self, box, folder):
+        """What is left of the archive is set aside, and no reader takes it for one; the own log tells."""
+        self.assertEqual([n.split(".zip")[1] for n in os.listdir(box.path(folder)) if n != "filler"], [".incomplete"])
+        self.assertFalse(any(zipfile.is_zipfile(box.path(folder + "/" + n)) for n in box.archives(folder)))
+        self.assertRegex("\n".join(box.messages("compressLogs")), r"Generate zip file\(.*\) throw exception; Reason: ")
