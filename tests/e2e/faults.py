@@ -1,5 +1,6 @@
 """What the fault tests share. Each fault test's docstring is its row of docs/reliability.md: fault | how | outcome."""
 import os
+import re
 import zipfile
 
 import sandbox
@@ -27,6 +28,16 @@ class FaultCase(sandbox.Case):
             sandbox.mount("tmpfs", box.path("/drive"), "tmpfs", 0, "size=%dm" % drive)
             self.addCleanup(sandbox.libc.umount2, box.path("/drive").encode(), sandbox.MNT_DETACH)
         return box
+
+    def peak(self, box, **how):
+        """A run; returns the most memory it had at once, in KiB, asked for while it shows the archive."""
+        box.put("/fakes/open", "#!/bin/sh\ncat /gate\n", mode=0o755)
+        os.mkfifo(box.path("/gate"))
+        started = box.start(**how)
+        with open(box.path("/gate"), "w"), open("/proc/%d/status" % started[0].pid) as file:
+            peak = int(re.search(r"VmHWM:\s*(\d+) kB", file.read())[1])
+        box.finish(started)
+        return peak
 
     def assertWhole(self, box, folder=ROOT_DIR, logs=(("kept.log", b"kept"),)):
         """One archive, nothing beside it, with the log, the report and ada's logs; returns its content."""
