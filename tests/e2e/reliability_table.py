@@ -1,0 +1,94 @@
+"""Writes docs/reliability.md from the tests; with --check, tells whether it is up to date.
+
+The docstring of each fault test is a row (fault | how it is provoked | what happens). The rows below are shown by
+tests that protect more than one thing; each names a test that must exist.
+"""
+import ast
+import pathlib
+import sys
+
+HERE = pathlib.Path(__file__).parent
+PAGE = HERE.parent.parent / "docs" / "reliability.md"
+HEAD = """# What the tool survives
+
+Made by tests/e2e/reliability_table.py from the tests named here; edit those. Each test runs the real program on a
+machine of its own. "Whole archive" means: every entry is read back and its checksum holds.
+
+## Faults that the tests provoke
+
+| Fault | How it is provoked | What happens | Test |
+|---|---|---|---|
+"""
+KNOWN = """
+## What users of such tools complain of
+
+| Complaint | Here | Shown by |
+|---|---|---|
+"""
+ROWS = [
+    ("One stuck command loses the whole report", "every wait has a limit; the archive is made without the missing piece", "test_hang.py", "test_every_command_and_the_peer_hang"),
+    ("A grandchild keeps the pipe open and the reader waits for ever", "the reader is on a thread that nobody waits for; the process ends while it reads, and takes the commands with it", "test_faults_signals.py", "test_no_command_outlives_the_run"),
+    ("A FIFO in the tree blocks the copy", "only regular files are opened, and never so that opening could block", "test_hostile.py", "test_links_and_special_files"),
+    ("One bad file aborts the rest", "each file fails alone", "test_faults_volume.py", "test_sources_that_cannot_be_read"),
+    ("A file grows or shrinks meanwhile and the archive is corrupt", "the tool packs its own copy, and never more than the file had when it was opened", "test_hostile.py", "test_files_that_come_grow_and_go"),
+    ("Success is announced although the disk is full", "the log tells, and what is left of the archive bears another name. The exit status stays 0: programs that start the tool rely on it", "test_faults_volume.py", "test_full_while_packing"),
+    ("Deleting through links, or deleting strangers' files", "deletion opens what it empties and never through a link", "test_faults_links.py", "test_swapped_in_during_the_run"),
+    ("Predictable names in shared temporary folders", "the names are fixed; what that means and what to do instead is in security.md", "test_faults_links.py", "test_planted_before_the_run"),
+    ("Late workers write after the archive is closed, or crash at exit", "nothing that a late thread can reach is torn down, and nothing starts once the process ends", "test_hang.py", "test_every_command_and_the_peer_hang"),
+    ("Commands wait for a terminal or for input", "standard input is /dev/null, for the tool and all commands", "test_hang.py", "test_every_command_and_the_peer_hang"),
+    ("The caller closes the output and the tool dies", "a lost reader is a write error and no signal; closed streams are /dev/null", "test_hostile.py", "test_standard_streams_closed_or_full"),
+    ("A loopback request goes to the proxy of the environment", "no proxy, no redirect, 30 seconds, 8 MiB", "test_tunnel.py", "test_answers"),
+    ("Huge folders, sparse giants, whole files in memory", "time grows with the number of files, memory stays below 32 MiB", "test_faults_limits.py", "test_many_files"),
+    ("Odd names, link loops, links to / and devices", "copied under their names, or passed over", "test_hostile.py", "test_names"),
+    ("Folders and files that the user may not read", "passed over, the rest is collected", "test_hostile.py", "test_ordinary_user_meets_closed_doors"),
+    ("A parallel rewrite drops or doubles files", "the archive is compared with the tree, entry by entry", "test_run.py", "test_modes"),
+    ("Two runs at once", "both end with 0; the later one may take the earlier one's copies away", "test_hostile.py", "test_runs_at_once_in_the_same_folder"),
+    ("An own log that cannot be written", "the records go to standard error", "test_ends.py", "test_own_log_that_cannot_be_had"),
+]
+TAIL = """
+Progress characters in logs and pipes: progress is drawn on a terminal only, and --quiet leaves the result lines. Nobody
+can tell what is in the archive or why a piece is missing: archive-layout.md and troubleshooting.md tell.
+
+## What a run that was ended leaves
+
+The tool has no clean-up of its own for SIGINT and SIGTERM: it ends at once, as whoever sends them wants, and leaves the
+scratch folder, the report and perhaps an archive without its end, which no reader opens. The next run in the same folder
+removes the first two before it begins; the torn archive counts among the four that are kept, until newer ones push it out.
+While the set-up's chmod runs, the C library holds SIGINT back. Commands that were running are not ended with the tool then;
+an interrupt from a terminal reaches them too.
+
+## Limits on purpose
+
+- Copies leave 100 MiB of the volume free, and no command's report grows beyond a quarter of the room that was free or 1 GiB.
+- A command for which nobody should wait (chmod, showing the archive) is given up after 10 seconds.
+- When the process ends it ends the commands that still run, and what they started. A process that has been given up by its
+  own parents in between is no longer found.
+- Without threads for its three collectors the run ends abnormally, before anything is collected.
+"""
+
+
+def test_docstrings(path):
+    for node in ast.walk(ast.parse(path.read_text())):
+        if isinstance(node, ast.FunctionDef) and node.name.startswith("test_"):
+            yield node.name, ast.get_docstring(node) or ""
+
+
+def page():
+    text = HEAD
+    for path in sorted(HERE.glob("test_faults_*.py")):
+        for name, docstring in test_docstrings(path):
+            fault, how, outcome = docstring.strip().split(" | ")
+            text += "| %s | %s | %s | %s: %s |\n" % (fault, how, outcome, path.name, name)
+    text += KNOWN
+    for complaint, here, file, name in ROWS:
+        if name not in dict(test_docstrings(HERE / file)):
+            raise SystemExit("%s has no %s" % (file, name))
+        text += "| %s | %s | %s: %s |\n" % (complaint, here, file, name)
+    return text + TAIL
+
+
+if __name__ == "__main__":
+    if "--check" not in sys.argv:
+        PAGE.write_text(page())
+    elif PAGE.read_text() != page():
+        raise SystemExit("docs/reliability.md is out of date: run " + __file__)
