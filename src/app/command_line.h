@@ -18,18 +18,25 @@ class cmdline_error : public std::runtime_error {
 /// A registered option. Values are texts; a flag takes none.
 class option_base {
  public:
+  /// @param name         the long name, without dashes.
+  /// @param shortName    the letter of the short form; '\0' for none.
+  /// @param description  one line for the usage text.
   option_base(std::string name, char shortName, std::string description)
       : name_(std::move(name)), shortName_(shortName), description_(std::move(description)) {}
   virtual ~option_base() = default;
   option_base(const option_base&) = delete;
   option_base& operator=(const option_base&) = delete;
 
+  /// The long name, without dashes.
   [[nodiscard]] const std::string& name() const { return name_; }
   /// '\0' when the option has none.
   [[nodiscard]] char shortName() const { return shortName_; }
+  /// Whether it was given on the command line.
   [[nodiscard]] bool wasSeen() const { return seen_; }
 
+  /// Whether it carries a value.
   [[nodiscard]] virtual bool takesValue() const = 0;
+  /// Whether leaving it out is an error.
   [[nodiscard]] virtual bool isRequired() const = 0;
   /// The description as the usage text shows it.
   [[nodiscard]] virtual std::string usageDescription() const { return description_; }
@@ -77,6 +84,7 @@ class option_with_value<std::string> : public option_base {
   [[nodiscard]] std::string usageDescription() const override;
   bool set() override { return false; }
   bool set(const std::string& value) override;
+  /// The value given last, or the default.
   [[nodiscard]] const std::string& value() const { return value_; }
 
  private:

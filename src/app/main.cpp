@@ -90,6 +90,8 @@ void startCollectors(const std::string& logFilesDir, const std::string& systemIn
     } catch (const std::exception& failure) {
       // The archive is made of what was collected so far.
       LOG_CALL(kErr, "{}; Reason: exception:{}", "collect running log failed.", failure.what());
+    } catch (...) {
+      LOG_CALL(kErr, "{}; Reason: exception:{}", "collect running log failed.", "unknown");
     }
     LOG_CALL(kInfo, "end collect running log {} ", logFilesDir);
     group.add(-1);

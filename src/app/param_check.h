@@ -22,8 +22,13 @@ extern const std::vector<OptParam> LogCollectionToolOptParams;
 /// The tool's options, registered on a parser.
 class ParamCheck {
  public:
+  /// Makes the parser and registers the options on it.
   ParamCheck();
 
+  /// Registers the options: those that carry a value, then the flags. Throws cmdline_error when called again.
+  void initOptParam();
+
+  /// The parser, to parse with and to ask.
   [[nodiscard]] cmdline::parser& parser() const { return *parser_; }
 
   /// The option's value; an empty one when it cannot be had (logged).
@@ -38,8 +43,6 @@ class ParamCheck {
   }
 
  private:
-  void initOptParam();
-
   std::shared_ptr<cmdline::parser> parser_;
 };
 

@@ -9,10 +9,9 @@ namespace quelmar {
 /// 10240.
 void prepareProcess();
 
-/// Ends the process at once with `result`, after ending the commands that still run and flushing the log and
-/// the standard streams. Threads that are
-/// still in a system call, or hold a lock of the C library, cannot hold up or crash the exit: nothing is torn
-/// down.
+/// Ends the process at once with `result`, after ending the commands that still run and flushing the log
+/// and the standard streams. Threads that are still in a system call, or hold a lock of the C library,
+/// cannot hold up or crash the exit: nothing is torn down.
 [[noreturn]] void endProcess(int result);
 
 }  // namespace quelmar

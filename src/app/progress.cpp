@@ -7,6 +7,7 @@
 #include <condition_variable>
 #include <csignal>
 #include <cstdlib>
+#include <exception>
 #include <mutex>
 #include <system_error>
 #include <thread>

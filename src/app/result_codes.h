@@ -13,8 +13,10 @@ constexpr int kResultDiskFull = 22116003;
 /// The error category of collection outcomes.
 class _collection_category : public std::error_category {
  public:
+  /// The single instance, made on first use.
   static const _collection_category& instance();
 
+  /// "collection_category".
   [[nodiscard]] const char* name() const noexcept override;
 
   /// The message of a code from 0 to 4; one and the same for every other value.

@@ -1,5 +1,6 @@
 #include "base/directories.h"
 
+#include <boost/filesystem/directory.hpp>
 #include <boost/filesystem/operations.hpp>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -44,6 +45,16 @@ bool ensureDirectoryExist(const std::string& dir, std::error_code& ec) {
     return false;
   }
   return isOwnDirectory(path);
+}
+
+std::string entryNames(const fs::path& dir) {
+  std::string names;
+  // "." and ".." are left out by the iterator.
+  for (const fs::directory_entry& entry : fs::directory_iterator(dir)) {
+    names += entry.path().filename().string();
+    names += '\0';
+  }
+  return names;
 }
 
 void discardForeignEntry(const fs::path& path) {

@@ -17,17 +17,16 @@ inline constexpr std::uintmax_t kKeptFreeBytes = 104'857'600;  // 100 MiB
 
 /// Copies the content of a regular file.
 ///
-/// Only regular files are opened, and without ever blocking: a pipe, socket, device or directory at `from` is
-/// an error (a link to a regular file is read through). At most as many bytes are copied as the file held
-/// when it was opened, so that a file that grows meanwhile cannot keep the copy going; one that shrinks gives
-/// what it had. The copy takes the permission bits of `from` without set-id and sticky bits, plus read and
-/// write for the owner.
+/// Only regular files are opened, and without ever blocking: a pipe, socket, device or directory at `from`
+/// is an error (a link to a regular file is read through). At most as many bytes are copied as the file
+/// held when it was opened, so that a file that grows meanwhile cannot keep the copy going; one that
+/// shrinks gives what it had. The copy takes the permission bits of `from` without set-id and sticky bits,
+/// plus read and write for the owner.
 /// @param overwrite  kNo: an existing entry at `to` is an error and stays as it is. kYes: a regular file
-/// there is
-///                   rewritten; a link or special file there is replaced, never written through.
+///                   there is rewritten; a link or special file there is replaced, never written through.
 /// @param ec  cleared, then set to the first error. What was copied by then stays.
-/// @param keptFreeBytes  a file that would leave less than this free is not copied at all: the error is that
-///                       no space is left.
+/// @param keptFreeBytes  a file that would leave less than this free is not copied at all: the error is
+///                       that no space is left.
 void copyRegularFile(const boost::filesystem::path& from, const boost::filesystem::path& to,
                      Overwrite overwrite, std::error_code& ec, std::uintmax_t keptFreeBytes = kKeptFreeBytes);
 

@@ -3,6 +3,7 @@
 #include <boost/exception/diagnostic_information.hpp>
 #include <boost/filesystem/operations.hpp>
 
+#include "base/directories.h"
 #include "collect/file_selection.h"
 #include "logging/log_call.h"
 
@@ -13,18 +14,18 @@ namespace quelmar {
 std::uint64_t getDirectorySize(const std::string& dir, const std::vector<std::string>& exts) {
   std::uint64_t sum = 0;
   try {
-    for (const fs::directory_entry& entry : fs::directory_iterator(dir)) {
-      const std::string path = entry.path().string();
+    utilities::forEachName(utilities::entryNames(dir), [&](const char* name) {
+      const std::string path = (fs::path(dir) / name).string();
       boost::system::error_code ec;
-      const fs::file_status status = fs::symlink_status(entry.path(), ec);
+      const fs::file_status status = fs::symlink_status(path, ec);
       if (fs::is_directory(status)) {
         sum += getDirectorySize(path, exts);
       } else if (fs::is_regular_file(status) && (exts.empty() || logutils::isAcceptViaExtName(path, exts))) {
-        const std::uintmax_t size = fs::file_size(entry.path(), ec);
-        // A file that vanished meanwhile has no size; the library's error value would outgrow any budget.
+        const std::uintmax_t size = fs::file_size(path, ec);
+        // A file that vanished meanwhile has no size; the library's error value is not one to add.
         if (!ec) sum += size;
       }
-    }
+    });
   } catch (const std::exception& failure) {
     LOG_CALL(kErr, "get directory:{} size failed; Reason: catch exception:{}", dir, failure.what());
   } catch (...) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <ctime>
 #include <initializer_list>
 #include <locale>
 #include <regex>

@@ -1,8 +1,7 @@
 #include "collect/file_system.h"
 
-#include <vector>
-
 #include <boost/exception/diagnostic_information.hpp>
+#include <boost/filesystem/exception.hpp>
 #include <boost/filesystem/operations.hpp>
 
 #include "base/directories.h"
@@ -30,10 +29,11 @@ void addWritePermission(const fs::path& path) {
   }
 }
 
-/// Tells whether a directory stands at `src`, through links; the reason goes to `ec`.
+/// Tells whether a directory stands at `src`; the reason why not goes to `ec`. A link to one does not count,
+/// not at the top of a source either: it may lead to the root of the disk.
 bool isSourceDirectory(const fs::path& src, std::error_code& ec) {
   boost::system::error_code error;
-  const fs::file_status status = fs::status(src, error);
+  const fs::file_status status = fs::symlink_status(src, error);
   ec = error;
   if (fs::is_directory(status)) return true;
   if (!ec) ec = std::make_error_code(std::errc::not_a_directory);
@@ -73,17 +73,17 @@ bool isSameDirectory(const fs::path& one, const fs::path& other) {
 
 /// Calls back with each entry of `dir` in listing order.
 std::error_code forEachEntry(const fs::path& dir, const std::function<void(const fs::path&)>& onEntry) {
-  boost::system::error_code ec;
-  fs::directory_iterator entry(dir, ec);
-  while (!ec && entry != fs::directory_iterator()) {
-    // "." and ".." are left out by the iterator.
-    onEntry(entry->path());
-    entry.increment(ec);
+  std::string names;
+  try {
+    names = utilities::entryNames(dir);
+  } catch (const fs::filesystem_error& failure) {
+    return failure.code();
   }
-  return ec;
+  utilities::forEachName(names, [&](const char* name) { onEntry(dir / name); });
+  return {};
 }
 
-/// @param top  the destination of the whole copy: an output folder inside the source must not be copied into
+/// @param top  the destination of the whole copy: when it lies inside the source, it is not copied into
 /// itself.
 std::error_code copyTree(const fs::path& src, const fs::path& dst, const fs::path& top,
                          const FileFilter& filter) {
@@ -157,16 +157,13 @@ void directoryWalker(const fs::path& root, const std::function<void(const std::s
                      const std::function<void(const std::string&)>& onFile) {
   std::error_code ec;
   if (!utilities::isOwnDirectory(root)) {
-    if (isSourceDirectory(root, ec)) ec = std::make_error_code(std::errc::too_many_symbolic_link_levels);
+    isSourceDirectory(root, ec);
     LOG_CALL(kWarn, kMissingSource, root.string(), ec.value(), ec.message());
     return;
   }
   try {
-    std::vector<std::string> names;
-    for (const fs::directory_entry& entry : fs::directory_iterator(root)) {
-      names.push_back(entry.path().filename().string());
-    }
-    for (const std::string& name : names) walkEntry(root / name, beforeDir, afterDir, onFile);
+    utilities::forEachName(utilities::entryNames(root),
+                           [&](const char* name) { walkEntry(root / name, beforeDir, afterDir, onFile); });
   } catch (const std::exception& failure) {
     LOG_CALL(kWarn, "An exception occurred while traversing the directory({}); Reason: {}", root.string(),
              failure.what());

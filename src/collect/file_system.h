@@ -12,9 +12,9 @@ namespace quelmar::helper {
 
 using logutils::FileFilter;
 
-/// Removes what stands at `path`, a tree whole, a link itself and never its target. When that fails, sets the
-/// entry's permission bits to 0222 (unless it is a link) and tries once more.
-/// Never throws; an exception of the permission change is logged.
+/// Removes what stands at `path`, a tree whole, a link itself and never its target. When that fails, sets
+/// the entry's permission bits to 0222 (unless it is a link) and tries once more. Never throws; an
+/// exception of the permission change is logged.
 void ensureRemove(const boost::filesystem::path& path);
 
 /// As above.
@@ -36,8 +36,7 @@ std::error_code copyDir(const boost::filesystem::path& src, const boost::filesys
 /// @param filter  must be set.
 /// @param flag    has no effect; kept because callers pass it.
 /// @return true when the walk ended, whatever became of the single copies; false when the source is missing
-/// or the
-///         destination cannot be made (logged).
+///         or the destination cannot be made (logged).
 bool copyFile2Dir(const std::string& sourceDir, const std::string& destDir, const FileFilter& filter,
                   bool flag);
 

@@ -28,7 +28,7 @@ std::uint64_t getDirTotalSize(const std::string& dir, const std::vector<std::str
                               std::error_code& ec) {
   if (dir.empty()) return 0;
   boost::system::error_code error;
-  if (!fs::is_directory(fs::status(dir, error))) {
+  if (!fs::is_directory(fs::symlink_status(dir, error))) {
     ec = error;
     return 0;
   }

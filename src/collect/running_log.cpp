@@ -1,6 +1,7 @@
 #include "collect/running_log.h"
 
 #include <chrono>
+#include <exception>
 #include <functional>
 #include <future>
 #include <iostream>
@@ -87,6 +88,8 @@ class SideCollector {
         work();
       } catch (const std::exception& failure) {
         DRIVER_LOG(kErr, "Exec {} failed; Reason: {}", name, failure.what());
+      } catch (...) {
+        DRIVER_LOG(kErr, "Exec {} failed; Reason: {}", name, "unknown");
       }
       done->set_value(true);
     }).detach();

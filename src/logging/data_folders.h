@@ -19,9 +19,8 @@ namespace quelmar {
 
 /// Yields the client's data folder of the calling (effective) user, without creating it: for "root"
 /// "/Users/root/Library/Application Support/oBrela", for others the user's Application Support folder
-/// followed by
-/// "/oBrela", or the first form with the user's name when the host knows none.
-/// Writes "name:" + user name + " uid:" + user id and a line end to standard output.
+/// followed by "/oBrela", or the first form with the user's name when the host knows none. Writes "name:" +
+/// user name + " uid:" + user id and a line end to standard output.
 std::string applicationDataFolder();
 
 }  // namespace quelmar

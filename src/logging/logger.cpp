@@ -15,6 +15,7 @@ namespace {
 constexpr std::size_t kInlineMessageBytes = 500;
 constexpr std::size_t kLongLineBytes = 2048;
 constexpr std::size_t kCutLineBytes = 2045;
+constexpr std::uintmax_t kRunReserveBytes = 8 * 1024 * 1024;  // more than the records of a run take
 constexpr const char* kLinePattern = "[%Y-%m-%d %H:%M:%S.%e] [%l] [%t] %v";
 
 void refuseSpecialFile(const std::string& path) {
@@ -36,16 +37,20 @@ Logger& Logger::GetInstance() {
 void Logger::setOptions(LoggerOptions& options) {
   options_ = options;
   refuseSpecialFile(options_.logFile);
+  boost::system::error_code ec;
+  const std::uintmax_t size = fs::file_size(options_.logFile, ec);
+  const auto cap = static_cast<std::uintmax_t>(options_.maxFileBytes);
+  // A log that is nearly full is put away now, so that a run's records stay together in one file.
+  const bool rotateNow = !ec && size + kRunReserveBytes > cap;
   auto sink = std::make_shared<spdlog::sinks::rotating_file_sink_mt>(
-      options_.logFile, static_cast<std::size_t>(options_.maxFileBytes),
-      static_cast<std::size_t>(options_.firstCount));
+      options_.logFile, static_cast<std::size_t>(cap), static_cast<std::size_t>(options_.firstCount),
+      rotateNow);
   // The facade decides what is written; the library below filters nothing.
   auto logger = std::make_shared<spdlog::logger>("LogCollectionTool", std::move(sink));
   logger->set_level(spdlog::level::trace);
   logger->flush_on(spdlog::level::warn);
   logger->set_pattern(kLinePattern);
 
-  boost::system::error_code ec;
   const bool debug = fs::exists(options_.debugSwitch, ec);
   minimumLevel_ = debug ? static_cast<int>(kDebug) : options_.level;
   sinks_.push_back(logger);
@@ -68,15 +73,18 @@ void Logger::write(int level, const char* file, const char* function, int line, 
   spdlog::logger* const sink = sink_;
   if (sink != nullptr && level < minimumLevel_) return;
 
-  fmt::basic_memory_buffer<char, kInlineMessageBytes> message;
-  fmt::vformat_to(fmt::appender(message), format, args);
-  if (sink == nullptr) {
-    const std::string text = "log isn't inited." + fmt::to_string(message) + "\n";
-    std::fwrite(text.data(), 1, text.size(), stderr);
-    return;
+  std::string text;
+  {
+    // In a scope of its own: a dump takes megabytes, and they are given back before the sink takes its own.
+    fmt::basic_memory_buffer<char, kInlineMessageBytes> message;
+    fmt::vformat_to(fmt::appender(message), format, args);
+    if (sink == nullptr) {
+      text = "log isn't inited." + fmt::to_string(message) + "\n";
+      std::fwrite(text.data(), 1, text.size(), stderr);
+      return;
+    }
+    text = GetFmt(file, function, line, {message.data(), message.size()});
   }
-
-  std::string text = GetFmt(file, function, line, {message.data(), message.size()});
   if (context) text += context();
   if (level == kInfo && text.size() > kLongLineBytes && minimumLevel_ > kDebug) {
     text.resize(kCutLineBytes);

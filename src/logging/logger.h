@@ -42,14 +42,15 @@ struct LoggerOptions {
 /// threads start.
 class Logger {
  public:
+  /// The single logger.
   static Logger& GetInstance();
+  /// The same, never null.
   static Logger* GetInstancePtr() { return &GetInstance(); }
 
   using Context = std::function<std::string()>;
 
-  /// Opens the log file and takes calls from now on.
-  /// Throws spdlog::spdlog_ex when the file cannot be opened for appending or is no regular file; the logger
-  /// then stays as it was, but keeps the options.
+  /// Opens the log file and takes calls from now on. Throws spdlog::spdlog_ex when the file cannot be
+  /// opened for appending or is no regular file; the logger then stays as it was, but keeps the options.
   void setOptions(LoggerOptions& options);
 
   /// The options last handed in (the defaults before that).

@@ -21,7 +21,7 @@ namespace quelmar::logutils::macos::details {
 namespace {
 
 constexpr std::size_t kReadBytes = 4096;
-constexpr std::size_t kMaxCapturedBytes = 16 * 1024 * 1024;
+constexpr std::size_t kMaxCapturedBytes = 1024 * 1024;
 constexpr std::chrono::seconds kStartLimit{1};
 
 /// Held while a command is being started. Never destroyed: detached threads start commands to the last.

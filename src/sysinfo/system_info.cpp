@@ -85,6 +85,8 @@ void collectSystemInfo(const std::string& path, std::uint64_t startSeconds, std:
         collectSystemInfo(path);
       } catch (const std::exception& failure) {
         LOG_CALL(kErr, "collectSystemInfo failed; Reason: {}", failure.what());
+      } catch (...) {
+        LOG_CALL(kErr, "collectSystemInfo failed; Reason: {}", "unknown");
       }
       done->set_value(true);
     }).detach();

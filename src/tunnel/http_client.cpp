@@ -2,6 +2,7 @@
 
 #include <cstring>
 #include <exception>
+#include <new>
 #include <utility>
 
 #include <curl/curl.h>
@@ -10,7 +11,7 @@ namespace quelmar {
 namespace {
 
 // A dump has to fit into the tool's own log with room to spare, and the run into the memory of any machine.
-constexpr std::size_t kMaxBodyBytes = 8 * 1024 * 1024;
+constexpr std::size_t kMaxBodyBytes = 4 * 1024 * 1024;
 constexpr std::size_t kMaxHeaderBytes = 256 * 1024;
 
 using EasyHandle = std::unique_ptr<CURL, decltype(&curl_easy_cleanup)>;
@@ -103,6 +104,8 @@ std::shared_ptr<NetworkReply> NetworkRequest::send(std::error_code& ec, const UR
   curl_easy_setopt(curl, CURLOPT_HTTPHEADER, headers.get());
   curl_easy_setopt(curl, CURLOPT_TIMEOUT, static_cast<long>(timeoutSeconds_));
   curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
+  // Older libraries take a peer that answers rubbish for one that speaks the first version of all.
+  curl_easy_setopt(curl, CURLOPT_HTTP09_ALLOWED, 0L);
   // An empty proxy also overrides the environment's.
   curl_easy_setopt(curl, CURLOPT_PROXY, "");
   curl_easy_setopt(curl, CURLOPT_NOPROXY, "*");

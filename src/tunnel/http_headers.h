@@ -5,8 +5,8 @@
 
 namespace quelmar {
 
-/// HTTP headers: one value a name, ordered by name, names compared exactly.
-/// New headers hold "Content-Type", "User-Agent" and "Connection" with the client's defaults.
+/// HTTP headers: one value a name, ordered by name, names compared exactly. New headers hold
+/// "Content-Type", "User-Agent" and "Connection" with the client's defaults.
 class HttpHeaders {
  public:
   enum class KnownHeaders : int {
@@ -31,6 +31,7 @@ class HttpHeaders {
     kTraceId,
   };
 
+  /// The three defaults.
   HttpHeaders();
 
   /// The header's name on the wire; "Unknown-Header" for a value outside the enumeration.
@@ -38,8 +39,10 @@ class HttpHeaders {
 
   /// Sets a header, replacing the value it had.
   void set(const std::string& headerName, const std::string& value) { values_[headerName] = value; }
+  /// As above, by the header's known name.
   void set(KnownHeaders header, const std::string& value) { set(name(header), value); }
 
+  /// All headers, ordered by name.
   [[nodiscard]] const std::map<std::string, std::string>& values() const { return values_; }
 
  private:

@@ -1,8 +1,8 @@
 #include "tunnel/service_port.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdlib>
+#include <iterator>
 #include <vector>
 
 #include "base/regular_file.h"

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
 #include <string>
 
 namespace quelmar {
@@ -15,8 +14,8 @@ struct PortText {
 };
 PortText parsePort(const std::string& content);
 
-/// Looks up the local TCP port that a service of the client has published in its port file,
-/// <shared data folder>/var/run/[subFolder/]serviceName.
+/// Looks up the local TCP port that a service of the client has published in its port file, <shared data
+/// folder>/var/run/[subFolder/]serviceName.
 /// @param processName  named in log records only.
 /// @param subFolder    may be empty.
 /// @return the port, or 0 when there is no valid one (logged). Never throws on a missing or bad file.

@@ -1,10 +1,13 @@
 #include "workspace/housekeeping.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <ctime>
 #include <utility>
 #include <vector>
 
+#include <boost/filesystem/directory.hpp>
+#include <boost/filesystem/exception.hpp>
 #include <boost/filesystem/operations.hpp>
 
 #include "collect/file_selection.h"

@@ -5,10 +5,9 @@
 namespace quelmar {
 
 /// Settles the output root: `root` when it is not empty and a directory can be ensured there, else the
-/// default
-/// "/tmp/oBrelaLog", which `root` then names. A root that cannot be used is abandoned in silence.
+/// default "/tmp/oBrelaLog", which `root` then names. A root that cannot be used is abandoned in silence.
 /// @return true when `root` names a usable directory; false when the default fails too (logged; `root`
-/// unchanged).
+///         unchanged).
 bool ensureLogRootDir(std::string& root);
 
 /// Tells whether the volume that holds `path` has less than 500 MiB available to an unprivileged user. When

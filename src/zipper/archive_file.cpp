@@ -9,8 +9,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "zipper/end_record.h"
-
 namespace zipper {
 namespace {
 
@@ -23,7 +21,7 @@ ArchiveFile& fileOf(voidpf stream) {
 
 }  // namespace
 
-ArchiveFile::ArchiveFile() : buffer_(kBufferBytes) {}
+ArchiveFile::ArchiveFile(Completion complete) : complete_(complete), buffer_(kBufferBytes) {}
 
 ArchiveFile::~ArchiveFile() {
   if (descriptor_ >= 0) ::close(descriptor_);
@@ -56,9 +54,9 @@ zipFile ArchiveFile::open(const std::string& path, int append) {
 }
 
 bool ArchiveFile::openFile(const std::string& path, bool create) {
-  // Not handed down to the commands that the process starts; nothing but a regular file, a FIFO must not
-  // block.
-  const int flags = O_RDWR | (create ? O_CREAT : 0) | O_NONBLOCK | O_CLOEXEC | O_NOCTTY;
+  // Not handed down to the commands that the process starts; nothing but a regular file: a FIFO must not
+  // block, and a link could lead to a file of somebody else's.
+  const int flags = O_RDWR | (create ? O_CREAT : 0) | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC | O_NOCTTY;
   descriptor_ = ::open(path.c_str(), flags, kArchiveMode);
   position_ = bufferStart_ = bufferedBytes_ = 0;
   written_ = failed_ = false;
@@ -128,7 +126,7 @@ bool ArchiveFile::close() {
   if (written_ && !failed_) {
     // Added to an archive with a longer end (a comment, 64-bit records), the new end may be the shorter one.
     const bool complete =
-        completeEndRecord(*this) && flush() && ::ftruncate(descriptor_, static_cast<off_t>(position_)) == 0;
+        complete_(*this) && flush() && ::ftruncate(descriptor_, static_cast<off_t>(position_)) == 0;
     if (!complete) failed_ = true;
   }
   if (::close(descriptor_) != 0 && errno != EINTR) failed_ = true;

@@ -14,7 +14,10 @@ namespace zipper {
 /// as long as the header has not left the buffer.
 class ArchiveFile {
  public:
-  ArchiveFile();
+  /// Does what is left to do to the file once the library has written its end. @return whether it could.
+  using Completion = bool (*)(ArchiveFile&);
+
+  explicit ArchiveFile(Completion complete);
   ~ArchiveFile();
   ArchiveFile(const ArchiveFile&) = delete;
   ArchiveFile& operator=(const ArchiveFile&) = delete;
@@ -30,14 +33,18 @@ class ArchiveFile {
   /// Tells whether anything could not be written since the archive was opened.
   bool failed() const { return failed_; }
 
-  /// @name The file itself, for who completes the archive
-  /// All of it goes on at position(), which may lie anywhere. The results tell whether it could be done.
-  /// @{
+  /// Where the next read or write begins, in bytes from the start of the file.
   std::uint64_t position() const { return position_; }
+
+  /// Has the next read or write begin elsewhere, which may lie beyond the end.
   void seek(std::uint64_t position) { position_ = position; }
+
+  /// Reads just `size` bytes and goes on behind them. @return false when there are fewer, or on an error.
   bool read(void* data, std::size_t size);
+
+  /// Writes `size` bytes and goes on behind them. @return false once anything could not be written: nothing
+  /// that follows is then, and failed() tells so.
   bool write(const void* data, std::size_t size);
-  /// @}
 
  private:
   bool openFile(const std::string& path, bool create);
@@ -45,6 +52,7 @@ class ArchiveFile {
   bool seekEnd();
   bool close();
 
+  Completion complete_;
   int descriptor_ = -1;
   std::uint64_t position_ = 0;
   std::vector<char> buffer_;       // what is yet to be written

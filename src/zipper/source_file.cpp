@@ -18,8 +18,14 @@ constexpr std::uint64_t kLargestPlainBytes = 4'294'967'294U;
 SourceFile::SourceFile(const std::string& path) {
   struct stat status {};
   // Asked before opening too: to open a device can already have an effect.
-  if (::stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return;
-  descriptor_ = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
+  if (::lstat(path.c_str(), &status) != 0) return;
+  const bool isLink = S_ISLNK(status.st_mode);
+  // A link that another user made may lead to a file that only this process may read.
+  if (isLink && status.st_uid != 0 && status.st_uid != ::geteuid()) return;
+  if (isLink && ::stat(path.c_str(), &status) != 0) return;
+  if (!S_ISREG(status.st_mode)) return;
+  const int flags = O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY | (isLink ? 0 : O_NOFOLLOW);
+  descriptor_ = ::open(path.c_str(), flags);
   if (descriptor_ < 0 || ::fstat(descriptor_, &status) != 0 || !S_ISREG(status.st_mode)) return;
   size_ = static_cast<std::uint64_t>(status.st_size);
 }

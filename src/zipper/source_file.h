@@ -8,8 +8,8 @@
 namespace zipper {
 
 /// A file to be packed, read from its start to where it ended when it was opened: one that is written to all
-/// the time would otherwise never come to an end. Anything but a regular file (or a link to one) counts as a
-/// file that cannot be opened. Never blocks, whatever lies at the path.
+/// the time would otherwise never come to an end. Anything but a regular file, or a link to one that this
+/// user or root made, counts as a file that cannot be opened. Never blocks, whatever lies at the path.
 class SourceFile {
  public:
   /// Opens `path` for reading. A file that cannot be opened reads as an empty one.

@@ -7,6 +7,7 @@
 
 #include "zipper/archive_file.h"
 #include "zipper/deflate_pipeline.h"
+#include "zipper/end_record.h"
 #include "zipper/source_file.h"
 #include "zipper/zipper.h"
 
@@ -52,7 +53,7 @@ class Zipper::Impl {
   const std::string zipName_;
   const std::string password_;
   const unsigned threads_;
-  ArchiveFile file_;
+  ArchiveFile file_{&completeEndRecord};
   zipFile archive_ = nullptr;
   bool failed_ = false;
   std::vector<char> buffer_;

@@ -1,4 +1,5 @@
-// Preloaded by a test: the wall clock is set back by a day a second after the program's start; other clocks go on.
+// Preloaded by a test: the wall clock is set back by a day a second after the program's start; other clocks
+// go on.
 #include <ctime>
 
 #include <sys/syscall.h>

@@ -37,7 +37,7 @@ ROWS = [
     ("Late workers write after the archive is closed, or crash at exit", "nothing that a late thread can reach is torn down, and nothing starts once the process ends", "test_hang.py", "test_every_command_and_the_peer_hang"),
     ("Commands wait for a terminal or for input", "standard input is /dev/null, for the tool and all commands", "test_hang.py", "test_every_command_and_the_peer_hang"),
     ("The caller closes the output and the tool dies", "a lost reader is a write error and no signal; closed streams are /dev/null", "test_hostile.py", "test_standard_streams_closed_or_full"),
-    ("A loopback request goes to the proxy of the environment", "no proxy, no redirect, 30 seconds, 8 MiB", "test_tunnel.py", "test_answers"),
+    ("A loopback request goes to the proxy of the environment", "no proxy, no redirect, 30 seconds, 4 MiB", "test_tunnel.py", "test_answers"),
     ("Huge folders, sparse giants, whole files in memory", "time grows with the number of files, memory stays below 32 MiB", "test_faults_limits.py", "test_many_files"),
     ("Odd names, link loops, links to / and devices", "copied under their names, or passed over", "test_hostile.py", "test_names"),
     ("Folders and files that the user may not read", "passed over, the rest is collected", "test_hostile.py", "test_ordinary_user_meets_closed_doors"),

@@ -64,8 +64,10 @@ class Hostile(sandbox.Case):
             for path in ("/var/log/quelmar/sdp/oBrelaInstallOut.log", LAUNCHD, SHARED + "/var/run/debugserver",
                          SHARED + "/debug", APP + "/sdpc_md5.json"):
                 box.make(kind, path)
-            self.assertEqual({n for n in self.survive(box) if "logs/" not in n},
-                             {"LogColltionTool.log", "system_info.log"})
+            box.link("/", LOGS[:-1])
+            found = self.survive(box)
+            self.assertEqual({n for n in found if "logs/" not in n}, {"LogColltionTool.log", "system_info.log"})
+            self.assertEqual([n for n in found if n.startswith("logs/ada")], [], "the whole disk was copied")
 
     def test_output_root_full_of_traps(self):
         """(path in the output root, what it links to): what belongs to others is neither emptied nor written to."""
