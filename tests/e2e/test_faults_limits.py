@@ -47,7 +47,9 @@ class Limits(faults.FaultCase):
 
     def test_descriptors_run_out(self):
         """No more file descriptors | a limit of 3 to 30 | the run ends with 0; an archive that is there is whole, from 16 on it has everything"""
-        for number, (status, contents) in self.sweep(range(3, 31, 1 if not faults.SANITIZED else 3), "ulimit -n %d").items():
+        # A sanitizer needs descriptors for its own checks.
+        limits = range(20, 31, 2) if faults.SANITIZED else range(3, 31)
+        for number, (status, contents) in self.sweep(limits, "ulimit -n %d").items():
             with self.subTest(number):
                 self.assertIn(status, (0,) if number > 8 else (0, 127, 161, 163))
                 if number >= 16:
