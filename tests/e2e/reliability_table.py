@@ -60,7 +60,7 @@ an interrupt from a terminal reaches them too.
 ## Limits on purpose
 
 - Copies leave 100 MiB of the volume free, and no command's report grows beyond a quarter of the room that was free or 1 GiB.
-- A command for which nobody should wait (chmod, showing the archive) is given up after 10 seconds.
+- A command for which nobody should wait is given up: chmod after 5 seconds, showing the archive after 10.
 - When the process ends it ends the commands that still run, and what they started. A process that has been given up by its
   own parents in between is no longer found.
 - Without threads for its three collectors the run ends abnormally, before anything is collected.
