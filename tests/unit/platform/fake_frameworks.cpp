@@ -1,11 +1,13 @@
 #include "platform/fake_frameworks.h"
 
+#include <algorithm>
 #include <cstring>
 #include <memory>
 
 #include <CoreFoundation/CoreFoundation.h>
 #include <SystemConfiguration/SystemConfiguration.h>
 #include <gtest/gtest.h>
+#include <libproc.h>
 
 struct __CFString {
   std::string utf8;
@@ -94,6 +96,13 @@ CFArrayRef NSSearchPathForDirectoriesInDomains(unsigned long kind, unsigned long
   frameworks().alive.insert(array);
   if (!frameworks().pools.empty()) frameworks().pools.back().push_back(array);
   return array;
+}
+
+int proc_listchildpids(pid_t /*parent*/, void* buffer, int bufferBytes) {
+  const std::vector<pid_t>& children = frameworks().children;
+  EXPECT_LE(children.size() * sizeof(pid_t), static_cast<std::size_t>(bufferBytes));
+  std::copy(children.begin(), children.end(), static_cast<pid_t*>(buffer));
+  return frameworks().childrenAnswer;
 }
 
 }  // extern "C"

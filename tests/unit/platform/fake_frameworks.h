@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include <sys/types.h>
+
 // Stands in for the macOS frameworks: answers what a test sets, and keeps count of every object it hands out.
 struct FakeFrameworks {
   bool somebodyAtConsole = true;
@@ -12,6 +14,9 @@ struct FakeFrameworks {
   /// Answers by domain mask; a mask that is not there is answered with nothing at all.
   std::map<unsigned long, std::vector<std::string>> folders;
   bool conversionFails = false;
+
+  std::vector<pid_t> children;
+  int childrenAnswer = 0;
 
   unsigned long askedKind = 0;
   bool askedForTilde = false;

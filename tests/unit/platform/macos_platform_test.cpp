@@ -1,9 +1,11 @@
 #include <gtest/gtest.h>
 
 #include "platform/application_support.h"
+#include "platform/child_processes.h"
 #include "platform/console_user.h"
 #include "platform/fake_frameworks.h"
 
+using quelmar::platform::childrenOf;
 using quelmar::platform::machineApplicationSupport;
 using quelmar::platform::userApplicationSupport;
 using quelmar::process::getCurrentLoginUser;
@@ -68,6 +70,19 @@ TEST_F(MacosPlatform, FolderIsEmptyWhenTheServiceHasNoUsableAnswer) {
       ask(text_);
       EXPECT_EQ(text_, "");
     }
+  }
+}
+
+TEST_F(MacosPlatform, ChildrenAreTheSameWhetherTheSystemCountsProcessesOrBytes) {
+  frameworks().children = {101, 102};
+  for (const int answer : {2, 8}) {
+    frameworks().childrenAnswer = answer;
+    EXPECT_EQ(childrenOf(1), (std::vector<pid_t>{101, 102}));
+  }
+  frameworks().children.clear();
+  for (const int answer : {0, -1}) {
+    frameworks().childrenAnswer = answer;
+    EXPECT_TRUE(childrenOf(1).empty());
   }
 }
 
