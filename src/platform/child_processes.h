@@ -6,7 +6,7 @@
 
 namespace quelmar::platform {
 
-/// The processes whose parent is `parent` right now; empty when the host does not tell.
-std::vector<pid_t> childrenOf(pid_t parent);
+/// The processes whose parent is one of `parents` right now; empty when the host does not tell.
+std::vector<pid_t> childrenOf(const std::vector<pid_t>& parents);
 
 }  // namespace quelmar::platform

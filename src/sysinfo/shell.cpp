@@ -7,6 +7,7 @@
 #include <cstring>
 #include <memory>
 #include <mutex>
+#include <vector>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -35,11 +36,16 @@ FILE* startCommand(const std::string& cmd) {
   return popen(cmd.c_str(), "r");
 }
 
-/// Stopped first: a process that is stopped starts no others and does not go, so its children are its own.
-void endTree(pid_t root) {
-  kill(root, SIGSTOP);
-  for (const pid_t child : platform::childrenOf(root)) endTree(child);
-  kill(root, SIGKILL);
+/// Stopped level by level before any is ended: a process that is stopped starts no others and does not go, so
+/// its children are its own.
+void endDescendants() {
+  std::vector<pid_t> all;
+  for (std::vector<pid_t> level = platform::childrenOf({getpid()}); !level.empty();
+       level = platform::childrenOf(level)) {
+    for (const pid_t process : level) kill(process, SIGSTOP);
+    all.insert(all.end(), level.begin(), level.end());
+  }
+  for (const pid_t process : all) kill(process, SIGKILL);
 }
 
 }  // namespace
@@ -48,8 +54,12 @@ bool cmdPopen(const std::string& cmd, std::string& output) {
   output.clear();
   FILE* stream = nullptr;
   const ScopeGuard closeStream([&stream] {
-    if (stream != nullptr) pclose(stream);
+    if (stream == nullptr) return;
+    pclose(stream);
     stream = nullptr;
+    // A command that was ended because the process ends: its caller is not to write anything any more. This
+    // waits for ever then.
+    const std::lock_guard<std::timed_mutex> unlessEnding(startMutex());
   });
   // One byte more than is ever read: the text always ends in a zero byte.
   std::array<char, kReadBytes + 1> buffer{};
@@ -65,8 +75,6 @@ bool cmdPopen(const std::string& cmd, std::string& output) {
   while (std::fread(buffer.data(), 1, kReadBytes, stream) > 0) {
     if (output.size() < kMaxCapturedBytes) output += buffer.data();
   }
-  // When the command was ended because the process ends, nothing more is to be written: this waits for ever.
-  const std::lock_guard<std::timed_mutex> unlessEnding(startMutex());
   return true;
 }
 
@@ -87,7 +95,7 @@ bool cmdPopenWithin(std::chrono::seconds limit, const std::string& cmd, std::str
 void endCommands() {
   // Never given back. A start that does not come to its end must not hold up the process's own.
   static_cast<void>(startMutex().try_lock_for(kStartLimit));
-  for (const pid_t child : platform::childrenOf(getpid())) endTree(child);
+  endDescendants();
 }
 
 void out2File(const std::string& path, const std::string& text) {

@@ -1,5 +1,4 @@
-// Preloaded by a test: the wall clock is set back by a day a second after the program's start; other clocks
-// go on.
+// Preloaded by a test: the wall clock is set back by a day a second after the program's start; others go on.
 #include <ctime>
 
 #include <sys/syscall.h>

@@ -77,12 +77,12 @@ TEST_F(MacosPlatform, ChildrenAreTheSameWhetherTheSystemCountsProcessesOrBytes) 
   frameworks().children = {101, 102};
   for (const int answer : {2, 8}) {
     frameworks().childrenAnswer = answer;
-    EXPECT_EQ(childrenOf(1), (std::vector<pid_t>{101, 102}));
+    EXPECT_EQ(childrenOf({1}), (std::vector<pid_t>{101, 102}));
   }
   frameworks().children.clear();
   for (const int answer : {0, -1}) {
     frameworks().childrenAnswer = answer;
-    EXPECT_TRUE(childrenOf(1).empty());
+    EXPECT_TRUE(childrenOf({1}).empty());
   }
 }
 
