@@ -4,6 +4,7 @@
 #include <iterator>
 
 #include <boost/filesystem/operations.hpp>
+#include <fcntl.h>
 #include <spdlog/logger.h>
 #include <spdlog/sinks/rotating_file_sink.h>
 
@@ -42,9 +43,13 @@ void Logger::setOptions(LoggerOptions& options) {
   const auto cap = static_cast<std::uintmax_t>(options_.maxFileBytes);
   // A log that is nearly full is put away now, so that a run's records stay together in one file.
   const bool rotateNow = !ec && size + kRunReserveBytes > cap;
+  spdlog::file_event_handlers handlers;
+  handlers.after_open = [](const spdlog::filename_t& /*name*/, std::FILE* file) {
+    fcntl(fileno(file), F_SETFD, FD_CLOEXEC);  // no business of the commands that the tool runs
+  };
   auto sink = std::make_shared<spdlog::sinks::rotating_file_sink_mt>(
       options_.logFile, static_cast<std::size_t>(cap), static_cast<std::size_t>(options_.firstCount),
-      rotateNow);
+      rotateNow, handlers);
   // The facade decides what is written; the library below filters nothing.
   auto logger = std::make_shared<spdlog::logger>("LogCollectionTool", std::move(sink));
   logger->set_level(spdlog::level::trace);

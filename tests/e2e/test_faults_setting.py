@@ -50,6 +50,15 @@ class Setting(faults.FaultCase):
         days = re.findall(r"^\[[0-9-]*", box.read(OWN_LOG).decode(), re.M)
         self.assertGreater(days[0], days[-1])
 
+    def test_what_commands_inherit(self):
+        """Commands that read their standard input or keep files open | one lists what it has been handed, and reads | /dev/null, its report and standard error; neither the own log nor anything else of the tool's"""
+        box = self.box(fakes={"ps": "readlink /proc/$$/fd/* >/handed; cat"})
+        box.run()
+        self.assertWhole(box)
+        handed = box.read("/handed").decode().split("\n")
+        self.assertTrue(handed[0].endswith("/dev/null"), handed)
+        self.assertEqual([f for f in handed if "oBrela" in f or "socket:" in f], [])
+
     def test_line_noise(self):
         """A port that answers with line noise | random bytes, alone and behind a good first line | a record in the log, a whole archive"""
         noise = random.Random(1).randbytes(200000)
