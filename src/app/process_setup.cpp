@@ -30,6 +30,7 @@ void raiseDescriptorLimit() {
 
 void prepareProcess() {
   raiseDescriptorLimit();
+  logutils::macos::details::spareForeignChildren();
   int fd = 0;
   do {
     fd = open("/dev/null", O_RDWR);

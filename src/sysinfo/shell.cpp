@@ -1,5 +1,6 @@
 #include "sysinfo/shell.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
@@ -36,12 +37,27 @@ FILE* startCommand(const std::string& cmd) {
   return popen(cmd.c_str(), "r");
 }
 
+/// Processes that were children of this one before it ran its first command. Never destroyed, as above.
+std::vector<pid_t>& foreignChildren() {
+  static auto* const kChildren = new std::vector<pid_t>;
+  return *kChildren;
+}
+
+std::vector<pid_t> ownCommands() {
+  const std::vector<pid_t>& foreign = foreignChildren();
+  std::vector<pid_t> children = platform::childrenOf({getpid()});
+  const auto isForeign = [&](pid_t child) {
+    return std::find(foreign.begin(), foreign.end(), child) != foreign.end();
+  };
+  children.erase(std::remove_if(children.begin(), children.end(), isForeign), children.end());
+  return children;
+}
+
 /// Stopped level by level before any is ended: a process that is stopped starts no others and does not go, so
 /// its children are its own.
 void endDescendants() {
   std::vector<pid_t> all;
-  for (std::vector<pid_t> level = platform::childrenOf({getpid()}); !level.empty();
-       level = platform::childrenOf(level)) {
+  for (std::vector<pid_t> level = ownCommands(); !level.empty(); level = platform::childrenOf(level)) {
     for (const pid_t process : level) kill(process, SIGSTOP);
     all.insert(all.end(), level.begin(), level.end());
   }
@@ -90,6 +106,10 @@ bool cmdPopenWithin(std::chrono::seconds limit, const std::string& cmd, std::str
   if (!ended) return false;
   output = std::move(outcome->text);
   return outcome->started;
+}
+
+void spareForeignChildren() {
+  foreignChildren() = platform::childrenOf({getpid()});
 }
 
 void endCommands() {

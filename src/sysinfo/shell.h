@@ -20,6 +20,10 @@ bool cmdPopen(const std::string& cmd, std::string& output);
 /// @return false also when the limit passed (nothing is logged then); `output` is empty in that case.
 bool cmdPopenWithin(std::chrono::seconds limit, const std::string& cmd, std::string& output);
 
+/// Remembers which processes are children of this one already: a shell may have started them before it became
+/// this process. endCommands leaves them alone. Call it once, before the first command.
+void spareForeignChildren();
+
 /// Ends every command that is still running, with all that it started and that still has it for an ancestor.
 /// Whatever it would print has no reader any more. No command starts afterwards: a thread that tries to waits
 /// for ever, so call this only right before the process ends.

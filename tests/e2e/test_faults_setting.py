@@ -2,6 +2,7 @@
 import os
 import random
 import re
+import signal
 
 import faults
 import sandbox
@@ -58,6 +59,12 @@ class Setting(faults.FaultCase):
         handed = box.read("/handed").decode().split("\n")
         self.assertTrue(handed[0].endswith("/dev/null"), handed)
         self.assertEqual([f for f in handed if "oBrela" in f or "socket:" in f], [])
+
+    def test_children_of_the_shell_before(self):
+        """A shell starts a job and becomes the tool, whose child the job is from then on | `sleep & exec tool` | the job is still there after the run"""
+        box = self.box()
+        box.run(shell='setsid sleep 1000000 & echo $! >/job; exec "$@"')
+        os.kill(int(box.read("/job")), signal.SIGKILL)
 
     def test_line_noise(self):
         """A port that answers with line noise | random bytes, alone and behind a good first line | a record in the log, a whole archive"""
