@@ -7,11 +7,12 @@ import ast
 import pathlib
 import sys
 
-HERE = pathlib.Path(__file__).parent
-PAGE = HERE.parent.parent / "docs" / "reliability.md"
+HERE = pathlib.Path(__file__).resolve().parent
+TESTS = HERE.parent / "tests" / "e2e"
+PAGE = HERE / "reliability.md"
 HEAD = """# What the tool survives
 
-Made by tests/e2e/reliability_table.py from the tests named here; edit those. Each test runs the real program on a
+Made by docs/reliability-table.py from the tests named here; edit those. Each test runs the real program on a
 machine of its own. "Whole archive" means: every entry is read back and its checksum holds.
 
 ## Faults that the tests provoke
@@ -75,13 +76,13 @@ def test_docstrings(path):
 
 def page():
     text = HEAD
-    for path in sorted(HERE.glob("test_faults_*.py")):
+    for path in sorted(TESTS.glob("test_faults_*.py")):
         for name, docstring in test_docstrings(path):
             fault, how, outcome = docstring.strip().split(" | ")
             text += "| %s | %s | %s | %s: %s |\n" % (fault, how, outcome, path.name, name)
     text += KNOWN
     for complaint, here, file, name in ROWS:
-        if name not in dict(test_docstrings(HERE / file)):
+        if name not in dict(test_docstrings(TESTS / file)):
             raise SystemExit("%s has no %s" % (file, name))
         text += "| %s | %s | %s: %s |\n" % (complaint, here, file, name)
     return text + TAIL
