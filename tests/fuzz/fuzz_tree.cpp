@@ -1,11 +1,7 @@
-// Copying, walking, measuring and removing trees of odd entries: what is copied is what a plain reading of
-// the tree expects, and neither the tree nor a bystander's folder changes.
+// Copying, walking and removing trees of odd entries: the copy holds the tree's folders and readable files,
+// and neither the tree nor a bystander's folder changes.
 #include <map>
 #include <vector>
-
-#include <boost/filesystem/operations.hpp>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include "collect/directory_size.h"
 #include "collect/file_system.h"
@@ -17,25 +13,27 @@ namespace {
 namespace fs = boost::filesystem;
 using Snapshot = std::map<std::string, std::string>;
 
-/// Every entry below `root`, links as what they say; directories and special files by their mode.
+bool isFile(const fs::path& path) {
+  return fs::is_regular_file(fs::symlink_status(path));
+}
+
+/// Every entry below `root`: its mode and, of files and links, what they say.
 Snapshot snapshot(const fs::path& root) {
   Snapshot found;
   for (const fs::directory_entry& entry : fs::recursive_directory_iterator(root)) {
     const fs::file_status status = fs::symlink_status(entry.path());
     std::string& text = found[entry.path().string().substr(root.size())];
-    if (fs::is_symlink(status)) {
-      text = "-> " + fs::read_symlink(entry.path()).string();
-    } else {
-      text = std::to_string(status.type()) + " " + std::to_string(status.permissions()) + " ";
-      if (fs::is_regular_file(status)) text += fuzzing::readFile(entry.path());
-    }
+    text = std::to_string(status.type()) + " " + std::to_string(status.permissions()) + " ";
+    if (fs::is_symlink(status)) text += fs::read_symlink(entry.path()).string();
+    if (isFile(entry.path())) text += fuzzing::readFile(entry.path());
   }
   return found;
 }
 
-void addEntry(fuzzing::Input& input, std::vector<fs::path>& folders, std::vector<fs::path>& files,
-              const fs::path& bystander) {
-  const fs::path path = folders[input.below(static_cast<unsigned>(folders.size()))] / input.name();
+void addEntry(fuzzing::Input& input, std::vector<fs::path>& folders, const fs::path& bystander) {
+  const fs::path path = folders[input.below(folders.size())] / input.name();
+  const fs::path targets[] = {".", "..", "/", "/dev/zero", "nowhere", bystander, bystander / "keep.log",
+                              path};
   boost::system::error_code ec;
   switch (input.below(8)) {
     case 0:
@@ -45,93 +43,70 @@ void addEntry(fuzzing::Input& input, std::vector<fs::path>& folders, std::vector
     case 2:
       mkfifo(path.c_str(), 0644);
       break;
-    case 3: {
-      const fs::path targets[] = {".", "..", "/", "/dev/zero", "nowhere", bystander, bystander / "keep.log",
-                                  path};
+    case 3:
       fs::create_symlink(targets[input.below(8)], path, ec);
       break;
-    }
     case 4:
-      if (!files.empty()) {
-        fs::create_hard_link(files[input.below(static_cast<unsigned>(files.size()))], path, ec);
-      }
+      fs::create_hard_link(bystander / "keep.log", path, ec);
       break;
     default:
       if (fs::exists(fs::symlink_status(path, ec))) break;
       fuzzing::writeFile(path, input.text(input.below(64)));
       chmod(path.c_str(), input.byte() * 16 + 0400);
-      files.push_back(path);
   }
 }
 
-bool isAccepted(const std::string& path) {
-  return path.find('x') == std::string::npos;
-}
-
-/// What copying `from` must give at `to`.
-Snapshot expectedCopy(const fs::path& from) {
-  Snapshot expected;
+/// Ends the process unless `to` is what copying `from` must give.
+void requireCopy(const fs::path& from, const fs::path& to, const quelmar::logutils::FileFilter& filter) {
+  std::size_t expected = 0;
   for (const auto& [name, text] : snapshot(from)) {
-    const fs::path path = from / name;
     boost::system::error_code ec;
-    if (fs::is_directory(fs::symlink_status(path))) {
-      expected[name] = "directory";
-    } else if (isAccepted(path.string().substr(from.size())) && fs::is_regular_file(fs::status(path, ec))) {
-      expected[name] = "file " + fuzzing::readFile(path);
-    }
+    const fs::file_status copy = fs::symlink_status(to / name, ec);
+    const bool isFolder = fs::is_directory(fs::symlink_status(from / name, ec));
+    const bool taken = !isFolder && filter((from / name).string()) && fs::is_regular_file(from / name, ec);
+    expected += isFolder || taken ? 1 : 0;
+    fuzzing::require(!isFolder || fs::is_directory(copy), "folders are copied");
+    fuzzing::require(!taken || (fs::is_regular_file(copy) && (copy.permissions() & 07000) == 0 &&
+                                fuzzing::readFile(from / name) == fuzzing::readFile(to / name)),
+                     "files and what links to them are copied, without set-id bits");
   }
-  return expected;
-}
-
-Snapshot actualCopy(const fs::path& to) {
-  Snapshot actual;
-  for (const fs::directory_entry& entry : fs::recursive_directory_iterator(to)) {
-    const fs::file_status status = fs::symlink_status(entry.path());
-    fuzzing::require(fs::is_directory(status) || fs::is_regular_file(status), "a copy has files and folders");
-    fuzzing::require((status.permissions() & 07000) == 0, "no set-id bit travels");
-    actual[entry.path().string().substr(to.size())] =
-        fs::is_directory(status) ? "directory" : "file " + fuzzing::readFile(entry.path());
-  }
-  return actual;
+  fuzzing::require(snapshot(to).size() == expected, "nothing else is copied");
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static const fs::path bystander = fuzzing::workshop().fresh("bystander");
+  static const fs::path bystander = fuzzing::freshFolder("bystander");
   fuzzing::writeFile(bystander / "keep.log", "precious");
-  const Snapshot precious = snapshot(bystander);
-  const fs::path from = fuzzing::workshop().fresh("from");
-  const fs::path to = fuzzing::workshop() / "to";
-  fs::remove_all(to);
-
+  const fs::path from = fuzzing::freshFolder("from");
+  const fs::path to = fuzzing::freshFolder("to");
   fuzzing::Input input(data, size);
   std::vector<fs::path> folders{from};
-  std::vector<fs::path> files;
-  for (int entries = 0; entries < 48 && !input.empty(); ++entries) addEntry(input, folders, files, bystander);
+  for (int entries = 0; entries < 48 && !input.empty(); ++entries) addEntry(input, folders, bystander);
 
+  const Snapshot precious = snapshot(bystander);
   const Snapshot before = snapshot(from);
-  const auto filter = [&from](const std::string& path) { return isAccepted(path.substr(from.size())); };
+  const auto filter = [&](const std::string& path) {
+    return path.find('x', from.size()) == std::string::npos;
+  };
   fuzzing::require(!quelmar::helper::copyDir(from, to, filter), "copying a folder that is there succeeds");
-  fuzzing::require(actualCopy(to) == expectedCopy(from), "the copy is the tree's readable files");
-  quelmar::getDirectorySize(from.string(), {});
+  requireCopy(from, to, filter);
+  std::uintmax_t bytes = 0;
+  for (const auto& [name, text] : before) bytes += isFile(from / name) ? fs::file_size(from / name) : 0;
+  fuzzing::require(quelmar::getDirectorySize(from.string(), {}) == bytes, "links do not count for its size");
 
   std::size_t handedOut = 0;
   int depth = 0;
+  const auto count = [&](const std::string&) { ++handedOut; };
   quelmar::helper::directoryWalker(
-      from, [&](const std::string&) { ++depth; },
-      [&](const std::string&) {
-        --depth;
-        ++handedOut;
-      },
-      [&](const std::string&) { ++handedOut; });
+      from, [&](const std::string&) { ++depth; }, [&](const std::string&) { ++handedOut, --depth; }, count);
   fuzzing::require(handedOut == before.size() && depth == 0, "the walk hands out every entry once");
   fuzzing::require(snapshot(from) == before, "the tree itself stays as it was");
 
-  quelmar::cleanDir(to.string(), true);
-  quelmar::cleanDir(from.string(), true);
-  fuzzing::require(!fs::exists(fs::symlink_status(to)) && !fs::exists(fs::symlink_status(from)),
-                   "both are removed");
+  for (const fs::path& folder : {from, to}) {
+    quelmar::cleanDir(folder.string(), true);
+    fuzzing::require(!fs::exists(fs::symlink_status(folder)), "both are removed");
+  }
   fuzzing::require(snapshot(bystander) == precious, "a bystander's folder is not touched");
   return 0;
 }

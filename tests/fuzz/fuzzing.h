@@ -3,13 +3,9 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
 #include <string>
 
-#include <boost/filesystem/operations.hpp>
-
-#include "logging/logger.h"
+#include "support/log_capture.h"
 
 /// What a fuzzer's entry point is called by the library that drives it, and by replay_main.cpp.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
@@ -17,6 +13,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 namespace fuzzing {
 
 namespace fs = boost::filesystem;
+using testing_support::readFile;
+using testing_support::writeFile;
 
 /// Ends the process, as a crash does, when something that must hold does not.
 inline void require(bool holds, const char* what) {
@@ -32,13 +30,9 @@ class Input {
 
   [[nodiscard]] bool empty() const { return left_ == 0; }
 
-  unsigned byte() {
-    if (left_ == 0) return 0;
-    --left_;
-    return *data_++;
-  }
+  unsigned byte() { return left_ == 0 ? 0 : (--left_, *data_++); }
 
-  unsigned below(unsigned end) { return byte() % end; }
+  unsigned below(std::size_t end) { return byte() % static_cast<unsigned>(end); }
 
   std::string text(std::size_t length) {
     length = length < left_ ? length : left_;
@@ -47,8 +41,6 @@ class Input {
     left_ -= length;
     return taken;
   }
-
-  std::string rest() { return text(left_); }
 
   /// A file name: one byte of length, then bytes, without those that no name can hold.
   std::string name() {
@@ -64,54 +56,12 @@ class Input {
   std::size_t left_;
 };
 
-/// A folder for the whole process, in memory where there is one, and the tool's log inside it.
-class Workshop {
- public:
-  Workshop() {
-    char pattern[] = "/dev/shm/logcollect-fuzz-XXXXXX";
-    char fallback[] = "/tmp/logcollect-fuzz-XXXXXX";
-    const char* made = mkdtemp(pattern);
-    if (made == nullptr) made = mkdtemp(fallback);
-    require(made != nullptr, "a folder to work in can be made");
-    path_ = made;
-    quelmar::LoggerOptions options;
-    options.logFile = (path_ / "fuzz.log").string();
-    options.maxFileBytes = 1 << 20;
-    options.debugSwitch = (path_ / "debug").string();
-    quelmar::Logger::GetInstance().setOptions(options);
-  }
-  ~Workshop() {
-    boost::system::error_code ec;
-    fs::remove_all(path_, ec);
-  }
-  Workshop(const Workshop&) = delete;
-  Workshop& operator=(const Workshop&) = delete;
-
-  fs::path operator/(const std::string& name) const { return path_ / name; }
-
-  /// The path of an empty folder of this name.
-  [[nodiscard]] fs::path fresh(const std::string& name) const {
-    fs::remove_all(path_ / name);
-    fs::create_directory(path_ / name);
-    return path_ / name;
-  }
-
- private:
-  fs::path path_;
-};
-
-inline Workshop& workshop() {
-  static Workshop instance;
-  return instance;
-}
-
-inline void writeFile(const fs::path& path, const std::string& content) {
-  std::ofstream(path.string(), std::ios::binary) << content;
-}
-
-inline std::string readFile(const fs::path& path) {
-  std::ifstream stream(path.string(), std::ios::binary);
-  return {std::istreambuf_iterator<char>(stream), {}};
+/// The path of an empty folder of this name, in a folder of the process that holds the tool's log too.
+inline fs::path freshFolder(const std::string& name) {
+  static const testing_support::LogCapture workshop;
+  fs::remove_all(workshop.dir() / name);
+  fs::create_directory(workshop.dir() / name);
+  return workshop.dir() / name;
 }
 
 }  // namespace fuzzing

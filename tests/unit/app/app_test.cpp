@@ -25,8 +25,6 @@ TEST(Options, AreReadInAllForms) {
   } cases[] = {
       {{}, "", "", {}, {}},
       {{"--dir=/x"}, "/x", "", {}, {}},
-      {{"--dir", "/x"}, "/x", "", {}, {}},
-      {{"-d", "/x"}, "/x", "", {}, {}},
       {{"--dir="}, "", "", {}, {}},
       {{"--dir=a=b"}, "a=b", "", {}, {}},
       {{"--dir", "--quiet"}, "--quiet", "", {}, {}},
@@ -38,7 +36,6 @@ TEST(Options, AreReadInAllForms) {
       {{"-dk", "/x"}, "", "k", {"option needs value: --dir"}, {"/x"}},
       {{"-?v"}, "", "v?", {}, {}},
       {{"-", "word", "--quiet", "more"}, "", "q", {}, {"word", "more"}},
-      {{"-x"}, "", "", {"undefined short option: -x"}, {}},
       {{"-xkz"}, "", "k", {"undefined short option: -x", "undefined short option: -z"}, {}},
       {{"--foo", "--foo=1", "--"},
        "",
@@ -46,7 +43,6 @@ TEST(Options, AreReadInAllForms) {
        {"undefined option: --foo", "undefined option: --foo", "undefined option: --"},
        {}},
       {{"--quiet=x"}, "", "", {"option value is invalid: --quiet=x"}, {}},
-      {{"--quiet="}, "", "", {"option value is invalid: --quiet="}, {}},
   };
   for (const auto& one : cases) {
     const ParamCheck options;
@@ -57,13 +53,10 @@ TEST(Options, AreReadInAllForms) {
     EXPECT_EQ(options.parser().rest(), one.rest) << label;
     EXPECT_EQ(options.getValue<std::string>("dir"), one.dir) << label;
     EXPECT_EQ(options.parser().exist("dir"), one.dir != "" || label == "--dir=") << label;
-    std::string flags;
     for (const auto& [name, letter] :
          {std::pair("version", 'v'), {"onlyKey", 'k'}, {"help", '?'}, {"quiet", 'q'}}) {
-      if (options.parser().exist(name)) flags += letter;
+      EXPECT_EQ(options.parser().exist(name), one.flags.find(letter) != std::string::npos) << label << name;
     }
-    EXPECT_EQ(flags.size(), one.flags.size()) << label;
-    for (const char letter : one.flags) EXPECT_NE(flags.find(letter), std::string::npos) << label << letter;
   }
 }
 

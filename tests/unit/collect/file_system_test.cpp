@@ -3,7 +3,8 @@
 #include <algorithm>
 #include <vector>
 
-#include "collect/directory_size.h"
+#include <gtest/gtest.h>
+
 #include "support/log_capture.h"
 
 using namespace quelmar;
@@ -53,48 +54,13 @@ TEST(CopyDir, CopiesFilesAndEntersNoLinks) {
   EXPECT_EQ(log.text(), "");
 }
 
-TEST(CopyDir, DoesNotCopyItsOutputIntoItself) {
+TEST(CopyDir, EndsWithinItsOwnOutputAndTellsWhatItCannotDo) {
   const TempDir dir;
   writeFile(dir / "logs/a.log", "a");
   EXPECT_FALSE(copyDir(dir / "logs", dir / "logs/out/copy", {}));
   EXPECT_EQ(tree(dir / "logs/out/copy"), "a.log out/ ");
-}
-
-TEST(CopyFunctions, SayWhatIsMissingOrInTheWay) {
-  const LogCapture log;
-  const TempDir dir;
-  writeFile(dir / "file", "x");
-  fs::create_directory(dir / "src");
-  const std::string missing = (dir / "none").string();
-  const std::string file = (dir / "file").string();
-  const auto all = [](const std::string&) { return true; };
-  EXPECT_EQ(copyDir(missing, dir / "a", {}), std::errc::no_such_file_or_directory);
-  EXPECT_EQ(copyDir(file, dir / "a", {}), std::errc::not_a_directory);
-  EXPECT_FALSE(copyFile2Dir(missing, (dir / "a").string(), all, true));
-  EXPECT_FALSE(fs::exists(dir / "a"));
-  EXPECT_TRUE(copyDir(dir / "src", "/proc/none/such", {}));
-  const std::string missingText =
-      "Source directory " + missing + " not exist.; Reason: code:2 msg:No such file or directory\n";
-  EXPECT_EQ(
-      log.text(),
-      "[warning] [LogCollectionTool:copyDir] " + missingText +
-          "[warning] [LogCollectionTool:copyDir] Source directory " + file +
-          " not exist.; Reason: code:20 msg:Not a directory\n[error] [LogCollectionTool:copyFile2Dir] " +
-          missingText +
-          "[error] [LogCollectionTool:copyDir] Unable to create destination directory /proc/none/such .; "
-          "Reason: code:2 msg:No such file or directory\n");
-}
-
-TEST(CopyFile2Dir, OverwritesAcceptedFilesOfOneLevel) {
-  const TempDir dir;
-  writeFile(dir / "src/wanted", "new");
-  writeFile(dir / "src/other", "x");
-  writeFile(dir / "src/sub/wanted", "deep");
-  writeFile(dir / "dst/wanted", "old and longer");
-  const auto wanted = [](const std::string& path) { return fs::path(path).filename() == "wanted"; };
-  EXPECT_TRUE(copyFile2Dir((dir / "src").string(), (dir / "dst").string(), wanted, true));
-  EXPECT_EQ(tree(dir / "dst"), "wanted ");
-  EXPECT_EQ(readFile(dir / "dst/wanted"), "new");
+  EXPECT_EQ(copyDir(dir / "logs/a.log", dir / "none", {}), std::errc::not_a_directory);
+  EXPECT_TRUE(copyDir(dir / "logs", "/proc/none/such", {}));
 }
 
 TEST(EnsureRemove, RemovesTreesAndLinksButNeverTargets) {
@@ -109,23 +75,17 @@ TEST(EnsureRemove, RemovesTreesAndLinksButNeverTargets) {
     EXPECT_FALSE(fs::exists(fs::symlink_status(dir / name))) << name;
   }
   EXPECT_EQ(tree(target), "file ");
-}
-
-TEST(EnsureRemove, SetsWritePermissionWhenItFailsButNotThroughLinks) {
-  // Nothing under /proc can be removed, and its permissions cannot be set either: the second half must not
-  // throw.
   const LogCapture log;
   std::error_code ec;
-  EXPECT_FALSE(ensureRemove("/proc/self/status", ec));
-  EXPECT_TRUE(ec);
-  EXPECT_NE(
-      log.text().find(
-          "[error] [LogCollectionTool:addWritePermission] /proc/self/status permissions exception; Reason: "),
-      std::string::npos)
-      << log.text();
-  const std::string before = log.text();
-  EXPECT_FALSE(ensureRemove("/proc/self/exe", ec));
-  EXPECT_EQ(log.text(), before) << "a link's target was asked for";
+  for (const char* name :
+       {"/proc/self/status", "/proc/self/exe"}) {  // cannot be removed; the second is a link
+    EXPECT_FALSE(ensureRemove(name, ec)) << name;
+    EXPECT_TRUE(ec) << name;
+  }
+  EXPECT_EQ(
+      log.text().rfind("[error] [LogCollectionTool:addWritePermission] /proc/self/status permissions ", 0),
+      0U);
+  EXPECT_EQ(log.text().find("/proc/self/exe"), std::string::npos) << "a link's target was asked for";
 }
 
 TEST(DirectoryWalker, HandsOutContentsBeforeTheirFolderAndSurvivesRemoval) {
@@ -153,24 +113,5 @@ TEST(DirectoryWalker, HandsOutContentsBeforeTheirFolderAndSurvivesRemoval) {
   EXPECT_EQ(order, (std::vector<std::string>{"before sub", "inner", "after sub"}));
   EXPECT_TRUE(fs::is_empty(dir / "root"));
   directoryWalker(dir / "none", {}, {}, {});
-  EXPECT_EQ(log.text(), "[warning] [LogCollectionTool:directoryWalker] Source directory " +
-                            (dir / "none").string() +
-                            " not exist.; Reason: code:2 msg:No such file or directory\n");
-}
-
-TEST(GetDirectorySize, CountsRegularFilesOfTheGivenExtensions) {
-  const LogCapture log;
-  const TempDir dir;
-  writeFile(dir / "t/a.log", std::string(100, 'x'));
-  writeFile(dir / "t/sub/b.LOG", std::string(20, 'x'));
-  writeFile(dir / "t/c.exe", std::string(3, 'x'));
-  fs::create_symlink("a.log", dir / "t/link.log");
-  fs::create_symlink("..", dir / "t/loop");
-  EXPECT_EQ(getDirectorySize((dir / "t").string(), {".log"}), 120U);
-  EXPECT_EQ(getDirectorySize((dir / "t").string(), {}), 123U);
-  EXPECT_EQ(log.text(), "");
-  EXPECT_EQ(getDirectorySize((dir / "none").string(), {}), 0U);
-  EXPECT_NE(log.text().find("[error] [LogCollectionTool:getDirectorySize] get directory:" +
-                            (dir / "none").string() + " size failed; Reason: catch exception:"),
-            std::string::npos);
+  EXPECT_EQ(log.text().rfind("[warning] [LogCollectionTool:directoryWalker] Source directory ", 0), 0U);
 }

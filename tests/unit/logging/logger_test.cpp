@@ -1,5 +1,6 @@
+#include <gtest/gtest.h>
+
 #include "logging/log_call.h"
-#include "logging/log_setup.h"
 #include "support/log_capture.h"
 
 using namespace quelmar;
@@ -82,24 +83,11 @@ TEST(Logger, AppendsTheContextAndHonoursTheDebugSwitch) {
   EXPECT_EQ(log.text(), "[debug] [LogCollectionTool:f] text (context)\n");
 }
 
-TEST(Logger, RefusesWhatIsNoFileAndKeepsItsDefaults) {
+TEST(Logger, HasItsDefaults) {
   const LoggerOptions defaults;
   EXPECT_EQ(defaults.logFile + "|" + defaults.debugSwitch, "oBrela.log|debug");
   EXPECT_EQ(defaults.level, 2);
   EXPECT_EQ(defaults.maxFileBytes, 20971520);
   EXPECT_EQ(defaults.firstCount, 1);
   EXPECT_EQ(defaults.secondCount, 256);
-  const TempDir dir;
-  ASSERT_EQ(mkfifo((dir / "pipe").c_str(), 0600), 0);
-  for (const char* name : {"pipe", "."}) {
-    LoggerOptions options;
-    options.logFile = (dir / name).string();
-    EXPECT_THROW(Logger::GetInstance().setOptions(options), spdlog::spdlog_ex) << name;
-  }
-}
-
-TEST(InitLogName, RefusesAnEmptyName) {
-  const LogCapture log;
-  EXPECT_FALSE(initLogName(""));
-  EXPECT_EQ(log.text(), "[error] [LogCollectionTool:initLogName] name.empty()\n");
 }

@@ -2,10 +2,11 @@
 
 #include <random>
 
+#include <gtest/gtest.h>
 #include <zip.h>
+#include <zlib.h>
 
-#include "zipper/dir_entry.h"
-#include "zipper/zip_reader.h"
+#include "support/temp_dir.h"
 #include "zipper/zipper_impl.h"
 
 namespace {
@@ -16,15 +17,17 @@ using testing_support::writeFile;
 using zipper::Zipper;
 namespace fs = boost::filesystem;
 
-/// What the zip library makes of the tree when it does all by itself.
+/// What the zip library makes of the tree when it does all by itself: files in the order of the listing,
+/// under the last occurrence of the tree's name in their paths.
 void packPlainly(const fs::path& archive, const fs::path& tree, int level) {
   const zipFile zip = zipOpen64(archive.c_str(), APPEND_STATUS_CREATE);
-  zipper::FileWalk files(tree.string());
-  for (std::string file; files.next(file);) {
+  for (const fs::path& path : fs::recursive_directory_iterator(tree)) {
+    if (fs::is_directory(path)) continue;
+    const std::string file = path.string();
     const std::string name = file.substr(file.rfind(tree.filename().string() + "/"));
     zipOpenNewFileInZip64(zip, name.c_str(), nullptr, nullptr, 0, nullptr, 0, nullptr,
                           level == 0 ? 0 : Z_DEFLATED, level, 0);
-    const bool readable = fs::is_regular_file(file) && fs::path(file).filename() != "failing";
+    const bool readable = fs::is_regular_file(path) && path.filename() != "failing";
     const std::string content = readable ? readFile(file) : "";
     for (std::size_t at = 0; at < content.size(); at += 8192) {
       const std::string piece = content.substr(at, 8192);
@@ -60,6 +63,11 @@ fs::path makeTree(const fs::path& root) {
   fs::create_symlink("/sys/devices/system/cpu/online", root / "short");
   fs::create_symlink("/sys/class/net/lo/speed", root / "failing");
   fs::create_symlink("nowhere", root / "dangling");
+  fs::create_symlink("f1", root / "link");
+  fs::create_directory_symlink(".", root / "loop");
+  fs::create_directories(root / "nothing/in/here");
+  EXPECT_EQ(mkfifo((root / "fifo.log").c_str(), 0600), 0);
+  for (const char* name : {".hidden", "new\nline", "\xff\xfe", "mytree/x"}) writeFile(root / name, name);
   fs::permissions(writeFile(root / "secret", "unreadable for most"), fs::no_perms);
   return root;
 }

@@ -16,6 +16,7 @@ class LogCapture {
     quelmar::LoggerOptions options;
     options.logFile = (dir_ / "test.log").string();
     options.level = level;
+    options.maxFileBytes = 1 << 20;  // of many files that a fuzzer fills
     options.debugSwitch = (dir_ / "debug").string();
     quelmar::Logger::GetInstance().setOptions(options);
   }
