@@ -66,12 +66,9 @@ class Sources(sandbox.Case):
     def test_key_logs_by_age_size_and_kind(self):
         """(name, bytes, age in seconds, kept); files' times are UTC and are compared with local time read as UTC."""
         for zone, table in (
-                ("UTC", [("new.log", 9, 60, True), ("limit.log", 2 * MIB, DAY, True), ("UPPER.LOG", 9, 60, True),
-                         ("over.log", 2 * MIB + 1, DAY, False), ("in.back", 9, 30 * DAY - 99, True),
-                         ("out.xlog", 9, 30 * DAY + 99, False), ("in.crash", 3 * MIB, 30 * DAY - 99, True),
-                         ("out.dmp", 9, 30 * DAY + 99, False), ("future.ips", 9, -DAY, False),
-                         ("old.pcap", 3 * MIB, 400 * DAY, True), ("new.json", 9, 60, False),
-                         ("README", 9, 60, False)]),
+                ("UTC", [("limit.log", 2 * MIB, DAY, True), ("over.log", 2 * MIB + 1, DAY, False),
+                         ("in.crash", 3 * MIB, 30 * DAY - 99, True), ("out.dmp", 9, 30 * DAY + 99, False),
+                         ("future.ips", 9, -DAY, False), ("new.json", 9, 60, False)]),
                 ("<+05>-5", [("early.log", 9, -4 * 3600, True), ("late.log", 9, 30 * DAY - 4 * 3600, False)]),
                 ("<-05>5", [("early.log", 9, 4 * 3600, False), ("late.log", 9, 30 * DAY + 4 * 3600, True)])):
             with self.subTest(zone):
@@ -101,22 +98,11 @@ class Sources(sandbox.Case):
                               len(box.zip().get("system/com.apple.xpc.launchd/launchd.log", ""))],
                              [False, 0] if over else [True, 10 * MIB])
 
-    def test_older_output_is_thinned_out(self):
-        for count, left in (7, 4), (5, 4), (4, 4):
-            box = self.box()
-            for i in range(count):  # the higher the number the older
-                box.put(ROOT_DIR + "/old%d.zip" % i, "x", age=DAY * (i + 1))
-            for stray in ("/stray.txt", "/folder/inner.zip", "/system_info.log"):
-                box.put(ROOT_DIR + stray, "stale")
-            box.run()
-            self.assertEqual(sorted(os.listdir(box.path(ROOT_DIR))),
-                             box.archives() + ["old%d.zip" % i for i in range(left)])
-            self.assertNotIn(b"stale", box.zip()["system_info.log"])
-
     def test_files_of_tunnel_and_name_service_stay_out(self):
         """Something drops files into the top of the scratch folder, which is open to all, while the tool collects."""
         box = self.box(fakes={"chmod": "", "journalctl": "cd %s && touch Tunnel.log oBrelaDNS.log a-tunnel any.exe && "
-                              "mkdir tunnel empty && touch tunnel/tunnel.log && stat -c %%a . >dns.log" % SCRATCH})
+                              "ln -s any.exe link && mkdir tunnel empty && touch tunnel/tunnel.log && "
+                              "stat -c %%a . >dns.log" % SCRATCH})
         box.run()
         self.assertEqual(box.zip()["dns.log"], b"777\n")
         self.assertEqual(set(box.zip()), ALWAYS | {"dns.log", "any.exe", "tunnel/tunnel.log"})
