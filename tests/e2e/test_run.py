@@ -16,6 +16,7 @@ log debug file path:/Library/Application Support/oBrela/debug
 Collection log completed.
 """
 AGENTS = ["okvu_agent_sys", "okvu_agent_user", "okvu_packman", "okvu_service", "okvusp_driver"]
+EAST = 13 * 3600 + 1800  # seconds
 GONE = "code:2 msg:No such file or directory"
 
 
@@ -100,13 +101,13 @@ class Runs(sandbox.Case):
 
     def test_default_run_on_a_bare_machine(self):
         box = self.box()
-        stamps = [time.strftime("%Y%m%d%H%M%S", time.gmtime())]
-        result = box.run()
+        stamps = [time.strftime("%Y%m%d%H%M%S", time.gmtime(time.time() + EAST))]
+        result = box.run(env={"TZ": "XXX-13:30"})  # archives are named by local time
         self.assertEqual(result.out, STDOUT)
         told = [line for line in result.err.splitlines() if not line.startswith("sh: ")]
         self.assertRegex("|".join(told), r"\A\[LogCollectionTool:getServicePortViaPath:\d+\]: [^|]+\Z")
         stamps += [re.fullmatch(r"oBrelaLog_2\.5\.16\.20_(\d{14})\.zip", box.archives()[0])[1],
-                   time.strftime("%Y%m%d%H%M%S", time.gmtime())]
+                   time.strftime("%Y%m%d%H%M%S", time.gmtime(time.time() + EAST))]
         self.assertEqual(stamps, sorted(stamps))
         self.check_log(box, MAIN)
         self.assertEqual(os.listdir(box.path(ROOT_DIR)), box.archives(), "only the archive stays")

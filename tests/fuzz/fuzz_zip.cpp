@@ -24,13 +24,6 @@ std::string content(fuzzing::Input& input) {
   return all;
 }
 
-std::vector<std::tuple<std::string, std::string, unsigned>> sorted(const std::vector<ZipEntry>& entries) {
-  std::vector<std::tuple<std::string, std::string, unsigned>> all;
-  for (const ZipEntry& entry : entries) all.emplace_back(entry.name, entry.content, entry.method);
-  std::sort(all.begin(), all.end());
-  return all;
-}
-
 unsigned method(unsigned flags) {
   return (flags & (zipper::Zipper::CompressFast | zipper::Zipper::CompressBest)) != 0 ? 8 : 0;
 }
@@ -53,7 +46,7 @@ void addTree(fuzzing::Input& input, zipper::Zipper& zip, unsigned flags, const f
     const std::string text = content(input);
     fuzzing::writeFile(path, text);
     const std::string full = path.string();
-    expected.push_back({full.substr(full.rfind(folder + "/")), text, method(flags)});
+    expected.emplace_back(full.substr(full.rfind(folder + "/")), text, method(flags));
   }
   fuzzing::require(zip.add(top.string(), flags), "add answers true");
 }
@@ -65,7 +58,7 @@ void addFile(fuzzing::Input& input, zipper::Zipper& zip, unsigned flags, const f
   const std::string text = exists ? content(input) : "";
   if (exists) fuzzing::writeFile(path, text);
   const bool full = (flags & zipper::Zipper::StoreFullPath) != 0;
-  expected.push_back({full ? path.string() : path.filename().string(), text, method(flags)});
+  expected.emplace_back(full ? path.string() : path.filename().string(), text, method(flags));
   fuzzing::require(zip.add(path.string(), flags), "add answers true");
 }
 
@@ -93,8 +86,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       }
     }
     zip.close();
-    const std::vector<ZipEntry> actual = testing_support::readZip(fuzzing::readFile(archive));
-    fuzzing::require(sorted(actual) == sorted(expected), "the archive holds what was added, nothing else");
+    std::vector<ZipEntry> actual = testing_support::readZip(fuzzing::readFile(archive));
+    std::sort(actual.begin(), actual.end());
+    std::sort(expected.begin(), expected.end());
+    fuzzing::require(actual == expected, "the archive holds what was added, nothing else");
   } catch (const std::exception& failure) {
     fuzzing::require(false, failure.what());
   }

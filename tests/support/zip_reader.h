@@ -10,11 +10,8 @@
 
 namespace testing_support {
 
-/// One entry of an archive, read without the library that wrote it.
-struct ZipEntry {
-  std::string name, content;
-  unsigned method = 0;
-};
+/// Name, content and method of one entry of an archive, read without the library that wrote it.
+using ZipEntry = std::tuple<std::string, std::string, unsigned>;
 
 inline void mustHold(bool holds, const char* what) {
   if (!holds) throw std::runtime_error(std::string("a bad archive: ") + what);
@@ -47,19 +44,18 @@ inline ZipEntry readEntry(const std::string& zip, std::size_t central) {
   mustHold(zip.substr(central, 4) == "PK\1\2" && zip.substr(local, 4) == "PK\3\4", "no header");
   mustHold(zip.substr(local + 6, 22) == zip.substr(central + 8, 22), "the headers differ");
   mustHold(number(zip, central + 12, 4) + number(zip, central + 38, 4) == 0, "a time stamp or attributes");
-  ZipEntry entry{zip.substr(central + 46, number(zip, central + 28, 2)), "",
-                 static_cast<unsigned>(number(zip, central + 10, 2))};
-  mustHold(zip.substr(local + 30, entry.name.size()) == entry.name, "two names");
-  const std::size_t data = local + 30 + entry.name.size() + number(zip, local + 28, 2);
+  const std::string name = zip.substr(central + 46, number(zip, central + 28, 2));
+  mustHold(zip.substr(local + 30, name.size()) == name, "two names");
+  const std::size_t data = local + 30 + name.size() + number(zip, local + 28, 2);
   const std::size_t size = number(zip, central + 24, 4);
-  entry.content = zip.substr(data, number(zip, central + 20, 4));
-  mustHold(data + entry.content.size() <= central, "data that runs into the directory");
-  if (entry.method == Z_DEFLATED) entry.content = inflated(entry.content, size);
-  const auto* bytes = reinterpret_cast<const Bytef*>(entry.content.data());
-  mustHold(entry.content.size() == size && number(zip, central + 16, 4) ==
-                                               crc32(0, bytes, static_cast<uInt>(size)),
-           "a size or a checksum that is wrong");
-  return entry;
+  std::string content = zip.substr(data, number(zip, central + 20, 4));
+  mustHold(data + content.size() <= central, "data that runs into the directory");
+  const auto method = static_cast<unsigned>(number(zip, central + 10, 2));
+  if (method == Z_DEFLATED) content = inflated(content, size);
+  const uLong crc =
+      crc32(0, reinterpret_cast<const Bytef*>(content.data()), static_cast<uInt>(content.size()));
+  mustHold(content.size() == size && number(zip, central + 16, 4) == crc, "a wrong size or checksum");
+  return {name, content, method};
 }
 
 /// The entries of an archive of less than 65,535 entries and 4 GiB, in its order. Throws (out_of_range or
@@ -71,7 +67,8 @@ inline std::vector<ZipEntry> readZip(const std::string& zip) {
   std::vector<ZipEntry> entries;
   for (std::uint64_t left = number(zip, end + 10, 2); left > 0; --left) {
     entries.push_back(readEntry(zip, central));
-    central += 46 + entries.back().name.size() + number(zip, central + 30, 2) + number(zip, central + 32, 2);
+    central +=
+        46 + number(zip, central + 28, 2) + number(zip, central + 30, 2) + number(zip, central + 32, 2);
   }
   mustHold(central == end, "a directory of another size");
   return entries;

@@ -33,19 +33,6 @@ TEST(EnsureDirectoryExist, ReplacesWhatIsNoDirectoryAndKeepsWhatIs) {
   EXPECT_EQ(readFile(foreign / "kept.txt"), "kept");
 }
 
-TEST(CopyRegularFile, OpensNothingButRegularFiles) {
-  const TempDir dir;
-  fs::create_directory(dir / "folder");
-  ASSERT_EQ(mkfifo((dir / "pipe.log").c_str(), 0600), 0);
-  fs::create_symlink("pipe.log", dir / "link to pipe");
-  for (const char* name : {"folder", "pipe.log", "link to pipe", "missing"}) {
-    std::error_code ec;
-    copyRegularFile(dir / name, dir / "copy", Overwrite::kNo, ec);
-    EXPECT_TRUE(ec) << name;
-    EXPECT_FALSE(fs::exists(dir / "copy")) << name;
-  }
-}
-
 TEST(CopyRegularFile, NeverWritesThroughWhatStandsAtTheTarget) {
   const TempDir dir;
   const fs::path source = writeFile(dir / "source", "new");

@@ -40,6 +40,7 @@ TEST(CopyDir, CopiesFilesAndEntersNoLinks) {
   fs::create_symlink("/", dir / "src/everything");
   fs::create_symlink("gone", dir / "src/dangling");
   ASSERT_EQ(mkfifo((dir / "src/pipe.log").c_str(), 0600), 0);
+  fs::create_symlink("pipe.log", dir / "src/link to pipe");
   writeFile(dir / "src/odd \n'$(x)\xff", "odd");
   writeFile(dir / ("src/" + std::string(255, 'n')), "long");
   writeFile(dir / "dst/a.log", "old");

@@ -38,19 +38,7 @@ TEST(ParsePort, TakesDigitsBetweenBlanksAndNothingElse) {
   EXPECT_EQ(parsePort(" 8 0\n8\t0 ").digits, "8080");
 }
 
-TEST(HttpHeaders, HoldTheDefaultsInNameOrder) {
-  HttpHeaders headers;
-  headers.set("Accept", "*/*");
-  headers.set(HttpHeaders::KnownHeaders::kUserAgent, "oBrelaLogCollection");
-  std::string all;
-  for (const auto& [name, value] : headers.values()) all += name + ": " + value + "\n";
-  EXPECT_EQ(all,
-            "Accept: */*\nConnection: close\nContent-Type: application/x-www-form-urlencoded\n"
-            "User-Agent: oBrelaLogCollection\n");
-  EXPECT_EQ(HttpHeaders().values().at("User-Agent"), "SPCClientType oBrelaTray");
-}
-
-TEST(HttpHeaders, KnowTheirNames) {
+TEST(HttpHeaders, KnowTheirNamesAndTheUsualAgent) {
   std::string names;
   for (int i = -1; i < 20; ++i) {
     names += HttpHeaders::name(static_cast<HttpHeaders::KnownHeaders>(i)) + std::string(" ");
@@ -60,6 +48,7 @@ TEST(HttpHeaders, KnowTheirNames) {
             "Content-Disposition User-Agent Server If-Modified-Since ETag If-Match If-None-Match "
             "Transfer-Encoding Access-Control-Allow-Origin Referer Accept-Encoding Connection "
             "x-sdp-traceid Unknown-Header ");
+  EXPECT_EQ(HttpHeaders().values().at("User-Agent"), "SPCClientType oBrelaTray");
 }
 
 TEST(NetworkOptions, StartFromTheSharedDefaults) {

@@ -1,12 +1,7 @@
-#include <cstdlib>
-#include <ctime>
-#include <regex>
-
 #include <gtest/gtest.h>
 
 #include "support/log_capture.h"
 #include "workspace/housekeeping.h"
-#include "workspace/output_location.h"
 #include "workspace/packaging.h"
 
 using namespace quelmar;
@@ -32,23 +27,6 @@ TEST(CheckAndCleanLogDir, KeepsTheFourNewestArchivesAndNothingElse) {
       EXPECT_TRUE(fs::exists(dir / (std::to_string(9 - i) + (i % 2 == 0 ? ".zip" : ".ZIP"))));
     EXPECT_EQ(readFile(victim), "x");
   }
-}
-
-TEST(InitZipLogPath, StampsTheNameWithLocalTime) {
-  setenv("TZ", "XXX-13:30", 1);
-  tzset();
-  const std::time_t now = std::time(nullptr);
-  const std::string path = initZipLogPath("/root/");
-  std::smatch parts;
-  ASSERT_TRUE(std::regex_match(path, parts, std::regex(R"(/root/oBrelaLog_2\.5\.16\.20_(\d{14})\.zip)")))
-      << path;
-  std::tm stamp{};
-  ASSERT_NE(strptime(parts.str(1).c_str(), "%Y%m%d%H%M%S", &stamp), nullptr);
-  EXPECT_LE(std::mktime(&stamp) - now, 5);
-  EXPECT_GE(std::mktime(&stamp), now) << "local, not universal time";
-  EXPECT_EQ(initZipLogPath("").rfind("oBrelaLog_", 0), 0U);
-  unsetenv("TZ");
-  tzset();
 }
 
 TEST(CompressLogs, ReportsThatTheArchiveCannotBeMade) {

@@ -21,7 +21,8 @@ constexpr unsigned kFlags = Zipper::CompressBest | Zipper::AppendHint;
 
 std::vector<std::string> names(const fs::path& archive) {
   std::vector<std::string> result;
-  for (const ZipEntry& entry : testing_support::readZip(readFile(archive))) result.push_back(entry.name);
+  for (const ZipEntry& entry : testing_support::readZip(readFile(archive)))
+    result.push_back(std::get<0>(entry));
   return result;
 }
 
