@@ -12,7 +12,8 @@ class Box:
     def __init__(self, root, tool):
         self.root, self.output, self.shown = root, os.path.join(root, "tmp/oBrelaLog"), []
         self.command = ["env", "-i", "PATH=/fakes:/usr/bin:/bin", "HOME=/root", "LC_ALL=C", "TZ=UTC",
-                        shutil.which("chroot", path="/usr/sbin:/usr/bin"), root, "/opt/tool/LogCollectionTool", "--quiet"]
+                        shutil.which("chroot", path="/usr/sbin:/usr/bin"), root, "/opt/tool/LogCollectionTool",
+                        "--quiet"]
         for path in ["usr"] + [n for n in os.listdir("/") if n.startswith(("bin", "sbin", "lib"))] + [
                 "proc", "dev/null", "dev/urandom", "etc/ld.so.cache", "etc/passwd"]:
             self._show("/" + path, path)

@@ -74,9 +74,10 @@ def write(root, megabytes, seed, longer=1):
     """Makes the tree at root: about so many MB; `longer` makes each file so many times as long."""
     for folder, name, kind, files, mean in _LAYOUT:
         os.makedirs(os.path.join(root, folder))
-        for number in range(max(1, round(files * megabytes * 1e6 / _WHOLE_BYTES))):
+        wanted = files * megabytes * 1e6 / _WHOLE_BYTES
+        for number in range(max(1, round(wanted))):
             rng = random.Random("%d %s %d" % (seed, folder, number))
-            left = round(mean * rng.uniform(0.5, 1.5)) * longer
+            left = round(mean * rng.uniform(0.5, 1.5) * min(1, wanted)) * longer
             with open(os.path.join(root, folder, name % number), "wb") as file:
                 for piece in _KINDS[kind](rng):
                     file.write(piece[:left])
