@@ -54,13 +54,14 @@ def _database(rng):
 
 
 def _dump(rng):
-    """Memory: empty pages, pages of pointers, strings, and what looks like noise."""
+    """Memory: empty pages, pages of pointers (the same few hundred again and again), strings, and noise."""
+    pointers = [struct.pack("<Q", 0x7FFF_0000_0000 + rng.getrandbits(18) * 16) for _ in range(400)]
     while True:
         kind = rng.random()
         if kind < 0.35:
             yield bytes(4096)
         elif kind < 0.75:
-            yield b"".join(struct.pack("<Q", 0x7FFF_0000_0000 + rng.getrandbits(18) * 16) for _ in range(512))
+            yield b"".join(rng.choices(pointers, k=512))
         elif kind < 0.9:
             yield b"\0".join(rng.choices(_WORDS, k=600)).ljust(4096, b"\0")
         else:
