@@ -40,6 +40,8 @@ time and peak memory are what the system tells of the process and its children.
 - *Growth*: a tree of a sixteenth of the size, then 4 and 16 copies of it (the files), then each of its files made 4 and
   16 times as long (the bytes). Those few long files keep the threads less evenly busy, for one file is deflated by one
   thread: see their CPU times.
+- The tree decides: where crash dumps hold pointers that never come again, level 9 deflates 5 MB a second for everybody,
+  and `7zz`, at its quicker default, is ahead of where it is here (once measured so: 0.735 instead of the ratio below).
 
 ## Ratios
 
