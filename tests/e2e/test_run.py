@@ -102,7 +102,7 @@ class Runs(sandbox.Case):
     def test_default_run_on_a_bare_machine(self):
         box = self.box()
         stamps = [time.strftime("%Y%m%d%H%M%S", time.gmtime(time.time() + EAST))]
-        result = box.run(env={"TZ": "XXX-13:30"})  # archives are named by local time
+        result = box.run(env={"TZ": "LCT-13:30"})  # archives are named by local time
         self.assertEqual(result.out, STDOUT)
         told = [line for line in result.err.splitlines() if not line.startswith("sh: ")]
         self.assertRegex("|".join(told), r"\A\[LogCollectionTool:getServicePortViaPath:\d+\]: [^|]+\Z")
