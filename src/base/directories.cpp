@@ -47,16 +47,6 @@ bool ensureDirectoryExist(const std::string& dir, std::error_code& ec) {
   return isOwnDirectory(path);
 }
 
-std::string entryNames(const fs::path& dir) {
-  std::string names;
-  // "." and ".." are left out by the iterator.
-  for (const fs::directory_entry& entry : fs::directory_iterator(dir)) {
-    names += entry.path().filename().string();
-    names += '\0';
-  }
-  return names;
-}
-
 void discardForeignEntry(const fs::path& path) {
   struct stat entry {};
   if (lstat(path.c_str(), &entry) != 0 || S_ISDIR(entry.st_mode)) return;

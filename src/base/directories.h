@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstddef>
 #include <string>
 #include <system_error>
 
@@ -25,16 +24,5 @@ bool isOwnDirectory(const boost::filesystem::path& path);
 /// with one name: a link, hard link, pipe, socket or device there is somebody else's. A link's target stays
 /// untouched. Failure is silent: the write that follows reports it.
 void discardForeignEntry(const boost::filesystem::path& path);
-
-/// The names of the entries of a directory, in listing order, each ended by a zero byte: little memory for a
-/// folder of a million files, and no descriptor that stays open while its sub-directories are walked.
-/// Throws boost::filesystem::filesystem_error when the directory cannot be opened or read on.
-std::string entryNames(const boost::filesystem::path& dir);
-
-/// Calls back with each of these names.
-template <typename Callback>
-void forEachName(const std::string& names, const Callback& callback) {
-  for (std::size_t at = 0; at < names.size(); at = names.find('\0', at) + 1) callback(names.c_str() + at);
-}
 
 }  // namespace quelmar::utilities

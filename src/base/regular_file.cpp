@@ -21,51 +21,6 @@ namespace {
 // On the heap: a copy runs at the bottom of a deep walk, on threads whose stacks are 512 KiB on some hosts.
 constexpr std::size_t kCopyBufferBytes = 64 * 1024;
 
-class Descriptor {
- public:
-  explicit Descriptor(int fd) : fd_(fd) {}
-  Descriptor(Descriptor&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
-  Descriptor& operator=(Descriptor&&) = delete;
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-  ~Descriptor() {
-    if (fd_ >= 0) close(fd_);
-  }
-  [[nodiscard]] int get() const { return fd_; }
-  /// Closes now, to learn of errors that some file systems report only then.
-  bool closeNow() { return close(std::exchange(fd_, -1)) == 0; }
-
- private:
-  int fd_;
-};
-
-std::error_code lastError() {
-  return {errno, std::generic_category()};
-}
-
-/// Opens a regular file for reading; -1 and `ec` otherwise.
-Descriptor openRegular(const fs::path& path, struct stat& info, std::error_code& ec) {
-  // Asked before the open as well: opening a device can have effects of its own.
-  if (stat(path.c_str(), &info) != 0) {
-    ec = lastError();
-    return Descriptor(-1);
-  }
-  if (!S_ISREG(info.st_mode)) {
-    ec = std::make_error_code(std::errc::not_supported);
-    return Descriptor(-1);
-  }
-  Descriptor file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-  if (file.get() < 0 || fstat(file.get(), &info) != 0) {
-    ec = lastError();
-    return Descriptor(-1);
-  }
-  if (!S_ISREG(info.st_mode)) {
-    ec = std::make_error_code(std::errc::not_supported);
-    return Descriptor(-1);
-  }
-  return file;
-}
-
 Descriptor openTarget(const fs::path& path, mode_t mode, Overwrite overwrite, std::error_code& ec) {
   int flags = O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
   if (overwrite == Overwrite::kYes) {
@@ -126,11 +81,27 @@ std::error_code copyBytes(int from, int to, std::uintmax_t bytes) {
 
 }  // namespace
 
+Descriptor openRegular(int parent, const char* name, Links links, struct stat& info, std::error_code& ec) {
+  struct stat seen {};
+  ec = lookUp(parent, name, links, seen);
+  Descriptor file;
+  if (!ec && S_ISREG(seen.st_mode)) {
+    const int noFollow = links == Links::kNone ? O_NOFOLLOW : 0;
+    file = Descriptor(openat(parent, name, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC | noFollow));
+    if (!file || fstat(file.get(), &info) != 0) ec = lastError();
+  }
+  // Somebody may have put another file, or a link, in its place between the two calls.
+  const bool isTheSame = file && info.st_dev == seen.st_dev && info.st_ino == seen.st_ino;
+  if (!ec && !isTheSame && links != Links::kAny) ec = std::make_error_code(std::errc::not_supported);
+  if (!ec && (!file || !S_ISREG(info.st_mode))) ec = std::make_error_code(std::errc::not_supported);
+  return ec ? Descriptor() : std::move(file);
+}
+
 void copyRegularFile(const fs::path& from, const fs::path& to, Overwrite overwrite, std::error_code& ec,
                      std::uintmax_t keptFreeBytes) {
   ec.clear();
   struct stat info {};
-  const Descriptor source = openRegular(from, info, ec);
+  const Descriptor source = openRegular(AT_FDCWD, from.c_str(), Links::kAny, info, ec);
   if (ec) return;
   const auto size = static_cast<std::uintmax_t>(info.st_size);
   if (!hasRoom(to.parent_path(), size, keptFreeBytes)) {
@@ -149,7 +120,7 @@ void copyRegularFile(const fs::path& from, const fs::path& to, Overwrite overwri
 std::string readRegularFile(const fs::path& path, std::size_t limit) {
   std::error_code ec;
   struct stat info {};
-  const Descriptor file = openRegular(path, info, ec);
+  const Descriptor file = openRegular(AT_FDCWD, path.c_str(), Links::kAny, info, ec);
   if (ec) return {};
   std::string content(limit, '\0');
   std::size_t length = 0;

@@ -6,6 +6,10 @@
 #include <system_error>
 
 #include <boost/filesystem/path.hpp>
+#include <sys/stat.h>
+
+#include "base/descriptor.h"
+#include "base/directory.h"
 
 namespace quelmar::utilities {
 
@@ -14,6 +18,14 @@ enum class Overwrite { kNo, kYes };
 /// What copies leave free on the volume, in bytes: the archive needs room there, and the user's machine must
 /// not be filled to its last byte.
 inline constexpr std::uintmax_t kKeptFreeBytes = 104'857'600;  // 100 MiB
+
+/// Opens the regular file `name` in the open directory `parent` (AT_FDCWD: from the current one) for reading.
+/// Never blocks, and opens nothing but regular files: to open a device can already have an effect.
+/// @param info  receives the file's status
+/// @param ec    cleared, then set when there is no such file: ENOTSUP for anything that is not a regular
+///              file, a link that `links` forbids included
+/// @return the descriptor; none with `ec` set
+Descriptor openRegular(int parent, const char* name, Links links, struct stat& info, std::error_code& ec);
 
 /// Copies the content of a regular file.
 ///

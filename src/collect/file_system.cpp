@@ -5,6 +5,7 @@
 #include <boost/filesystem/operations.hpp>
 
 #include "base/directories.h"
+#include "base/directory.h"
 #include "base/regular_file.h"
 #include "base/remove_tree.h"
 #include "logging/log_call.h"
@@ -73,14 +74,10 @@ bool isSameDirectory(const fs::path& one, const fs::path& other) {
 
 /// Calls back with each entry of `dir` in listing order.
 std::error_code forEachEntry(const fs::path& dir, const std::function<void(const fs::path&)>& onEntry) {
-  std::string names;
-  try {
-    names = utilities::entryNames(dir);
-  } catch (const fs::filesystem_error& failure) {
-    return failure.code();
-  }
-  utilities::forEachName(names, [&](const char* name) { onEntry(dir / name); });
-  return {};
+  std::string entries;
+  const std::error_code ec = utilities::listDirectory(dir.c_str(), utilities::Links::kAny, entries);
+  utilities::forEachEntry(entries, [&](utilities::EntryKind, const char* name) { onEntry(dir / name); });
+  return ec;
 }
 
 /// @param top  the destination of the whole copy: when it lies inside the source, it is not copied into
@@ -162,8 +159,9 @@ void directoryWalker(const fs::path& root, const std::function<void(const std::s
     return;
   }
   try {
-    utilities::forEachName(utilities::entryNames(root),
-                           [&](const char* name) { walkEntry(root / name, beforeDir, afterDir, onFile); });
+    const std::error_code listed =
+        forEachEntry(root, [&](const fs::path& entry) { walkEntry(entry, beforeDir, afterDir, onFile); });
+    if (listed) throw std::system_error(listed, "cannot list");
   } catch (const std::exception& failure) {
     LOG_CALL(kWarn, "An exception occurred while traversing the directory({}); Reason: {}", root.string(),
              failure.what());
