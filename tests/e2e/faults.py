@@ -29,6 +29,14 @@ class FaultCase(sandbox.Case):
             self.addCleanup(sandbox.libc.umount2, box.path("/drive").encode(), sandbox.MNT_DETACH)
         return box
 
+    def failing(self, box, calls, path, error, first=1, times=10**9):
+        """The environment in which these calls of the tool's fail on paths like this one: see failing_calls.cpp."""
+        if not os.path.exists(box.path("/failing_calls.so")):
+            box.bind(os.environ["FAILING_CALLS"], "/failing_calls.so")
+        names = calls.split() + [name + "64" for name in calls.split()]
+        return {"LD_PRELOAD": "/failing_calls.so", "FAIL_CALL": ",%s," % ",".join(names), "FAIL_PATH": path,
+                "FAIL_ERRNO": str(error), "FAIL_FROM": str(first), "FAIL_TIMES": str(times)}
+
     def peak(self, box, **how):
         """A run; returns the most memory it had at once, in KiB, asked for while it shows the archive."""
         box.put("/fakes/open", "#!/bin/sh\ncat /gate\n", mode=0o755)
