@@ -58,7 +58,8 @@ void must(bool done, const std::string& what) {
   if (!done) throw std::system_error(errno, std::generic_category(), what);
 }
 
-/// Sets and clears attributes of the mount at `path`; `depth` may be AT_RECURSIVE. Others learn nothing of it.
+/// Sets and clears attributes of the mount at `path`; `depth` may be AT_RECURSIVE. Others learn nothing of
+/// it.
 void setMount(const std::string& path, unsigned depth, std::uint64_t set, std::uint64_t clear) {
   const std::uint64_t attributes[] = {set, clear, MS_PRIVATE, 0};
   must(syscall(SYS_mount_setattr, -1, path.c_str(), depth, attributes, sizeof attributes) == 0, path);
@@ -76,8 +77,8 @@ std::string absolute(const std::string& path) {
   return text;
 }
 
-/// Puts an empty folder of the process's own over `folder`. What `names` and, of `paths`, those that lie in it name
-/// can be seen there as before.
+/// Puts an empty folder of the process's own over `folder`. What `names` and, of `paths`, those that lie in
+/// it name can be seen there as before.
 void cover(const std::string& folder, std::set<std::string> names, const std::set<std::string>& paths) {
   for (const std::string& path : paths) {
     if (path.rfind(folder + "/", 0) != 0) continue;
