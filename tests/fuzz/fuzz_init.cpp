@@ -1,6 +1,3 @@
-// What a fuzzer does first.
-#include <cstdint>
-
 #include <boost/filesystem/operations.hpp>
 
 #include "support/confine.h"

@@ -1,5 +1,6 @@
 #include "support/confine.h"
 
+#include <climits>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -58,6 +59,11 @@ void must(bool done, const std::string& what) {
   if (!done) throw std::system_error(errno, std::generic_category(), what);
 }
 
+void mountAt(const std::string& path, const std::string& source, const char* type, unsigned long flags,
+             const char* options = nullptr) {
+  must(mount(source.c_str(), path.c_str(), type, flags, options) == 0, path);
+}
+
 /// Sets and clears attributes of the mount at `path`; `depth` may be AT_RECURSIVE. Others learn nothing of
 /// it.
 void setMount(const std::string& path, unsigned depth, std::uint64_t set, std::uint64_t clear) {
@@ -65,41 +71,30 @@ void setMount(const std::string& path, unsigned depth, std::uint64_t set, std::u
   must(syscall(SYS_mount_setattr, -1, path.c_str(), depth, attributes, sizeof attributes) == 0, path);
 }
 
-void bind(const std::string& from, const std::string& to) {
-  must(mount(from.c_str(), to.c_str(), nullptr, MS_BIND | MS_REC, nullptr) == 0, to);
-}
-
 std::string absolute(const std::string& path) {
-  char* const found = realpath(path.c_str(), nullptr);
-  must(found != nullptr, path);
-  std::string text = found;
-  std::free(found);
-  return text;
+  char found[PATH_MAX];
+  must(realpath(path.c_str(), found) != nullptr, path);
+  return found;
 }
 
 /// Puts an empty folder of the process's own over `folder`. What `names` and, of `paths`, those that lie in
 /// it name can be seen there as before.
 void cover(const std::string& folder, std::set<std::string> names, const std::set<std::string>& paths) {
+  const std::size_t begin = folder.size() + 1;
   for (const std::string& path : paths) {
-    if (path.rfind(folder + "/", 0) != 0) continue;
-    const std::size_t begin = folder.size() + 1;
-    names.insert(path.substr(begin, path.find('/', begin) - begin));
+    if (path.rfind(folder + "/", 0) == 0) names.insert(path.substr(begin, path.find('/', begin) - begin));
   }
   std::map<std::string, int> kept;
   for (const std::string& name : names) {
     const int entry = open((folder + "/" + name).c_str(), O_PATH | O_CLOEXEC);
     if (entry >= 0) kept[folder + "/" + name] = entry;
   }
-  must(mount("tmpfs", folder.c_str(), "tmpfs", MS_NOSUID | MS_NODEV, "mode=1777") == 0, folder);
+  mountAt(folder, "tmpfs", "tmpfs", MS_NOSUID | MS_NODEV, "mode=1777");
   for (const auto& [path, entry] : kept) {
     struct stat info {};
     fstat(entry, &info);
-    if (!S_ISDIR(info.st_mode)) {
-      close(open(path.c_str(), O_CREAT | O_WRONLY | O_CLOEXEC, 0600));
-    } else {
-      mkdir(path.c_str(), 0755);
-    }
-    bind("/proc/self/fd/" + std::to_string(entry), path);
+    S_ISDIR(info.st_mode) ? mkdir(path.c_str(), 0755) : mknod(path.c_str(), S_IFREG | 0600, 0);
+    mountAt(path, "/proc/self/fd/" + std::to_string(entry), nullptr, MS_BIND | MS_REC);
     close(entry);
   }
 }
@@ -113,21 +108,20 @@ void becomeRootOfNamespace(uid_t user, gid_t group) {
 
 /// In the new namespaces: changes what of the machine can be seen and written to.
 void enclose(const std::string& writable) {
-  constexpr std::uint64_t kReadOnly = 1;
-  constexpr std::uint64_t kNoSetuid = 2;
+  enum : std::uint64_t { kReadOnly = 1, kNoSetuid = 2 };
   const std::string here = absolute(".");
   std::set<std::string> needed = {here, absolute("/proc/self/exe")};
   setMount("/", AT_RECURSIVE, kReadOnly | kNoSetuid, 0);
   if (!writable.empty()) {
     const std::string path = *needed.insert(absolute(writable)).first;
-    bind(path, path);
+    mountAt(path, path, nullptr, MS_BIND | MS_REC);
     setMount(path, 0, 0, kReadOnly);
   }
   cover(absolute("/tmp"), {}, needed);
   cover(absolute("/run"), {}, needed);
   cover("/dev", {"null", "zero", "full", "random", "urandom", "tty"}, needed);
   mkdir("/dev/pts", 0755);
-  must(mount("devpts", "/dev/pts", "devpts", MS_NOSUID | MS_NOEXEC, "newinstance,ptmxmode=666") == 0, "pts");
+  mountAt("/dev/pts", "devpts", "devpts", MS_NOSUID | MS_NOEXEC, "newinstance,ptmxmode=666");
   must(symlink("pts/ptmx", "/dev/ptmx") == 0, "ptmx");
   must(chdir(here.c_str()) == 0, here);
   setenv("TMPDIR", "/tmp", 1);
@@ -138,8 +132,7 @@ void enclose(const std::string& writable) {
   must(ioctl(network, SIOCSIFFLAGS, &loopback) == 0, "lo");
   close(network);
   // Last: until here /proc/self has to be that of the mount that is there.
-  const unsigned long flags = MS_NOSUID | MS_NODEV | MS_NOEXEC | MS_RDONLY;
-  must(mount("proc", "/proc", "proc", flags, nullptr) == 0, "/proc");
+  mountAt("/proc", "proc", "proc", MS_NOSUID | MS_NODEV | MS_NOEXEC | MS_RDONLY);
 }
 
 void giveUpRights() {
