@@ -207,9 +207,9 @@ bool confine(const std::string& writable, Rights rights) {
   auto* const outcome = static_cast<Outcome*>(
       mmap(nullptr, sizeof(Outcome), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
   *outcome = {geteuid(), getegid(), -1, ""};
-  for (const unsigned more : {0, CLONE_NEWUSER}) {
+  for (const int more : {0, CLONE_NEWUSER}) {
     // Not unshare: that takes no user namespace once a sanitizer has started a thread.
-    const unsigned flags = CLONE_NEWNS | CLONE_NEWPID | CLONE_NEWNET | CLONE_NEWIPC | more | SIGCHLD;
+    const int flags = CLONE_NEWNS | CLONE_NEWPID | CLONE_NEWNET | CLONE_NEWIPC | more | SIGCHLD;
     child = static_cast<pid_t>(syscall(SYS_clone, flags, 0, 0, 0, 0));
     if (child < 0) continue;
     if (child == 0) {
