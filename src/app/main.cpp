@@ -49,16 +49,13 @@ std::uint64_t steadySeconds() {
 
 /// Makes the scratch folder, open to every user; the run goes on without it.
 void prepareScratch(const std::string& logFilesDir) {
-  // A link under the scratch folder's name would lead copies and clean-up astray.
-  utilities::discardForeignEntry(logFilesDir);
-  boost::system::error_code ec;
-  fs::create_directories(logFilesDir, ec);
+  std::error_code ec = utilities::claimDirectory(logFilesDir, utilities::Links::kNone);
   if (ec) {
     LOG_CALL_AS("main", kWarn, "create_directories({}) return failed; Reason: Error code={}, msg={}",
                 logFilesDir, ec.value(), ec.message());
     return;
   }
-  fs::permissions(logFilesDir, fs::all_all, ec);
+  ec = utilities::openToAllUsers(logFilesDir);
   if (ec) {
     LOG_CALL_AS("main", kWarn, "permissions all_all({}) return failed; Reason: Error code={}, msg={}",
                 logFilesDir, ec.value(), ec.message());
@@ -147,7 +144,8 @@ int main(int argc, char** argv) {
   }
 
   // 4. The output root and room on its volume: nothing else ends a run early.
-  if (!ensureLogRootDir(dir)) {
+  utilities::Links links{};
+  if (!ensureLogRootDir(dir, fs::path(program).filename().string(), links)) {
     LOG_CALL(kErr, "ensureLogRootDir {} failed.{}", dir, "");
     endProcess(kResultNoOutputRoot);
   }
@@ -159,7 +157,7 @@ int main(int argc, char** argv) {
 
   // 5. A clean output root with an empty scratch folder.
   LOG_CALL(kInfo, "{}", "begin flush log ...");  // the text is older than what follows it: kept on purpose
-  checkAndCleanLogDir(dir);
+  checkAndCleanLogDir(dir, links);
   const std::string logFilesDir = (fs::path(dir) / "logFiles").string();
   prepareScratch(logFilesDir);
 
@@ -167,7 +165,6 @@ int main(int argc, char** argv) {
   Progress progress(!parser.exist("quiet"));
   WaitGroup group;
   const std::string systemInfoPath = (fs::path(dir) / "system_info.log").string();
-  utilities::discardForeignEntry(systemInfoPath);
   limitReports(dir);
   startCollectors(logFilesDir, systemInfoPath, startSeconds, group, progress);
   group.wait();
@@ -178,7 +175,7 @@ int main(int argc, char** argv) {
   const std::string zipPath = initZipLogPath(dir);
   LOG_CALL(kInfo, "begin compress running log to {} ...", zipPath);
   std::vector<std::string> paths = collectCacheLogPaths(logFilesDir);
-  paths.push_back(systemInfoPath);
+  if (!utilities::discardForeignEntry(systemInfoPath)) paths.push_back(systemInfoPath);
   progress.step("packing", zipPath);
   compressLogs(paths, zipPath);
   LOG_CALL(kInfo, "end compress running log to {}", zipPath);
@@ -186,7 +183,7 @@ int main(int argc, char** argv) {
   // 8. Only the archive stays.
   LOG_CALL(kInfo, "{}", "begin clear cache log");
   progress.step("clearing up");
-  cleanDir(logFilesDir, true);
+  cleanDir(logFilesDir, true, utilities::Links::kNone);
   std::error_code ignored;
   helper::ensureRemove(systemInfoPath, ignored);
   LOG_CALL(kInfo, "{}", "clear cache log done");
