@@ -23,7 +23,8 @@ bool isLeftOut(const fs::path& path) {
 
 void collectSelf(const std::string& dir) {
   const fs::path log(Logger::GetInstance().options().logFile);
-  std::error_code ec = utilities::claimDirectory(dir, utilities::Links::kNone);
+  std::error_code ec = claimLog(log.string());
+  if (!ec) ec = utilities::discardForeignEntry(dir, utilities::Wanted::kDirectory);
   if (!ec) utilities::copyRegularFile(log, fs::path(dir) / log.filename(), utilities::Overwrite::kYes, ec, 0);
   if (ec) {
     LOG_CALL(kWarn, "collect({}) to dir({}) return false; Reason: err code={}, msg={}", log.string(), dir,
@@ -31,15 +32,18 @@ void collectSelf(const std::string& dir) {
   }
 }
 
-std::vector<std::string> collectCacheLogPaths(const std::string& dir) {
+std::vector<std::string> collectCacheLogPaths(const std::string& dir,
+                                              const std::set<std::string>& leftovers) {
   std::vector<std::string> paths;
   try {
     std::string entries;
     const std::error_code listed = utilities::listDirectory(dir.c_str(), utilities::Links::kNone, entries);
     utilities::forEachEntry(entries, [&](utilities::EntryKind kind, const char* name) {
       const bool isFile = kind == utilities::EntryKind::kFile && !isLeftOut(name);
-      if (isFile || kind == utilities::EntryKind::kDirectory)
+      const bool isOurs = leftovers.count(name) == 0;
+      if (isOurs && (isFile || kind == utilities::EntryKind::kDirectory)) {
         paths.push_back((fs::path(dir) / name).string());
+      }
     });
     if (listed) throw std::system_error(listed, "cannot list");
   } catch (const std::exception& failure) {

@@ -95,12 +95,9 @@ class Box:
         return self.root + path
 
     def bind(self, source, target=None):
-        """Shows a file or a folder (read-only) of the real machine in the box."""
+        """Shows a file or a folder of the real machine in the box, read-only: a faulty tool may try to change its mode."""
         where = self.path(target or source)
-        if not os.path.isdir(source):
-            self.put(target or source)
-            return mount(source, where, None, MS_BIND)
-        os.makedirs(where)
+        os.makedirs(where) if os.path.isdir(source) else self.put(target or source)
         mount(source, where, None, MS_BIND)
         mount(source, where, None, MS_BIND | MS_REMOUNT | MS_RDONLY)
 
