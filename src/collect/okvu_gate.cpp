@@ -19,7 +19,7 @@ constexpr unsigned kBytesToMiBShift = 20;
 std::vector<std::string> getOkvuLogPath() {
   std::vector<std::string> paths;
   for (const logutils::macos::Source& source : logutils::macos::kSources) {
-    if (source.step == logutils::macos::Step::kAgent) paths.emplace_back(source.path);
+    if (source.step == logutils::macos::kAgent) paths.emplace_back(source.path);
   }
   return paths;
 }

@@ -45,33 +45,28 @@ std::vector<std::string> collectedExtensions() {
           ".crc", ".mmap3", ".dmp",  ".ips",  ".crash", ".pcap", ""};
 }
 
-/// Makes the folder `name`/... in `dir`, each level a real one.
-bool ensureFolder(const fs::path& dir, const fs::path& name) {
-  std::error_code ec;
+/// Claims the scratch folder `dir` and each level of `name` in it.
+bool claimLevels(const fs::path& dir, const fs::path& name, std::error_code (*claim)(const fs::path&)) {
   fs::path folder = dir;
-  bool isReal = utilities::ensureDirectoryExist(folder.string(), ec, utilities::Links::kNone);
+  std::error_code ec = claim(folder);
   for (const fs::path& part : name) {
     folder /= part;
-    isReal = isReal && utilities::ensureDirectoryExist(folder.string(), ec, utilities::Links::kNone);
-  }
-  if (!isReal) {
-    DRIVER_LOG(kErr, "dir {} not exist; Reason: code:{} msg:{}", folder.string(), ec.value(), ec.message());
-  }
-  return isReal;
-}
-
-/// Sees to it that no link stands above the destination of a copy.
-bool makeWay(const fs::path& dir, const fs::path& destination) {
-  std::error_code ec;
-  fs::path folder = dir;
-  for (const fs::path& part : destination.parent_path()) {
-    folder /= part;
-    if (!ec) ec = utilities::discardForeignEntry(folder, utilities::Wanted::kDirectory);
+    if (!ec) ec = claim(folder);
   }
   if (ec) {
     DRIVER_LOG(kErr, "dir {} not exist; Reason: code:{} msg:{}", folder.string(), ec.value(), ec.message());
   }
   return !ec;
+}
+
+std::error_code makeFolder(const fs::path& folder) {
+  std::error_code ec;
+  utilities::ensureDirectoryExist(folder.string(), ec, utilities::Links::kNone);
+  return ec;
+}
+
+std::error_code clearLink(const fs::path& folder) {
+  return utilities::discardForeignEntry(folder, utilities::Wanted::kDirectory);
 }
 
 void openToAll(const std::string& dir) {
@@ -99,8 +94,9 @@ void forEachSource(Step step, const std::string& name, const Callback& callback)
 void copyFolders(Step step, const std::string& name, const fs::path& dir, const FileFilter& filter) {
   forEachSource(step, name, [&](const Source& source, const fs::path& from, const fs::path& to) {
     if (*source.record != '\0') DRIVER_LOG(kInfo, "{}", source.record);
-    const bool isReports = source.kind == SourceKind::kCrashReports;
-    if (makeWay(dir, to)) helper::copyDir(from, dir / to, isReports ? diagnosticReportFilter() : filter);
+    const bool isReports = source.kind == kCrashReports;
+    if (claimLevels(dir, to.parent_path(), clearLink))
+      helper::copyDir(from, dir / to, isReports ? diagnosticReportFilter() : filter);
   });
 }
 
@@ -162,7 +158,7 @@ void copyNetData(const fs::path& dir, const FileFilter& filter) {
   if (ec) {
     std::cerr << "getSharedDataPath fail,error:" << ec.value() << "msg:" << ec.message() << std::endl;
   }
-  copyFolders(Step::kMachine, shared, dir, filter);
+  copyFolders(kMachine, shared, dir, filter);
 }
 
 void copyPortalFile(const fs::path& source, const fs::path& target) {
@@ -194,7 +190,7 @@ void copyLaunchdLog(const fs::path& source, const fs::path& dir, const fs::path&
     DRIVER_LOG(kErr, "{}{}", "launchd.log file size > 10MB, not collected.", "");
     return;
   }
-  if (!ensureFolder(dir, target.parent_path())) return;
+  if (!claimLevels(dir, target.parent_path(), makeFolder)) return;
   copyFile(source, dir / target.parent_path());
   DRIVER_LOG(kInfo, "launchd.log file size {}", size);
 }
@@ -202,12 +198,11 @@ void copyLaunchdLog(const fs::path& source, const fs::path& dir, const fs::path&
 }  // namespace
 
 void collectRunningLog(const std::string& dir) {
-  std::error_code ec;
-  if (utilities::ensureDirectoryExist(dir, ec, utilities::Links::kNone)) openToAll(dir);
+  if (!makeFolder(dir)) openToAll(dir);
   const fs::path scratch(dir);
   const fs::path logsDir = scratch / "logs";
-  if (!ensureFolder(scratch, "logs")) return;
-  forEachSource(Step::kInstaller, "", [&](const Source&, const fs::path& from, const fs::path& to) {
+  if (!claimLevels(scratch, "logs", makeFolder)) return;
+  forEachSource(kInstaller, "", [&](const Source& /*source*/, const fs::path& from, const fs::path& to) {
     copyInstallerLog(from, scratch / to);
   });
 
@@ -217,7 +212,7 @@ void collectRunningLog(const std::string& dir) {
   const std::vector<std::string> userList = users();
   const std::string& firstUser = userList.front();
   DRIVER_LOG(kInfo, "{}", "collect uem logs...");
-  copyFolders(Step::kManagement, firstUser, scratch, filter);
+  copyFolders(kManagement, firstUser, scratch, filter);
 
   DRIVER_LOG(kInfo, "{}", "start uem system state collection thread ...");
   const SideCollector uemState("collectSystemStateForUem", [folder = logsDir.string(), firstUser] {
@@ -225,14 +220,14 @@ void collectRunningLog(const std::string& dir) {
   });
 
   DRIVER_LOG(kInfo, "{}", "collect user files ...");
-  if (checkIsCollectOkvuLog(collectedExtensions())) copyFolders(Step::kAgent, "", scratch, filter);
+  if (checkIsCollectOkvuLog(collectedExtensions())) copyFolders(kAgent, "", scratch, filter);
   copyNetData(scratch, filter);
-  for (const std::string& user : userList) copyFolders(Step::kUser, user, scratch, filter);
-  copyFolders(Step::kShared, "", scratch, filter);
-  forEachSource(Step::kPortal, "", [&](const Source&, const fs::path& from, const fs::path& to) {
+  for (const std::string& user : userList) copyFolders(kUser, user, scratch, filter);
+  copyFolders(kShared, "", scratch, filter);
+  forEachSource(kPortal, "", [&](const Source& /*source*/, const fs::path& from, const fs::path& to) {
     copyPortalFile(from, scratch / to);
   });
-  forEachSource(Step::kLaunchd, "", [&](const Source&, const fs::path& from, const fs::path& to) {
+  forEachSource(kLaunchd, "", [&](const Source& /*source*/, const fs::path& from, const fs::path& to) {
     copyLaunchdLog(from, scratch, to);
   });
 

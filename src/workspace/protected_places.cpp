@@ -20,7 +20,6 @@ namespace quelmar {
 namespace {
 
 using logutils::macos::Source;
-using logutils::macos::Step;
 using utilities::Links;
 
 constexpr const char* kUsers = "/Users";
@@ -31,14 +30,30 @@ std::error_code lookUp(const fs::path& path, struct stat& info) {
   return utilities::lookUp(AT_FDCWD, path.c_str(), Links::kAny, info);
 }
 
-/// Tells whether the folder with this status is at, or above, `place`.
-bool isAbove(const struct stat& root, const fs::path& place) {
-  for (fs::path above = place; !above.empty(); above = above.parent_path()) {
-    struct stat info {};
-    if (!lookUp(above, info) && info.st_dev == root.st_dev && info.st_ino == root.st_ino) return true;
+class Root {
+ public:
+  explicit Root(const std::string& path) {
+    boost::system::error_code ignored;
+    real_ = fs::weakly_canonical(path, ignored);
+    exists_ = !lookUp(path, info_);
   }
-  return false;
-}
+
+  /// Tells whether it is at, or above, `place`; where either does not exist yet, its path decides.
+  [[nodiscard]] bool holds(const fs::path& place) const {
+    for (fs::path above = place; !above.empty(); above = above.parent_path()) {
+      struct stat info {};
+      const bool isSame =
+          exists_ && !lookUp(above, info) && info.st_dev == info_.st_dev && info.st_ino == info_.st_ino;
+      if (isSame || above == real_) return true;
+    }
+    return false;
+  }
+
+ private:
+  fs::path real_;
+  struct stat info_ {};
+  bool exists_ = false;
+};
 
 std::vector<std::string> places(const std::string& executable, std::error_code& ec) {
   std::vector<std::string> found{fs::absolute(executable).string(), Logger::GetInstance().options().logFile,
@@ -59,7 +74,7 @@ std::vector<std::string> places(const std::string& executable, std::error_code& 
   std::error_code ignored;
   const std::string shared = utilities::macos::getSharedDataPath(ignored);
   for (const Source& source : logutils::macos::kSources) {
-    const bool isShared = source.step == Step::kMachine || source.step == Step::kPort;
+    const bool isShared = source.step == logutils::macos::kMachine || source.step == logutils::macos::kPort;
     for (const std::string& name : isShared ? std::vector<std::string>{shared} : users) {
       found.push_back(logutils::macos::filledIn(source.path, name));
     }
@@ -70,13 +85,13 @@ std::vector<std::string> places(const std::string& executable, std::error_code& 
 }  // namespace
 
 std::string protectedPlaceIn(const std::string& root, const std::string& executable) {
-  struct stat info {};
-  if (lookUp(root, info)) return {};
+  const Root output(root);
   std::error_code ec;
   for (const std::string& place : places(executable, ec)) {
     boost::system::error_code ignored;
     const fs::path real = fs::weakly_canonical(place, ignored);
-    if (isAbove(info, place) || isAbove(info, real) || isAbove(info, kDataVolume / real)) return place;
+    if (output.holds(place) || output.holds(real) || output.holds(std::string(kDataVolume) + real.string()))
+      return place;
   }
   // Whose homes there are could not be seen.
   return ec && ec != std::errc::no_such_file_or_directory ? kUsers : std::string();
