@@ -14,10 +14,9 @@
 #include <boost/filesystem/operations.hpp>
 
 #include "base/directories.h"
-#include "base/regular_file.h"
 #include "collect/file_selection.h"
-#include "collect/file_system.h"
 #include "collect/okvu_gate.h"
+#include "collect/tree_copy.h"
 #include "logging/data_folders.h"
 #include "logging/log_call.h"
 #include "platform/console_user.h"
@@ -68,9 +67,7 @@ void openToAll(const std::string& dir) {
 void copyInstallerLog(const fs::path& logsDir) {
   const fs::path source(kInstallerLog);
   const fs::path target = logsDir / source.filename();
-  std::error_code ec;
-  utilities::copyRegularFile(source, target, utilities::Overwrite::kYes, ec);
-  if (ec) {
+  if (const std::error_code ec = helper::copyOneFile(source, target)) {
     DRIVER_LOG(kErr, "copy_file {} to {} failed.; Reason: code:{} msg:{}", source.string(), target.string(),
                ec.value(), ec.message());
   }
@@ -182,8 +179,11 @@ void copyPortalFile(const fs::path& folder, const std::string& name, const fs::p
 void copyFile(const fs::path& source, const fs::path& folder) {
   boost::system::error_code ec;
   if (fs::is_directory(fs::status(folder, ec))) {
-    std::error_code notReported;
-    utilities::copyRegularFile(source, folder / source.filename(), utilities::Overwrite::kYes, notReported);
+    const std::error_code copied = helper::copyOneFile(source, folder / source.filename());
+    if (copied && !helper::isNoNews(copied)) {
+      LOG_CALL(kWarn, "copy {} to {} failed.; Reason: code:{} msg:{}", source.string(), folder.string(),
+               copied.value(), copied.message());
+    }
   } else {
     LOG_CALL(kErr, "directory {} not exist.; Reason: code:{} msg:{}", folder.string(), ec.value(),
              ec.message());

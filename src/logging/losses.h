@@ -11,8 +11,8 @@
 
 namespace quelmar {
 
-/// Tells in the log what is lost of one source without filling it: for each error number the first loss whole,
-/// and how many more there were when the object goes. Not thread-safe; never throws once it is made.
+/// Tells in the log what is lost of one source without filling it: for each error number the first loss
+/// whole, and how many more there were when the object goes. Not thread-safe; never throws once it is made.
 class Losses {
  public:
   /// @param function  what the records name as their function; must outlive the object

@@ -23,7 +23,7 @@ bool isLeftOut(const fs::path& path) {
 void collectSelf(const std::string& dir) {
   const fs::path log(Logger::GetInstance().options().logFile);
   std::error_code ec;
-  utilities::copyRegularFile(log, fs::path(dir) / log.filename(), utilities::Overwrite::kYes, ec, 0);
+  utilities::copyRegularFile(log, fs::path(dir) / log.filename(), utilities::Overwrite::kYes, ec);
   if (ec) {
     LOG_CALL(kWarn, "collect({}) to dir({}) return false; Reason: err code={}, msg={}", log.string(), dir,
              ec.value(), ec.message());

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include "collect/tree_copy.h"
 #include "support/log_capture.h"
 
 using namespace quelmar;
