@@ -19,7 +19,7 @@
 #include "collect/tree_copy.h"
 #include "logging/data_folders.h"
 #include "logging/log_call.h"
-#include "platform/console_user.h"
+#include "sysinfo/login_user.h"
 #include "sysinfo/shell.h"
 #include "sysinfo/system_wide_log.h"
 #include "sysinfo/uem_state.h"
@@ -105,9 +105,8 @@ class SideCollector {
 
 std::vector<std::string> users() {
   std::vector<std::string> list;
-  std::string loginUser;
-  if (process::getCurrentLoginUser(loginUser)) {
-    list.push_back(loginUser);
+  if (const auto& loginUser = process::loginUser()) {
+    list.push_back(*loginUser);
   } else {
     DRIVER_LOG(kErr, "{}{}", "getCurrentLoginUser failed.", "");
   }

@@ -34,9 +34,9 @@ using utilities::lastError;
 using utilities::Links;
 using utilities::Overwrite;
 
-constexpr std::uintmax_t kKeptFreeBytes = 104'857'600;   // 100 MiB
-constexpr std::uintmax_t kAskAfterBytes = 16'777'216;    // 16 MiB
-constexpr std::uintmax_t kBlockBytes = 4096;             // what the smallest file takes on most volumes
+constexpr std::uintmax_t kKeptFreeBytes = 104'857'600;  // 100 MiB
+constexpr std::uintmax_t kAskAfterBytes = 16'777'216;   // 16 MiB
+constexpr std::uintmax_t kBlockBytes = 4096;            // what the smallest file takes on most volumes
 constexpr std::size_t kLevelsLeftOpen = 8;
 constexpr const char* kMissingSource = "Source directory {} not exist.; Reason: code:{} msg:{}";
 constexpr const char* kNotRemoved = "remove {} fail.; Reason: code:{} msg:{}";
@@ -65,7 +65,8 @@ class Room {
  private:
   [[nodiscard]] bool fits(std::uintmax_t size) const {
     const std::uintmax_t largest = std::max<std::uintmax_t>(largestCopy, size);
-    return free_ >= kKeptFreeBytes && free_ - kKeptFreeBytes >= size && free_ - kKeptFreeBytes - size >= largest;
+    return free_ >= kKeptFreeBytes && free_ - kKeptFreeBytes >= size &&
+           free_ - kKeptFreeBytes - size >= largest;
   }
 
   void ask() {
@@ -123,8 +124,8 @@ enum class Depth { kFolder, kTree };
 /// Walks a folder, or the tree below it, and copies what it finds.
 class TreeCopy {
  public:
-  TreeCopy(const char* function, const fs::path& source, const fs::path& target,
-           const FileFilter& filter, Overwrite overwrite, Depth depth)
+  TreeCopy(const char* function, const fs::path& source, const fs::path& target, const FileFilter& filter,
+           Overwrite overwrite, Depth depth)
       : source_(source.string()),
         target_(target.string()),
         filter_(filter),

@@ -19,12 +19,13 @@ using logutils::FileFilter;
 /// never through a link. So a tree may be as deep and its paths as long as they like, as long as the copies
 /// have paths that the system takes; a few descriptors are open, however deep the walk is.
 ///
-/// A file is copied only when that leaves room for the largest one that this process has copied, which packing
-/// needs, and 100 MiB, which the user's machine must not be without. What is lost is logged, the first of each
-/// error number whole. Silent are single files that may not be opened or have gone, special files, links that
-/// lead to no file, and files whose copy is there. Not for two threads at a time.
+/// A file is copied only when that leaves room for the largest one that this process has copied, which
+/// packing needs, and 100 MiB, which the user's machine must not be without. What is lost is logged, the
+/// first of each error number whole. Silent are single files that may not be opened or have gone, special
+/// files, links that lead to no file, and files whose copy is there. Not for two threads at a time.
 /// @param filter  asked for each file with its source path; unset accepts all.
-/// @return no error when the walk ended, else why it could not begin or list all of `src` (a missing source, a
+/// @return no error when the walk ended, else why it could not begin or list all of `src` (a missing source,
+/// a
 ///         failed destination).
 std::error_code copyDir(const boost::filesystem::path& src, const boost::filesystem::path& dst,
                         const FileFilter& filter);

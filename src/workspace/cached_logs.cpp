@@ -2,9 +2,9 @@
 
 #include <boost/algorithm/string/case_conv.hpp>
 #include <boost/exception/diagnostic_information.hpp>
-#include <boost/filesystem/directory.hpp>
-#include <boost/filesystem/operations.hpp>
+#include <boost/filesystem/path.hpp>
 
+#include "base/directory.h"
 #include "base/regular_file.h"
 #include "logging/log_call.h"
 
@@ -13,8 +13,8 @@ namespace fs = boost::filesystem;
 namespace quelmar {
 namespace {
 
-bool isLeftOut(const fs::path& path) {
-  const std::string name = boost::algorithm::to_lower_copy(path.filename().string());
+bool isLeftOut(const std::string& fileName) {
+  const std::string name = boost::algorithm::to_lower_copy(fileName);
   return name.find("tunnel") != std::string::npos || name.find("obreladns") != std::string::npos;
 }
 
@@ -33,13 +33,16 @@ void collectSelf(const std::string& dir) {
 std::vector<std::string> collectCacheLogPaths(const std::string& dir) {
   std::vector<std::string> paths;
   try {
-    for (const fs::directory_entry& entry : fs::directory_iterator(dir)) {
-      boost::system::error_code ec;
-      const fs::file_status status = fs::symlink_status(entry.path(), ec);
-      if (fs::is_directory(status) || (fs::is_regular_file(status) && !isLeftOut(entry.path()))) {
-        paths.push_back(entry.path().string());
+    std::string entries;
+    const std::error_code listed = utilities::listDirectory(dir.c_str(), utilities::Links::kNone, entries);
+    utilities::forEachEntry(entries, [&](utilities::EntryKind kind, const char* name) {
+      // What cannot be looked at now is handed on: the packer tells when it cannot do it either.
+      const bool isFile = kind == utilities::EntryKind::kFile || kind == utilities::EntryKind::kUnknown;
+      if (kind == utilities::EntryKind::kDirectory || (isFile && !isLeftOut(name))) {
+        paths.push_back((fs::path(dir) / name).string());
       }
-    }
+    });
+    if (listed) throw std::system_error(listed, "code:" + std::to_string(listed.value()));
   } catch (const std::exception& failure) {
     LOG_CALL(kErr, "collect cache logs in dir:{} failed; Reason: catch exception:{}", dir, failure.what());
   } catch (...) {
