@@ -84,7 +84,7 @@ void directoryWalker(const fs::path& root, const std::function<void(const std::s
   try {
     const std::error_code listed =
         forEachEntry(root, [&](const fs::path& entry) { walkEntry(entry, beforeDir, afterDir, onFile); });
-    if (listed) throw std::system_error(listed, "cannot list");
+    if (listed) throw std::system_error(listed, "code:" + std::to_string(listed.value()));
   } catch (const std::exception& failure) {
     LOG_CALL(kWarn, "An exception occurred while traversing the directory({}); Reason: {}", root.string(),
              failure.what());

@@ -12,7 +12,8 @@ namespace {
 constexpr std::chrono::seconds kAnswerLimit{5};
 
 std::optional<std::string> ask() {
-  const auto answer = std::make_shared<std::optional<std::string>>();  // it may come when nobody waits any more
+  const auto answer =
+      std::make_shared<std::optional<std::string>>();  // it may come when nobody waits any more
   const bool inTime = utilities::runWithin(kAnswerLimit, [answer] {
     std::string user;
     if (getCurrentLoginUser(user)) *answer = user;
