@@ -67,7 +67,8 @@ void openToAll(const std::string& dir) {
 void copyInstallerLog(const fs::path& logsDir) {
   const fs::path source(kInstallerLog);
   const fs::path target = logsDir / source.filename();
-  if (const std::error_code ec = helper::copyOneFile(source, target)) {
+  bool isNews = false;
+  if (const std::error_code ec = helper::copyOneFile(source, target, isNews)) {
     DRIVER_LOG(kErr, "copy_file {} to {} failed.; Reason: code:{} msg:{}", source.string(), target.string(),
                ec.value(), ec.message());
   }
@@ -178,8 +179,9 @@ void copyPortalFile(const fs::path& folder, const std::string& name, const fs::p
 void copyFile(const fs::path& source, const fs::path& folder) {
   boost::system::error_code ec;
   if (fs::is_directory(fs::status(folder, ec))) {
-    const std::error_code copied = helper::copyOneFile(source, folder / source.filename());
-    if (copied && !helper::isNoNews(copied)) {
+    bool isNews = false;
+    const std::error_code copied = helper::copyOneFile(source, folder / source.filename(), isNews);
+    if (copied && isNews) {
       LOG_CALL(kWarn, "copy {} to {} failed.; Reason: code:{} msg:{}", source.string(), folder.string(),
                copied.value(), copied.message());
     }

@@ -119,6 +119,13 @@ std::error_code reopen(Folder& folder, const Folder& child, const std::string& p
   return folder.open ? std::error_code() : ec;
 }
 
+/// Tells whether this error of opening a file is no news: files come and go, some may not be read, some are
+/// none.
+bool isNoNews(const std::error_code& ec) {
+  return ec == std::errc::permission_denied || ec == std::errc::no_such_file_or_directory ||
+         ec == std::errc::not_supported;
+}
+
 enum class Depth { kFolder, kTree };
 
 /// Walks a folder, or the tree below it, and copies what it finds.
@@ -326,21 +333,17 @@ bool copyFile2Dir(const std::string& sourceDir, const std::string& destDir, cons
   return true;
 }
 
-std::error_code copyOneFile(const fs::path& source, const fs::path& target) {
+std::error_code copyOneFile(const fs::path& source, const fs::path& target, bool& isNews) {
   std::error_code ec;
   struct stat info {};
   const Descriptor file = utilities::openRegular(AT_FDCWD, source.c_str(), Links::kAny, info, ec);
+  isNews = !isNoNews(ec);
   if (ec) return ec;
   if (!Room(target.parent_path()).take(static_cast<std::uintmax_t>(info.st_size))) {
     return std::make_error_code(std::errc::no_space_on_device);
   }
   utilities::CopyBuffer buffer;
   return utilities::copyOpened(file, info, AT_FDCWD, target.c_str(), Overwrite::kYes, buffer);
-}
-
-bool isNoNews(const std::error_code& ec) {
-  return ec == std::errc::permission_denied || ec == std::errc::no_such_file_or_directory ||
-         ec == std::errc::not_supported;
 }
 
 }  // namespace quelmar::helper

@@ -41,9 +41,8 @@ bool copyFile2Dir(const std::string& sourceDir, const std::string& destDir, cons
 
 /// Copies one file, or what a link there leads to, in place of what stands at `target`, when that leaves room
 /// as above; else the error is that no space is left. Logs nothing.
-std::error_code copyOneFile(const boost::filesystem::path& source, const boost::filesystem::path& target);
-
-/// Tells whether this error of a copy is no news: files come and go, some may not be read, some are none.
-bool isNoNews(const std::error_code& ec);
+/// @param isNews  whether a failure is none of those that stay silent above
+std::error_code copyOneFile(const boost::filesystem::path& source, const boost::filesystem::path& target,
+                            bool& isNews);
 
 }  // namespace quelmar::helper
