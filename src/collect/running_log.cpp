@@ -6,6 +6,7 @@
 #include <future>
 #include <iostream>
 #include <memory>
+#include <new>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -47,6 +48,16 @@ constexpr const char* kLaunchdLog = "/var/log/com.apple.xpc.launchd/launchd.log"
 std::vector<std::string> collectedExtensions() {
   return {".log", ".txt",   ".json", ".back", ".xlog",  ".db",   ".sqlite3",
           ".crc", ".mmap3", ".dmp",  ".ips",  ".crash", ".pcap", ""};
+}
+
+/// A step for which there is no memory is told, and the next one follows.
+template <typename Step>
+void attempt(const Step& step) {
+  try {
+    step();
+  } catch (const std::bad_alloc& failure) {
+    DRIVER_LOG(kErr, "{}; Reason: exception:{}", "collect running log failed.", failure.what());
+  }
 }
 
 bool ensureFolder(const fs::path& folder) {
@@ -217,14 +228,14 @@ void collectRunningLog(const std::string& dir) {
   const fs::path scratch(dir);
   const fs::path logsDir = scratch / "logs";
   if (!ensureFolder(logsDir)) return;
-  copyInstallerLog(logsDir);
+  attempt([&] { copyInstallerLog(logsDir); });
 
   const FileFilter filter = copyFilter(collectedExtensions(), boost::posix_time::second_clock::local_time());
   const SideCollector wideLog("collectSystemWideLog",
                               [folder = logsDir.string()] { collectSystemWideLog(folder); });
   const std::vector<std::string> userList = users();
   const std::string& firstUser = userList.front();
-  copyManagementLogs(logsDir / ("uem_" + firstUser), firstUser, filter);
+  attempt([&] { copyManagementLogs(logsDir / ("uem_" + firstUser), firstUser, filter); });
 
   DRIVER_LOG(kInfo, "{}", "start uem system state collection thread ...");
   const SideCollector uemState("collectSystemStateForUem", [folder = logsDir.string(), firstUser] {
@@ -232,13 +243,15 @@ void collectRunningLog(const std::string& dir) {
   });
 
   DRIVER_LOG(kInfo, "{}", "collect user files ...");
-  copyAgentLogs(logsDir, filter);
-  copyNetData(scratch, filter);
-  for (const std::string& user : userList) copyUserFiles(user, scratch, filter);
-  copySharedFiles(scratch, filter);
-  copyPortalFile(kPortalFolder, "sdpc_md5.json", scratch);
-  copyPortalFile(fs::path(kPortalFolder) / "static", ".portal.json", scratch);
-  copyLaunchdLog(scratch);
+  attempt([&] { copyAgentLogs(logsDir, filter); });
+  attempt([&] { copyNetData(scratch, filter); });
+  for (const std::string& user : userList) {
+    attempt([&] { copyUserFiles(user, scratch, filter); });
+  }
+  attempt([&] { copySharedFiles(scratch, filter); });
+  attempt([&] { copyPortalFile(kPortalFolder, "sdpc_md5.json", scratch); });
+  attempt([&] { copyPortalFile(fs::path(kPortalFolder) / "static", ".portal.json", scratch); });
+  attempt([&] { copyLaunchdLog(scratch); });
 
   DRIVER_LOG(kInfo, "{}", "wait for uem collect system state log ...");
   uemState.await();
