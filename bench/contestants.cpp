@@ -20,7 +20,7 @@
 #include <zlib.h>
 
 #include "collect/file_selection.h"
-#include "collect/file_system.h"
+#include "collect/tree_copy.h"
 #include "support/confine.h"
 #include "zipper/zipper_impl.h"
 

@@ -30,7 +30,7 @@ ROWS = [
     ("One stuck command loses the whole report", "every wait has a limit; the archive is made without the missing piece", "test_hang.py", "test_every_command_and_the_peer_hang"),
     ("A grandchild keeps the pipe open and the reader waits for ever", "the reader is on a thread that nobody waits for; the process ends while it reads, and takes the commands with it", "test_faults_signals.py", "test_no_command_outlives_the_run"),
     ("A FIFO in the tree blocks the copy", "only regular files are opened, and never so that opening could block", "test_hostile.py", "test_links_and_special_files"),
-    ("One bad file aborts the rest", "each file fails alone", "test_faults_volume.py", "test_sources_that_cannot_be_read"),
+    ("One bad file aborts the rest", "each file and folder fails alone, and a record tells", "test_faults_losses.py", "test_single_faults"),
     ("A file grows or shrinks meanwhile and the archive is corrupt", "the tool packs its own copy, and never more than the file had when it was opened", "test_hostile.py", "test_files_that_come_grow_and_go"),
     ("Success is announced although the disk is full", "the log tells, and what is left of the archive bears another name. The exit status stays 0: programs that start the tool rely on it", "test_faults_volume.py", "test_full_while_packing"),
     ("Deleting through links, or deleting strangers' files", "deletion opens what it empties and never through a link; a folder with somebody's files is not used for output", "test_faults_links.py", "test_folders_that_are_not_to_be_emptied"),
@@ -38,7 +38,7 @@ ROWS = [
     ("Late workers write after the archive is closed, or crash at exit", "nothing that a late thread can reach is torn down, and nothing starts once the process ends", "test_hang.py", "test_every_command_and_the_peer_hang"),
     ("Commands wait for a terminal or for input", "standard input is /dev/null, for the tool and all commands", "test_hang.py", "test_every_command_and_the_peer_hang"),
     ("The caller closes the output and the tool dies", "a lost reader is a write error and no signal; closed streams are /dev/null", "test_hostile.py", "test_standard_streams_closed_or_full"),
-    ("A loopback request goes to the proxy of the environment", "no proxy, no redirect, 30 seconds, 4 MiB", "test_tunnel.py", "test_answers"),
+    ("A loopback request goes to the proxy of the environment", "no proxy, no redirect, 30 seconds, the first 4 MiB", "test_tunnel.py", "test_answers"),
     ("Huge folders, sparse giants, whole files in memory", "time grows with the number of files, memory stays below 32 MiB", "test_faults_limits.py", "test_many_files"),
     ("Odd names, link loops, links to / and devices", "copied under their names, or passed over", "test_hostile.py", "test_names"),
     ("Folders and files that the user may not read", "passed over, the rest is collected", "test_hostile.py", "test_ordinary_user_meets_closed_doors"),
@@ -60,8 +60,8 @@ an interrupt from a terminal reaches them too.
 
 ## Limits on purpose
 
-- Copies leave 100 MiB of the volume free, and no command's report grows beyond a quarter of the room that was free or 1 GiB.
-- A command for which nobody should wait is given up: chmod after 5 seconds, showing the archive after 10.
+- Copies leave 100 MiB of the volume free and as much again as the largest of them, and no command's report grows beyond a quarter of the room that was free or 1 GiB.
+- What nobody should wait for is given up: chmod and the login service after 5 seconds, showing the archive after 10.
 - When the process ends it ends the commands that still run, and what they started. A process that has been given up by its
   own parents in between is no longer found.
 - Without threads for its three collectors the run ends abnormally, before anything is collected.

@@ -1,6 +1,7 @@
 #include "base/directory.h"
 
 #include <cstring>
+#include <new>
 
 #include <fcntl.h>
 
@@ -64,8 +65,14 @@ std::error_code Directory::list(std::string& entries) {
     const dirent* entry = readdir(directory_.get());
     if (entry == nullptr) return lastError();
     if (std::strcmp(entry->d_name, ".") == 0 || std::strcmp(entry->d_name, "..") == 0) continue;
-    entries += static_cast<char>(kindOf(get(), *entry));
-    entries.append(entry->d_name).push_back('\0');
+    const std::size_t whole = entries.size();
+    try {
+      entries += static_cast<char>(kindOf(get(), *entry));
+      entries.append(entry->d_name).push_back('\0');
+    } catch (const std::bad_alloc&) {
+      entries.resize(whole);
+      return std::make_error_code(std::errc::not_enough_memory);
+    }
   }
 }
 

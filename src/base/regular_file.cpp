@@ -2,15 +2,14 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <memory>
+#include <cstdint>
+#include <new>
 #include <utility>
 
-#include <boost/filesystem/operations.hpp>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "base/directories.h"
 #include "base/file_size_limit.h"
 
 namespace fs = boost::filesystem;
@@ -21,20 +20,15 @@ namespace {
 // On the heap: a copy runs at the bottom of a deep walk, on threads whose stacks are 512 KiB on some hosts.
 constexpr std::size_t kCopyBufferBytes = 64 * 1024;
 
-Descriptor openTarget(const fs::path& path, mode_t mode, Overwrite overwrite, std::error_code& ec) {
-  int flags = O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
-  if (overwrite == Overwrite::kYes) {
-    discardForeignEntry(path);
-    flags |= O_TRUNC;
-  } else {
-    flags |= O_EXCL;
-  }
-  Descriptor file(open(path.c_str(), flags, mode));
-  struct stat info {};
-  if (file.get() < 0 || fstat(file.get(), &info) != 0) {
+/// Makes a file at a name where none is, or where what is there can be removed.
+Descriptor makeFile(int parent, const char* name, mode_t mode, Overwrite overwrite, std::error_code& ec) {
+  ec.clear();
+  if (overwrite == Overwrite::kYes && unlinkat(parent, name, 0) != 0) ec = lastError();
+  Descriptor file(openat(parent, name, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
+  if (file) {
+    ec.clear();
+  } else if (!ec || ec == std::errc::no_such_file_or_directory) {
     ec = lastError();
-  } else if (!S_ISREG(info.st_mode)) {
-    ec = std::make_error_code(std::errc::not_supported);
   }
   return file;
 }
@@ -52,22 +46,17 @@ bool writeAll(int fd, const char* data, std::size_t size) {
   while (size > 0) {
     const ssize_t put = write(fd, data, size);
     if (put < 0 && errno == EINTR) continue;
-    if (put < 0) return false;
+    if (put == 0) errno = EIO;  // no file does that for long
+    if (put <= 0) return false;
     data += put;
     size -= static_cast<std::size_t>(put);
   }
   return true;
 }
 
-/// Tells whether `size` bytes more leave enough free on the folder's volume; true when it cannot be asked.
-bool hasRoom(const fs::path& folder, std::uintmax_t size, std::uintmax_t keptFreeBytes) {
-  boost::system::error_code ec;
-  const std::uintmax_t available = fs::space(folder, ec).available;
-  return ec || (available >= keptFreeBytes && available - keptFreeBytes >= size);
-}
-
-std::error_code copyBytes(int from, int to, std::uintmax_t bytes) {
-  const std::unique_ptr<char[]> buffer(new char[kCopyBufferBytes]);
+std::error_code copyBytes(int from, int to, std::uintmax_t bytes, CopyBuffer& buffer) {
+  if (!buffer) buffer.reset(new (std::nothrow) char[kCopyBufferBytes]);
+  if (!buffer) return std::make_error_code(std::errc::not_enough_memory);
   while (bytes > 0) {
     const auto want = static_cast<std::size_t>(std::min<std::uintmax_t>(bytes, kCopyBufferBytes));
     const ssize_t got = readSome(from, buffer.get(), want);
@@ -97,24 +86,25 @@ Descriptor openRegular(int parent, const char* name, Links links, struct stat& i
   return ec ? Descriptor() : std::move(file);
 }
 
-void copyRegularFile(const fs::path& from, const fs::path& to, Overwrite overwrite, std::error_code& ec,
-                     std::uintmax_t keptFreeBytes) {
-  ec.clear();
-  struct stat info {};
-  const Descriptor source = openRegular(AT_FDCWD, from.c_str(), Links::kAny, info, ec);
-  if (ec) return;
-  const auto size = static_cast<std::uintmax_t>(info.st_size);
-  if (!hasRoom(to.parent_path(), size, keptFreeBytes)) {
-    ec = std::make_error_code(std::errc::no_space_on_device);
-    return;
-  }
+std::error_code copyOpened(const Descriptor& source, const struct stat& info, int parent, const char* name,
+                           Overwrite overwrite, CopyBuffer& buffer) {
   // Set-id bits never travel: the copy belongs to whoever runs the tool, often root.
   const mode_t mode = (info.st_mode & 0777) | S_IRUSR | S_IWUSR;
-  Descriptor target = openTarget(to, mode, overwrite, ec);
-  if (ec) return;
+  std::error_code ec;
+  Descriptor target = makeFile(parent, name, mode, overwrite, ec);
+  if (ec) return ec;
+  const auto size = static_cast<std::uintmax_t>(info.st_size);
   liftFileSizeLimitFor(size);
-  ec = copyBytes(source.get(), target.get(), size);
+  ec = copyBytes(source.get(), target.get(), size, buffer);
   if (!target.closeNow() && !ec) ec = lastError();
+  return ec;
+}
+
+void copyRegularFile(const fs::path& from, const fs::path& to, Overwrite overwrite, std::error_code& ec) {
+  struct stat info {};
+  const Descriptor source = openRegular(AT_FDCWD, from.c_str(), Links::kAny, info, ec);
+  CopyBuffer buffer;
+  if (!ec) ec = copyOpened(source, info, AT_FDCWD, to.c_str(), overwrite, buffer);
 }
 
 std::string readRegularFile(const fs::path& path, std::size_t limit) {

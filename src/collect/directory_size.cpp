@@ -28,7 +28,7 @@ std::uint64_t getDirectorySize(const std::string& dir, const std::vector<std::st
         if (!ec) sum += size;
       }
     });
-    if (listed) throw std::system_error(listed, "cannot list");
+    if (listed) throw std::system_error(listed, "code:" + std::to_string(listed.value()));
   } catch (const std::exception& failure) {
     LOG_CALL(kErr, "get directory:{} size failed; Reason: catch exception:{}", dir, failure.what());
   } catch (...) {

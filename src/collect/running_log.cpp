@@ -6,6 +6,7 @@
 #include <future>
 #include <iostream>
 #include <memory>
+#include <new>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -15,14 +16,13 @@
 
 #include "base/directories.h"
 #include "base/directory.h"
-#include "base/regular_file.h"
 #include "collect/file_selection.h"
-#include "collect/file_system.h"
 #include "collect/okvu_gate.h"
 #include "collect/sources.h"
+#include "collect/tree_copy.h"
 #include "logging/data_folders.h"
 #include "logging/log_call.h"
-#include "platform/console_user.h"
+#include "sysinfo/login_user.h"
 #include "sysinfo/shell.h"
 #include "sysinfo/system_wide_log.h"
 #include "sysinfo/uem_state.h"
@@ -43,6 +43,16 @@ constexpr std::uintmax_t kMaxLaunchdLogBytes = 10'485'760;  // 10 MiB
 std::vector<std::string> collectedExtensions() {
   return {".log", ".txt",   ".json", ".back", ".xlog",  ".db",   ".sqlite3",
           ".crc", ".mmap3", ".dmp",  ".ips",  ".crash", ".pcap", ""};
+}
+
+/// A step for which there is no memory is told, and the next one follows.
+template <typename Step>
+void attempt(const Step& step) {
+  try {
+    step();
+  } catch (const std::bad_alloc& failure) {
+    DRIVER_LOG(kErr, "{}; Reason: exception:{}", "collect running log failed.", failure.what());
+  }
 }
 
 /// Claims the scratch folder `dir` and each level of `name` in it.
@@ -101,9 +111,8 @@ void copyFolders(Step step, const std::string& name, const fs::path& dir, const 
 }
 
 void copyInstallerLog(const fs::path& source, const fs::path& target) {
-  std::error_code ec;
-  utilities::copyRegularFile(source, target, utilities::Overwrite::kYes, ec);
-  if (ec) {
+  bool isNews = false;
+  if (const std::error_code ec = helper::copyOneFile(source, target, isNews)) {
     DRIVER_LOG(kErr, "copy_file {} to {} failed.; Reason: code:{} msg:{}", source.string(), target.string(),
                ec.value(), ec.message());
   }
@@ -141,9 +150,8 @@ class SideCollector {
 
 std::vector<std::string> users() {
   std::vector<std::string> list;
-  std::string loginUser;
-  if (process::getCurrentLoginUser(loginUser)) {
-    list.push_back(loginUser);
+  if (const auto& loginUser = process::loginUser()) {
+    list.push_back(*loginUser);
   } else {
     DRIVER_LOG(kErr, "{}{}", "getCurrentLoginUser failed.", "");
   }
@@ -171,8 +179,12 @@ void copyPortalFile(const fs::path& source, const fs::path& target) {
 void copyFile(const fs::path& source, const fs::path& folder) {
   boost::system::error_code ec;
   if (fs::is_directory(fs::status(folder, ec))) {
-    std::error_code notReported;
-    utilities::copyRegularFile(source, folder / source.filename(), utilities::Overwrite::kYes, notReported);
+    bool isNews = false;
+    const std::error_code copied = helper::copyOneFile(source, folder / source.filename(), isNews);
+    if (copied && isNews) {
+      LOG_CALL(kWarn, "copy {} to {} failed.; Reason: code:{} msg:{}", source.string(), folder.string(),
+               copied.value(), copied.message());
+    }
   } else {
     LOG_CALL(kErr, "directory {} not exist.; Reason: code:{} msg:{}", folder.string(), ec.value(),
              ec.message());
@@ -203,7 +215,7 @@ void collectRunningLog(const std::string& dir) {
   const fs::path logsDir = scratch / "logs";
   if (!claimLevels(scratch, "logs", makeFolder)) return;
   forEachSource(kInstaller, "", [&](const Source& /*source*/, const fs::path& from, const fs::path& to) {
-    copyInstallerLog(from, scratch / to);
+    attempt([&] { copyInstallerLog(from, scratch / to); });
   });
 
   const FileFilter filter = copyFilter(collectedExtensions(), boost::posix_time::second_clock::local_time());
@@ -212,7 +224,7 @@ void collectRunningLog(const std::string& dir) {
   const std::vector<std::string> userList = users();
   const std::string& firstUser = userList.front();
   DRIVER_LOG(kInfo, "{}", "collect uem logs...");
-  copyFolders(kManagement, firstUser, scratch, filter);
+  attempt([&] { copyFolders(kManagement, firstUser, scratch, filter); });
 
   DRIVER_LOG(kInfo, "{}", "start uem system state collection thread ...");
   const SideCollector uemState("collectSystemStateForUem", [folder = logsDir.string(), firstUser] {
@@ -220,15 +232,19 @@ void collectRunningLog(const std::string& dir) {
   });
 
   DRIVER_LOG(kInfo, "{}", "collect user files ...");
-  if (checkIsCollectOkvuLog(collectedExtensions())) copyFolders(kAgent, "", scratch, filter);
-  copyNetData(scratch, filter);
-  for (const std::string& user : userList) copyFolders(kUser, user, scratch, filter);
-  copyFolders(kShared, "", scratch, filter);
+  attempt([&] {
+    if (checkIsCollectOkvuLog(collectedExtensions())) copyFolders(kAgent, "", scratch, filter);
+  });
+  attempt([&] { copyNetData(scratch, filter); });
+  for (const std::string& user : userList) {
+    attempt([&] { copyFolders(kUser, user, scratch, filter); });
+  }
+  attempt([&] { copyFolders(kShared, "", scratch, filter); });
   forEachSource(kPortal, "", [&](const Source& /*source*/, const fs::path& from, const fs::path& to) {
-    copyPortalFile(from, scratch / to);
+    attempt([&] { copyPortalFile(from, scratch / to); });
   });
   forEachSource(kLaunchd, "", [&](const Source& /*source*/, const fs::path& from, const fs::path& to) {
-    copyLaunchdLog(from, scratch, to);
+    attempt([&] { copyLaunchdLog(from, scratch, to); });
   });
 
   DRIVER_LOG(kInfo, "{}", "wait for uem collect system state log ...");

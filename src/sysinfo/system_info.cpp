@@ -7,11 +7,10 @@
 #include <future>
 #include <memory>
 #include <thread>
-#include <vector>
 
 #include "base/scope_guard.h"
 #include "logging/log_call.h"
-#include "platform/console_user.h"
+#include "sysinfo/login_user.h"
 #include "sysinfo/report.h"
 
 namespace quelmar::logutils::macos {
@@ -36,16 +35,6 @@ class Report {
   std::string target_;
 };
 
-std::vector<std::string> dataFolders() {
-  std::vector<std::string> folders{"/Library/Application Support/oBrela",
-                                   "/Users/root/Library/Application Support/oBrela"};
-  std::string user;
-  if (process::getCurrentLoginUser(user)) {
-    folders.push_back("/Users/" + user + "/Library/Application Support/oBrela");
-  }
-  return folders;
-}
-
 std::uint64_t steadySeconds() {
   const auto now = std::chrono::duration_cast<std::chrono::seconds>(steady_clock::now().time_since_epoch());
   return static_cast<std::uint64_t>(now.count());
@@ -60,7 +49,11 @@ void collectSystemInfo(const std::string& path, const platform::HostCommands& co
     for (const std::string& command : section.commands) report.run(command);
   }
   report.banner("file permission info");
-  for (const std::string& folder : dataFolders()) report.list(folder);
+  report.list("/Library/Application Support/oBrela");
+  report.list("/Users/root/Library/Application Support/oBrela");
+  if (const auto& user = process::loginUser()) {
+    report.list("/Users/" + *user + "/Library/Application Support/oBrela");
+  }
   report.banner("Launch info");
   for (const std::string& command : commands.launchCommands) report.run(command);
   for (const std::string& folder : commands.launchFolders) report.list(folder);

@@ -1,5 +1,6 @@
 #include "tunnel/http_client.h"
 
+#include <algorithm>
 #include <cstring>
 #include <exception>
 #include <new>
@@ -28,16 +29,17 @@ class TransportCategory : public std::error_category {
 
 struct Received {
   std::string body;
+  bool isCut = false;
   std::size_t headerBytes = 0;
 };
 
 // Called from C: returning less than was offered ends the exchange, and nothing may be thrown.
 std::size_t onBody(const char* data, std::size_t size, std::size_t count, void* user) noexcept {
   auto* const received = static_cast<Received*>(user);
-  const std::size_t bytes = size * count;
-  if (received->body.size() + bytes > kMaxBodyBytes) return 0;
+  const std::size_t bytes = std::min(size * count, kMaxBodyBytes - received->body.size());
   try {
     received->body.append(data, bytes);
+    received->isCut = bytes < size * count;
   } catch (const std::exception&) {
     return 0;
   }
@@ -116,13 +118,13 @@ std::shared_ptr<NetworkReply> NetworkRequest::send(std::error_code& ec, const UR
   curl_easy_setopt(curl, CURLOPT_HEADERFUNCTION, &onHeader);
   curl_easy_setopt(curl, CURLOPT_HEADERDATA, &received);
   const CURLcode outcome = curl_easy_perform(curl);
-  if (outcome != CURLE_OK) {
+  if (outcome != CURLE_OK && !received.isCut) {
     ec = transportError(outcome);
     return nullptr;
   }
   long status = 0;
   curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &status);
-  return std::make_shared<NetworkReply>(status, std::move(received.body));
+  return std::make_shared<NetworkReply>(status, std::move(received.body), received.isCut);
 }
 
 }  // namespace quelmar

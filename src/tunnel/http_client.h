@@ -30,16 +30,21 @@ class URL {
 class NetworkReply {
  public:
   /// @param responseCode  the HTTP status code.
-  NetworkReply(long responseCode, std::string body) : responseCode_(responseCode), body_(std::move(body)) {}
+  /// @param isCut         whether there was more than `body`.
+  NetworkReply(long responseCode, std::string body, bool isCut)
+      : responseCode_(responseCode), body_(std::move(body)), isCut_(isCut) {}
 
   /// The HTTP status code.
   [[nodiscard]] long getResponseCode() const { return responseCode_; }
-  /// The body, whole.
+  /// The body, or its first 4 MiB.
   [[nodiscard]] const std::string& getBody() const { return body_; }
+  /// Whether the body was longer than that.
+  [[nodiscard]] bool isCut() const { return isCut_; }
 
  private:
   long responseCode_;
   std::string body_;
+  bool isCut_;
 };
 
 /// Transport failures as error codes; messages are the transfer library's own.
@@ -63,9 +68,10 @@ class NetworkRequest {
   /// Replaces the options.
   void setOptions(const NetworkOptions& options) { options_ = options; }
 
-  /// Performs the exchange and blocks until it has ended or the limit has passed.
+  /// Performs the exchange and blocks until it has ended or the limit has passed. Of the body no more than 4
+  /// MiB are received.
   /// @param ec  cleared, then set to the transport's error: bad address, refused, timed out, no HTTP, and
-  ///            also a body over 4 MiB or headers over 256 KiB, which end the exchange.
+  ///            also headers over 256 KiB, which end the exchange.
   /// @return the reply, or null when `ec` is set. A status other than 200 is a reply, not an error.
   std::shared_ptr<NetworkReply> send(std::error_code& ec, const URL& url);
 

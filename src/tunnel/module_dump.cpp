@@ -47,6 +47,9 @@ void dumpXTunnelProc() {
       return;
     }
     LOG_CALL(kDump, "xtunnel dump:\n{}", reply->getBody());
+    if (reply->isCut()) {
+      LOG_CALL(kWarn, "xtunnel dump cut; Reason: only its first {} bytes are kept", reply->getBody().size());
+    }
     Logger::GetInstance().flush();
   } catch (...) {
     LOG_CALL(kErr, "{}; Reason: exception:{}", kDumpFailed,

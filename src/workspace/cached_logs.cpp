@@ -14,8 +14,8 @@ namespace fs = boost::filesystem;
 namespace quelmar {
 namespace {
 
-bool isLeftOut(const fs::path& path) {
-  const std::string name = boost::algorithm::to_lower_copy(path.filename().string());
+bool isLeftOut(const std::string& fileName) {
+  const std::string name = boost::algorithm::to_lower_copy(fileName);
   return name.find("tunnel") != std::string::npos || name.find("obreladns") != std::string::npos;
 }
 
@@ -25,7 +25,7 @@ void collectSelf(const std::string& dir) {
   const fs::path log(Logger::GetInstance().options().logFile);
   std::error_code ec = claimLog(log.string());
   if (!ec) ec = utilities::discardForeignEntry(dir, utilities::Wanted::kDirectory);
-  if (!ec) utilities::copyRegularFile(log, fs::path(dir) / log.filename(), utilities::Overwrite::kYes, ec, 0);
+  if (!ec) utilities::copyRegularFile(log, fs::path(dir) / log.filename(), utilities::Overwrite::kYes, ec);
   if (ec) {
     LOG_CALL(kWarn, "collect({}) to dir({}) return false; Reason: err code={}, msg={}", log.string(), dir,
              ec.value(), ec.message());
@@ -39,13 +39,14 @@ std::vector<std::string> collectCacheLogPaths(const std::string& dir,
     std::string entries;
     const std::error_code listed = utilities::listDirectory(dir.c_str(), utilities::Links::kNone, entries);
     utilities::forEachEntry(entries, [&](utilities::EntryKind kind, const char* name) {
-      const bool isFile = kind == utilities::EntryKind::kFile && !isLeftOut(name);
+      // What cannot be looked at now is handed on: the packer tells when it cannot do it either.
+      const bool isFile = kind == utilities::EntryKind::kFile || kind == utilities::EntryKind::kUnknown;
       const bool isOurs = leftovers.count(name) == 0;
-      if (isOurs && (isFile || kind == utilities::EntryKind::kDirectory)) {
+      if (isOurs && (kind == utilities::EntryKind::kDirectory || (isFile && !isLeftOut(name)))) {
         paths.push_back((fs::path(dir) / name).string());
       }
     });
-    if (listed) throw std::system_error(listed, "cannot list");
+    if (listed) throw std::system_error(listed, "code:" + std::to_string(listed.value()));
   } catch (const std::exception& failure) {
     LOG_CALL(kErr, "collect cache logs in dir:{} failed; Reason: catch exception:{}", dir, failure.what());
   } catch (...) {

@@ -7,7 +7,7 @@ PROJECT = pathlib.Path(__file__).resolve().parents[2]
 GUIDE = PROJECT / "docs" / "troubleshooting.md"
 STRING = r'"(?:[^"\\]|\\.)*"'
 # Whatever is not plainly a message of lesser weight counts, a level that is passed on in a variable included.
-LOGGED = re.compile(r"\b(?:(?:LOG_CALL|DRIVER_LOG)\(|LOG_CALL_AS\([^,]+,)\s*(?!\s|kInfo|kDebug|kDump|level)")
+LOGGED = re.compile(r"\b(?:(?:LOG_CALL|DRIVER_LOG)\(|LOG_CALL_AS\([^,]+,|losses_?(?:\.|->)tell\()\s*(?!\s|kInfo|kDebug|kDump|level)")
 SAID = re.compile(r'\bstd::cerr\b|\bstderr\b|\bthrow\b|\bfail"|_error\("')
 VALUE = r"\{\}|%[sd]"
 

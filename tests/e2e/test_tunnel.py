@@ -2,7 +2,7 @@
 import re
 
 import sandbox
-from sandbox import SHARED
+from sandbox import MIB, SHARED
 
 PORT_FILE = SHARED + "/var/run/debugserver"
 BEGIN, END = "begin dump trust xtunnel process info ...", "end dump trust xtunnel proces info"
@@ -56,12 +56,15 @@ class Tunnel(sandbox.Case):
                 ("closed at once", b"", {}, TRANSPORT),
                 ("cut short", OK + b"Content-Length: 100\r\n\r\nonly this", {}, TRANSPORT),
                 ("endless header", stream(1 << 20, OK + b"X: "), {}, TRANSPORT),
-                ("endless body", stream(1 << 20, OK + b"\r\n"), {}, TRANSPORT),
-                ("100 MiB", stream(100, OK + b"Content-Length: 104857600\r\n\r\n"), {},
-                 TRANSPORT + "|" + DUMP + "module state.*")):
+                ("4 MiB", ok(b"x" * (4 * MIB)), {}, DUMP + "x*"),
+                ("a byte more", ok(b"x" * (4 * MIB + 1)), {}, DUMP + "x*"),
+                ("endless body", stream(1 << 20, OK + b"\r\n"), {}, DUMP + "module state.*")):
             with self.subTest(name):
-                [(level, function, message)] = self.fetch(answer, env=env)
+                (level, function, message), *cut = self.fetch(answer, env=env)
                 self.assertEqual(function, "dumpXTunnelProc")
+                self.assertEqual(cut, [("warning", function, "xtunnel dump cut; Reason: only its first 4194304 bytes are kept")]
+                                 * (name in ("a byte more", "endless body")))
+                self.assertEqual(len(message) == len("xtunnel dump:\n") + 4 * MIB, bool(cut) or name == "4 MiB")
                 self.assertRegex(level + " " + message[:10000], r"(?s)\A(" + expected + r")\Z")
                 self.assertLess(self.result.peak_kib, 500 * 1024)
                 [request] = self.peer.requests

@@ -5,6 +5,7 @@
 
 #include "collect/directory_size.h"
 #include "collect/file_system.h"
+#include "collect/tree_copy.h"
 #include "fuzzing.h"
 #include "workspace/housekeeping.h"
 
