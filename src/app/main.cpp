@@ -11,6 +11,7 @@
 #include "app/process_setup.h"
 #include "app/progress.h"
 #include "app/result_codes.h"
+#include "app/result_lines.h"
 #include "base/directories.h"
 #include "base/shared_inst.h"
 #include "base/wait_group.h"
@@ -128,6 +129,8 @@ int main(int argc, char** argv) {
 
   // 2. The executable's folder becomes the current one. Without it the run ends here, by the exception.
   prepareProcess();
+  ResultLines result(!parser.exist("quiet"));
+  const auto showResult = [&result] { result.show(); };
   const std::string program = argc > 0 ? argv[0] : "";
   const fs::path folder = fs::path(program).parent_path();
   std::cout << "app path:" << program << std::endl;
@@ -137,7 +140,11 @@ int main(int argc, char** argv) {
 
   // 3. The tool's own log.
   const std::uint64_t startSeconds = steadySeconds();
-  if (!initLogName("LogColltionTool")) LOG_CALL(kErr, "{}{}", "initLogName failed.", "");
+  if (initLogName("LogColltionTool")) {
+    result.log(Logger::GetInstance().options().logFile);
+  } else {
+    LOG_CALL(kErr, "{}{}", "initLogName failed.", "");
+  }
   LOG_CALL(kInfo, "{}", "Collection log start");
   std::string dir;
   if (parser.exist("dir")) dir = options.getValue<std::string>("dir");
@@ -149,12 +156,12 @@ int main(int argc, char** argv) {
   // 4. The output root and room on its volume: nothing else ends a run early.
   if (!ensureLogRootDir(dir)) {
     LOG_CALL(kErr, "ensureLogRootDir {} failed.{}", dir, "");
-    endProcess(kResultNoOutputRoot);
+    endProcess(kResultNoOutputRoot, showResult);
   }
   if (checkDiskIsFull(dir)) {
     LOG_CALL(kErr, "{}; Reason: The space of the drive where the ({}) resides is full",
              "Log collection failure", dir);
-    endProcess(kResultDiskFull);
+    endProcess(kResultDiskFull, showResult);
   }
 
   // 5. A clean output root with an empty scratch folder.
@@ -181,6 +188,7 @@ int main(int argc, char** argv) {
   paths.push_back(systemInfoPath);
   progress.step("packing", zipPath);
   compressLogs(paths, zipPath);
+  result.archive(zipPath);
   LOG_CALL(kInfo, "end compress running log to {}", zipPath);
 
   // 8. Only the archive stays.
@@ -194,5 +202,5 @@ int main(int argc, char** argv) {
   if (!parser.exist("quiet")) openExplorer(zipPath);
   LOG_CALL(kInfo, "{}", "Collection log completed");
   std::cout << "Collection log completed." << std::endl;
-  endProcess(kResultSuccess);
+  endProcess(kResultSuccess, showResult);
 }
