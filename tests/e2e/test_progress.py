@@ -98,21 +98,14 @@ class Progress(sandbox.Case):
             self.finish(started, NO_PORT_FILE)
             self.assertNotIn(b"\x1b", self.terminal.raw)
 
-    def test_a_terminal_that_takes_nothing_holds_up_nobody(self):
-        started = self.start()
-        self.terminal.wait_for(ALL_RUNNING)
-        termios.tcflow(self.terminal.slave, termios.TCOOFF)
-        self.let_go()
-        self.tool_box.finish(started)
-        self.assertEqual(len(self.tool_box.archives()), 1)
-
-    def test_a_terminal_that_goes_away_ends_nothing_but_the_line(self):
-        started = self.start(shell='trap "" HUP; exec "$@" 2<>%s')
-        self.terminal.wait_for(ALL_RUNNING)
-        self.terminal.close()
-        self.let_go()
-        self.tool_box.finish(started)
-        self.assertEqual(len(self.tool_box.archives()), 1)
+    def test_a_terminal_that_stops_or_goes_away_holds_up_nobody(self):
+        for end in lambda: termios.tcflow(self.terminal.slave, termios.TCOOFF), lambda: self.terminal.close():
+            started = self.start(shell='trap "" HUP; exec "$@" 2<>%s')
+            self.terminal.wait_for(ALL_RUNNING)
+            end()
+            self.let_go()
+            self.tool_box.finish(started)
+            self.assertEqual(len(self.tool_box.archives()), 1)
 
     def test_what_an_interrupted_run_says(self):
         whole = (r"interrupted; the archive is complete",) + RESULT

