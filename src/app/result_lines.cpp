@@ -21,17 +21,20 @@ namespace {
 constexpr std::chrono::seconds kWriteLimit{1};
 constexpr double kMiB = 1024.0 * 1024.0;
 
+/// Never freed, since a signal handler may be reading it; the texts before it are kept in reach of leak
+/// checkers.
 struct Texts {
   std::string ended;
   std::string interrupted;
+  const Texts* before;
 };
 
-/// What a signal handler would write now. Never freed: a handler may be reading it.
+/// What a signal handler would write now.
 std::atomic<const Texts*> current{nullptr};
 static_assert(std::atomic<const Texts*>::is_always_lock_free, "read by a signal handler");
 
 void setTexts(std::string ended, std::string interrupted) {
-  current = new Texts{std::move(ended), std::move(interrupted)};
+  current = new Texts{std::move(ended), std::move(interrupted), current};
 }
 
 void write(const std::string& text) {
@@ -42,7 +45,8 @@ void write(const std::string& text) {
 void tellAndEnd(int signal) {
   const Texts* const texts = current;
   if (terminal::takesText()) {
-    Progress::eraseForGood();
+    // In the background the row of the cursor is somebody else's.
+    if (!terminal::runIsInBackground()) Progress::eraseForGood();
     write(signal == SIGABRT ? texts->ended : texts->interrupted);
   }
   raise(signal);  // whose default action is back in place
