@@ -121,6 +121,13 @@ class Progress(sandbox.Case):
                 os.write(self.terminal.master, b"\x03")
                 self.finish(started, NO_PORT_FILE, status=-signal.SIGINT, result=tuple(result))
 
+    def test_an_interrupt_that_the_caller_ignores(self):
+        started = self.start(shell='trap "" INT; exec "$@" 2<>%s')
+        self.terminal.wait_for(ALL_RUNNING)
+        os.kill(started[0].pid, signal.SIGINT)
+        self.let_go()
+        self.finish(started, NO_PORT_FILE)
+
     def test_what_a_run_without_an_archive_says(self):
         for how, messages, status in (
                 ({"argv0": "LogCollectionTool"}, ["terminate called.*", ".*", "no archive, and no log either: .*"],

@@ -112,8 +112,10 @@ TEST(Parser, ThrowsOnMisuse) {
       "[error] [LogCollectionTool:getValue] get none value failed.; Reason: there is no flag: --none\n");
 }
 
-TEST(CollectionCategory, GivesUnknownCodesOneMessage) {
-  EXPECT_EQ(collection_category().message(4), "http status != 200");
+TEST(CollectionCategory, KnowsItsCodes) {
+  const char* const messages[] = {"collect logs success", "specific exception", "unknown exception",
+                                  "rpc with obrela tunnel disconnected", "http status != 200"};
+  for (int code = 0; code < 5; ++code) EXPECT_EQ(collection_category().message(code), messages[code]);
   for (const int code : {5, -1, 22116001}) {
     EXPECT_EQ(collection_category().message(code), "unknown error, error code is not defined");
   }
