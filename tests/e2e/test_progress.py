@@ -125,6 +125,7 @@ class Progress(sandbox.Case):
         started = self.start(shell='trap "" INT; exec "$@" 2<>%s')
         self.terminal.wait_for(ALL_RUNNING)
         os.kill(started[0].pid, signal.SIGINT)
+        self.terminal.wait_for("^[3-9] s", seconds=5)  # it is still there
         self.let_go()
         self.finish(started, NO_PORT_FILE)
 
