@@ -47,7 +47,8 @@ ROWS = [
     ("An own log that cannot be written", "the records go to standard error", "test_ends.py", "test_own_log_that_cannot_be_had"),
 ]
 TAIL = """
-Progress characters in logs and pipes: progress is drawn on a terminal only, and --quiet leaves the result lines. Nobody
+Progress characters in logs and pipes: progress and result lines are written on a terminal only; --quiet leaves the
+lines on standard output. Nobody
 can tell what is in the archive or why a piece is missing: archive-layout.md and troubleshooting.md tell.
 
 ## What a run that was ended leaves

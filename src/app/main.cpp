@@ -12,6 +12,7 @@
 #include "app/process_setup.h"
 #include "app/progress.h"
 #include "app/result_codes.h"
+#include "app/result_lines.h"
 #include "base/directories.h"
 #include "base/shared_inst.h"
 #include "base/wait_group.h"
@@ -140,6 +141,8 @@ int main(int argc, char** argv) {
 
   // 2. The executable's folder becomes the current one. Without it the run ends here, by the exception.
   prepareProcess();
+  ResultLines result(!parser.exist("quiet"));
+  const auto showResult = [&result] { result.show(); };
   const std::string program = argc > 0 ? argv[0] : "";
   const fs::path folder = fs::path(program).parent_path();
   std::cout << "app path:" << program << std::endl;
@@ -149,7 +152,11 @@ int main(int argc, char** argv) {
 
   // 3. The tool's own log.
   const std::uint64_t startSeconds = steadySeconds();
-  if (!initLogName("LogColltionTool")) LOG_CALL(kErr, "{}{}", "initLogName failed.", "");
+  if (initLogName("LogColltionTool")) {
+    result.log(Logger::GetInstance().options().logFile);
+  } else {
+    LOG_CALL(kErr, "{}{}", "initLogName failed.", "");
+  }
   LOG_CALL(kInfo, "{}", "Collection log start");
   std::string dir;
   if (parser.exist("dir")) dir = options.getValue<std::string>("dir");
@@ -162,12 +169,12 @@ int main(int argc, char** argv) {
   utilities::Links links{};
   if (!ensureLogRootDir(dir, fs::path(program).filename().string(), links)) {
     LOG_CALL(kErr, "ensureLogRootDir {} failed.{}", dir, "");
-    endProcess(kResultNoOutputRoot);
+    endProcess(kResultNoOutputRoot, showResult);
   }
   if (checkDiskIsFull(dir)) {
     LOG_CALL(kErr, "{}; Reason: The space of the drive where the ({}) resides is full",
              "Log collection failure", dir);
-    endProcess(kResultDiskFull);
+    endProcess(kResultDiskFull, showResult);
   }
 
   // 5. A clean output root with an empty scratch folder.
@@ -193,6 +200,7 @@ int main(int argc, char** argv) {
   if (!utilities::discardForeignEntry(systemInfoPath)) paths.push_back(systemInfoPath);
   progress.step("packing", zipPath);
   compressLogs(paths, zipPath);
+  result.archive(zipPath);
   LOG_CALL(kInfo, "end compress running log to {}", zipPath);
 
   // 8. Only the archive stays.
@@ -206,5 +214,5 @@ int main(int argc, char** argv) {
   if (!parser.exist("quiet")) openExplorer(zipPath);
   LOG_CALL(kInfo, "{}", "Collection log completed");
   std::cout << "Collection log completed." << std::endl;
-  endProcess(kResultSuccess);
+  endProcess(kResultSuccess, showResult);
 }

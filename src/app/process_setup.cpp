@@ -48,12 +48,13 @@ void prepareProcess() {
   std::signal(SIGCHLD, SIG_DFL);
 }
 
-void endProcess(int result) {
+void endProcess(int result, const std::function<void()>& last) {
   logutils::macos::details::endCommands();
   Logger::GetInstance().flush();
   std::cout.flush();
   std::cerr.flush();
   std::fflush(stdout);
+  last();
   // Not every stream: one that a detached thread reads from is locked.
   std::_Exit(result);
 }

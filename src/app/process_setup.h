@@ -1,5 +1,7 @@
 #pragma once
 
+#include <functional>
+
 namespace quelmar {
 
 /// Puts the process into a known state whatever it was started with: standard input is /dev/null, for the
@@ -12,6 +14,7 @@ void prepareProcess();
 /// Ends the process at once with `result`, after ending the commands that still run and flushing the log
 /// and the standard streams. Threads that are still in a system call, or hold a lock of the C library,
 /// cannot hold up or crash the exit: nothing is torn down.
-[[noreturn]] void endProcess(int result);
+/// @param last  called when nothing of the run writes to the terminal any more.
+[[noreturn]] void endProcess(int result, const std::function<void()>& last);
 
 }  // namespace quelmar

@@ -5,7 +5,6 @@
 #include <cerrno>
 #include <chrono>
 #include <condition_variable>
-#include <csignal>
 #include <cstdlib>
 #include <exception>
 #include <mutex>
@@ -16,9 +15,10 @@
 
 #include <fmt/format.h>
 #include <sys/ioctl.h>
-#include <sys/select.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include "app/terminal.h"
 
 namespace quelmar {
 namespace {
@@ -47,40 +47,12 @@ struct View {
   std::string file;
 };
 
+// How the line stands on the terminal, for a signal handler.
+std::atomic<std::size_t> shownLength{0};
 std::atomic<bool> shownBelowCursor{false};
-static_assert(std::atomic<bool>::is_always_lock_free, "read by a signal handler");
-
-/// Tells whether the terminal is the run's to write to and would take text now: it does not while the run is
-/// in the background, its output is stopped or nobody reads it.
-bool takesText() {
-  const pid_t foreground = tcgetpgrp(STDERR_FILENO);
-  if (foreground > 0 && foreground != getpgrp()) return false;
-  fd_set descriptors;
-  FD_ZERO(&descriptors);
-  FD_SET(STDERR_FILENO, &descriptors);
-  timeval now{};
-  // Not poll, which knows no terminals on some hosts.
-  return select(STDERR_FILENO + 1, nullptr, &descriptors, nullptr, &now) == 1;
-}
-
-/// Somebody who interrupts the run gets a prompt that is not written over the line.
-void eraseAndEnd(int signal) {
-  if (shownBelowCursor && takesText()) {
-    static_cast<void>(!write(STDERR_FILENO, kErase, sizeof(kErase) - 1));
-  }
-  raise(signal);  // whose default action is back in place
-}
-
-void eraseWhenInterrupted() {
-  for (const int signal : {SIGINT, SIGTERM}) {
-    struct sigaction old {};
-    if (sigaction(signal, nullptr, &old) != 0 || old.sa_handler != SIG_DFL) continue;
-    struct sigaction action {};
-    action.sa_handler = &eraseAndEnd;
-    action.sa_flags = static_cast<int>(SA_RESETHAND);
-    sigaction(signal, &action, nullptr);
-  }
-}
+std::atomic<bool> erasedForGood{false};
+static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<std::size_t>::is_always_lock_free,
+              "used by a signal handler");
 
 bool understandsEscapes() {
   const char* const terminal = std::getenv("TERM");
@@ -134,22 +106,25 @@ class Line {
 
  private:
   bool rewrite(const std::string& text, std::size_t width) {
-    if ((text.empty() && length_ == 0) || !takesText()) return true;
+    const std::size_t length = shownLength;
+    if ((text.empty() && length == 0) || terminal::runIsInBackground() || !terminal::takesText() ||
+        erasedForGood) {
+      return true;
+    }
     std::string output = kErase;
     if (!escapes_) {
-      output = "\r" + text + std::string(std::max(std::min(length_, width), text.size()) - text.size(), ' ') +
-               "\r";
+      output =
+          "\r" + text + std::string(std::max(std::min(length, width), text.size()) - text.size(), ' ') + "\r";
     } else if (!text.empty()) {
       output += kDown + text + kBack;
     }
-    length_ = text.size();
-    shownBelowCursor = escapes_ && !text.empty();
+    shownLength = text.size();
+    shownBelowCursor = escapes_;
     return write(STDERR_FILENO, output.data(), output.size()) >= 0 || errno == EINTR || errno == EAGAIN;
   }
 
   const steady_clock::time_point start_ = steady_clock::now();
   const bool escapes_ = understandsEscapes();
-  std::size_t length_ = 0;
 };
 
 }  // namespace
@@ -179,6 +154,16 @@ struct Progress::Shared {
   }
 };
 
+void Progress::eraseForGood() {
+  erasedForGood = true;
+  std::size_t blanks = shownBelowCursor ? 0 : shownLength.load();
+  // To the first column: what the terminal shows of the keys that interrupt a run is written over.
+  bool written = write(STDERR_FILENO, "\r", 1) == 1;
+  if (shownBelowCursor) written = write(STDERR_FILENO, kErase, sizeof(kErase) - 1) > 0;
+  while (written && blanks-- > 0) written = write(STDERR_FILENO, " ", 1) == 1;
+  static_cast<void>(!write(STDERR_FILENO, "\r", 1));
+}
+
 Progress::Progress(bool wanted) {
   if (!wanted || isatty(STDERR_FILENO) == 0) return;
   const auto shared = std::make_shared<Shared>();
@@ -193,7 +178,6 @@ Progress::Progress(bool wanted) {
     return;
   }
   shared_ = shared;
-  if (understandsEscapes()) eraseWhenInterrupted();
 }
 
 std::shared_ptr<const void> Progress::collector(const std::string& name) {

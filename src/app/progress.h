@@ -27,6 +27,10 @@ class Progress {
   /// @param file  a file whose size so far is shown with it; none when empty.
   void step(const std::string& name, const std::string& file = "");
 
+  /// Erases the line, and what else stands in the row of the cursor; nothing is drawn any more. For a signal
+  /// handler: it calls nothing that must not be called there.
+  static void eraseForGood();
+
   /// Erases the line for good. Waits for it at most a second; nothing new is drawn once that returned.
   void end();
 

@@ -21,7 +21,8 @@ namespace quelmar {
 namespace {
 
 constexpr const char* kDefaultRoot = "/tmp/oBrelaLog";
-// The client product's version, not the tool's own: archives are labelled by what they are about.
+// Stands for the client product, and is a constant all the same: not the version of the client that failed,
+// nor the tool's own.
 constexpr const char* kProductVersion = "2.5.16.20";
 constexpr std::uintmax_t kMinAvailableBytes = 524'288'000;  // 500 MiB
 constexpr std::uintmax_t kMaxReportBytes = 1'073'741'824;   // 1 GiB

@@ -1,5 +1,6 @@
 """Runs that end early, and what the command line does to a run."""
 import os
+import pathlib
 import signal
 
 import sandbox
@@ -22,6 +23,19 @@ class Ends(sandbox.Case):
         result = box.run(argv0="LogCollectionTool", status=-signal.SIGABRT)  # no folder to change to
         self.assertEqual(result.out, "app path:LogCollectionTool\nset sdp agent current work path \n")
         self.assertEqual(box.tree(), before)
+
+    def test_folders_that_the_script_keeps_from_the_tool(self):
+        box = self.box()
+        box.put("/project/dev", (pathlib.Path(__file__).parents[2] / "dev").read_bytes(), mode=0o755)
+        box.put("/full/letter", "somebody's")
+        for paths, reason in ((["/full", "/", "//", "../full", "/full/"], "holds nothing of this tool"),
+                              (["/full/letter", "/dev/null"], "is a file"), ([""], "needs a folder"),
+                              (["/a" + c for c in " \t\n|&;<>()$`\\\"'*?[]{}~#!"], "a shell acts on")):
+            for arguments in [a for p in paths for a in (["--dir", p], ["-kqd", p], ["--dir=%s" % p])]:
+                with self.subTest(arguments):
+                    result = box.run("collect", *arguments, argv0="/project/dev", status=1)
+                    self.assertIn(reason, result.err)
+        self.assertEqual(os.listdir(box.path("/project")), ["dev"])
 
     def test_output_folder(self):
         """Where the archive goes, by arguments; anything unusable means the default, without a word."""

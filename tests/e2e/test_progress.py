@@ -1,4 +1,4 @@
-"""The line that a person at a terminal sees while a run goes on, and that nobody else ever sees."""
+"""What a person at a terminal sees of a run, and nobody else: the line while it goes on, the result at its end."""
 import os
 import re
 import signal
@@ -9,30 +9,33 @@ import terminal
 
 NO_PORT_FILE = r"\[LogCollectionTool:getServicePortViaPath:\d+\]: argument not found"
 SLOW = "sleep 1"  # a command that takes longer than the line takes to appear
+RESULT = r"/tmp/oBrelaLog/oBrelaLog_2\.5\.16\.20_\d{14}\.zip", r"\d+\.\d MiB, \d+ files, \d+ s"
 ALL_RUNNING = r"system information: running, tunnel dump: done, running logs: running"
 
 
 class Progress(sandbox.Case):
     def start(self, *arguments, columns=100, shell='exec "$@" 2<>%s', term="xterm", content="some text",
-              command="read line </go_info"):
+              command="exec 2>&-; read line </go_info", reveal="", argv0="/opt/tool/LogCollectionTool"):
         """A run on a terminal whose reports wait until they are let go."""
         self.terminal = terminal.Terminal(columns)
         self.addCleanup(self.terminal.close)
-        self.tool_box = self.box(fakes={"uname": command, "journalctl": "read line </go_logs"})
+        self.tool_box = self.box(fakes={"uname": command, "journalctl": "exec 2>&-; read line </go_logs", "open": reveal})
         self.tool_box.bind("/dev/pts")
         for fifo in "/go_info", "/go_logs":
             self.tool_box.make(os.mkfifo, fifo)
         self.tool_box.put(sandbox.UEM_LOGS + "agent.log", content)
-        return self.tool_box.start(*arguments, shell=shell % self.terminal.name, env={"TERM": term})
+        return self.tool_box.start(*arguments, shell=shell % self.terminal.name, env={"TERM": term}, argv0=argv0)
 
     def let_go(self, *fifos):
         for fifo in fifos or ("/go_info", "/go_logs"):
             with open(self.tool_box.path(fifo), "w") as file:
                 file.write("\n")
 
-    def finish(self, started, *messages, status=0):
-        """Ends the run; nothing but the messages may be left on the terminal, each of them whole."""
+    def finish(self, started, *messages, status=0, result=RESULT):
+        """Ends the run; nothing but the messages and the result may be left on the terminal, each line whole."""
+        messages += result
         result = self.tool_box.finish(started, status)
+        self.terminal.wait_for("^%s$" % messages[-1])
         left = self.terminal.rest()
         self.assertEqual(len(left), len(messages), left)
         for line, message in zip(left, messages):
@@ -51,6 +54,9 @@ class Progress(sandbox.Case):
         first = self.terminal.wait_for(r"\d s  packing, (\d+\.\d) MiB so far")[1]
         self.terminal.wait_for(r"packing, (?!%s M)\d+\.\d MiB so far" % first)
         self.finish(started, NO_PORT_FILE)
+        archive = self.tool_box.path(sandbox.ROOT_DIR + "/" + self.tool_box.archives()[0])
+        self.assertRegex(self.terminal.lines()[-1], "^%.1f MiB, %d files, " % (
+            os.path.getsize(archive) / sandbox.MIB, len(self.tool_box.zip())))
 
     def test_nobody_else_sees_anything_of_it(self):
         started = self.start()
@@ -70,7 +76,7 @@ class Progress(sandbox.Case):
     def test_quiet_shows_nothing(self):
         started = self.start("--quiet", command=SLOW)
         self.let_go("/go_logs")
-        self.finish(started, NO_PORT_FILE)
+        self.finish(started, NO_PORT_FILE, result=())
         self.assertNotIn(b"\r\x1b", self.terminal.raw)
 
     def test_it_is_as_narrow_as_the_terminal(self):
@@ -80,6 +86,7 @@ class Progress(sandbox.Case):
             self.terminal.resize(columns)
             self.terminal.wait_for(r"^\d+ s%s$" % text)
         self.terminal.resize(2)
+        self.terminal.resize(100)
         self.let_go()
         self.finish(started, r"\[L")
 
@@ -91,32 +98,50 @@ class Progress(sandbox.Case):
             self.finish(started, NO_PORT_FILE)
             self.assertNotIn(b"\x1b", self.terminal.raw)
 
-    def test_a_terminal_that_takes_nothing_holds_up_nobody(self):
-        started = self.start()
-        self.terminal.wait_for(ALL_RUNNING)
-        termios.tcflow(self.terminal.slave, termios.TCOOFF)
-        self.let_go()
-        self.tool_box.finish(started)
-        self.assertEqual(len(self.tool_box.archives()), 1)
+    def test_a_terminal_that_stops_or_goes_away_holds_up_nobody(self):
+        for end in lambda: termios.tcflow(self.terminal.slave, termios.TCOOFF), lambda: self.terminal.close():
+            started = self.start(shell='trap "" HUP; exec "$@" 2<>%s')
+            self.terminal.wait_for(ALL_RUNNING)
+            end()
+            self.let_go()
+            self.tool_box.finish(started)
+            self.assertEqual(len(self.tool_box.archives()), 1)
 
-    def test_a_terminal_that_goes_away_ends_nothing_but_the_line(self):
-        started = self.start(shell='trap "" HUP; exec "$@" 2<>%s')
-        self.terminal.wait_for(ALL_RUNNING)
-        self.terminal.close()
-        self.let_go()
-        self.tool_box.finish(started)
-        self.assertEqual(len(self.tool_box.archives()), 1)
+    def test_what_an_interrupted_run_says(self):
+        whole = (r"interrupted; the archive is complete",) + RESULT
+        for term, reveal, result in (("xterm", "", ["interrupted; no archive"]),
+                                     ("dumb", "", ["interrupted; no archive"]),
+                                     ("xterm", "echo shown >&2; exec 2>&-; read line </go_info", ["shown", *whole])):
+            with self.subTest(term=term, reveal=reveal):
+                started = self.start(term=term, reveal=reveal)
+                self.terminal.wait_for(ALL_RUNNING)
+                if reveal:
+                    self.let_go()
+                    self.terminal.wait_for("^shown$")
+                os.write(self.terminal.master, b"\x03")
+                self.finish(started, NO_PORT_FILE, status=-signal.SIGINT, result=tuple(result))
 
-    def test_an_interrupted_run_leaves_a_clean_terminal(self):
-        started = self.start()
+    def test_an_interrupt_that_the_caller_ignores(self):
+        started = self.start(shell='trap "" INT; exec "$@" 2<>%s')
         self.terminal.wait_for(ALL_RUNNING)
         os.kill(started[0].pid, signal.SIGINT)
-        self.finish(started, NO_PORT_FILE, status=-signal.SIGINT)
+        self.terminal.wait_for("^[3-9] s", seconds=5)  # it is still there
+        self.let_go()
+        self.finish(started, NO_PORT_FILE)
 
-    def test_a_run_in_the_background_is_silent(self):
+    def test_what_a_run_without_an_archive_says(self):
+        for how, messages, status in (
+                ({"argv0": "LogCollectionTool"}, ["terminate called.*", ".*", "no archive, and no log either: .*"],
+                 -signal.SIGABRT),
+                ({"shell": 'exec 2<>%s; mount -t tmpfs -o ro none /tmp && exec "$@"'},
+                 ["no archive; the log is %s" % sandbox.OWN_LOG], 161)):
+            with self.subTest(how):
+                self.finish(self.start(**how), *messages, status=status, result=())
+
+    def test_a_run_in_the_background_shows_its_result_only(self):
         started = self.start(shell="""exec 2<>%s; exec bash -mc '"$@" & wait' bash "$@" """, command=SLOW)
         self.let_go("/go_logs")
-        self.finish(started, NO_PORT_FILE, r"\[1\].*Done.*")  # the shell's word
+        self.finish(started, NO_PORT_FILE, *RESULT, r"\[1\].*Done.*", result=())  # the last is the shell's
         self.assertNotIn(b"running", self.terminal.raw)
 
 

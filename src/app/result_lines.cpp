@@ -1,0 +1,105 @@
+#include "app/result_lines.h"
+
+#include <atomic>
+#include <csignal>
+#include <utility>
+
+#include <boost/filesystem/operations.hpp>
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include "app/progress.h"
+#include "app/terminal.h"
+#include "base/bounded_call.h"
+#include "zipper/entry_count.h"
+
+namespace fs = boost::filesystem;
+
+namespace quelmar {
+namespace {
+
+constexpr std::chrono::seconds kWriteLimit{1};
+constexpr double kMiB = 1024.0 * 1024.0;
+
+/// Never freed, since a signal handler may be reading it; the texts before it are kept in reach of leak
+/// checkers.
+struct Texts {
+  std::string ended;
+  std::string interrupted;
+  const Texts* before;
+};
+
+/// What a signal handler would write now.
+std::atomic<const Texts*> current{nullptr};
+static_assert(std::atomic<const Texts*>::is_always_lock_free, "read by a signal handler");
+
+void setTexts(std::string ended, std::string interrupted) {
+  current = new Texts{std::move(ended), std::move(interrupted), current};
+}
+
+void write(const std::string& text) {
+  static_cast<void>(!::write(STDERR_FILENO, text.data(), text.size()));
+}
+
+/// Calls nothing but what a signal handler may call.
+void tellAndEnd(int signal) {
+  const Texts* const texts = current;
+  if (terminal::takesText()) {
+    // In the background the row of the cursor is somebody else's.
+    if (!terminal::runIsInBackground()) Progress::eraseForGood();
+    write(signal == SIGABRT ? texts->ended : texts->interrupted);
+  }
+  raise(signal);  // whose default action is back in place
+}
+
+void tellAtSignals() {
+  for (const int signal : {SIGINT, SIGTERM, SIGABRT}) {
+    struct sigaction old {};
+    if (sigaction(signal, nullptr, &old) != 0 || old.sa_handler != SIG_DFL) continue;
+    struct sigaction action {};
+    action.sa_handler = &tellAndEnd;
+    action.sa_flags = static_cast<int>(SA_RESETHAND);
+    sigaction(signal, &action, nullptr);
+  }
+}
+
+}  // namespace
+
+ResultLines::ResultLines(bool wanted) : wanted_(wanted && isatty(STDERR_FILENO) != 0) {
+  log("");
+  if (wanted_) tellAtSignals();
+}
+
+void ResultLines::log(const std::string& path) {
+  none_ = path.empty() ? "no archive, and no log either: what is above is all there is\n"
+                       : fmt::format("no archive; the log is {}\n", path);
+  if (wanted_) setTexts(none_, "interrupted; no archive\n");
+}
+
+void ResultLines::archive(const std::string& path) {
+  if (!wanted_) return;
+  boost::system::error_code ec;
+  path_ = fs::path(path).is_absolute() ? path : (fs::current_path(ec) / path).string();
+  const std::string text = describe();
+  if (text != none_) setTexts(text, "interrupted; the archive is complete\n" + text);
+}
+
+void ResultLines::show() {
+  if (!wanted_) return;
+  utilities::runWithin(kWriteLimit, [text = describe()] {
+    if (terminal::takesText()) write(text);
+  });
+}
+
+std::string ResultLines::describe() const {
+  boost::system::error_code ec;
+  if (!fs::is_regular_file(fs::symlink_status(path_, ec))) return none_;
+  const auto bytes = static_cast<double>(fs::file_size(path_, ec));
+  const auto entries = zipper::entryCount(path_);
+  if (ec || !entries) return none_;
+  const auto seconds =
+      std::chrono::duration_cast<std::chrono::seconds>(std::chrono::steady_clock::now() - start_).count();
+  return fmt::format("{}\n{:.1f} MiB, {} files, {} s\n", path_, bytes / kMiB, *entries, seconds);
+}
+
+}  // namespace quelmar
