@@ -167,7 +167,7 @@ int main(int argc, char** argv) {
 
   // 4. The output root and room on its volume: nothing else ends a run early.
   utilities::Links links{};
-  if (!ensureLogRootDir(dir, fs::path(program).filename().string(), links)) {
+  if (!ensureLogRootDir(dir, fs::path(program).filename().string(), &links)) {
     LOG_CALL(kErr, "ensureLogRootDir {} failed.{}", dir, "");
     endProcess(kResultNoOutputRoot, showResult);
   }

@@ -41,8 +41,9 @@ std::error_code rotateEarly(const std::string& file, std::uintmax_t cap) {
 }  // namespace
 
 std::error_code claimLog(const std::string& file) {
+  const fs::path folder = fs::path(file).parent_path();
   std::error_code ec;
-  if (!utilities::ensureDirectoryExist(fs::path(file).parent_path().string(), ec)) return ec;
+  if (!folder.empty() && !utilities::ensureDirectoryExist(folder.string(), ec)) return ec;
   return utilities::discardForeignEntry(file);
 }
 

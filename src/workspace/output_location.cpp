@@ -38,15 +38,14 @@ bool mayBeEmptied(const std::string& root, const std::string& executable) {
 
 }  // namespace
 
-bool ensureLogRootDir(std::string& root, const std::string& executable, utilities::Links& links) {
+bool ensureLogRootDir(std::string& root, const std::string& executable, utilities::Links* links) {
   std::error_code ec;
-  links = utilities::Links::kAny;
   // Asked before a file there is replaced, and of the folder that is there then.
-  if (!root.empty() && mayBeEmptied(root, executable) && utilities::ensureDirectoryExist(root, ec, links) &&
-      mayBeEmptied(root, executable)) {
-    return true;
-  }
-  links = utilities::Links::kOwn;
+  const bool isNamed = !root.empty() && mayBeEmptied(root, executable) &&
+                       utilities::ensureDirectoryExist(root, ec, utilities::Links::kAny) &&
+                       mayBeEmptied(root, executable);
+  if (links != nullptr) *links = isNamed ? utilities::Links::kAny : utilities::Links::kOwn;
+  if (isNamed) return true;
   if (!utilities::ensureDirectoryExist(kDefaultRoot, ec)) {
     LOG_CALL(kErr, "ensureDirectoryExist {} failed.{}", kDefaultRoot, "");
     return false;
