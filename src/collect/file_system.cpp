@@ -19,8 +19,12 @@ constexpr fs::perms kWriteForAll = static_cast<fs::perms>(0222);
 
 void addWritePermission(const fs::path& path) {
   try {
-    // chmod would go through a link to a file that is not ours.
-    if (fs::is_symlink(fs::symlink_status(path))) return;
+    struct stat info {};
+    if (const std::error_code ec = utilities::lookUp(AT_FDCWD, path.c_str(), utilities::Links::kNone, info)) {
+      throw std::system_error(ec);
+    }
+    // chmod would go through a link, and for all names of a file, to what is not ours.
+    if (!S_ISDIR(info.st_mode) && (!S_ISREG(info.st_mode) || info.st_nlink != 1)) return;
     // All other bits are replaced: kept on purpose.
     fs::permissions(path, kWriteForAll);
   } catch (const std::exception&) {
@@ -30,9 +34,10 @@ void addWritePermission(const fs::path& path) {
 }
 
 /// Calls back with each entry of `dir` in listing order.
-std::error_code forEachEntry(const fs::path& dir, const std::function<void(const fs::path&)>& onEntry) {
+std::error_code forEachEntry(const fs::path& dir, utilities::Links links,
+                             const std::function<void(const fs::path&)>& onEntry) {
   std::string entries;
-  const std::error_code ec = utilities::listDirectory(dir.c_str(), utilities::Links::kAny, entries);
+  const std::error_code ec = utilities::listDirectory(dir.c_str(), links, entries);
   utilities::forEachEntry(entries, [&](utilities::EntryKind, const char* name) { onEntry(dir / name); });
   return ec;
 }
@@ -44,7 +49,7 @@ void walkEntry(const fs::path& path, const std::function<void(const std::string&
   const fs::file_status status = fs::symlink_status(path, ec);
   if (fs::is_directory(status)) {
     if (beforeDir) beforeDir(path.string());
-    directoryWalker(path, beforeDir, afterDir, onFile);
+    directoryWalker(path, beforeDir, afterDir, onFile, utilities::Links::kNone);
     if (afterDir) afterDir(path.string());
   } else if (ec) {
     LOG_CALL_AS("directoryWalker", kWarn, "current path:{}; Reason: code:{} msg:{}", path.string(),
@@ -72,9 +77,9 @@ void ensureRemove(const fs::path& path) {
 
 void directoryWalker(const fs::path& root, const std::function<void(const std::string&)>& beforeDir,
                      const std::function<void(const std::string&)>& afterDir,
-                     const std::function<void(const std::string&)>& onFile) {
+                     const std::function<void(const std::string&)>& onFile, utilities::Links links) {
   struct stat info {};
-  std::error_code ec = utilities::lookUp(AT_FDCWD, root.c_str(), utilities::Links::kOwn, info);
+  std::error_code ec = utilities::lookUp(AT_FDCWD, root.c_str(), links, info);
   if (!ec && !S_ISDIR(info.st_mode)) ec = std::make_error_code(std::errc::not_a_directory);
   if (ec) {
     LOG_CALL(kWarn, "Source directory {} not exist.; Reason: code:{} msg:{}", root.string(), ec.value(),
@@ -82,8 +87,8 @@ void directoryWalker(const fs::path& root, const std::function<void(const std::s
     return;
   }
   try {
-    const std::error_code listed =
-        forEachEntry(root, [&](const fs::path& entry) { walkEntry(entry, beforeDir, afterDir, onFile); });
+    const std::error_code listed = forEachEntry(
+        root, links, [&](const fs::path& entry) { walkEntry(entry, beforeDir, afterDir, onFile); });
     if (listed) throw std::system_error(listed, "code:" + std::to_string(listed.value()));
   } catch (const std::exception& failure) {
     LOG_CALL(kWarn, "An exception occurred while traversing the directory({}); Reason: {}", root.string(),

@@ -6,6 +6,8 @@
 
 #include <boost/filesystem/path.hpp>
 
+#include "base/directory.h"
+
 namespace quelmar::helper {
 
 /// Removes what stands at `path`, a tree whole, a link itself and never its target. When that fails, sets
@@ -19,15 +21,16 @@ void ensureRemove(const boost::filesystem::path& path);
 bool ensureRemove(const boost::filesystem::path& path, std::error_code& ec);
 
 /// Walks the tree under `root` depth first. Takes the listing of a level before it calls back, so that
-/// callbacks may remove what they are handed. Links are handed out as files and never followed, `root` itself
-/// excepted (see utilities::isOwnDirectory). Failures are logged and the walk goes on with the next entry, or
-/// the outer level.
+/// callbacks may remove what they are handed. Links are handed out as files and never followed. Failures are
+/// logged and the walk goes on with the next entry, or the outer level.
 /// @param beforeDir  called with each sub-directory before its contents; may be empty.
 /// @param afterDir   called with each sub-directory after its contents; may be empty.
 /// @param onFile     called with each other entry; may be empty.
+/// @param links      as which links `root` itself is followed
 void directoryWalker(const boost::filesystem::path& root,
                      const std::function<void(const std::string&)>& beforeDir,
                      const std::function<void(const std::string&)>& afterDir,
-                     const std::function<void(const std::string&)>& onFile);
+                     const std::function<void(const std::string&)>& onFile,
+                     utilities::Links links = utilities::Links::kOwn);
 
 }  // namespace quelmar::helper

@@ -17,6 +17,7 @@
 #include <sys/stat.h>
 
 #include "base/descriptor.h"
+#include "base/directories.h"
 #include "base/directory.h"
 #include "base/regular_file.h"
 #include "collect/file_system.h"
@@ -306,17 +307,14 @@ std::error_code prepareCopy(const char* function, Level missingSourceLevel, cons
     LOG_CALL_AS(function, missingSourceLevel, kMissingSource, src.string(), ec.value(), ec.message());
     return ec;
   }
-  if (!utilities::lookUp(AT_FDCWD, dst.c_str(), Links::kNone, info)) {
-    if (S_ISDIR(info.st_mode)) return {};
-    if (!ensureRemove(dst, ec)) {
-      LOG_CALL_AS(function, kErr, kNotRemoved, dst.string(), ec.value(), ec.message());
-      return ec;
-    }
+  ec = utilities::lookUp(AT_FDCWD, dst.c_str(), Links::kNone, info);
+  if (!ec && !S_ISDIR(info.st_mode) && !ensureRemove(dst, ec)) {
+    LOG_CALL_AS(function, kErr, kNotRemoved, dst.string(), ec.value(), ec.message());
+    return ec;
   }
-  boost::system::error_code error;
-  fs::create_directories(dst, error);
-  if (error) LOG_CALL_AS(function, kErr, kNotMade, dst.string(), error.value(), error.message());
-  return error;
+  ec = utilities::claimDirectory(dst, Links::kNone);
+  if (ec) LOG_CALL_AS(function, kErr, kNotMade, dst.string(), ec.value(), ec.message());
+  return ec;
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <boost/exception/diagnostic_information.hpp>
 #include <boost/filesystem/path.hpp>
 
+#include "base/directories.h"
 #include "base/directory.h"
 #include "base/regular_file.h"
 #include "logging/log_call.h"
@@ -13,8 +14,8 @@ namespace fs = boost::filesystem;
 namespace quelmar {
 namespace {
 
-bool isLeftOut(const std::string& fileName) {
-  const std::string name = boost::algorithm::to_lower_copy(fileName);
+bool isLeftOut(const fs::path& path) {
+  const std::string name = boost::algorithm::to_lower_copy(path.filename().string());
   return name.find("tunnel") != std::string::npos || name.find("obreladns") != std::string::npos;
 }
 
@@ -22,23 +23,27 @@ bool isLeftOut(const std::string& fileName) {
 
 void collectSelf(const std::string& dir) {
   const fs::path log(Logger::GetInstance().options().logFile);
-  std::error_code ec;
-  utilities::copyRegularFile(log, fs::path(dir) / log.filename(), utilities::Overwrite::kYes, ec);
+  std::error_code ec = claimLog(log.string());
+  if (!ec) ec = utilities::discardForeignEntry(dir, utilities::Wanted::kDirectory);
+  if (!ec) utilities::copyRegularFile(log, fs::path(dir) / log.filename(), utilities::Overwrite::kYes, ec);
   if (ec) {
     LOG_CALL(kWarn, "collect({}) to dir({}) return false; Reason: err code={}, msg={}", log.string(), dir,
              ec.value(), ec.message());
   }
 }
 
-std::vector<std::string> collectCacheLogPaths(const std::string& dir) {
+std::vector<std::string> collectCacheLogPaths(const std::string& dir,
+                                              const std::set<std::string>& leftovers) {
   std::vector<std::string> paths;
   try {
     std::string entries;
     const std::error_code listed = utilities::listDirectory(dir.c_str(), utilities::Links::kNone, entries);
     utilities::forEachEntry(entries, [&](utilities::EntryKind kind, const char* name) {
       // What cannot be looked at now is handed on: the packer tells when it cannot do it either.
-      const bool isFile = kind == utilities::EntryKind::kFile || kind == utilities::EntryKind::kUnknown;
-      if (kind == utilities::EntryKind::kDirectory || (isFile && !isLeftOut(name))) {
+      const bool mayBeFile = kind == utilities::EntryKind::kFile || kind == utilities::EntryKind::kUnknown;
+      const bool isFile = mayBeFile && !isLeftOut(name);
+      const bool isOurs = leftovers.count(name) == 0;
+      if (isOurs && (isFile || kind == utilities::EntryKind::kDirectory)) {
         paths.push_back((fs::path(dir) / name).string());
       }
     });
