@@ -45,16 +45,6 @@ std::vector<std::string> collectedExtensions() {
           ".crc", ".mmap3", ".dmp",  ".ips",  ".crash", ".pcap", ""};
 }
 
-/// A step for which there is no memory is told, and the next one follows.
-template <typename Step>
-void attempt(const Step& step) {
-  try {
-    step();
-  } catch (const std::bad_alloc& failure) {
-    DRIVER_LOG(kErr, "{}; Reason: exception:{}", "collect running log failed.", failure.what());
-  }
-}
-
 /// Claims the scratch folder `dir` and each level of `name` in it.
 bool claimLevels(const fs::path& dir, const fs::path& name, std::error_code (*claim)(const fs::path&)) {
   fs::path folder = dir;
@@ -91,12 +81,17 @@ void openToAll(const std::string& dir) {
   }
 }
 
-/// Calls back with the paths of each source of a step.
+/// Calls back with the paths of each source of a step. That there is no memory for one is told, and the next
+/// one follows.
 template <typename Callback>
 void forEachSource(Step step, const std::string& name, const Callback& callback) {
   for (const Source& source : kSources) {
-    if (source.step == step)
+    if (source.step != step) continue;
+    try {
       callback(source, filledIn(source.path, name), filledIn(source.destination, name));
+    } catch (const std::bad_alloc& failure) {
+      DRIVER_LOG(kErr, "{}; Reason: exception:{}", "collect running log failed.", failure.what());
+    }
   }
 }
 
@@ -215,7 +210,7 @@ void collectRunningLog(const std::string& dir) {
   const fs::path logsDir = scratch / "logs";
   if (!claimLevels(scratch, "logs", makeFolder)) return;
   forEachSource(kInstaller, "", [&](const Source& /*source*/, const fs::path& from, const fs::path& to) {
-    attempt([&] { copyInstallerLog(from, scratch / to); });
+    copyInstallerLog(from, scratch / to);
   });
 
   const FileFilter filter = copyFilter(collectedExtensions(), boost::posix_time::second_clock::local_time());
@@ -224,7 +219,7 @@ void collectRunningLog(const std::string& dir) {
   const std::vector<std::string> userList = users();
   const std::string& firstUser = userList.front();
   DRIVER_LOG(kInfo, "{}", "collect uem logs...");
-  attempt([&] { copyFolders(kManagement, firstUser, scratch, filter); });
+  copyFolders(kManagement, firstUser, scratch, filter);
 
   DRIVER_LOG(kInfo, "{}", "start uem system state collection thread ...");
   const SideCollector uemState("collectSystemStateForUem", [folder = logsDir.string(), firstUser] {
@@ -232,19 +227,15 @@ void collectRunningLog(const std::string& dir) {
   });
 
   DRIVER_LOG(kInfo, "{}", "collect user files ...");
-  attempt([&] {
-    if (checkIsCollectOkvuLog(collectedExtensions())) copyFolders(kAgent, "", scratch, filter);
-  });
-  attempt([&] { copyNetData(scratch, filter); });
-  for (const std::string& user : userList) {
-    attempt([&] { copyFolders(kUser, user, scratch, filter); });
-  }
-  attempt([&] { copyFolders(kShared, "", scratch, filter); });
+  if (checkIsCollectOkvuLog(collectedExtensions())) copyFolders(kAgent, "", scratch, filter);
+  copyNetData(scratch, filter);
+  for (const std::string& user : userList) copyFolders(kUser, user, scratch, filter);
+  copyFolders(kShared, "", scratch, filter);
   forEachSource(kPortal, "", [&](const Source& /*source*/, const fs::path& from, const fs::path& to) {
-    attempt([&] { copyPortalFile(from, scratch / to); });
+    copyPortalFile(from, scratch / to);
   });
   forEachSource(kLaunchd, "", [&](const Source& /*source*/, const fs::path& from, const fs::path& to) {
-    attempt([&] { copyLaunchdLog(from, scratch, to); });
+    copyLaunchdLog(from, scratch, to);
   });
 
   DRIVER_LOG(kInfo, "{}", "wait for uem collect system state log ...");

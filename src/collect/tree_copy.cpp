@@ -307,12 +307,10 @@ std::error_code prepareCopy(const char* function, Level missingSourceLevel, cons
     LOG_CALL_AS(function, missingSourceLevel, kMissingSource, src.string(), ec.value(), ec.message());
     return ec;
   }
-  if (!utilities::lookUp(AT_FDCWD, dst.c_str(), Links::kNone, info)) {
-    if (S_ISDIR(info.st_mode)) return {};
-    if (!ensureRemove(dst, ec)) {
-      LOG_CALL_AS(function, kErr, kNotRemoved, dst.string(), ec.value(), ec.message());
-      return ec;
-    }
+  ec = utilities::lookUp(AT_FDCWD, dst.c_str(), Links::kNone, info);
+  if (!ec && !S_ISDIR(info.st_mode) && !ensureRemove(dst, ec)) {
+    LOG_CALL_AS(function, kErr, kNotRemoved, dst.string(), ec.value(), ec.message());
+    return ec;
   }
   ec = utilities::claimDirectory(dst, Links::kNone);
   if (ec) LOG_CALL_AS(function, kErr, kNotMade, dst.string(), ec.value(), ec.message());

@@ -14,8 +14,8 @@ namespace fs = boost::filesystem;
 namespace quelmar {
 namespace {
 
-bool isLeftOut(const std::string& fileName) {
-  const std::string name = boost::algorithm::to_lower_copy(fileName);
+bool isLeftOut(const fs::path& path) {
+  const std::string name = boost::algorithm::to_lower_copy(path.filename().string());
   return name.find("tunnel") != std::string::npos || name.find("obreladns") != std::string::npos;
 }
 
@@ -40,9 +40,10 @@ std::vector<std::string> collectCacheLogPaths(const std::string& dir,
     const std::error_code listed = utilities::listDirectory(dir.c_str(), utilities::Links::kNone, entries);
     utilities::forEachEntry(entries, [&](utilities::EntryKind kind, const char* name) {
       // What cannot be looked at now is handed on: the packer tells when it cannot do it either.
-      const bool isFile = kind == utilities::EntryKind::kFile || kind == utilities::EntryKind::kUnknown;
+      const bool mayBeFile = kind == utilities::EntryKind::kFile || kind == utilities::EntryKind::kUnknown;
+      const bool isFile = mayBeFile && !isLeftOut(name);
       const bool isOurs = leftovers.count(name) == 0;
-      if (isOurs && (kind == utilities::EntryKind::kDirectory || (isFile && !isLeftOut(name)))) {
+      if (isOurs && (isFile || kind == utilities::EntryKind::kDirectory)) {
         paths.push_back((fs::path(dir) / name).string());
       }
     });
