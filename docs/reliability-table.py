@@ -33,7 +33,7 @@ ROWS = [
     ("One bad file aborts the rest", "each file fails alone", "test_faults_volume.py", "test_sources_that_cannot_be_read"),
     ("A file grows or shrinks meanwhile and the archive is corrupt", "the tool packs its own copy, and never more than the file had when it was opened", "test_hostile.py", "test_files_that_come_grow_and_go"),
     ("Success is announced although the disk is full", "the log tells, and what is left of the archive bears another name. The exit status stays 0: programs that start the tool rely on it", "test_faults_volume.py", "test_full_while_packing"),
-    ("Deleting through links, or deleting strangers' files", "deletion opens what it empties and never through a link", "test_faults_links.py", "test_swapped_in_during_the_run"),
+    ("Deleting through links, or deleting strangers' files", "deletion opens what it empties and never through a link; a folder with somebody's files is not used for output", "test_faults_links.py", "test_folders_that_are_not_to_be_emptied"),
     ("Predictable names in shared temporary folders", "the names are fixed; what that means and what to do instead is in security.md", "test_faults_links.py", "test_planted_before_the_run"),
     ("Late workers write after the archive is closed, or crash at exit", "nothing that a late thread can reach is torn down, and nothing starts once the process ends", "test_hang.py", "test_every_command_and_the_peer_hang"),
     ("Commands wait for a terminal or for input", "standard input is /dev/null, for the tool and all commands", "test_hang.py", "test_every_command_and_the_peer_hang"),

@@ -1,6 +1,7 @@
 #include <chrono>
 #include <cstdint>
 #include <iostream>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -48,21 +49,32 @@ std::uint64_t steadySeconds() {
 }
 
 /// Makes the scratch folder, open to every user; the run goes on without it.
-void prepareScratch(const std::string& logFilesDir) {
-  // A link under the scratch folder's name would lead copies and clean-up astray.
-  utilities::discardForeignEntry(logFilesDir);
-  boost::system::error_code ec;
-  fs::create_directories(logFilesDir, ec);
+/// @return the names in it that could not be cleared away. They are not packed: somebody may have given his
+/// own names to private files of the calling user's.
+std::set<std::string> prepareScratch(const std::string& logFilesDir) {
+  std::set<std::string> leftovers;
+  bool made = false;
+  std::error_code ec = utilities::claimDirectory(logFilesDir, utilities::Links::kNone, &made);
   if (ec) {
     LOG_CALL_AS("main", kWarn, "create_directories({}) return failed; Reason: Error code={}, msg={}",
                 logFilesDir, ec.value(), ec.message());
-    return;
+    return leftovers;
   }
-  fs::permissions(logFilesDir, fs::all_all, ec);
+  if (!made) {
+    std::string entries;
+    utilities::listDirectory(logFilesDir.c_str(), utilities::Links::kNone, entries);
+    utilities::forEachEntry(entries, [&](utilities::EntryKind, const char* name) { leftovers.insert(name); });
+  }
+  if (!leftovers.empty()) {
+    LOG_CALL_AS("main", kWarn, "{} entries of {} could not be removed and are not packed, such as {}",
+                leftovers.size(), logFilesDir, *leftovers.begin());
+  }
+  ec = utilities::openToAllUsers(logFilesDir);
   if (ec) {
     LOG_CALL_AS("main", kWarn, "permissions all_all({}) return failed; Reason: Error code={}, msg={}",
                 logFilesDir, ec.value(), ec.message());
   }
+  return leftovers;
 }
 
 /// Starts the three collectors, each on a thread that nobody joins and that signs off at the group.
@@ -147,7 +159,8 @@ int main(int argc, char** argv) {
   }
 
   // 4. The output root and room on its volume: nothing else ends a run early.
-  if (!ensureLogRootDir(dir)) {
+  utilities::Links links{};
+  if (!ensureLogRootDir(dir, fs::path(program).filename().string(), links)) {
     LOG_CALL(kErr, "ensureLogRootDir {} failed.{}", dir, "");
     endProcess(kResultNoOutputRoot);
   }
@@ -159,15 +172,14 @@ int main(int argc, char** argv) {
 
   // 5. A clean output root with an empty scratch folder.
   LOG_CALL(kInfo, "{}", "begin flush log ...");  // the text is older than what follows it: kept on purpose
-  checkAndCleanLogDir(dir);
+  checkAndCleanLogDir(dir, links);
   const std::string logFilesDir = (fs::path(dir) / "logFiles").string();
-  prepareScratch(logFilesDir);
+  const std::set<std::string> leftovers = prepareScratch(logFilesDir);
 
   // 6. The collectors, side by side.
   Progress progress(!parser.exist("quiet"));
   WaitGroup group;
   const std::string systemInfoPath = (fs::path(dir) / "system_info.log").string();
-  utilities::discardForeignEntry(systemInfoPath);
   limitReports(dir);
   startCollectors(logFilesDir, systemInfoPath, startSeconds, group, progress);
   group.wait();
@@ -177,8 +189,8 @@ int main(int argc, char** argv) {
   collectSelf(logFilesDir);
   const std::string zipPath = initZipLogPath(dir);
   LOG_CALL(kInfo, "begin compress running log to {} ...", zipPath);
-  std::vector<std::string> paths = collectCacheLogPaths(logFilesDir);
-  paths.push_back(systemInfoPath);
+  std::vector<std::string> paths = collectCacheLogPaths(logFilesDir, leftovers);
+  if (!utilities::discardForeignEntry(systemInfoPath)) paths.push_back(systemInfoPath);
   progress.step("packing", zipPath);
   compressLogs(paths, zipPath);
   LOG_CALL(kInfo, "end compress running log to {}", zipPath);
@@ -186,7 +198,7 @@ int main(int argc, char** argv) {
   // 8. Only the archive stays.
   LOG_CALL(kInfo, "{}", "begin clear cache log");
   progress.step("clearing up");
-  cleanDir(logFilesDir, true);
+  cleanDir(logFilesDir, true, utilities::Links::kNone);
   std::error_code ignored;
   helper::ensureRemove(systemInfoPath, ignored);
   LOG_CALL(kInfo, "{}", "clear cache log done");

@@ -1,58 +1,90 @@
 #include "base/directories.h"
 
-#include <boost/filesystem/directory.hpp>
 #include <boost/filesystem/operations.hpp>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
-
-#include "base/remove_tree.h"
 
 namespace fs = boost::filesystem;
 
 namespace quelmar::utilities {
+namespace {
 
-bool isOwnDirectory(const fs::path& path) {
-  struct stat entry {};
-  if (lstat(path.c_str(), &entry) != 0) return false;
-  if (S_ISDIR(entry.st_mode)) return true;
-  if (!S_ISLNK(entry.st_mode)) return false;
-  if (entry.st_uid != 0 && entry.st_uid != geteuid()) return false;
-  boost::system::error_code ec;
-  return fs::is_directory(path, ec);
+std::error_code lookUp(const fs::path& path, Links links, struct stat& entry) {
+  return lookUp(AT_FDCWD, path.c_str(), links, entry);
 }
 
-bool ensureDirectoryExist(const std::string& dir, std::error_code& ec) {
-  ec.clear();
+bool isMissing(const std::error_code& ec) {
+  return ec == std::errc::no_such_file_or_directory;
+}
+
+/// An error when a folder above `path` is a link of another user's, or cannot be looked up.
+std::error_code foreignLinkAbove(const fs::path& path) {
+  fs::path above;
+  for (const fs::path& part : path.parent_path()) {
+    above /= part;
+    struct stat entry {};
+    const std::error_code ec = lookUp(above, Links::kOwn, entry);
+    if (ec) return isMissing(ec) ? std::error_code() : ec;
+    if (S_ISLNK(entry.st_mode)) return std::make_error_code(std::errc::too_many_symbolic_link_levels);
+  }
+  return {};
+}
+
+}  // namespace
+
+std::error_code discardForeignEntry(const fs::path& path, Wanted wanted) {
+  struct stat entry {};
+  std::error_code ec = lookUp(path, Links::kNone, entry);
+  if (!ec && S_ISDIR(entry.st_mode)) {
+    return wanted == Wanted::kDirectory ? ec : std::make_error_code(std::errc::is_a_directory);
+  }
+  if (!ec && wanted == Wanted::kFile && S_ISREG(entry.st_mode) && entry.st_nlink == 1) return {};
+  if (!ec && unlink(path.c_str()) != 0) ec = lastError();
+  return isMissing(ec) ? std::error_code() : ec;
+}
+
+std::error_code claimDirectory(const fs::path& given, Links links, bool* made) {
   // "name/" would make the checks below look through a link called "name".
-  fs::path path(dir);
+  fs::path path(given);
   while (path.has_parent_path() && path.filename_is_dot()) path.remove_filename();
 
+  struct stat entry {};
+  std::error_code ec = links == Links::kOwn ? foreignLinkAbove(path) : std::error_code();
+  if (!ec) ec = lookUp(path, Links::kNone, entry);
+  const bool isLink = !ec && S_ISLNK(entry.st_mode);
+  if (isLink && links != Links::kNone) ec = lookUp(path, links, entry);
+  if (!ec && S_ISDIR(entry.st_mode)) return {};
+  // The caller has named it: it is not the tool's to remove.
+  if (isLink && links == Links::kAny) return ec ? ec : std::make_error_code(std::errc::not_a_directory);
+  if (!ec || isMissing(ec)) ec = discardForeignEntry(path, Wanted::kDirectory);
+  if (ec) return ec;
+
   boost::system::error_code error;
-  if (isOwnDirectory(path)) return true;
-  if (fs::exists(fs::symlink_status(path, error))) {
-    ec = removeTree(path);
-    if (ec) return false;
+  if (path.has_parent_path()) fs::create_directories(path.parent_path(), error);
+  if (error) return error;
+  if (mkdir(path.c_str(), 0777) == 0) {
+    if (made != nullptr) *made = true;
+    return {};
   }
-  error.clear();
-  fs::create_directories(path, error);
-  if (error) {
-    ec = error;
-    return false;
-  }
-  fs::permissions(path, fs::all_all, error);
-  if (error) {
-    ec = error;
-    return false;
-  }
-  return isOwnDirectory(path);
+  ec = lastError();
+  // Another run may have been quicker.
+  const bool isThere = !lookUp(path, Links::kNone, entry) && S_ISDIR(entry.st_mode);
+  return ec == std::errc::file_exists && isThere ? std::error_code() : ec;
 }
 
-void discardForeignEntry(const fs::path& path) {
-  struct stat entry {};
-  if (lstat(path.c_str(), &entry) != 0 || S_ISDIR(entry.st_mode)) return;
-  if (S_ISREG(entry.st_mode) && entry.st_nlink == 1) return;
-  boost::system::error_code ec;
-  fs::remove(path, ec);
+std::error_code openToAllUsers(const fs::path& path) {
+  std::error_code ec;
+  const Directory directory(AT_FDCWD, path.c_str(), Links::kNone, ec);
+  if (!ec && fchmod(directory.get(), 0777) != 0) ec = lastError();
+  return ec;
+}
+
+bool ensureDirectoryExist(const std::string& dir, std::error_code& ec, Links links) {
+  bool made = false;
+  ec = claimDirectory(dir, links, &made);
+  if (made) ec = openToAllUsers(dir);
+  return !ec;
 }
 
 }  // namespace quelmar::utilities

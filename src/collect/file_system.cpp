@@ -3,6 +3,8 @@
 #include <boost/exception/diagnostic_information.hpp>
 #include <boost/filesystem/exception.hpp>
 #include <boost/filesystem/operations.hpp>
+#include <fcntl.h>
+#include <sys/stat.h>
 
 #include "base/directories.h"
 #include "base/directory.h"
@@ -20,8 +22,12 @@ constexpr const char* kMissingSource = "Source directory {} not exist.; Reason: 
 
 void addWritePermission(const fs::path& path) {
   try {
-    // chmod would go through a link to a file that is not ours.
-    if (fs::is_symlink(fs::symlink_status(path))) return;
+    struct stat info {};
+    if (const std::error_code ec = utilities::lookUp(AT_FDCWD, path.c_str(), utilities::Links::kNone, info)) {
+      throw std::system_error(ec);
+    }
+    // chmod would go through a link, and for all names of a file, to what is not ours.
+    if (!S_ISDIR(info.st_mode) && (!S_ISREG(info.st_mode) || info.st_nlink != 1)) return;
     // All other bits are replaced: kept on purpose.
     fs::permissions(path, kWriteForAll);
   } catch (const std::exception&) {
@@ -49,21 +55,19 @@ std::error_code prepareCopy(const char* function, Level missingSourceLevel, cons
     LOG_CALL_AS(function, missingSourceLevel, kMissingSource, src.string(), ec.value(), ec.message());
     return ec;
   }
-  boost::system::error_code error;
-  const fs::file_status status = fs::symlink_status(dst, error);
-  if (fs::is_directory(status)) return {};
-  if (fs::exists(status) && !ensureRemove(dst, ec)) {
+  struct stat entry {};
+  ec = utilities::lookUp(AT_FDCWD, dst.c_str(), utilities::Links::kNone, entry);
+  if (!ec && !S_ISDIR(entry.st_mode) && !ensureRemove(dst, ec)) {
     LOG_CALL_AS(function, kErr, "remove {} fail.; Reason: code:{} msg:{}", dst.string(), ec.value(),
                 ec.message());
     return ec;
   }
-  error.clear();
-  fs::create_directories(dst, error);
-  if (error) {
+  ec = utilities::claimDirectory(dst, utilities::Links::kNone);
+  if (ec) {
     LOG_CALL_AS(function, kErr, "Unable to create destination directory {} .; Reason: code:{} msg:{}",
-                dst.string(), error.value(), error.message());
+                dst.string(), ec.value(), ec.message());
   }
-  return error;
+  return ec;
 }
 
 /// Tells whether the two name the same directory.
@@ -73,9 +77,10 @@ bool isSameDirectory(const fs::path& one, const fs::path& other) {
 }
 
 /// Calls back with each entry of `dir` in listing order.
-std::error_code forEachEntry(const fs::path& dir, const std::function<void(const fs::path&)>& onEntry) {
+std::error_code forEachEntry(const fs::path& dir, utilities::Links links,
+                             const std::function<void(const fs::path&)>& onEntry) {
   std::string entries;
-  const std::error_code ec = utilities::listDirectory(dir.c_str(), utilities::Links::kAny, entries);
+  const std::error_code ec = utilities::listDirectory(dir.c_str(), links, entries);
   utilities::forEachEntry(entries, [&](utilities::EntryKind, const char* name) { onEntry(dir / name); });
   return ec;
 }
@@ -85,7 +90,7 @@ std::error_code forEachEntry(const fs::path& dir, const std::function<void(const
 std::error_code copyTree(const fs::path& src, const fs::path& dst, const fs::path& top,
                          const FileFilter& filter) {
   if (const std::error_code ec = prepareCopy("copyDir", kWarn, src, dst)) return ec;
-  return forEachEntry(src, [&](const fs::path& entry) {
+  return forEachEntry(src, utilities::Links::kAny, [&](const fs::path& entry) {
     boost::system::error_code status;
     if (fs::is_directory(fs::symlink_status(entry, status))) {
       if (!isSameDirectory(entry, top)) copyTree(entry, dst / entry.filename(), top, filter);
@@ -108,7 +113,7 @@ void walkEntry(const fs::path& path, const std::function<void(const std::string&
   const fs::file_status status = fs::symlink_status(path, ec);
   if (fs::is_directory(status)) {
     if (beforeDir) beforeDir(path.string());
-    directoryWalker(path, beforeDir, afterDir, onFile);
+    directoryWalker(path, beforeDir, afterDir, onFile, utilities::Links::kNone);
     if (afterDir) afterDir(path.string());
   } else if (ec) {
     LOG_CALL_AS("directoryWalker", kWarn, "current path:{}; Reason: code:{} msg:{}", path.string(),
@@ -141,7 +146,7 @@ std::error_code copyDir(const fs::path& src, const fs::path& dst, const FileFilt
 bool copyFile2Dir(const std::string& sourceDir, const std::string& destDir, const FileFilter& filter,
                   bool /*flag*/) {
   if (prepareCopy(__func__, kErr, sourceDir, destDir)) return false;
-  forEachEntry(sourceDir, [&](const fs::path& entry) {
+  forEachEntry(sourceDir, utilities::Links::kAny, [&](const fs::path& entry) {
     if (!filter(entry.string())) return;
     std::error_code notReported;
     utilities::copyRegularFile(entry, destDir / entry.filename(), utilities::Overwrite::kYes, notReported);
@@ -151,16 +156,17 @@ bool copyFile2Dir(const std::string& sourceDir, const std::string& destDir, cons
 
 void directoryWalker(const fs::path& root, const std::function<void(const std::string&)>& beforeDir,
                      const std::function<void(const std::string&)>& afterDir,
-                     const std::function<void(const std::string&)>& onFile) {
-  std::error_code ec;
-  if (!utilities::isOwnDirectory(root)) {
-    isSourceDirectory(root, ec);
+                     const std::function<void(const std::string&)>& onFile, utilities::Links links) {
+  struct stat info {};
+  std::error_code ec = utilities::lookUp(AT_FDCWD, root.c_str(), links, info);
+  if (!ec && !S_ISDIR(info.st_mode)) ec = std::make_error_code(std::errc::not_a_directory);
+  if (ec) {
     LOG_CALL(kWarn, kMissingSource, root.string(), ec.value(), ec.message());
     return;
   }
   try {
-    const std::error_code listed =
-        forEachEntry(root, [&](const fs::path& entry) { walkEntry(entry, beforeDir, afterDir, onFile); });
+    const std::error_code listed = forEachEntry(
+        root, links, [&](const fs::path& entry) { walkEntry(entry, beforeDir, afterDir, onFile); });
     if (listed) throw std::system_error(listed, "cannot list");
   } catch (const std::exception& failure) {
     LOG_CALL(kWarn, "An exception occurred while traversing the directory({}); Reason: {}", root.string(),

@@ -6,6 +6,7 @@
 
 #include <boost/filesystem/path.hpp>
 
+#include "base/directory.h"
 #include "collect/file_selection.h"
 
 namespace quelmar::helper {
@@ -41,15 +42,16 @@ bool copyFile2Dir(const std::string& sourceDir, const std::string& destDir, cons
                   bool flag);
 
 /// Walks the tree under `root` depth first. Takes the listing of a level before it calls back, so that
-/// callbacks may remove what they are handed. Links are handed out as files and never followed, `root` itself
-/// excepted (see utilities::isOwnDirectory). Failures are logged and the walk goes on with the next entry, or
-/// the outer level.
+/// callbacks may remove what they are handed. Links are handed out as files and never followed. Failures are
+/// logged and the walk goes on with the next entry, or the outer level.
 /// @param beforeDir  called with each sub-directory before its contents; may be empty.
 /// @param afterDir   called with each sub-directory after its contents; may be empty.
 /// @param onFile     called with each other entry; may be empty.
+/// @param links      as which links `root` itself is followed
 void directoryWalker(const boost::filesystem::path& root,
                      const std::function<void(const std::string&)>& beforeDir,
                      const std::function<void(const std::string&)>& afterDir,
-                     const std::function<void(const std::string&)>& onFile);
+                     const std::function<void(const std::string&)>& onFile,
+                     utilities::Links links = utilities::Links::kOwn);
 
 }  // namespace quelmar::helper

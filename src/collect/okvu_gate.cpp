@@ -3,6 +3,7 @@
 #include <boost/filesystem/operations.hpp>
 
 #include "collect/directory_size.h"
+#include "collect/sources.h"
 #include "logging/log_call.h"
 
 namespace fs = boost::filesystem;
@@ -10,9 +11,6 @@ namespace fs = boost::filesystem;
 namespace quelmar {
 namespace {
 
-constexpr const char* kOkvuLogRoot = "/var/log/quelmar/OKVU3_LOG";
-constexpr const char* kOkvuLogFolders[] = {"okvu_agent_sys", "okvu_agent_user", "okvu_packman",
-                                           "okvu_service", "okvusp_driver"};
 constexpr std::uint64_t kOkvuBudgetBytes = 209'715'200;  // 200 MiB
 constexpr unsigned kBytesToMiBShift = 20;
 
@@ -20,7 +18,9 @@ constexpr unsigned kBytesToMiBShift = 20;
 
 std::vector<std::string> getOkvuLogPath() {
   std::vector<std::string> paths;
-  for (const char* folder : kOkvuLogFolders) paths.push_back((fs::path(kOkvuLogRoot) / folder).string());
+  for (const logutils::macos::Source& source : logutils::macos::kSources) {
+    if (source.step == logutils::macos::kAgent) paths.emplace_back(source.path);
+  }
   return paths;
 }
 

@@ -14,10 +14,12 @@
 #include <boost/filesystem/operations.hpp>
 
 #include "base/directories.h"
+#include "base/directory.h"
 #include "base/regular_file.h"
 #include "collect/file_selection.h"
 #include "collect/file_system.h"
 #include "collect/okvu_gate.h"
+#include "collect/sources.h"
 #include "logging/data_folders.h"
 #include "logging/log_call.h"
 #include "platform/console_user.h"
@@ -34,13 +36,6 @@ constexpr std::chrono::seconds kSideCollectorLimit{30};
 constexpr std::chrono::seconds kChmodLimit{5};
 constexpr std::uintmax_t kMaxLaunchdLogBytes = 10'485'760;  // 10 MiB
 
-constexpr const char* kInstallerLog = "/var/log/quelmar/sdp/oBrelaInstallOut.log";
-constexpr const char* kUemLogs = "/Library/Application Support/uem/logs/quelmarlogs";
-constexpr const char* kSystemReports = "/Library/Logs/DiagnosticReports";
-constexpr const char* kSharedClientData = "/Library/Application Support/oBrela";
-constexpr const char* kPortalFolder = "/Library/quelmar/SDP/oBrela.app/Contents/Resources/app";
-constexpr const char* kLaunchdLog = "/var/log/com.apple.xpc.launchd/launchd.log";
-
 // Every record of the driver carries the driver's name, whichever of its steps writes it.
 #define DRIVER_LOG(level, ...) LOG_CALL_AS("collectRunningLog", level, __VA_ARGS__)
 
@@ -50,24 +45,62 @@ std::vector<std::string> collectedExtensions() {
           ".crc", ".mmap3", ".dmp",  ".ips",  ".crash", ".pcap", ""};
 }
 
-bool ensureFolder(const fs::path& folder) {
+/// Claims the scratch folder `dir` and each level of `name` in it.
+bool claimLevels(const fs::path& dir, const fs::path& name, std::error_code (*claim)(const fs::path&)) {
+  fs::path folder = dir;
+  std::error_code ec = claim(folder);
+  for (const fs::path& part : name) {
+    folder /= part;
+    if (!ec) ec = claim(folder);
+  }
+  if (ec) {
+    DRIVER_LOG(kErr, "dir {} not exist; Reason: code:{} msg:{}", folder.string(), ec.value(), ec.message());
+  }
+  return !ec;
+}
+
+std::error_code makeFolder(const fs::path& folder) {
   std::error_code ec;
-  if (utilities::ensureDirectoryExist(folder.string(), ec)) return true;
-  DRIVER_LOG(kErr, "dir {} not exist; Reason: code:{} msg:{}", folder.string(), ec.value(), ec.message());
-  return false;
+  utilities::ensureDirectoryExist(folder.string(), ec, utilities::Links::kNone);
+  return ec;
+}
+
+std::error_code clearLink(const fs::path& folder) {
+  return utilities::discardForeignEntry(folder, utilities::Wanted::kDirectory);
 }
 
 void openToAll(const std::string& dir) {
   const std::string command = "chmod -R 777 " + dir;
+  std::string entries;
   std::string output;
-  if (!details::cmdPopenWithin(kChmodLimit, command, output)) {
+  // What could not be cleared away is somebody else's, whose modes are not to be changed.
+  if (utilities::listDirectory(dir.c_str(), utilities::Links::kNone, entries) || !entries.empty()) {
+    DRIVER_LOG(kErr, "cmdPopen {} fail; Reason: outStr:{}", command, "the folder is not empty");
+  } else if (!details::cmdPopenWithin(kChmodLimit, command, output)) {
     DRIVER_LOG(kErr, "cmdPopen {} fail; Reason: outStr:{}", command, output);
   }
 }
 
-void copyInstallerLog(const fs::path& logsDir) {
-  const fs::path source(kInstallerLog);
-  const fs::path target = logsDir / source.filename();
+/// Calls back with the paths of each source of a step.
+template <typename Callback>
+void forEachSource(Step step, const std::string& name, const Callback& callback) {
+  for (const Source& source : kSources) {
+    if (source.step == step)
+      callback(source, filledIn(source.path, name), filledIn(source.destination, name));
+  }
+}
+
+/// Copies the folders of a step into the scratch folder `dir`.
+void copyFolders(Step step, const std::string& name, const fs::path& dir, const FileFilter& filter) {
+  forEachSource(step, name, [&](const Source& source, const fs::path& from, const fs::path& to) {
+    if (*source.record != '\0') DRIVER_LOG(kInfo, "{}", source.record);
+    const bool isReports = source.kind == kCrashReports;
+    if (claimLevels(dir, to.parent_path(), clearLink))
+      helper::copyDir(from, dir / to, isReports ? diagnosticReportFilter() : filter);
+  });
+}
+
+void copyInstallerLog(const fs::path& source, const fs::path& target) {
   std::error_code ec;
   utilities::copyRegularFile(source, target, utilities::Overwrite::kYes, ec);
   if (ec) {
@@ -119,63 +152,19 @@ std::vector<std::string> users() {
   return list;
 }
 
-fs::path homeOf(const std::string& user) {
-  return "/Users/" + user;
-}
-
-void copyManagementLogs(const fs::path& uemDir, const std::string& firstUser, const FileFilter& filter) {
-  DRIVER_LOG(kInfo, "{}", "collect uem logs...");
-  DRIVER_LOG(kInfo, "{}", "copy uem logs ...");
-  helper::copyDir(kUemLogs, uemDir, filter);
-  const FileFilter reports = diagnosticReportFilter();
-  DRIVER_LOG(kInfo, "{}", "copy user crash logs ...");
-  helper::copyDir(homeOf(firstUser) / "Library/Logs/DiagnosticReports", uemDir / "DiagnosticReports",
-                  reports);
-  DRIVER_LOG(kInfo, "{}", "copy system crash logs ...");
-  helper::copyDir(kSystemReports, uemDir / "DiagnosticReports", reports);
-}
-
-void copyAgentLogs(const fs::path& logsDir, const FileFilter& filter) {
-  if (!checkIsCollectOkvuLog(collectedExtensions())) return;
-  for (const fs::path source : getOkvuLogPath()) {
-    helper::copyDir(source, logsDir / "OKVU" / source.filename(), filter);
-  }
-}
-
 void copyNetData(const fs::path& dir, const FileFilter& filter) {
   std::error_code ec;
-  const fs::path shared = utilities::macos::getSharedDataPath(ec);
+  const std::string shared = utilities::macos::getSharedDataPath(ec);
   if (ec) {
     std::cerr << "getSharedDataPath fail,error:" << ec.value() << "msg:" << ec.message() << std::endl;
   }
-  helper::copyDir(shared / "netData", dir / "netData", filter);
+  copyFolders(kMachine, shared, dir, filter);
 }
 
-void copyUserFiles(const std::string& user, const fs::path& dir, const FileFilter& filter) {
-  const fs::path logs = dir / "logs" / user;
-  const fs::path client = homeOf(user) / "Library/Application Support/oBrela";
-  helper::copyDir(client / "logs", logs, filter);
-  helper::copyDir(client / "database", dir / "database" / user, filter);
-  helper::copyDir(client / "nsdbase", dir / "nsdbase" / user, filter);
-  helper::copyDir(homeOf(user) / "Library/Logs/DiagnosticReports", logs / "diagnosticReports",
-                  diagnosticReportFilter());
-  helper::copyDir(client / "Electron Crashes", logs / "electron", filter);
-}
-
-void copySharedFiles(const fs::path& dir, const FileFilter& filter) {
-  const fs::path client(kSharedClientData);
-  DRIVER_LOG(kInfo, "{}", "copy shared database ...");
-  helper::copyDir(client / "database", dir / "database" / "share_user", filter);
-  DRIVER_LOG(kInfo, "{}", "copy iddbase ...");
-  helper::copyDir(client / "iddbase", dir / "iddbase" / "share_user", filter);
-  DRIVER_LOG(kInfo, "{}", "copy dump files ...");
-  helper::copyDir(client / "Crash", dir / "Crash", filter);
-}
-
-void copyPortalFile(const fs::path& folder, const std::string& name, const fs::path& dir) {
-  const auto isWanted = [&name](const std::string& path) { return fs::path(path).filename() == name; };
-  if (!helper::copyFile2Dir(folder.string(), (dir / "portal-info").string(), isWanted, true)) {
-    DRIVER_LOG(kErr, "copy portal file {} failed.", name);
+void copyPortalFile(const fs::path& source, const fs::path& target) {
+  const auto isWanted = [&](const std::string& path) { return path == source; };
+  if (!helper::copyFile2Dir(source.parent_path().string(), target.parent_path().string(), isWanted, true)) {
+    DRIVER_LOG(kErr, "copy portal file {} failed.", source.filename().string());
   }
 }
 
@@ -190,40 +179,40 @@ void copyFile(const fs::path& source, const fs::path& folder) {
   }
 }
 
-void copyLaunchdLog(const fs::path& dir) {
+void copyLaunchdLog(const fs::path& source, const fs::path& dir, const fs::path& target) {
   boost::system::error_code ec;
-  if (!fs::exists(fs::status(kLaunchdLog, ec))) {
+  if (!fs::exists(fs::status(source, ec))) {
     DRIVER_LOG(kErr, "{}{}", "launchd.log not exist, not collected.", "");
     return;
   }
-  const std::uintmax_t size = fs::file_size(kLaunchdLog, ec);
+  const std::uintmax_t size = fs::file_size(source, ec);
   if (size > kMaxLaunchdLogBytes) {
     DRIVER_LOG(kErr, "{}{}", "launchd.log file size > 10MB, not collected.", "");
     return;
   }
-  const fs::path folder = dir / "system" / "com.apple.xpc.launchd";
-  if (!ensureFolder(folder)) return;
-  copyFile(kLaunchdLog, folder);
+  if (!claimLevels(dir, target.parent_path(), makeFolder)) return;
+  copyFile(source, dir / target.parent_path());
   DRIVER_LOG(kInfo, "launchd.log file size {}", size);
 }
 
 }  // namespace
 
 void collectRunningLog(const std::string& dir) {
-  std::error_code ignored;
-  utilities::ensureDirectoryExist(dir, ignored);
-  openToAll(dir);
+  if (!makeFolder(dir)) openToAll(dir);
   const fs::path scratch(dir);
   const fs::path logsDir = scratch / "logs";
-  if (!ensureFolder(logsDir)) return;
-  copyInstallerLog(logsDir);
+  if (!claimLevels(scratch, "logs", makeFolder)) return;
+  forEachSource(kInstaller, "", [&](const Source& /*source*/, const fs::path& from, const fs::path& to) {
+    copyInstallerLog(from, scratch / to);
+  });
 
   const FileFilter filter = copyFilter(collectedExtensions(), boost::posix_time::second_clock::local_time());
   const SideCollector wideLog("collectSystemWideLog",
                               [folder = logsDir.string()] { collectSystemWideLog(folder); });
   const std::vector<std::string> userList = users();
   const std::string& firstUser = userList.front();
-  copyManagementLogs(logsDir / ("uem_" + firstUser), firstUser, filter);
+  DRIVER_LOG(kInfo, "{}", "collect uem logs...");
+  copyFolders(kManagement, firstUser, scratch, filter);
 
   DRIVER_LOG(kInfo, "{}", "start uem system state collection thread ...");
   const SideCollector uemState("collectSystemStateForUem", [folder = logsDir.string(), firstUser] {
@@ -231,13 +220,16 @@ void collectRunningLog(const std::string& dir) {
   });
 
   DRIVER_LOG(kInfo, "{}", "collect user files ...");
-  copyAgentLogs(logsDir, filter);
+  if (checkIsCollectOkvuLog(collectedExtensions())) copyFolders(kAgent, "", scratch, filter);
   copyNetData(scratch, filter);
-  for (const std::string& user : userList) copyUserFiles(user, scratch, filter);
-  copySharedFiles(scratch, filter);
-  copyPortalFile(kPortalFolder, "sdpc_md5.json", scratch);
-  copyPortalFile(fs::path(kPortalFolder) / "static", ".portal.json", scratch);
-  copyLaunchdLog(scratch);
+  for (const std::string& user : userList) copyFolders(kUser, user, scratch, filter);
+  copyFolders(kShared, "", scratch, filter);
+  forEachSource(kPortal, "", [&](const Source& /*source*/, const fs::path& from, const fs::path& to) {
+    copyPortalFile(from, scratch / to);
+  });
+  forEachSource(kLaunchd, "", [&](const Source& /*source*/, const fs::path& from, const fs::path& to) {
+    copyLaunchdLog(from, scratch, to);
+  });
 
   DRIVER_LOG(kInfo, "{}", "wait for uem collect system state log ...");
   uemState.await();

@@ -33,7 +33,8 @@ constexpr std::size_t kFolderBufferBytes = 512;
 constexpr long kFallbackLookupBytes = 16384;
 constexpr std::size_t kMaxLookupBytes = 1024 * 1024;
 
-std::string userName(uid_t uid) {
+/// What the password database knows of a user.
+std::string userEntry(uid_t uid, char* passwd::*field) {
   const long recommended = sysconf(_SC_GETPW_R_SIZE_MAX);
   std::vector<char> buffer(static_cast<std::size_t>(recommended > 0 ? recommended : kFallbackLookupBytes));
   passwd entry{};
@@ -42,7 +43,7 @@ std::string userName(uid_t uid) {
          buffer.size() < kMaxLookupBytes) {
     buffer.resize(buffer.size() * 2);
   }
-  return found != nullptr ? found->pw_name : "";
+  return found != nullptr ? found->*field : "";
 }
 
 std::string usersFolder(const std::string& user) {
@@ -53,9 +54,13 @@ std::string usersFolder(const std::string& user) {
 
 }  // namespace
 
+std::string homeFolder(uid_t user) {
+  return userEntry(user, &passwd::pw_dir);
+}
+
 std::string applicationDataFolder() {
   const uid_t uid = geteuid();
-  const std::string user = userName(uid);
+  const std::string user = userEntry(uid, &passwd::pw_name);
   std::cout << "name:" << user << " uid:" << uid << std::endl;
   if (user == "root") return usersFolder(user);
   std::string support;

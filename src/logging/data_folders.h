@@ -3,6 +3,8 @@
 #include <string>
 #include <system_error>
 
+#include <sys/types.h>
+
 namespace quelmar::utilities::macos {
 
 /// Yields the client's data folder that all users of the machine share: the machine's Application Support
@@ -16,6 +18,9 @@ std::string getSharedDataPath(std::error_code& ec);
 }  // namespace quelmar::utilities::macos
 
 namespace quelmar {
+
+/// The home folder of a user by the password database; empty when it knows none.
+std::string homeFolder(uid_t user);
 
 /// Yields the client's data folder of the calling (effective) user, without creating it: for "root"
 /// "/Users/root/Library/Application Support/oBrela", for others the user's Application Support folder

@@ -2,12 +2,12 @@
 
 #include <chrono>
 #include <cstdlib>
-#include <fstream>
 #include <iostream>
 #include <memory>
 #include <system_error>
 
-#include <boost/filesystem/operations.hpp>
+#include <boost/filesystem/path.hpp>
+#include <fcntl.h>
 #include <unistd.h>
 
 #include "base/bounded_call.h"
@@ -25,9 +25,9 @@ constexpr std::chrono::seconds kChmodLimit{5};
 
 std::string getAppdataPath() {
   const std::string folder = applicationDataFolder();
-  boost::system::error_code status;
-  if (!fs::exists(folder, status)) {
-    std::error_code ec;
+  struct stat entry {};
+  std::error_code ec = utilities::lookUp(AT_FDCWD, folder.c_str(), utilities::Links::kOwn, entry);
+  if (ec || S_ISLNK(entry.st_mode)) {
     if (!utilities::ensureDirectoryExist(folder, ec)) {
       std::cerr << "getAppdataPath fail " << folder << "error:" << ec.value() << "msg:" << ec.message()
                 << std::endl;
@@ -47,11 +47,8 @@ void changeAllUsersRW(const std::string& path) {
 }
 
 void createLogFile(const std::string& path) {
-  boost::system::error_code ec;
-  if (fs::exists(path, ec)) return;
-  std::ofstream stream(path, std::ios::app);
-  stream.close();
-  if (geteuid() == 0) changeAllUsersRW(path);
+  const utilities::Descriptor made(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
+  if (made && geteuid() == 0) changeAllUsersRW(path);
 }
 
 void setUp(const std::string& name) {
@@ -60,12 +57,8 @@ void setUp(const std::string& name) {
   LoggerOptions options;
   std::cout << "log dir:" << folder.string() << " log name:" << fileName << std::endl;
 
-  std::error_code ec;
-  utilities::ensureDirectoryExist(folder.string(), ec);
   options.logFile = (folder / fileName).string();
-  // The folder may be open to everybody: a link or pipe planted under the log's name is not written through.
-  utilities::discardForeignEntry(options.logFile);
-  createLogFile(options.logFile);
+  if (!claimLog(options.logFile)) createLogFile(options.logFile);
 
   std::string shared;
   std::error_code sharedError;

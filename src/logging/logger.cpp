@@ -2,16 +2,23 @@
 
 #include <cstdio>
 #include <iterator>
+#include <limits>
 
 #include <boost/filesystem/operations.hpp>
 #include <fcntl.h>
 #include <spdlog/logger.h>
 #include <spdlog/sinks/rotating_file_sink.h>
+#include <sys/stat.h>
+
+#include "base/directories.h"
+#include "logging/log_call.h"
 
 namespace fs = boost::filesystem;
 
 namespace quelmar {
 namespace {
+
+using Sink = spdlog::sinks::rotating_file_sink_mt;
 
 constexpr std::size_t kInlineMessageBytes = 500;
 constexpr std::size_t kLongLineBytes = 2048;
@@ -19,16 +26,25 @@ constexpr std::size_t kCutLineBytes = 2045;
 constexpr std::uintmax_t kRunReserveBytes = 8 * 1024 * 1024;  // more than the records of a run take
 constexpr const char* kLinePattern = "[%Y-%m-%d %H:%M:%S.%e] [%l] [%t] %v";
 
-void refuseSpecialFile(const std::string& path) {
-  boost::system::error_code ec;
-  const fs::file_status status = fs::status(path, ec);
-  // Opening a pipe to write would block for ever.
-  if (fs::exists(status) && !fs::is_regular_file(status)) {
-    throw spdlog::spdlog_ex("log file " + path + " is not a regular file");
-  }
+/// Puts a log away that is nearly full, so that a run's records stay together in one file.
+/// @return why no log can be put away
+std::error_code rotateEarly(const std::string& file, std::uintmax_t cap) {
+  const std::string kept = Sink::calc_filename(file, 1);
+  std::error_code ec = utilities::discardForeignEntry(kept);
+  struct stat info {};
+  if (ec || utilities::lookUp(AT_FDCWD, file.c_str(), utilities::Links::kNone, info)) return ec;
+  if (static_cast<std::uintmax_t>(info.st_size) + kRunReserveBytes <= cap) return {};
+  if (std::rename(file.c_str(), kept.c_str()) != 0) ec = utilities::lastError();
+  return ec;
 }
 
 }  // namespace
+
+std::error_code claimLog(const std::string& file) {
+  std::error_code ec;
+  if (!utilities::ensureDirectoryExist(fs::path(file).parent_path().string(), ec)) return ec;
+  return utilities::discardForeignEntry(file);
+}
 
 Logger& Logger::GetInstance() {
   static auto* const kInstance = new Logger;
@@ -37,29 +53,34 @@ Logger& Logger::GetInstance() {
 
 void Logger::setOptions(LoggerOptions& options) {
   options_ = options;
-  refuseSpecialFile(options_.logFile);
-  boost::system::error_code ec;
-  const std::uintmax_t size = fs::file_size(options_.logFile, ec);
-  const auto cap = static_cast<std::uintmax_t>(options_.maxFileBytes);
-  // A log that is nearly full is put away now, so that a run's records stay together in one file.
-  const bool rotateNow = !ec && size + kRunReserveBytes > cap;
+  if (const std::error_code ec = claimLog(options_.logFile)) {
+    throw spdlog::spdlog_ex("log file " + options_.logFile + " cannot be had: " + ec.message());
+  }
+  auto cap = static_cast<std::size_t>(options_.maxFileBytes);
+  const std::error_code notRotated = rotateEarly(options_.logFile, cap);
+  // The sink would empty a log that it cannot put away.
+  if (notRotated) cap = std::numeric_limits<std::size_t>::max();
   spdlog::file_event_handlers handlers;
   handlers.after_open = [](const spdlog::filename_t& /*name*/, std::FILE* file) {
     fcntl(fileno(file), F_SETFD, FD_CLOEXEC);  // no business of the commands that the tool runs
   };
-  auto sink = std::make_shared<spdlog::sinks::rotating_file_sink_mt>(
-      options_.logFile, static_cast<std::size_t>(cap), static_cast<std::size_t>(options_.firstCount),
-      rotateNow, handlers);
+  auto sink = std::make_shared<Sink>(options_.logFile, cap, static_cast<std::size_t>(options_.firstCount),
+                                     false, handlers);
   // The facade decides what is written; the library below filters nothing.
   auto logger = std::make_shared<spdlog::logger>("LogCollectionTool", std::move(sink));
   logger->set_level(spdlog::level::trace);
   logger->flush_on(spdlog::level::warn);
   logger->set_pattern(kLinePattern);
 
+  boost::system::error_code ec;
   const bool debug = fs::exists(options_.debugSwitch, ec);
   minimumLevel_ = debug ? static_cast<int>(kDebug) : options_.level;
   sinks_.push_back(logger);
   sink_ = logger.get();
+  if (notRotated) {
+    LOG_CALL(kWarn, "log {} not rotated.; Reason: code:{} msg:{}", options_.logFile, notRotated.value(),
+             notRotated.message());
+  }
 }
 
 std::string Logger::GetFmt(const char* file, const char* function, int line, fmt::string_view message) {

@@ -5,6 +5,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include <fmt/format.h>
@@ -37,6 +38,11 @@ struct LoggerOptions {
   std::string debugSwitch = "debug";  ///< when a file of this name exists at set-up, the level becomes debug
 };
 
+/// Makes a log file's folder when it is missing, and removes what stands at the file's name unless it is a
+/// plain file: the folder may be open to everybody.
+/// @return why no log may be opened there
+std::error_code claimLog(const std::string& file);
+
 /// The process-wide logger behind all log calls. Created once and never destroyed: detached threads may log
 /// while the process ends. Thread-safe, except that setOptions is meant to be called once, before other
 /// threads start.
@@ -49,8 +55,9 @@ class Logger {
 
   using Context = std::function<std::string()>;
 
-  /// Opens the log file and takes calls from now on. Throws spdlog::spdlog_ex when the file cannot be
-  /// opened for appending or is no regular file; the logger then stays as it was, but keeps the options.
+  /// Opens the log file, see claimLog, and takes calls from now on. A file that is nearly full is put away
+  /// before; when that fails, it is opened all the same and without a cap (logged). Throws spdlog::spdlog_ex
+  /// when the file cannot be had; the logger then stays as it was, but keeps the options.
   void setOptions(LoggerOptions& options);
 
   /// The options last handed in (the defaults before that).

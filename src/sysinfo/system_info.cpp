@@ -9,12 +9,10 @@
 #include <thread>
 #include <vector>
 
-#include "base/directories.h"
 #include "base/scope_guard.h"
 #include "logging/log_call.h"
 #include "platform/console_user.h"
 #include "sysinfo/report.h"
-#include "sysinfo/shell.h"
 
 namespace quelmar::logutils::macos {
 namespace {
@@ -25,12 +23,10 @@ class Report {
  public:
   explicit Report(const std::string& path) : path_(path), target_("\"" + path + "\"") {}
 
-  void banner(const std::string& title) const { details::out2File(path_, details::sectionBanner(title)); }
+  void banner(const std::string& title) const { details::appendBanner(path_, title); }
 
   void run(const std::string& command) const {
-    utilities::discardForeignEntry(path_);  // the shell would write through a link
-    std::string discarded;                  // the shell has put the output into the report
-    details::cmdPopen(command + target_, discarded);
+    details::appendOutput("collectSystemInfo", path_, command + target_);
   }
 
   void list(const std::string& folder) const { run("ls -l -R '" + folder + "' >> "); }
@@ -82,7 +78,9 @@ void collectSystemInfo(const std::string& path, std::uint64_t startSeconds, std:
     const std::future<bool> ended = done->get_future();
     std::thread([path, done] {
       try {
-        collectSystemInfo(path);
+        // Of an earlier run, or of somebody else's: not to be added to.
+        if (details::claimReport("collectSystemInfo", path, utilities::Wanted::kNothing))
+          collectSystemInfo(path);
       } catch (const std::exception& failure) {
         LOG_CALL(kErr, "collectSystemInfo failed; Reason: {}", failure.what());
       } catch (...) {

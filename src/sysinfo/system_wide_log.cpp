@@ -4,9 +4,8 @@
 
 #include <boost/filesystem/path.hpp>
 
-#include "base/directories.h"
 #include "logging/log_call.h"
-#include "sysinfo/shell.h"
+#include "sysinfo/report.h"
 
 namespace quelmar::logutils::macos {
 namespace {
@@ -40,9 +39,7 @@ void collectSystemWideLog(const std::string& folder, const platform::HostCommand
   const std::string command =
       query.beforeStart + span.start + query.beforeEnd + span.end + query.beforeTarget + path;
   LOG_CALL(kInfo, "{}", "collectSystemWideLog start");
-  utilities::discardForeignEntry(path);  // the shell would write through a link
-  std::string discarded;                 // the shell has put the output into the file
-  const bool started = details::cmdPopen(command, discarded);
+  const bool started = details::appendOutput(__func__, path, command);
   LOG_CALL(kInfo, "collectSystemWideLog done, ret={}", started);
 }
 

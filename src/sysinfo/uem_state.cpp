@@ -2,10 +2,8 @@
 
 #include <boost/filesystem/operations.hpp>
 
-#include "base/directories.h"
 #include "logging/log_call.h"
 #include "sysinfo/report.h"
-#include "sysinfo/shell.h"
 
 namespace fs = boost::filesystem;
 
@@ -39,13 +37,13 @@ constexpr StateSection kExtensionSection = {"collectSystemStateForUem start coll
 }  // namespace
 
 void collectSystemStateForUem(const std::string& folder, const std::string& name) {
-  const std::string path = (fs::path(folder) / ("uem_" + name) / "system_state.log").string();
+  const fs::path uemDir = fs::path(folder) / ("uem_" + name);
+  if (!details::claimReport(__func__, uemDir.string(), utilities::Wanted::kDirectory)) return;
+  const std::string path = (uemDir / "system_state.log").string();
   const auto collect = [&path, function = __func__](const StateSection& section) {
     LOG_CALL_AS(function, kInfo, "{}", section.startMessage);
-    details::out2File(path, details::sectionBanner(section.title));
-    utilities::discardForeignEntry(path);  // the shell would write through a link
-    std::string discarded;                 // the shell has put the output into the report
-    const bool started = details::cmdPopen(section.command + path, discarded);
+    details::appendBanner(path, section.title);
+    const bool started = details::appendOutput(function, path, section.command + path);
     LOG_CALL_AS(function, kInfo, section.doneFormat, started);
   };
   for (const StateSection& section : kSections) collect(section);

@@ -2,9 +2,10 @@
 
 #include <boost/algorithm/string/case_conv.hpp>
 #include <boost/exception/diagnostic_information.hpp>
-#include <boost/filesystem/directory.hpp>
-#include <boost/filesystem/operations.hpp>
+#include <boost/filesystem/path.hpp>
 
+#include "base/directories.h"
+#include "base/directory.h"
 #include "base/regular_file.h"
 #include "logging/log_call.h"
 
@@ -22,24 +23,29 @@ bool isLeftOut(const fs::path& path) {
 
 void collectSelf(const std::string& dir) {
   const fs::path log(Logger::GetInstance().options().logFile);
-  std::error_code ec;
-  utilities::copyRegularFile(log, fs::path(dir) / log.filename(), utilities::Overwrite::kYes, ec, 0);
+  std::error_code ec = claimLog(log.string());
+  if (!ec) ec = utilities::discardForeignEntry(dir, utilities::Wanted::kDirectory);
+  if (!ec) utilities::copyRegularFile(log, fs::path(dir) / log.filename(), utilities::Overwrite::kYes, ec, 0);
   if (ec) {
     LOG_CALL(kWarn, "collect({}) to dir({}) return false; Reason: err code={}, msg={}", log.string(), dir,
              ec.value(), ec.message());
   }
 }
 
-std::vector<std::string> collectCacheLogPaths(const std::string& dir) {
+std::vector<std::string> collectCacheLogPaths(const std::string& dir,
+                                              const std::set<std::string>& leftovers) {
   std::vector<std::string> paths;
   try {
-    for (const fs::directory_entry& entry : fs::directory_iterator(dir)) {
-      boost::system::error_code ec;
-      const fs::file_status status = fs::symlink_status(entry.path(), ec);
-      if (fs::is_directory(status) || (fs::is_regular_file(status) && !isLeftOut(entry.path()))) {
-        paths.push_back(entry.path().string());
+    std::string entries;
+    const std::error_code listed = utilities::listDirectory(dir.c_str(), utilities::Links::kNone, entries);
+    utilities::forEachEntry(entries, [&](utilities::EntryKind kind, const char* name) {
+      const bool isFile = kind == utilities::EntryKind::kFile && !isLeftOut(name);
+      const bool isOurs = leftovers.count(name) == 0;
+      if (isOurs && (isFile || kind == utilities::EntryKind::kDirectory)) {
+        paths.push_back((fs::path(dir) / name).string());
       }
-    }
+    });
+    if (listed) throw std::system_error(listed, "cannot list");
   } catch (const std::exception& failure) {
     LOG_CALL(kErr, "collect cache logs in dir:{} failed; Reason: catch exception:{}", dir, failure.what());
   } catch (...) {

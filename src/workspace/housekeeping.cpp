@@ -6,9 +6,10 @@
 #include <utility>
 #include <vector>
 
-#include <boost/filesystem/directory.hpp>
 #include <boost/filesystem/exception.hpp>
 #include <boost/filesystem/operations.hpp>
+#include <fcntl.h>
+#include <sys/stat.h>
 
 #include "collect/file_selection.h"
 #include "collect/file_system.h"
@@ -19,23 +20,38 @@ namespace fs = boost::filesystem;
 namespace quelmar {
 namespace {
 
+using utilities::Links;
+
 // Fewer than this many archives stay before a run, so that with the new one at most as many remain.
 constexpr std::size_t kMaxArchives = 5;
 
+bool isArchive(const std::string& path) {
+  return logutils::isAcceptViaExtName(path, {".zip"});
+}
+
 using DatedFile = std::pair<std::string, std::time_t>;
 
-std::vector<DatedFile> regularFiles(const std::string& dir) {
+void throwIf(const std::error_code& ec, const std::string& path) {
+  if (ec)
+    throw fs::filesystem_error("cannot look at it", path, {ec.value(), boost::system::system_category()});
+}
+
+std::vector<DatedFile> archives(const std::string& dir, Links links) {
   std::vector<DatedFile> files;
-  for (const fs::directory_entry& entry : fs::recursive_directory_iterator(dir)) {
-    if (fs::is_regular_file(fs::symlink_status(entry.path()))) {
-      files.emplace_back(entry.path().string(), fs::last_write_time(entry.path()));
-    }
-  }
+  std::string entries;
+  throwIf(utilities::listDirectory(dir.c_str(), links, entries), dir);
+  utilities::forEachEntry(entries, [&](utilities::EntryKind, const char* name) {
+    if (!isArchive(name)) return;
+    const std::string path = (fs::path(dir) / name).string();
+    struct stat info {};
+    throwIf(utilities::lookUp(AT_FDCWD, path.c_str(), Links::kNone, info), path);
+    if (S_ISREG(info.st_mode)) files.emplace_back(path, info.st_mtime);
+  });
   return files;
 }
 
-void removeOldest(const std::string& dir) {
-  std::vector<DatedFile> files = regularFiles(dir);
+void removeOldest(const std::string& dir, Links links) {
+  std::vector<DatedFile> files = archives(dir, links);
   if (files.size() < kMaxArchives) return;
   std::sort(files.begin(), files.end(),
             [](const DatedFile& one, const DatedFile& other) { return one.second < other.second; });
@@ -46,31 +62,28 @@ void removeOldest(const std::string& dir) {
 
 }  // namespace
 
-void cleanDir(const std::string& dir, bool removeItself) {
+void cleanDir(const std::string& dir, bool removeItself, Links links) {
   int depth = 0;
   helper::directoryWalker(
       dir, [&depth](const std::string&) { ++depth; },
       [&depth](const std::string& subdirectory) {
-        --depth;
-        helper::ensureRemove(subdirectory);
-      },
-      [&depth](const std::string& path) {
         // What lies deeper goes with its folder. By its path it could lead elsewhere, were a folder on the
         // way swapped for a link meanwhile.
+        if (--depth == 0) helper::ensureRemove(subdirectory);
+      },
+      [&depth](const std::string& path) {
         if (depth > 0) return;
         boost::system::error_code ec;
-        if (fs::is_regular_file(fs::symlink_status(path, ec)) &&
-            !logutils::isAcceptViaExtName(path, {".zip"})) {
-          helper::ensureRemove(path);
-        }
-      });
+        if (fs::is_regular_file(fs::symlink_status(path, ec)) && !isArchive(path)) helper::ensureRemove(path);
+      },
+      links);
   if (removeItself) helper::ensureRemove(dir);
 }
 
-void checkAndCleanLogDir(const std::string& dir) {
+void checkAndCleanLogDir(const std::string& dir, Links links) {
   try {
-    cleanDir(dir, false);
-    if (fs::is_directory(fs::status(dir))) removeOldest(dir);
+    cleanDir(dir, false, links);
+    if (fs::is_directory(fs::status(dir))) removeOldest(dir, links);
   } catch (const fs::filesystem_error& failure) {
     LOG_CALL(kWarn, "{}; Reason: file system error: {}", "delete file error", failure.what());
   }

@@ -13,6 +13,7 @@
 #include "base/directories.h"
 #include "base/file_size_limit.h"
 #include "logging/log_call.h"
+#include "workspace/protected_places.h"
 
 namespace fs = boost::filesystem;
 
@@ -25,11 +26,26 @@ constexpr const char* kProductVersion = "2.5.16.20";
 constexpr std::uintmax_t kMinAvailableBytes = 524'288'000;  // 500 MiB
 constexpr std::uintmax_t kMaxReportBytes = 1'073'741'824;   // 1 GiB
 
+bool mayBeEmptied(const std::string& root, const std::string& executable) {
+  const std::string place = protectedPlaceIn(root, executable);
+  if (!place.empty()) {
+    LOG_CALL_AS("ensureLogRootDir", kWarn,
+                "{} is no output folder, the default is used; Reason: {} is not to be deleted", root, place);
+  }
+  return place.empty();
+}
+
 }  // namespace
 
-bool ensureLogRootDir(std::string& root) {
+bool ensureLogRootDir(std::string& root, const std::string& executable, utilities::Links& links) {
   std::error_code ec;
-  if (!root.empty() && utilities::ensureDirectoryExist(root, ec)) return true;
+  links = utilities::Links::kAny;
+  // Asked before a file there is replaced, and of the folder that is there then.
+  if (!root.empty() && mayBeEmptied(root, executable) && utilities::ensureDirectoryExist(root, ec, links) &&
+      mayBeEmptied(root, executable)) {
+    return true;
+  }
+  links = utilities::Links::kOwn;
   if (!utilities::ensureDirectoryExist(kDefaultRoot, ec)) {
     LOG_CALL(kErr, "ensureDirectoryExist {} failed.{}", kDefaultRoot, "");
     return false;

@@ -2,13 +2,18 @@
 
 #include <string>
 
+#include "base/directory.h"
+
 namespace quelmar {
 
 /// Settles the output root: `root` when it is not empty and a directory can be ensured there, else the
-/// default "/tmp/oBrelaLog", which `root` then names. A root that cannot be used is abandoned in silence.
+/// default "/tmp/oBrelaLog", which `root` then names. A root that cannot be used is abandoned in silence, one
+/// whose housekeeping would delete what is to stay (see protectedPlaceIn) with a warning.
+/// @param executable  the program's path, counted from the current directory
+/// @param links       set to the links as which the settled root is to be followed
 /// @return true when `root` names a usable directory; false when the default fails too (logged; `root`
 ///         unchanged).
-bool ensureLogRootDir(std::string& root);
+bool ensureLogRootDir(std::string& root, const std::string& executable, utilities::Links& links);
 
 /// Tells whether the volume that holds `path` has less than 500 MiB available to an unprivileged user. When
 /// the volume cannot be asked, whatever figure the query left decides.

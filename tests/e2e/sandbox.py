@@ -35,7 +35,7 @@ PS = "1 loginwindow\n2 oBrelaAgent\n3 FernGateway\n4 QMUem\n5 grep QMUem oBrela 
 FAKES = ("open log journalctl uname ip who loginctl systemctl ls sysctl csrutil kextstat plutil ifconfig netstat "
          "launchctl ps chmod").split()
 RECORD = '#!/bin/sh\nprintf "%%s\\037" %s "$@" "\n" >>/record\n'
-MS_RDONLY, MS_BIND, MS_REC, MNT_DETACH = 1, 4096, 16384, 2
+MS_RDONLY, MS_REMOUNT, MS_BIND, MS_REC, MNT_DETACH = 1, 32, 4096, 16384, 2
 
 Line = collections.namedtuple("Line", "thread level function message")
 LINE = re.compile(r"\[[-\d]{10} [:\d]{8}\.\d+\] \[(\w+)\] \[(\d+)\] \[LogCollectionTool:(\S+):[1-9]\d*\] (.*)")

@@ -1,4 +1,5 @@
 """Odd time zones, clocks, locales and homes, and an own log that is full."""
+import errno
 import os
 import random
 import re
@@ -34,12 +35,18 @@ class Setting(faults.FaultCase):
                 self.assertEqual("log isn't inited." in result.err, user is not None)
 
     def test_own_log_at_its_cap(self):
-        """The own log is as large as it may get | 20 MiB when the run starts | it is kept beside the new one, which holds the whole run"""
-        box = self.box()
-        box.put(OWN_LOG, "x" * 100 + "\n", size=20971520)
-        box.run()
-        self.assertWhole(box)
-        self.assertEqual(sorted(os.listdir(os.path.dirname(box.path(OWN_LOG)))), ["LogColltionTool.1.log", "LogColltionTool.log"])
+        """The own log is as large as it may get | 20 MiB when the run starts; the name that it gets is free, a folder, or cannot be had | it is kept beside the new one, which holds the whole run; else the run is added to it, and nothing of it is lost"""
+        for way in ("free", "folder", "rename fails"):
+            with self.subTest(way):
+                box, kept = self.box(), OWN_LOG.replace(".log", ".1.log")
+                box.put(OWN_LOG, "x" * 100 + "\n", size=20971520)
+                if way == "folder":
+                    box.make(os.mkdir, kept)
+                box.run(env=self.failing(box, "rename", OWN_LOG, errno.EPERM) if way == "rename fails" else {})
+                self.assertWhole(box)
+                rotated, log = os.path.isfile(box.path(kept)), box.read(OWN_LOG)
+                self.assertEqual((rotated, log[:1] == b"x", b"Collection log completed" in log, b"not rotated." in log),
+                                 (True, False, True, False) if way == "free" else (False, True, True, True))
 
     def test_clock_set_back(self):
         """The wall clock is set back by a day | in the middle of a wait for a command that never ends | the wait ends after its 30 seconds all the same"""

@@ -10,8 +10,13 @@
 // pool's two functions are the compiler's interface to the Objective-C runtime and have no public header at
 // all.
 extern "C" {
+#if __OBJC_BOOL_IS_BOOL  // the compiler tells: it is on Apple silicon, not on Intel
+typedef bool ObjcBool;
+#else
+typedef signed char ObjcBool;
+#endif
 CFArrayRef NSSearchPathForDirectoriesInDomains(unsigned long directory, unsigned long domainMask,
-                                               signed char expandTilde);
+                                               ObjcBool expandTilde);
 void* objc_autoreleasePoolPush(void);
 void objc_autoreleasePoolPop(void* pool);
 }
@@ -22,7 +27,7 @@ namespace {
 constexpr unsigned long kUserDomain = 1;
 constexpr unsigned long kLocalDomain = 2;
 // Without it the user's folders begin with '~', which no file function understands.
-constexpr signed char kExpandTilde = 1;
+constexpr ObjcBool kExpandTilde = true;
 
 void firstDirectory(unsigned long kind, unsigned long domain, std::string& out) {
   out.clear();

@@ -1,0 +1,63 @@
+#pragma once
+
+#include <string>
+
+namespace quelmar::logutils::macos {
+
+/// The step of the running-log collection that takes a source, in the order of the run. kPort: not copied,
+/// read.
+enum Step { kInstaller, kManagement, kAgent, kMachine, kUser, kShared, kPortal, kLaunchd, kPort };
+
+enum SourceKind { kFile, kFolder, kCrashReports };
+
+/// Where something comes from and where it goes.
+struct Source {
+  Step step;
+  SourceKind kind;
+  const char* path;         ///< "{}" stands for a user, in kMachine and kPort for the shared data folder
+  const char* destination;  ///< within the scratch folder
+  const char* record = "";  ///< logged before
+};
+
+/// Everything that a run collects from, in the order of the run. Management reports are those of the first
+/// user; the other sources of users are there for each.
+inline constexpr Source kSources[] = {
+    {kInstaller, kFile, "/var/log/quelmar/sdp/oBrelaInstallOut.log", "logs/oBrelaInstallOut.log"},
+    {kManagement, kFolder, "/Library/Application Support/uem/logs/quelmarlogs", "logs/uem_{}",
+     "copy uem logs ..."},
+    {kManagement, kCrashReports, "/Users/{}/Library/Logs/DiagnosticReports", "logs/uem_{}/DiagnosticReports",
+     "copy user crash logs ..."},
+    {kManagement, kCrashReports, "/Library/Logs/DiagnosticReports", "logs/uem_{}/DiagnosticReports",
+     "copy system crash logs ..."},
+    {kAgent, kFolder, "/var/log/quelmar/OKVU3_LOG/okvu_agent_sys", "logs/OKVU/okvu_agent_sys"},
+    {kAgent, kFolder, "/var/log/quelmar/OKVU3_LOG/okvu_agent_user", "logs/OKVU/okvu_agent_user"},
+    {kAgent, kFolder, "/var/log/quelmar/OKVU3_LOG/okvu_packman", "logs/OKVU/okvu_packman"},
+    {kAgent, kFolder, "/var/log/quelmar/OKVU3_LOG/okvu_service", "logs/OKVU/okvu_service"},
+    {kAgent, kFolder, "/var/log/quelmar/OKVU3_LOG/okvusp_driver", "logs/OKVU/okvusp_driver"},
+    {kMachine, kFolder, "{}/netData", "netData"},
+    {kUser, kFolder, "/Users/{}/Library/Application Support/oBrela/logs", "logs/{}"},
+    {kUser, kFolder, "/Users/{}/Library/Application Support/oBrela/database", "database/{}"},
+    {kUser, kFolder, "/Users/{}/Library/Application Support/oBrela/nsdbase", "nsdbase/{}"},
+    {kUser, kCrashReports, "/Users/{}/Library/Logs/DiagnosticReports", "logs/{}/diagnosticReports"},
+    {kUser, kFolder, "/Users/{}/Library/Application Support/oBrela/Electron Crashes", "logs/{}/electron"},
+    {kShared, kFolder, "/Library/Application Support/oBrela/database", "database/share_user",
+     "copy shared database ..."},
+    {kShared, kFolder, "/Library/Application Support/oBrela/iddbase", "iddbase/share_user",
+     "copy iddbase ..."},
+    {kShared, kFolder, "/Library/Application Support/oBrela/Crash", "Crash", "copy dump files ..."},
+    {kPortal, kFile, "/Library/quelmar/SDP/oBrela.app/Contents/Resources/app/sdpc_md5.json",
+     "portal-info/sdpc_md5.json"},
+    {kPortal, kFile, "/Library/quelmar/SDP/oBrela.app/Contents/Resources/app/static/.portal.json",
+     "portal-info/.portal.json"},
+    {kLaunchd, kFile, "/var/log/com.apple.xpc.launchd/launchd.log",
+     "system/com.apple.xpc.launchd/launchd.log"},
+    {kPort, kFile, "{}/var/run/debugserver", ""},
+};
+
+/// A path or destination of the table with `name` in the place that it leaves open.
+inline std::string filledIn(std::string text, const std::string& name) {
+  const std::size_t open = text.find("{}");
+  return open == std::string::npos ? text : text.replace(open, 2, name);
+}
+
+}  // namespace quelmar::logutils::macos

@@ -1,0 +1,100 @@
+#include "workspace/protected_places.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <vector>
+
+#include <boost/filesystem/operations.hpp>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "base/directory.h"
+#include "collect/sources.h"
+#include "logging/data_folders.h"
+#include "logging/logger.h"
+
+namespace fs = boost::filesystem;
+
+namespace quelmar {
+namespace {
+
+using logutils::macos::Source;
+using utilities::Links;
+
+constexpr const char* kUsers = "/Users";
+// Where macOS has the folders of "/" that can be written to; they appear in both places.
+constexpr const char* kDataVolume = "/System/Volumes/Data";
+
+std::error_code lookUp(const fs::path& path, struct stat& info) {
+  return utilities::lookUp(AT_FDCWD, path.c_str(), Links::kAny, info);
+}
+
+class Root {
+ public:
+  explicit Root(const std::string& path) {
+    boost::system::error_code ignored;
+    real_ = fs::weakly_canonical(path, ignored);
+    exists_ = !lookUp(path, info_);
+  }
+
+  /// Tells whether it is at, or above, `place`; where either does not exist yet, its path decides.
+  [[nodiscard]] bool holds(const fs::path& place) const {
+    for (fs::path above = place; !above.empty(); above = above.parent_path()) {
+      struct stat info {};
+      const bool isSame =
+          exists_ && !lookUp(above, info) && info.st_dev == info_.st_dev && info.st_ino == info_.st_ino;
+      if (isSame || above == real_) return true;
+    }
+    return false;
+  }
+
+ private:
+  fs::path real_;
+  struct stat info_ {};
+  bool exists_ = false;
+};
+
+std::vector<std::string> places(const std::string& executable, std::error_code& ec) {
+  std::vector<std::string> found{fs::absolute(executable).string(), Logger::GetInstance().options().logFile,
+                                 homeFolder(getuid()), homeFolder(geteuid())};
+  if (const char* sudo = std::getenv("SUDO_UID")) {
+    found.push_back(homeFolder(static_cast<uid_t>(std::strtoul(sudo, nullptr, 10))));
+  }
+  std::vector<std::string> users{"root"};
+  std::string entries;
+  ec = utilities::listDirectory(kUsers, Links::kAny, entries);
+  utilities::forEachEntry(entries, [&](utilities::EntryKind, const char* name) {
+    struct stat info {};
+    const std::string home = std::string(kUsers) + "/" + name;
+    if (lookUp(home, info) || !S_ISDIR(info.st_mode)) return;
+    users.emplace_back(name);
+    found.push_back(home);
+  });
+  std::error_code ignored;
+  const std::string shared = utilities::macos::getSharedDataPath(ignored);
+  for (const Source& source : logutils::macos::kSources) {
+    const bool isShared = source.step == logutils::macos::kMachine || source.step == logutils::macos::kPort;
+    for (const std::string& name : isShared ? std::vector<std::string>{shared} : users) {
+      found.push_back(logutils::macos::filledIn(source.path, name));
+    }
+  }
+  return found;
+}
+
+}  // namespace
+
+std::string protectedPlaceIn(const std::string& root, const std::string& executable) {
+  const Root output(root);
+  std::error_code ec;
+  for (const std::string& place : places(executable, ec)) {
+    boost::system::error_code ignored;
+    const fs::path real = fs::weakly_canonical(place, ignored);
+    if (output.holds(place) || output.holds(real) || output.holds(std::string(kDataVolume) + real.string()))
+      return place;
+  }
+  // Whose homes there are could not be seen.
+  return ec && ec != std::errc::no_such_file_or_directory ? kUsers : std::string();
+}
+
+}  // namespace quelmar
