@@ -4,13 +4,16 @@
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
+#include <system_error>
+#include <thread>
 
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include "app/progress.h"
 #include "logging/logger.h"
-#include "sysinfo/shell.h"
+#include "platform/command.h"
 
 namespace quelmar {
 namespace {
@@ -26,11 +29,37 @@ void raiseDescriptorLimit() {
   setrlimit(RLIMIT_NOFILE, &limit);
 }
 
+/// Ends the process by the first of these signals that comes, with its commands, which are in sessions of their
+/// own: nothing that a terminal sends reaches them. By a thread that waits, for a handler may do next to
+/// nothing; without a thread the signal ends this process alone. One that is ignored, as by nohup, stays so.
+void endBySignal() {
+  sigset_t awaited;
+  sigemptyset(&awaited);
+  for (const int number : {SIGHUP, SIGINT, SIGQUIT, SIGTERM}) {
+    struct sigaction present {};
+    if (sigaction(number, nullptr, &present) == 0 && present.sa_handler != SIG_IGN) sigaddset(&awaited, number);
+  }
+  pthread_sigmask(SIG_BLOCK, &awaited, nullptr);
+  try {
+    std::thread([awaited] {
+      int number = 0;
+      while (sigwait(&awaited, &number) != 0) {
+      }
+      platform::endCommands();
+      Progress::eraseAtOnce();
+      pthread_sigmask(SIG_UNBLOCK, &awaited, nullptr);
+      raise(number);
+      std::_Exit(128 + number);  // the first process of a machine is not ended by a signal of its own
+    }).detach();
+  } catch (const std::system_error&) {
+    pthread_sigmask(SIG_UNBLOCK, &awaited, nullptr);
+  }
+}
+
 }  // namespace
 
 void prepareProcess() {
   raiseDescriptorLimit();
-  logutils::macos::details::spareForeignChildren();
   int fd = 0;
   do {
     fd = open("/dev/null", O_RDWR);
@@ -46,10 +75,11 @@ void prepareProcess() {
   sigaction(SIGPIPE, &pipeAction, nullptr);
   // With SIGCHLD ignored, no command's end could be waited for.
   std::signal(SIGCHLD, SIG_DFL);
+  endBySignal();
 }
 
 void endProcess(int result) {
-  logutils::macos::details::endCommands();
+  platform::endCommands();
   Logger::GetInstance().flush();
   std::cout.flush();
   std::cerr.flush();

@@ -5,7 +5,6 @@
 #include <cerrno>
 #include <chrono>
 #include <condition_variable>
-#include <csignal>
 #include <cstdlib>
 #include <exception>
 #include <mutex>
@@ -48,7 +47,6 @@ struct View {
 };
 
 std::atomic<bool> shownBelowCursor{false};
-static_assert(std::atomic<bool>::is_always_lock_free, "read by a signal handler");
 
 /// Tells whether the terminal is the run's to write to and would take text now: it does not while the run is
 /// in the background, its output is stopped or nobody reads it.
@@ -61,25 +59,6 @@ bool takesText() {
   timeval now{};
   // Not poll, which knows no terminals on some hosts.
   return select(STDERR_FILENO + 1, nullptr, &descriptors, nullptr, &now) == 1;
-}
-
-/// Somebody who interrupts the run gets a prompt that is not written over the line.
-void eraseAndEnd(int signal) {
-  if (shownBelowCursor && takesText()) {
-    static_cast<void>(!write(STDERR_FILENO, kErase, sizeof(kErase) - 1));
-  }
-  raise(signal);  // whose default action is back in place
-}
-
-void eraseWhenInterrupted() {
-  for (const int signal : {SIGINT, SIGTERM}) {
-    struct sigaction old {};
-    if (sigaction(signal, nullptr, &old) != 0 || old.sa_handler != SIG_DFL) continue;
-    struct sigaction action {};
-    action.sa_handler = &eraseAndEnd;
-    action.sa_flags = static_cast<int>(SA_RESETHAND);
-    sigaction(signal, &action, nullptr);
-  }
 }
 
 bool understandsEscapes() {
@@ -193,7 +172,6 @@ Progress::Progress(bool wanted) {
     return;
   }
   shared_ = shared;
-  if (understandsEscapes()) eraseWhenInterrupted();
 }
 
 std::shared_ptr<const void> Progress::collector(const std::string& name) {
@@ -217,6 +195,10 @@ void Progress::end() {
   shared_->ending = true;
   shared_->changed.notify_all();
   shared_->changed.wait_for(lock, kEndLimit, [this] { return shared_->ended; });
+}
+
+void Progress::eraseAtOnce() {
+  if (shownBelowCursor && takesText()) static_cast<void>(!write(STDERR_FILENO, kErase, sizeof(kErase) - 1));
 }
 
 }  // namespace quelmar

@@ -30,6 +30,10 @@ class Progress {
   /// Erases the line for good. Waits for it at most a second; nothing new is drawn once that returned.
   void end();
 
+  /// Erases any line that is shown, for a run that ends now: somebody who interrupts it gets a prompt that is
+  /// not written over the line.
+  static void eraseAtOnce();
+
  private:
   struct Shared;
 

@@ -11,7 +11,6 @@
 #include <unistd.h>
 
 #include "base/directories.h"
-#include "base/file_size_limit.h"
 
 namespace fs = boost::filesystem;
 
@@ -112,7 +111,6 @@ void copyRegularFile(const fs::path& from, const fs::path& to, Overwrite overwri
   const mode_t mode = (info.st_mode & 0777) | S_IRUSR | S_IWUSR;
   Descriptor target = openTarget(to, mode, overwrite, ec);
   if (ec) return;
-  liftFileSizeLimitFor(size);
   ec = copyBytes(source.get(), target.get(), size);
   if (!target.closeNow() && !ec) ec = lastError();
 }

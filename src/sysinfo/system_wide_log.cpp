@@ -4,9 +4,8 @@
 
 #include <boost/filesystem/path.hpp>
 
-#include "base/directories.h"
 #include "logging/log_call.h"
-#include "sysinfo/shell.h"
+#include "sysinfo/report.h"
 
 namespace quelmar::logutils::macos {
 namespace {
@@ -37,12 +36,10 @@ void collectSystemWideLog(const std::string& folder, const platform::HostCommand
   const WideLogSpan span = wideLogSpan(std::time(nullptr));
   const platform::WideLogQuery& query = commands.wideLog;
   const std::string path = (boost::filesystem::path(folder) / "system_wide.log").string();
-  const std::string command =
-      query.beforeStart + span.start + query.beforeEnd + span.end + query.beforeTarget + path;
   LOG_CALL(kInfo, "{}", "collectSystemWideLog start");
-  utilities::discardForeignEntry(path);  // the shell would write through a link
-  std::string discarded;                 // the shell has put the output into the file
-  const bool started = details::cmdPopen(command, discarded);
+  details::Report report(__func__, path, path);
+  const bool started =
+      report.run(query.beforeStart + span.start + query.beforeEnd + span.end + query.beforeTarget);
   LOG_CALL(kInfo, "collectSystemWideLog done, ret={}", started);
 }
 

@@ -2,10 +2,8 @@
 
 #include <boost/filesystem/operations.hpp>
 
-#include "base/directories.h"
 #include "logging/log_call.h"
 #include "sysinfo/report.h"
-#include "sysinfo/shell.h"
 
 namespace fs = boost::filesystem;
 
@@ -40,12 +38,12 @@ constexpr StateSection kExtensionSection = {"collectSystemStateForUem start coll
 
 void collectSystemStateForUem(const std::string& folder, const std::string& name) {
   const std::string path = (fs::path(folder) / ("uem_" + name) / "system_state.log").string();
-  const auto collect = [&path, function = __func__](const StateSection& section) {
+  details::Report report(__func__, path, path);
+  const auto collect = [&report, function = __func__](const StateSection& section) {
+    if (report.hasEnded()) return;
     LOG_CALL_AS(function, kInfo, "{}", section.startMessage);
-    details::out2File(path, details::sectionBanner(section.title));
-    utilities::discardForeignEntry(path);  // the shell would write through a link
-    std::string discarded;                 // the shell has put the output into the report
-    const bool started = details::cmdPopen(section.command + path, discarded);
+    report.banner(section.title);
+    const bool started = report.run(section.command);
     LOG_CALL_AS(function, kInfo, section.doneFormat, started);
   };
   for (const StateSection& section : kSections) collect(section);
