@@ -7,6 +7,7 @@ nothing that it does can reach the real machine. The tests see what it did throu
 import collections
 import ctypes
 import fcntl
+import glob
 import itertools
 import os
 import re
@@ -52,6 +53,21 @@ def mount(source, target, kind=None, flags=0, data=None):
     texts = [None if x is None else os.fsencode(x) for x in (source, target, kind, data)]
     if libc.mount(*texts[:3], ctypes.c_ulong(flags), texts[3]) != 0:
         raise OSError(ctypes.get_errno(), "mount " + target)
+
+
+def wait_until_alone():
+    """Waits for the end of every other process here: what was sent a signal ends a moment later."""
+    def alive():
+        for path in glob.glob("/proc/[0-9]*/stat"):
+            try:
+                with open(path) as file:
+                    process, (state, *_) = int(path.split("/")[2]), file.read().rpartition(")")[2].split()
+            except OSError:
+                continue  # it has ended meanwhile
+            if process != os.getpid() and state not in "ZX":
+                yield process
+    while any(alive()):
+        os.sched_yield()
 
 
 def printed(name, *arguments):

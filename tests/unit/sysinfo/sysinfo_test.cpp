@@ -1,10 +1,12 @@
 #include <cstdlib>
 #include <ctime>
+#include <thread>
+#include <vector>
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
 
 #include "support/log_capture.h"
-#include "sysinfo/report.h"
 #include "sysinfo/shell.h"
 #include "sysinfo/system_wide_log.h"
 
@@ -32,9 +34,19 @@ TEST(CmdPopen, CapturesInReadsOf4096BytesWithTheStaleTail) {
   }
 }
 
-TEST(SectionBanner, FramesTheTitle) {
-  EXPECT_EQ(details::sectionBanner("os info"),
-            "================================== os info ==================================\n");
+TEST(CmdPopen, ServesManyThreadsAtOnce) {
+  std::vector<std::thread> threads;
+  for (int number = 0; number < 4; ++number) {
+    threads.emplace_back([] {
+      for (int command = 0; command < 50; ++command) {
+        std::string output;
+        EXPECT_TRUE(details::cmdPopen("head -c 131072 /dev/zero | tr '\\0' a", output));
+        EXPECT_EQ(output, std::string(131072, 'a'));
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a command is left that nobody has waited for";
 }
 
 TEST(WideLogSpan, GoesBackTenMinutesOfWallClock) {
