@@ -5,13 +5,13 @@
 #include <cstdlib>
 #include <iostream>
 #include <system_error>
-#include <thread>
 
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
 #include "app/progress.h"
+#include "base/bounded_call.h"
 #include "logging/logger.h"
 #include "platform/command.h"
 
@@ -29,28 +29,28 @@ void raiseDescriptorLimit() {
   setrlimit(RLIMIT_NOFILE, &limit);
 }
 
-/// Ends the process by the first of these signals that comes, with its commands, which are in sessions of their
-/// own: nothing that a terminal sends reaches them. By a thread that waits, for a handler may do next to
-/// nothing; without a thread the signal ends this process alone. One that is ignored, as by nohup, stays so.
+/// Lets SIGINT and its like end the process with its commands, which a terminal's signals do not reach: each
+/// has a session of its own. By a thread that waits, for a handler may do next to nothing; without a thread
+/// they end this process alone. A signal that is ignored, as nohup has it, stays so.
 void endBySignal() {
   sigset_t awaited;
   sigemptyset(&awaited);
   for (const int number : {SIGHUP, SIGINT, SIGQUIT, SIGTERM}) {
     struct sigaction present {};
-    if (sigaction(number, nullptr, &present) == 0 && present.sa_handler != SIG_IGN) sigaddset(&awaited, number);
+    sigaction(number, nullptr, &present);
+    if (present.sa_handler != SIG_IGN) sigaddset(&awaited, number);
   }
   pthread_sigmask(SIG_BLOCK, &awaited, nullptr);
   try {
-    std::thread([awaited] {
+    utilities::DetachedCall([awaited] {
       int number = 0;
-      while (sigwait(&awaited, &number) != 0) {
-      }
+      sigwait(&awaited, &number);
       platform::endCommands();
       Progress::eraseAtOnce();
       pthread_sigmask(SIG_UNBLOCK, &awaited, nullptr);
       raise(number);
-      std::_Exit(128 + number);  // the first process of a machine is not ended by a signal of its own
-    }).detach();
+      std::_Exit(128 + number);  // a container's first process survives its own signals
+    });
   } catch (const std::system_error&) {
     pthread_sigmask(SIG_UNBLOCK, &awaited, nullptr);
   }

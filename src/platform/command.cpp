@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <condition_variable>
 #include <csignal>
 #include <mutex>
 #include <new>
@@ -19,38 +18,28 @@ extern "C" char** environ;
 namespace quelmar::platform {
 namespace {
 
+// A start that does not come to its end must hold up nobody else's.
 constexpr std::chrono::seconds kStartLimit{1};
 
-/// What all commands share. Never destroyed: detached threads start commands to the last.
-struct Shared {
-  std::mutex mutex;
-  std::condition_variable started;
-  std::size_t starting = 0;
-  bool isEnding = false;
-  /// The shells, each its session's leader. A shell is reaped, under the mutex, when it goes from this list,
-  /// and never once the end has begun: no number in it can be another process's.
-  std::vector<pid_t> leaders;
+/// The shells that were started, each its session's leader. One is reaped when it goes from this list, under
+/// the mutex: so no number in it can be another process's. Never destroyed: detached threads start commands to
+/// the last.
+struct Leaders {
+  std::timed_mutex mutex;
+  std::vector<pid_t> pids;
 };
 
-Shared& shared() {
-  static auto* const kShared = new Shared;
-  return *kShared;
-}
-
-/// Locks; once the end has begun it stops this thread for ever, whose caller is to write and log nothing more.
-std::unique_lock<std::mutex> lockUnlessEnding() {
-  std::unique_lock<std::mutex> lock(shared().mutex);
-  if (!shared().isEnding) return lock;
-  lock.unlock();
-  while (true) pause();
+Leaders& leaders() {
+  static auto* const kLeaders = new Leaders;
+  return *kLeaders;
 }
 
 /// Ends these shells' sessions and what else descends from them. All are stopped before any is ended: a
-/// process that is stopped starts no others and does not go. The groups of the shells are reached at once; the
-/// table of processes is for offspring that made a group or a session of its own.
-void endSessions(const std::vector<pid_t>& leaders) {
-  for (const pid_t leader : leaders) kill(-leader, SIGSTOP);
-  std::vector<pid_t> found = leaders;
+/// process that is stopped starts no others and does not go. A shell's group is reached at once; the table of
+/// processes is for offspring that made a group or a session of its own.
+void endSessions(const std::vector<pid_t>& shells) {
+  for (const pid_t shell : shells) kill(-shell, SIGSTOP);
+  std::vector<pid_t> found = shells;
   const auto isIn = [](const std::vector<pid_t>& some, pid_t process) {
     return std::find(some.begin(), some.end(), process) != some.end();
   };
@@ -58,14 +47,14 @@ void endSessions(const std::vector<pid_t>& leaders) {
     for (std::size_t before = 0; before != found.size();) {
       before = found.size();
       for (const Process& one : processes()) {
-        if (isIn(found, one.pid) || !(isIn(found, one.parent) || isIn(leaders, getsid(one.pid)))) continue;
+        if (isIn(found, one.pid) || !(isIn(found, one.parent) || isIn(shells, getsid(one.pid)))) continue;
         kill(one.pid, SIGSTOP);
         found.push_back(one.pid);
       }
     }
   } catch (const std::bad_alloc&) {  // NOLINT(bugprone-empty-catch): those that are known end all the same
   }
-  for (const pid_t leader : leaders) kill(-leader, SIGKILL);
+  for (const pid_t shell : shells) kill(-shell, SIGKILL);
   for (const pid_t process : found) kill(process, SIGKILL);
 }
 
@@ -101,30 +90,18 @@ int spawnShell(std::string line, int output, pid_t& pid) {
 
 int Command::start(const std::string& line, std::uintmax_t maxFileBytes) {
   rlimit present{};
-  const bool isLimited = getrlimit(RLIMIT_FSIZE, &present) == 0 && maxFileBytes < present.rlim_cur;
-  const std::string limit = "ulimit -S -f " + std::to_string(maxFileBytes / kShellBlockBytes) + "; ";
-  const std::string text = isLimited ? limit + line : line;
+  std::string limit;
+  if (getrlimit(RLIMIT_FSIZE, &present) == 0 && maxFileBytes < present.rlim_cur)
+    limit = "ulimit -S -f " + std::to_string(maxFileBytes / kShellBlockBytes) + "; ";
   int ends[2];
   if (pipe(ends) != 0) return errno;
   for (const int end : ends) fcntl(end, F_SETFD, FD_CLOEXEC);
   output_ = utilities::Descriptor(ends[0]);
   const utilities::Descriptor input(ends[1]);
-
-  auto lock = lockUnlessEnding();
-  shared().leaders.reserve(shared().leaders.size() + shared().starting + 1);
-  ++shared().starting;
-  lock.unlock();
-  pid_t pid = -1;
-  const int error = spawnShell(text, input.get(), pid);
-  lock.lock();
-  --shared().starting;
-  if (error == 0) {
-    shared().leaders.push_back(pid_ = pid);
-    if (isEnded_ || shared().isEnding) endSessions({pid});
-  }
-  shared().started.notify_all();
-  lock.unlock();
-  lockUnlessEnding();
+  const std::lock_guard<std::timed_mutex> lock(leaders().mutex);
+  leaders().pids.reserve(leaders().pids.size() + 1);
+  const int error = spawnShell(limit + line, input.get(), pid_);
+  if (error == 0) leaders().pids.push_back(pid_);
   return error;
 }
 
@@ -144,27 +121,25 @@ bool Command::wait(bool sparesOthers) {
   siginfo_t info{};
   while (waitid(P_PID, static_cast<id_t>(pid_), &info, WEXITED | WNOWAIT) != 0 && errno == EINTR) {
   }
-  const auto lock = lockUnlessEnding();
+  // Once the end has begun this waits for ever: the caller is to write and log nothing about a command that
+  // was ended with the process.
+  const std::lock_guard<std::timed_mutex> lock(leaders().mutex);
   if (!sparesOthers) kill(-pid_, SIGKILL);
   waitpid(pid_, nullptr, 0);
-  auto& leaders = shared().leaders;
-  leaders.erase(std::find(leaders.begin(), leaders.end(), pid_));
-  pid_ = -1;
+  leaders().pids.erase(std::find(leaders().pids.begin(), leaders().pids.end(), std::exchange(pid_, -1)));
   return info.si_code == CLD_EXITED && info.si_status == 0;
 }
 
 void Command::end() {
-  const std::lock_guard<std::mutex> lock(shared().mutex);
-  isEnded_ = true;
-  if (pid_ > 0) endSessions({pid_});
+  const std::unique_lock<std::timed_mutex> lock(leaders().mutex, kStartLimit);
+  if (lock && pid_ > 0) endSessions({pid_});
 }
 
 void endCommands() {
-  std::unique_lock<std::mutex> lock(shared().mutex);
-  shared().isEnding = true;
-  // A start that does not come to its end must not hold up the process's own.
-  shared().started.wait_for(lock, kStartLimit, [] { return shared().starting == 0; });
-  if (!shared().leaders.empty()) endSessions(shared().leaders);
+  std::unique_lock<std::timed_mutex> lock(leaders().mutex, kStartLimit);
+  if (!lock) return;
+  if (!leaders().pids.empty()) endSessions(leaders().pids);
+  lock.release();  // never given back
 }
 
 }  // namespace quelmar::platform

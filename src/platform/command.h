@@ -1,11 +1,7 @@
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
-#include <limits>
 #include <string>
-
-#include <sys/types.h>
 
 #include "base/descriptor.h"
 
@@ -13,14 +9,12 @@ namespace quelmar::platform {
 
 /// A command line that /bin/sh runs in a session of its own: standard input is /dev/null, standard output a
 /// pipe to this process, standard error this process's, all signals are at their defaults, no other
-/// descriptor is handed on. For one thread, but for end().
+/// descriptor is handed on.
 class Command {
  public:
-  static constexpr std::uintmax_t kAnySize = std::numeric_limits<std::uintmax_t>::max();
-
-  /// Starts the line. No file that the command writes may grow beyond `maxFileBytes`, or beyond the limit that
+  /// Starts the line. No file that the command writes grows beyond `maxFileBytes`, or beyond the limit that
   /// this process has. @return 0, or the error number when the shell cannot be started
-  int start(const std::string& line, std::uintmax_t maxFileBytes = kAnySize);
+  int start(const std::string& line, std::uintmax_t maxFileBytes = UINTMAX_MAX);
 
   /// Reads what the command prints, as fread does: fewer than `size` bytes only at the end.
   std::size_t read(char* buffer, std::size_t size);
@@ -29,13 +23,12 @@ class Command {
   /// the background is ended then. @return true when the shell's exit status is 0
   bool wait(bool sparesOthers = false);
 
-  /// Ends the command and its offspring now, or as soon as its start is done. Thread-safe.
+  /// Ends the command, if it runs, and its offspring. Thread-safe, unlike the others.
   void end();
 
  private:
   utilities::Descriptor output_;
   pid_t pid_ = -1;
-  bool isEnded_ = false;
 };
 
 /// Ends all commands and their offspring; with this the end of the process begins: nobody comes back from

@@ -50,7 +50,7 @@ bool cmdPopenWithin(std::chrono::seconds limit, const std::string& cmd, std::str
   };
   const auto shared = std::make_shared<Run>();
   const bool ended = utilities::runWithin(limit, [shared, cmd] {
-    shared->isStarted = run(shared->command, cmd, shared->text, platform::Command::kAnySize, true);
+    shared->isStarted = run(shared->command, cmd, shared->text, UINTMAX_MAX, true);
   });
   if (!ended) shared->command.end();
   output = ended ? shared->text : "";
