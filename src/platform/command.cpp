@@ -22,8 +22,8 @@ namespace {
 constexpr std::chrono::seconds kStartLimit{1};
 
 /// The shells that were started, each its session's leader. One is reaped when it goes from this list, under
-/// the mutex: so no number in it can be another process's. Never destroyed: detached threads start commands to
-/// the last.
+/// the mutex: so no number in it can be another process's. Never destroyed: detached threads start commands
+/// to the last.
 struct Leaders {
   std::timed_mutex mutex;
   std::vector<pid_t> pids;
@@ -59,29 +59,27 @@ void endSessions(const std::vector<pid_t>& shells) {
 }
 
 int spawnShell(std::string line, int output, pid_t& pid) {
-  posix_spawn_file_actions_t actions;
-  posix_spawnattr_t attributes;
-  if (const int error = posix_spawn_file_actions_init(&actions)) return error;
-  int error = posix_spawnattr_init(&attributes);
-  if (error == 0) {
-    // A session, not only a group: in the terminal's own session, a group that is not in the foreground may be
-    // stopped when it writes to the terminal.
-    short flags = POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF;
-    sigset_t signals;
-    sigemptyset(&signals);
-    posix_spawnattr_setsigmask(&attributes, &signals);
-    sigfillset(&signals);
-    for (const int fixed : {SIGKILL, SIGSTOP}) sigdelset(&signals, fixed);
-    posix_spawnattr_setsigdefault(&attributes, &signals);
-    error = posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-    if (error == 0) error = posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
-    if (error == 0) error = handOnNothingElse(actions, flags);
-    if (error == 0) error = posix_spawnattr_setflags(&attributes, flags);
-    char shell[] = "sh", option[] = "-c";
-    char* const arguments[] = {shell, option, line.data(), nullptr};
-    if (error == 0) error = posix_spawn(&pid, "/bin/sh", &actions, &attributes, arguments, environ);
-    posix_spawnattr_destroy(&attributes);
-  }
+  posix_spawn_file_actions_t actions{};
+  posix_spawnattr_t attributes{};
+  // A session, not only a group: in the terminal's own session, a group that is not in the foreground may be
+  // stopped when it writes to the terminal.
+  short flags = POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF;
+  sigset_t none, all;
+  sigemptyset(&none);
+  sigfillset(&all);
+  for (const int fixed : {SIGKILL, SIGSTOP}) sigdelset(&all, fixed);
+  int error = posix_spawn_file_actions_init(&actions);
+  if (error == 0) error = posix_spawnattr_init(&attributes);
+  if (error == 0) error = posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+  if (error == 0) error = posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
+  if (error == 0) error = handOnNothingElse(actions, flags);
+  if (error == 0) error = posix_spawnattr_setsigmask(&attributes, &none);
+  if (error == 0) error = posix_spawnattr_setsigdefault(&attributes, &all);
+  if (error == 0) error = posix_spawnattr_setflags(&attributes, flags);
+  char shell[] = "sh", option[] = "-c";
+  char* const arguments[] = {shell, option, line.data(), nullptr};
+  if (error == 0) error = posix_spawn(&pid, "/bin/sh", &actions, &attributes, arguments, environ);
+  posix_spawnattr_destroy(&attributes);
   posix_spawn_file_actions_destroy(&actions);
   return error;
 }

@@ -11,8 +11,8 @@ namespace quelmar::platform {
 /// The unit, in bytes, of this host's "ulimit -f" in sh; where shells differ, the larger one.
 extern const std::uintmax_t kShellBlockBytes;
 
-/// Sees to it that a new process gets standard error and what `actions` open for it, and nothing else, however
-/// other descriptors were opened. @return 0 or an error number
+/// Sees to it that a new process gets standard error and what `actions` open for it, and nothing else,
+/// however other descriptors were opened. @return 0 or an error number
 int handOnNothingElse(posix_spawn_file_actions_t& actions, short& flags);
 
 struct Process {

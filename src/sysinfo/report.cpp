@@ -51,8 +51,8 @@ void Report::endIfFull(std::uintmax_t more, const std::string& text) {
   if (hasEnded_ || lstat(path_.c_str(), &info) != 0) return;
   hasEnded_ = static_cast<std::uintmax_t>(info.st_size) + more > maxReportBytes;
   if (hasEnded_) {
-    LOG_CALL_AS(function_, kWarn, "report {} ends at its limit of {} bytes; Reason: no room for all of: {}", path_,
-                maxReportBytes.load(), text);
+    LOG_CALL_AS(function_, kWarn, "report {} ends at its limit of {} bytes; Reason: no room for all of: {}",
+                path_, maxReportBytes.load(), text);
   }
 }
 

@@ -8,8 +8,8 @@ namespace quelmar::logutils::macos::details {
 /// The line that begins a report's section: 34 "=", a blank, the title, a blank, 34 "=" and a newline.
 std::string sectionBanner(const std::string& title);
 
-/// Sets how large each report may grow, in bytes; 1 GiB if this is never called. To be called before the first
-/// one begins.
+/// Sets how large each report may grow, in bytes; 1 GiB if this is never called. To be called before the
+/// first one begins.
 void limitReports(std::uintmax_t bytes);
 
 /// A report that banners and commands' outputs are appended to. It ends when it has reached its limit, with a

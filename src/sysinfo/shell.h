@@ -16,8 +16,7 @@ namespace quelmar::logutils::macos::details {
 ///                the command is still read.
 /// @param maxFileBytes  no file that the command writes may grow beyond this.
 /// @return true when the shell could be started, whatever became of the command; false otherwise (logged).
-bool cmdPopen(const std::string& cmd, std::string& output,
-              std::uintmax_t maxFileBytes = UINTMAX_MAX);
+bool cmdPopen(const std::string& cmd, std::string& output, std::uintmax_t maxFileBytes = UINTMAX_MAX);
 
 /// cmdPopen for a command that nobody should wait for long: ends it and its offspring after `limit`. What it
 /// has left running in the background before stays.
