@@ -5,6 +5,7 @@
 #include <csignal>
 #include <mutex>
 #include <new>
+#include <thread>
 #include <vector>
 
 #include <fcntl.h>
@@ -18,20 +19,27 @@ extern "C" char** environ;
 namespace quelmar::platform {
 namespace {
 
-// A start that does not come to its end must hold up nobody else's.
-constexpr std::chrono::seconds kStartLimit{1};
-
 /// The shells that were started, each its session's leader. One is reaped when it goes from this list, under
 /// the mutex: so no number in it can be another process's. Never destroyed: detached threads start commands
 /// to the last.
 struct Leaders {
-  std::timed_mutex mutex;
+  std::mutex mutex;
   std::vector<pid_t> pids;
 };
 
 Leaders& leaders() {
   static auto* const kLeaders = new Leaders;
   return *kLeaders;
+}
+
+/// Gives up after a second: a start that does not come to its end must not hold up the end of the process.
+std::unique_lock<std::mutex> tryLock() {
+  std::unique_lock<std::mutex> lock(leaders().mutex, std::try_to_lock);
+  for (int tries = 0; !lock && tries < 100; ++tries) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    static_cast<void>(lock.try_lock());
+  }
+  return lock;
 }
 
 /// Ends these shells' sessions and what else descends from them. All are stopped before any is ended: a
@@ -96,7 +104,7 @@ int Command::start(const std::string& line, std::uintmax_t maxFileBytes) {
   for (const int end : ends) fcntl(end, F_SETFD, FD_CLOEXEC);
   output_ = utilities::Descriptor(ends[0]);
   const utilities::Descriptor input(ends[1]);
-  const std::lock_guard<std::timed_mutex> lock(leaders().mutex);
+  const std::lock_guard<std::mutex> lock(leaders().mutex);
   leaders().pids.reserve(leaders().pids.size() + 1);
   const int error = spawnShell(limit + line, input.get(), pid_);
   if (error == 0) leaders().pids.push_back(pid_);
@@ -121,7 +129,7 @@ bool Command::wait(bool sparesOthers) {
   }
   // Once the end has begun this waits for ever: the caller is to write and log nothing about a command that
   // was ended with the process.
-  const std::lock_guard<std::timed_mutex> lock(leaders().mutex);
+  const std::lock_guard<std::mutex> lock(leaders().mutex);
   if (!sparesOthers) kill(-pid_, SIGKILL);
   waitpid(pid_, nullptr, 0);
   leaders().pids.erase(std::find(leaders().pids.begin(), leaders().pids.end(), std::exchange(pid_, -1)));
@@ -129,12 +137,12 @@ bool Command::wait(bool sparesOthers) {
 }
 
 void Command::end() {
-  const std::unique_lock<std::timed_mutex> lock(leaders().mutex, kStartLimit);
+  const auto lock = tryLock();
   if (lock && pid_ > 0) endSessions({pid_});
 }
 
 void endCommands() {
-  std::unique_lock<std::timed_mutex> lock(leaders().mutex, kStartLimit);
+  auto lock = tryLock();
   if (!lock) return;
   if (!leaders().pids.empty()) endSessions(leaders().pids);
   lock.release();  // never given back

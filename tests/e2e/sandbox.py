@@ -55,18 +55,21 @@ def mount(source, target, kind=None, flags=0, data=None):
         raise OSError(ctypes.get_errno(), "mount " + target)
 
 
+def others():
+    """Every other process here that has not ended."""
+    for path in glob.glob("/proc/[0-9]*/stat"):
+        try:
+            with open(path) as file:
+                process, (state, *_) = int(path.split("/")[2]), file.read().rpartition(")")[2].split()
+        except OSError:
+            continue  # it has ended meanwhile
+        if process != os.getpid() and state not in "ZX":
+            yield process
+
+
 def wait_until_alone():
-    """Waits for the end of every other process here: what was sent a signal ends a moment later."""
-    def alive():
-        for path in glob.glob("/proc/[0-9]*/stat"):
-            try:
-                with open(path) as file:
-                    process, (state, *_) = int(path.split("/")[2]), file.read().rpartition(")")[2].split()
-            except OSError:
-                continue  # it has ended meanwhile
-            if process != os.getpid() and state not in "ZX":
-                yield process
-    while any(alive()):
+    """What was sent a signal ends a moment later."""
+    while any(others()):
         os.sched_yield()
 
 

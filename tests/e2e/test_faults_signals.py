@@ -40,8 +40,9 @@ class Signals(faults.FaultCase):
             for number in (signal.SIGTERM, signal.SIGINT, signal.SIGKILL):
                 with self.subTest(phase=phase, signal=number):
                     box = self.killed(phase, number)
-                    if number != signal.SIGKILL:
-                        sandbox.wait_until_alone()
+                    for process in sandbox.others() if number == signal.SIGKILL else ():
+                        os.kill(process, signal.SIGKILL)
+                    sandbox.wait_until_alone()
                     left = box.archives() if os.path.exists(box.path(ROOT_DIR)) else []
                     self.assertEqual(len(left), 1 if phase in ("packing", "reveal") else 0)
                     if phase == "reveal" or left and zipfile.is_zipfile(box.path(ROOT_DIR + "/" + left[0])):
