@@ -35,7 +35,7 @@ ROWS = [
     ("Success is announced although the disk is full", "the log tells, and what is left of the archive bears another name. The exit status stays 0: programs that start the tool rely on it", "test_faults_volume.py", "test_full_while_packing"),
     ("Deleting through links, or deleting strangers' files", "deletion opens what it empties and never through a link; a folder with somebody's files is not used for output", "test_faults_links.py", "test_folders_that_are_not_to_be_emptied"),
     ("Predictable names in shared temporary folders", "the names are fixed; what that means and what to do instead is in security.md", "test_faults_links.py", "test_planted_before_the_run"),
-    ("Late workers write after the archive is closed, or crash at exit", "nothing that a late thread can reach is torn down, and nothing starts once the process ends", "test_hang.py", "test_every_command_and_the_peer_hang"),
+    ("Late workers write after the archive is closed, or crash at exit", "nothing that a late thread can reach is torn down, and once the end begins no command starts and nobody who waited for one goes on to log or write", "test_hang.py", "test_every_command_and_the_peer_hang"),
     ("Commands wait for a terminal or for input", "standard input is /dev/null, for the tool and all commands", "test_hang.py", "test_every_command_and_the_peer_hang"),
     ("The caller closes the output and the tool dies", "a lost reader is a write error and no signal; closed streams are /dev/null", "test_hostile.py", "test_standard_streams_closed_or_full"),
     ("A loopback request goes to the proxy of the environment", "no proxy, no redirect, 30 seconds, the first 4 MiB", "test_tunnel.py", "test_answers"),
@@ -53,18 +53,19 @@ can tell what is in the archive or why a piece is missing: archive-layout.md and
 
 ## What a run that was ended leaves
 
-The tool has no clean-up of its own for SIGINT and SIGTERM: it ends at once, as whoever sends them wants, and leaves the
-scratch folder, the report and perhaps an archive without its end, which no reader opens. The next run in the same folder
+For SIGINT, SIGTERM, SIGHUP and SIGQUIT the tool ends its commands and then itself; one that it was started to ignore stays
+ignored. There is no other clean-up, and none at all for SIGKILL, which leaves the commands running too: a run that was ended
+leaves the scratch folder, the report and perhaps an archive without its end, which no reader opens. The next run in the same folder
 removes the first two before it begins; the torn archive counts among the four that are kept, until newer ones push it out.
-While the set-up's chmod runs, the C library holds SIGINT back. Commands that were running are not ended with the tool then;
-an interrupt from a terminal reaches them too.
 
 ## Limits on purpose
 
-- Copies leave 100 MiB of the volume free and as much again as the largest of them, and no command's report grows beyond a quarter of the room that was free or 1 GiB.
-- What nobody should wait for is given up: chmod and the login service after 5 seconds, showing the archive after 10.
-- When the process ends it ends the commands that still run, and what they started. A process that has been given up by its
-  own parents in between is no longer found.
+- Copies leave 100 MiB of the volume free and as much again as the largest of them; each report ends at an eighth of the room
+  that was free, 1 GiB at most.
+- What nobody should wait for is ended: chmod after 5 seconds, showing the archive after 10. The login service is given up
+  after 5.
+- When the process ends it ends the commands that still run, and what they started. Not found is what has left its command's
+  session and lost its parents. What a report's command leaves in the background ends with that command.
 - Without threads for its three collectors the run ends abnormally, before anything is collected.
 """
 

@@ -13,6 +13,7 @@
 #include "app/progress.h"
 #include "app/result_codes.h"
 #include "app/result_lines.h"
+#include "base/bounded_call.h"
 #include "base/directories.h"
 #include "base/shared_inst.h"
 #include "base/wait_group.h"
@@ -43,11 +44,6 @@ namespace {
 
 constexpr std::uint64_t kSystemInfoBudgetSeconds = 60;
 constexpr std::chrono::seconds kRevealLimit{10};
-
-std::uint64_t steadySeconds() {
-  const auto now = std::chrono::steady_clock::now().time_since_epoch();
-  return static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::seconds>(now).count());
-}
 
 /// Makes the scratch folder, open to every user; the run goes on without it.
 /// @return the names in it that could not be cleared away. They are not packed: somebody may have given his
@@ -151,7 +147,7 @@ int main(int argc, char** argv) {
   std::cout << "Start collecting logs..." << std::endl;
 
   // 3. The tool's own log.
-  const std::uint64_t startSeconds = steadySeconds();
+  const std::uint64_t startSeconds = utilities::steadySeconds();
   if (initLogName("LogColltionTool")) {
     result.log(Logger::GetInstance().options().logFile);
   } else {

@@ -4,13 +4,16 @@
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
+#include <system_error>
 
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include "app/result_lines.h"
+#include "base/bounded_call.h"
 #include "logging/logger.h"
-#include "sysinfo/shell.h"
+#include "platform/command.h"
 
 namespace quelmar {
 namespace {
@@ -26,11 +29,37 @@ void raiseDescriptorLimit() {
   setrlimit(RLIMIT_NOFILE, &limit);
 }
 
+/// Lets SIGINT and its like end the process with its commands, which a terminal's signals do not reach: each
+/// has a session of its own. By a thread that waits, for a handler may do next to nothing; without a thread
+/// they end this process alone. A signal that is ignored, as nohup has it, stays so.
+void endBySignal() {
+  sigset_t awaited;
+  sigemptyset(&awaited);
+  for (const int number : {SIGHUP, SIGINT, SIGQUIT, SIGTERM}) {
+    struct sigaction present {};
+    sigaction(number, nullptr, &present);
+    if (present.sa_handler != SIG_IGN) sigaddset(&awaited, number);
+  }
+  pthread_sigmask(SIG_BLOCK, &awaited, nullptr);
+  try {
+    utilities::DetachedCall([awaited] {
+      int number = 0;
+      sigwait(&awaited, &number);
+      platform::endCommands();
+      ResultLines::tellInterrupted();
+      pthread_sigmask(SIG_UNBLOCK, &awaited, nullptr);
+      raise(number);
+      std::_Exit(128 + number);  // a container's first process survives its own signals
+    });
+  } catch (const std::system_error&) {
+    pthread_sigmask(SIG_UNBLOCK, &awaited, nullptr);
+  }
+}
+
 }  // namespace
 
 void prepareProcess() {
   raiseDescriptorLimit();
-  logutils::macos::details::spareForeignChildren();
   int fd = 0;
   do {
     fd = open("/dev/null", O_RDWR);
@@ -46,10 +75,11 @@ void prepareProcess() {
   sigaction(SIGPIPE, &pipeAction, nullptr);
   // With SIGCHLD ignored, no command's end could be waited for.
   std::signal(SIGCHLD, SIG_DFL);
+  endBySignal();
 }
 
 void endProcess(int result, const std::function<void()>& last) {
-  logutils::macos::details::endCommands();
+  platform::endCommands();
   Logger::GetInstance().flush();
   std::cout.flush();
   std::cerr.flush();

@@ -8,7 +8,7 @@ namespace quelmar {
 /// commands that it will run too; closed standard streams are /dev/null, so that no file of the run takes
 /// their number; a reader that goes away is a write error and no signal; a parent's habit of ignoring its
 /// children is not inherited; as many descriptors may be open as the host lets the process ask for, up to
-/// 10240.
+/// 10240. From now on SIGHUP, SIGINT, SIGQUIT and SIGTERM end the commands as well, unless they are ignored.
 void prepareProcess();
 
 /// Ends the process at once with `result`, after ending the commands that still run and flushing the log

@@ -42,32 +42,26 @@ void write(const std::string& text) {
 }
 
 /// Calls nothing but what a signal handler may call.
-void tellAndEnd(int signal) {
+void tell(std::string Texts::*which) {
   const Texts* const texts = current;
-  if (terminal::takesText()) {
-    // In the background the row of the cursor is somebody else's.
-    if (!terminal::runIsInBackground()) Progress::eraseForGood();
-    write(signal == SIGABRT ? texts->ended : texts->interrupted);
-  }
-  raise(signal);  // whose default action is back in place
+  if (texts == nullptr || !terminal::takesText()) return;
+  // In the background the row of the cursor is somebody else's.
+  if (!terminal::runIsInBackground()) Progress::eraseForGood();
+  write(texts->*which);
 }
 
-void tellAtSignals() {
-  for (const int signal : {SIGINT, SIGTERM, SIGABRT}) {
-    struct sigaction old {};
-    if (sigaction(signal, nullptr, &old) != 0 || old.sa_handler != SIG_DFL) continue;
-    struct sigaction action {};
-    action.sa_handler = &tellAndEnd;
-    action.sa_flags = static_cast<int>(SA_RESETHAND);
-    sigaction(signal, &action, nullptr);
-  }
+void tellAtAbort() {
+  struct sigaction action {};
+  action.sa_handler = [](int) { tell(&Texts::ended); };  // abort ends the process afterwards, as always
+  action.sa_flags = static_cast<int>(SA_RESETHAND);
+  sigaction(SIGABRT, &action, nullptr);
 }
 
 }  // namespace
 
 ResultLines::ResultLines(bool wanted) : wanted_(wanted && isatty(STDERR_FILENO) != 0) {
   log("");
-  if (wanted_) tellAtSignals();
+  if (wanted_) tellAtAbort();
 }
 
 void ResultLines::log(const std::string& path) {
@@ -82,6 +76,10 @@ void ResultLines::archive(const std::string& path) {
   path_ = fs::path(path).is_absolute() ? path : (fs::current_path(ec) / path).string();
   const std::string text = describe();
   if (text != none_) setTexts(text, "interrupted; the archive is complete\n" + text);
+}
+
+void ResultLines::tellInterrupted() {
+  tell(&Texts::interrupted);
 }
 
 void ResultLines::show() {

@@ -7,7 +7,7 @@ namespace quelmar {
 
 /// What a person at the terminal reads last, on standard error: the archive's full path, then its size, its
 /// files and how long the run took; or that there is none, and where the log is. Once an object of this class
-/// exists, SIGINT, SIGTERM and an abnormal end say it too, before they end the process as they would anyway.
+/// exists, an abnormal end says it too.
 /// Nothing is written when standard error is no terminal, or the terminal does not take text. Make one, on
 /// the main thread; it only ever looks at the archive.
 class ResultLines {
@@ -25,6 +25,9 @@ class ResultLines {
   /// Looks whether the run's archive is there. Call it as soon as packing is over.
   /// @param path  where it should be; a relative one counts from the current directory.
   void archive(const std::string& path);
+
+  /// Says what an interrupted run leaves. Erases the progress line before it.
+  static void tellInterrupted();
 
   /// Writes the lines. Waits at most a second for a terminal that is slow or stopped.
   void show();

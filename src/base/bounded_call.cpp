@@ -1,28 +1,40 @@
 #include "base/bounded_call.h"
 
-#include <future>
-#include <memory>
+#include <exception>
 #include <system_error>
 #include <thread>
 #include <utility>
 
 namespace quelmar::utilities {
 
+using std::chrono::steady_clock;
+
+DetachedCall::DetachedCall(std::function<void()> work, std::function<void(const char* reason)> onFailure) {
+  std::promise<bool> done;
+  ended_ = done.get_future();
+  std::thread([work = std::move(work), onFailure = std::move(onFailure), done = std::move(done)]() mutable {
+    try {
+      work();
+    } catch (const std::exception& failure) {
+      onFailure(failure.what());
+    } catch (...) {
+      onFailure("unknown");
+    }
+    done.set_value(true);
+  }).detach();
+}
+
 bool runWithin(std::chrono::seconds limit, std::function<void()> work) {
-  const auto done = std::make_shared<std::promise<bool>>();
-  std::future<bool> ended = done->get_future();
   try {
-    std::thread([done, work = std::move(work)] {
-      try {
-        work();
-      } catch (...) {  // NOLINT(bugprone-empty-catch): whoever waits sees only whether it ended
-      }
-      done->set_value(true);
-    }).detach();
+    return DetachedCall(std::move(work)).await(steady_clock::now() + limit) == std::future_status::ready;
   } catch (const std::system_error&) {
     return false;
   }
-  return ended.wait_until(std::chrono::steady_clock::now() + limit) == std::future_status::ready;
+}
+
+std::uint64_t steadySeconds() {
+  const auto now = std::chrono::duration_cast<std::chrono::seconds>(steady_clock::now().time_since_epoch());
+  return static_cast<std::uint64_t>(now.count());
 }
 
 }  // namespace quelmar::utilities

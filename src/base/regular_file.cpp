@@ -10,8 +10,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "base/file_size_limit.h"
-
 namespace fs = boost::filesystem;
 
 namespace quelmar::utilities {
@@ -93,9 +91,7 @@ std::error_code copyOpened(const Descriptor& source, const struct stat& info, in
   std::error_code ec;
   Descriptor target = makeFile(parent, name, mode, overwrite, ec);
   if (ec) return ec;
-  const auto size = static_cast<std::uintmax_t>(info.st_size);
-  liftFileSizeLimitFor(size);
-  ec = copyBytes(source.get(), target.get(), size, buffer);
+  ec = copyBytes(source.get(), target.get(), static_cast<std::uintmax_t>(info.st_size), buffer);
   if (!target.closeNow() && !ec) ec = lastError();
   return ec;
 }

@@ -1,19 +1,16 @@
 #include "collect/running_log.h"
 
 #include <chrono>
-#include <exception>
 #include <functional>
-#include <future>
 #include <iostream>
-#include <memory>
 #include <new>
-#include <thread>
 #include <utility>
 #include <vector>
 
 #include <boost/date_time/posix_time/posix_time_types.hpp>
 #include <boost/filesystem/operations.hpp>
 
+#include "base/bounded_call.h"
 #include "base/directories.h"
 #include "base/directory.h"
 #include "collect/file_selection.h"
@@ -117,30 +114,20 @@ void copyInstallerLog(const fs::path& source, const fs::path& target) {
 class SideCollector {
  public:
   /// Throws std::system_error when the thread cannot be started.
-  SideCollector(const char* name, std::function<void()> work) : name_(name) {
-    const auto done = std::make_shared<std::promise<bool>>();
-    ended_ = done->get_future();
-    std::thread([name, done, work = std::move(work)] {
-      try {
-        work();
-      } catch (const std::exception& failure) {
-        DRIVER_LOG(kErr, "Exec {} failed; Reason: {}", name, failure.what());
-      } catch (...) {
-        DRIVER_LOG(kErr, "Exec {} failed; Reason: {}", name, "unknown");
-      }
-      done->set_value(true);
-    }).detach();
-  }
+  SideCollector(const char* name, std::function<void()> work)
+      : name_(name), call_(std::move(work), [name](const char* reason) {
+          DRIVER_LOG(kErr, "Exec {} failed; Reason: {}", name, reason);
+        }) {}
 
   void await() const {
-    const auto status = ended_.wait_until(std::chrono::steady_clock::now() + kSideCollectorLimit);
+    const auto status = call_.await(std::chrono::steady_clock::now() + kSideCollectorLimit);
     if (status == std::future_status::timeout) DRIVER_LOG(kWarn, "Exec {} is timeout", name_);
     if (status == std::future_status::deferred) DRIVER_LOG(kWarn, "Exec {} is deferred", name_);
   }
 
  private:
   const char* name_;
-  std::future<bool> ended_;
+  utilities::DetachedCall call_;
 };
 
 std::vector<std::string> users() {

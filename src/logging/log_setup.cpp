@@ -1,7 +1,6 @@
 #include "logging/log_setup.h"
 
 #include <chrono>
-#include <cstdlib>
 #include <iostream>
 #include <memory>
 #include <system_error>
@@ -14,6 +13,7 @@
 #include "base/directories.h"
 #include "logging/data_folders.h"
 #include "logging/log_call.h"
+#include "platform/command.h"
 
 namespace fs = boost::filesystem;
 
@@ -39,11 +39,16 @@ std::string getAppdataPath() {
 }
 
 void changeAllUsersRW(const std::string& path) {
-  const auto status = std::make_shared<int>(-1);
-  const std::string command = "chmod -R 666 \"" + path + "\"";
-  const bool ended =
-      utilities::runWithin(kChmodLimit, [status, command] { *status = std::system(command.c_str()); });
-  if (!ended || *status != 0) std::cout << "changeAllUsersRW:" << path << " fail" << std::endl;
+  struct Run {
+    platform::Command command;
+    bool succeeded = false;
+  };
+  const auto run = std::make_shared<Run>();
+  const bool ended = utilities::runWithin(kChmodLimit, [run, line = "chmod -R 666 \"" + path + "\""] {
+    run->succeeded = run->command.start(line) == 0 && run->command.wait();
+  });
+  if (!ended) run->command.end();
+  if (!ended || !run->succeeded) std::cout << "changeAllUsersRW:" << path << " fail" << std::endl;
 }
 
 void createLogFile(const std::string& path) {

@@ -1,9 +1,21 @@
 #include "sysinfo/report.h"
 
+#include <atomic>
+#include <utility>
+
+#include <sys/stat.h>
+
 #include "logging/log_call.h"
 #include "sysinfo/shell.h"
 
 namespace quelmar::logutils::macos::details {
+namespace {
+
+constexpr std::uintmax_t kUnit = 1024;  // the shell counts in blocks of this size or of half of it
+
+std::atomic<std::uintmax_t> maxReportBytes{1'073'741'824};  // 1 GiB
+
+}  // namespace
 
 std::string sectionBanner(const std::string& title) {
   constexpr std::size_t kRuleWidth = 34;
@@ -20,13 +32,36 @@ bool claimReport(const char* function, const std::string& path, utilities::Wante
   return !ec;
 }
 
-void appendBanner(const std::string& path, const std::string& title) {
-  if (!utilities::discardForeignEntry(path)) out2File(path, sectionBanner(title));
+void limitReports(std::uintmax_t bytes) {
+  maxReportBytes = bytes / kUnit * kUnit;
 }
 
-bool appendOutput(const char* function, const std::string& path, const std::string& command) {
-  std::string discarded;  // the shell puts the output into the report, through a link were there one
-  return claimReport(function, path) && cmdPopen(command, discarded);
+Report::Report(const char* function, std::string path, std::string target)
+    : function_(function), path_(std::move(path)), target_(std::move(target)) {}
+
+void Report::banner(const std::string& title) {
+  const std::string text = sectionBanner(title);
+  endIfFull(text.size(), title);
+  if (!hasEnded_ && !utilities::discardForeignEntry(path_)) out2File(path_, text);
+}
+
+bool Report::run(const std::string& command) {
+  // The shell would write through a link.
+  if (hasEnded_ || !claimReport(function_, path_)) return false;
+  std::string discarded;  // the shell has put the output into the report
+  const bool started = cmdPopen(command + target_, discarded, maxReportBytes);
+  endIfFull(1, command + target_);
+  return started;
+}
+
+void Report::endIfFull(std::uintmax_t more, const std::string& text) {
+  struct stat info {};
+  if (hasEnded_ || lstat(path_.c_str(), &info) != 0) return;
+  hasEnded_ = static_cast<std::uintmax_t>(info.st_size) + more > maxReportBytes;
+  if (hasEnded_) {
+    LOG_CALL_AS(function_, kWarn, "report {} ends at its limit of {} bytes; Reason: no room for all of: {}",
+                path_, maxReportBytes.load(), text);
+  }
 }
 
 }  // namespace quelmar::logutils::macos::details

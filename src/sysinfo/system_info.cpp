@@ -3,60 +3,30 @@
 #include <algorithm>
 #include <chrono>
 #include <exception>
-#include <functional>
-#include <future>
-#include <memory>
-#include <thread>
+#include <vector>
 
+#include "base/bounded_call.h"
 #include "base/scope_guard.h"
 #include "logging/log_call.h"
 #include "sysinfo/login_user.h"
 #include "sysinfo/report.h"
 
 namespace quelmar::logutils::macos {
-namespace {
-
-using std::chrono::steady_clock;
-
-class Report {
- public:
-  explicit Report(const std::string& path) : path_(path), target_("\"" + path + "\"") {}
-
-  void banner(const std::string& title) const { details::appendBanner(path_, title); }
-
-  void run(const std::string& command) const {
-    details::appendOutput("collectSystemInfo", path_, command + target_);
-  }
-
-  void list(const std::string& folder) const { run("ls -l -R '" + folder + "' >> "); }
-
- private:
-  std::string path_;
-  std::string target_;
-};
-
-std::uint64_t steadySeconds() {
-  const auto now = std::chrono::duration_cast<std::chrono::seconds>(steady_clock::now().time_since_epoch());
-  return static_cast<std::uint64_t>(now.count());
-}
-
-}  // namespace
-
 void collectSystemInfo(const std::string& path, const platform::HostCommands& commands) {
-  const Report report(path);
+  details::Report report("collectSystemInfo", path, "\"" + path + "\"");
+  const auto list = [&report](const std::string& folder) { report.run("ls -l -R '" + folder + "' >> "); };
   for (const platform::ReportSection& section : commands.sections) {
     report.banner(section.title);
     for (const std::string& command : section.commands) report.run(command);
   }
   report.banner("file permission info");
-  report.list("/Library/Application Support/oBrela");
-  report.list("/Users/root/Library/Application Support/oBrela");
-  if (const auto& user = process::loginUser()) {
-    report.list("/Users/" + *user + "/Library/Application Support/oBrela");
-  }
+  list("/Library/Application Support/oBrela");
+  list("/Users/root/Library/Application Support/oBrela");
+  if (const auto& user = process::loginUser())
+    list("/Users/" + *user + "/Library/Application Support/oBrela");
   report.banner("Launch info");
   for (const std::string& command : commands.launchCommands) report.run(command);
-  for (const std::string& folder : commands.launchFolders) report.list(folder);
+  for (const std::string& folder : commands.launchFolders) list(folder);
 }
 
 void collectSystemInfo(const std::string& path) {
@@ -66,31 +36,27 @@ void collectSystemInfo(const std::string& path) {
 void collectSystemInfo(const std::string& path, std::uint64_t startSeconds, std::uint64_t limitSeconds,
                        WaitGroup* group) {
   const ScopeGuard signOff([group] { group->add(-1); });
+  const auto failed = [](const char* reason) {
+    LOG_CALL_AS("collectSystemInfo", kErr, "collectSystemInfo failed; Reason: {}", reason);
+  };
   try {
-    const auto done = std::make_shared<std::promise<bool>>();
-    const std::future<bool> ended = done->get_future();
-    std::thread([path, done] {
-      try {
-        // Of an earlier run, or of somebody else's: not to be added to.
-        if (details::claimReport("collectSystemInfo", path, utilities::Wanted::kNothing))
-          collectSystemInfo(path);
-      } catch (const std::exception& failure) {
-        LOG_CALL(kErr, "collectSystemInfo failed; Reason: {}", failure.what());
-      } catch (...) {
-        LOG_CALL(kErr, "collectSystemInfo failed; Reason: {}", "unknown");
-      }
-      done->set_value(true);
-    }).detach();
+    const utilities::DetachedCall report(
+        [path] {
+          // Of an earlier run, or of somebody else's: not to be added to.
+          if (details::claimReport("collectSystemInfo", path, utilities::Wanted::kNothing)) {
+            collectSystemInfo(path);
+          }
+        },
+        failed);
     LOG_CALL(kInfo, "{}", "wait for collectSystemInfo ...");
-    const std::uint64_t elapsed = steadySeconds() - startSeconds;
-    const std::uint64_t remaining = std::max(limitSeconds, elapsed) - elapsed;
-    const auto deadline = steady_clock::now() + std::chrono::seconds(remaining);
-    if (ended.wait_until(deadline) == std::future_status::timeout) {
+    const std::uint64_t elapsed = utilities::steadySeconds() - startSeconds;
+    const std::chrono::seconds remaining(std::max(limitSeconds, elapsed) - elapsed);
+    if (report.await(std::chrono::steady_clock::now() + remaining) == std::future_status::timeout) {
       LOG_CALL(kWarn, "{}{}", "Exec collectSystemInfo is timeout", "");
     }
     LOG_CALL(kInfo, "{}", "wait for collectSystemInfo done");
   } catch (const std::exception& failure) {
-    LOG_CALL(kErr, "collectSystemInfo failed; Reason: {}", failure.what());
+    failed(failure.what());
   }
 }
 

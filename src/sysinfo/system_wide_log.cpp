@@ -36,10 +36,10 @@ void collectSystemWideLog(const std::string& folder, const platform::HostCommand
   const WideLogSpan span = wideLogSpan(std::time(nullptr));
   const platform::WideLogQuery& query = commands.wideLog;
   const std::string path = (boost::filesystem::path(folder) / "system_wide.log").string();
-  const std::string command =
-      query.beforeStart + span.start + query.beforeEnd + span.end + query.beforeTarget + path;
   LOG_CALL(kInfo, "{}", "collectSystemWideLog start");
-  const bool started = details::appendOutput(__func__, path, command);
+  details::Report report(__func__, path, path);
+  const bool started =
+      report.run(query.beforeStart + span.start + query.beforeEnd + span.end + query.beforeTarget);
   LOG_CALL(kInfo, "collectSystemWideLog done, ret={}", started);
 }
 

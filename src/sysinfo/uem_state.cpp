@@ -40,10 +40,12 @@ void collectSystemStateForUem(const std::string& folder, const std::string& name
   const fs::path uemDir = fs::path(folder) / ("uem_" + name);
   if (!details::claimReport(__func__, uemDir.string(), utilities::Wanted::kDirectory)) return;
   const std::string path = (uemDir / "system_state.log").string();
-  const auto collect = [&path, function = __func__](const StateSection& section) {
+  details::Report report(__func__, path, path);
+  const auto collect = [&report, function = __func__](const StateSection& section) {
+    if (report.hasEnded()) return;
     LOG_CALL_AS(function, kInfo, "{}", section.startMessage);
-    details::appendBanner(path, section.title);
-    const bool started = details::appendOutput(function, path, section.command + path);
+    report.banner(section.title);
+    const bool started = report.run(section.command);
     LOG_CALL_AS(function, kInfo, section.doneFormat, started);
   };
   for (const StateSection& section : kSections) collect(section);

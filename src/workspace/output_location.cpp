@@ -11,8 +11,8 @@
 #include <boost/filesystem/operations.hpp>
 
 #include "base/directories.h"
-#include "base/file_size_limit.h"
 #include "logging/log_call.h"
+#include "sysinfo/report.h"
 #include "workspace/protected_places.h"
 
 namespace fs = boost::filesystem;
@@ -61,8 +61,9 @@ bool checkDiskIsFull(const std::string& path) {
 
 void limitReports(const std::string& root) {
   boost::system::error_code notReported;
-  // Of three reports none may take the room that the others and the archive need.
-  utilities::limitFileSize(std::min(kMaxReportBytes, fs::space(root, notReported).available / 4));
+  // Of three reports none may take the room that the others, the copies and the archive need.
+  const std::uintmax_t share = fs::space(root, notReported).available / 8;
+  logutils::macos::details::limitReports(std::min(kMaxReportBytes, share));
 }
 
 bool getZipFileName(std::string& name) {

@@ -20,8 +20,8 @@ bool ensureLogRootDir(std::string& root, const std::string& executable = {},
 /// the volume cannot be asked, whatever figure the query left decides.
 bool checkDiskIsFull(const std::string& path);
 
-/// Limits what commands may write into one file, from now on, to a quarter of what is available on the volume
-/// of `root` and to 1 GiB: a command that prints for ever would fill the volume, and the archive with it.
+/// Limits each report to an eighth of what is available on the volume of `root` now, and to 1 GiB: a command
+/// that prints for ever would fill the volume, and there would be no room for the archive.
 void limitReports(const std::string& root);
 
 /// Builds an archive's file name: "oBrelaLog_", the client product's version, "_", the local time as

@@ -1,14 +1,11 @@
 #include "workspace/packaging.h"
 
-#include <cstdint>
-#include <limits>
 #include <stdexcept>
 
 #include <boost/exception/diagnostic_information.hpp>
 #include <boost/filesystem/operations.hpp>
 
 #include "base/directories.h"
-#include "base/file_size_limit.h"
 #include "logging/log_call.h"
 #include "zipper/verify_archive.h"
 #include "zipper/zipper.h"
@@ -33,7 +30,6 @@ void setAsideIfTorn(const std::string& zipPath) {
 
 int compressLogs(const std::vector<std::string>& paths, const std::string& zipPath) {
   utilities::discardForeignEntry(zipPath);
-  utilities::liftFileSizeLimitFor(std::numeric_limits<std::uint64_t>::max());
   try {
     zipper::Zipper zip(zipPath, "");
     for (const std::string& path : paths) {

@@ -8,7 +8,7 @@ from sandbox import ROOT_DIR, SHARED
 
 LOGS = "/Users/ada" + SHARED + "/logs/"
 VICTIM = "/Users/ada/Documents"
-FILL = """fill() { ulimit -S -f unlimited; head -c $(($(stat -f -c '%a * %S' "$1") - $2)) /dev/zero >"$1/filler"; }\n"""
+FILL = """fill() { fallocate -l $(($(stat -f -c '%a * %S' "$1") - $2)) "$1/filler"; }\n"""
 SANITIZED = any(name in os.environ.get("LOGTOOL", "") for name in ("/asan/", "/tsan/"))
 
 

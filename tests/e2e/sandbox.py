@@ -6,6 +6,7 @@ that root. The tests see what it did through the same tmpfs.
 """
 import collections
 import ctypes
+import glob
 import os
 import re
 import shutil
@@ -47,6 +48,24 @@ def mount(source, target, kind=None, flags=0, data=None):
     texts = [None if x is None else os.fsencode(x) for x in (source, target, kind, data)]
     if libc.mount(*texts[:3], ctypes.c_ulong(flags), texts[3]) != 0:
         raise OSError(ctypes.get_errno(), "mount " + target)
+
+
+def others():
+    """Every other process here that has not ended."""
+    for path in glob.glob("/proc/[0-9]*/stat"):
+        try:
+            with open(path) as file:
+                process, (state, *_) = int(path.split("/")[2]), file.read().rpartition(")")[2].split()
+        except OSError:
+            continue  # it has ended meanwhile
+        if process != os.getpid() and state not in "ZX":
+            yield process
+
+
+def wait_until_alone():
+    """What was sent a signal ends a moment later."""
+    while any(others()):
+        os.sched_yield()
 
 
 def printed(name, *arguments):

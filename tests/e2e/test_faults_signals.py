@@ -1,5 +1,4 @@
 """Runs that are ended from outside in each phase, what they leave, and the run after them."""
-import glob
 import os
 import signal
 import zipfile
@@ -16,19 +15,6 @@ PHASES = {"set-up": ("chmod", '[ "$2" = 666 ] && ' + GATE + 'exec /bin/chmod "$@
 
 
 NOISE = 32 << 20  # bytes that take a moment to pack
-
-
-def group_members(group):
-    found = []
-    for path in glob.glob("/proc/[0-9]*/stat"):
-        try:
-            with open(path) as file:
-                state, _, its_group = file.read().rpartition(")")[2].split()[:3]
-        except OSError:
-            continue  # it has ended meanwhile
-        if int(its_group) == group and state not in "ZX":
-            found.append(path)
-    return found
 
 
 class Signals(faults.FaultCase):
@@ -49,12 +35,14 @@ class Signals(faults.FaultCase):
         return box
 
     def test_killed_in_each_phase(self):
-        """SIGTERM, SIGINT or SIGKILL in each phase | set-up, copying, reports, packing, reveal | the run ends by the signal; an archive that is not whole is opened by no reader; the next run removes the rest of the remains and makes its own archive"""
+        """SIGTERM, SIGINT or SIGKILL in each phase | set-up, copying, reports, packing, reveal | the run ends by the signal and, but for SIGKILL, its commands with it; an archive that is not whole is opened by no reader; the next run removes the rest of the remains and makes its own archive"""
         for phase in PHASES:
-            # While a command runs in the set-up the C library holds SIGINT back.
-            for number in {signal.SIGTERM, signal.SIGINT, signal.SIGKILL} - ({signal.SIGINT} if phase == "set-up" else set()):
+            for number in (signal.SIGTERM, signal.SIGINT, signal.SIGKILL):
                 with self.subTest(phase=phase, signal=number):
                     box = self.killed(phase, number)
+                    for process in sandbox.others() if number == signal.SIGKILL else ():
+                        os.kill(process, signal.SIGKILL)
+                    sandbox.wait_until_alone()
                     left = box.archives() if os.path.exists(box.path(ROOT_DIR)) else []
                     self.assertEqual(len(left), 1 if phase in ("packing", "reveal") else 0)
                     if phase == "reveal" or left and zipfile.is_zipfile(box.path(ROOT_DIR + "/" + left[0])):
@@ -66,12 +54,9 @@ class Signals(faults.FaultCase):
 
     def test_no_command_outlives_the_run(self):
         """A command that outlives its limit, ignores SIGTERM and has started others | the file browser's command hangs | after 10 seconds the run ends with status 0 and takes the command and all its offspring with it"""
-        box = self.box(fakes={"open": "trap '' TERM HUP\n(sleep 1000000; :) & yes >/dev/null & sleep 1000000"})
-        process, *files = box.start()
-        self.assertEqual(process.wait(), 0)
-        until(lambda: not group_members(process.pid))  # the signal is sent; to end takes them a moment
-        for file in files:
-            file.close()
+        box = self.box(fakes={"open": "trap '' TERM HUP\n(setsid sleep 1000000; :) & (yes >/dev/null &) & sleep 1000000"})
+        box.run()
+        sandbox.wait_until_alone()
         self.assertWhole(box)
 
 

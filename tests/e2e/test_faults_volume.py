@@ -2,6 +2,7 @@
 import contextlib
 import glob
 import os
+import re
 
 import faults
 import sandbox
@@ -41,14 +42,20 @@ class Volume(faults.FaultCase):
         self.assertTorn(box, OUT)
 
     def test_commands_that_print_for_ever(self):
-        """Commands that print for ever | three of them flood both reports and the tool itself, on a volume of 600 MiB | each report ends at a quarter of the free room (1 GiB at most), the archive is made with everything else"""
-        flood = {name: "exec yes oBrela QMUem FernGateway" for name in ("ps", "journalctl", "sysctl")}
+        """Commands that print for ever | they flood the three reports and the tool itself, on a volume of 600 MiB with a log of 160 MiB | each report ends at an eighth of the free room (1 GiB at most) and a record tells; the archive is made with everything else"""
+        flood = {name: "exec yes oBrela QMUem" for name in ("ps", "journalctl")}
         box = self.box(drive=600, fakes={**flood, "chmod": '[ "$2" = 777 ] && exec yes; exec /bin/chmod "$@"'})
-        box.put("/Library/Application Support/uem/logs/quelmarlogs/u.log")
+        box.put(sandbox.UEM_LOGS + "capture.pcap", size=160 << 20)
         result = box.run("--dir=" + OUT)
         contents = self.assertWhole(box, OUT)
-        self.assertGreater(len(contents["system_info.log"]), 10 << 20)
-        self.assertLess(len(contents["system_info.log"]) + len(contents["logs/system_wide.log"]), 310 << 20)
+        self.assertEqual(len(contents["logs/uem_ada/capture.pcap"]), 160 << 20)
+        for name, function, command in (("system_info.log", "collectSystemInfo", "ps aux | grep oBrela"),
+                                        ("logs/system_wide.log", "collectSystemWideLog", "journalctl"),
+                                        ("logs/uem_ada/system_state.log", "collectSystemStateForUem", "ps aux | grep QMUem")):
+            self.assertEqual(len(contents[name]), 600 // 8 << 20, name)
+            records = [x.message for x in box.log() if x.function == function and " at its limit of " in x.message]
+            self.assertEqual(len(records), 1)
+            self.assertRegex(records[0], r"report \S+/%s ends .*: %s.*%s" % (name.split("/")[-1], re.escape(command), name))
         self.assertTrue(faults.SANITIZED or result.peak_kib < 64 * 1024, result.peak_kib)
 
     def test_copies_that_change_before_they_are_packed(self):

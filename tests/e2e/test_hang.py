@@ -27,7 +27,7 @@ def drip(connection):
 class Hang(sandbox.Case):
     def test_every_command_and_the_peer_hang(self):
         fakes = dict.fromkeys(sandbox.FAKES, "exec sleep 1000000")
-        fakes["journalctl"] = "yes oBrela | head -c 9000; sleep 1000000 & wait"  # has printed, and would print more
+        fakes["journalctl"] = "yes oBrela | head -c 9000; setsid sleep 1000000 & wait"  # has printed, and would print more
         peers = [self.server(lambda connection: connection.recv(1)), self.server(drip)]
         boxes = [self.box(console="ada", fakes=fakes) for _ in range(RUNS)]
         for number, box in enumerate(boxes):
@@ -45,6 +45,7 @@ class Hang(sandbox.Case):
             self.assertRegex(contents["logs/system_wide.log"], r"\A(oBrela\n){1000}")
             self.assertIn("Exec collectSystemInfo is timeout", contents["LogColltionTool.log"])
             self.assertEqual(os.listdir(box.path(sandbox.ROOT_DIR)), box.archives())
+        sandbox.wait_until_alone()
 
 
 if __name__ == "__main__":

@@ -120,6 +120,7 @@ class Progress(sandbox.Case):
                     self.terminal.wait_for("^shown$")
                 os.write(self.terminal.master, b"\x03")
                 self.finish(started, NO_PORT_FILE, status=-signal.SIGINT, result=tuple(result))
+                sandbox.wait_until_alone()
 
     def test_an_interrupt_that_the_caller_ignores(self):
         started = self.start(shell='trap "" INT; exec "$@" 2<>%s')

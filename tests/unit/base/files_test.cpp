@@ -1,9 +1,5 @@
-#include <future>
-#include <memory>
-
 #include <gtest/gtest.h>
 
-#include "base/bounded_call.h"
 #include "base/directories.h"
 #include "base/regular_file.h"
 #include "support/temp_dir.h"
@@ -52,12 +48,4 @@ TEST(CopyRegularFile, NeverWritesThroughWhatStandsAtTheTarget) {
   }
   EXPECT_EQ(readFile(victim), "untouched");
   EXPECT_EQ(modeOf(dir / "link"), 0644U) << "set-id bits must not travel, and the copy must be removable";
-}
-
-TEST(RunWithin, GivesUpOnWorkThatNeverEnds) {
-  EXPECT_TRUE(runWithin(std::chrono::seconds(60), [] {}));
-  EXPECT_TRUE(runWithin(std::chrono::seconds(60), [] { throw 1; }));
-  const auto hold = std::make_shared<std::promise<void>>();
-  EXPECT_FALSE(runWithin(std::chrono::seconds(0), [hold] { hold->get_future().wait(); }));
-  hold->set_value();
 }

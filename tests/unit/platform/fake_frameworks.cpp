@@ -1,13 +1,14 @@
 #include "platform/fake_frameworks.h"
 
-#include <algorithm>
 #include <cstring>
 #include <memory>
 
 #include <CoreFoundation/CoreFoundation.h>
 #include <SystemConfiguration/SystemConfiguration.h>
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <libproc.h>
+#include <spawn.h>
 
 struct __CFString {
   std::string utf8;
@@ -98,11 +99,32 @@ CFArrayRef NSSearchPathForDirectoriesInDomains(unsigned long kind, unsigned long
   return array;
 }
 
-int proc_listchildpids(pid_t /*parent*/, void* buffer, int bufferBytes) {
-  const std::vector<pid_t>& children = frameworks().children;
-  EXPECT_LE(children.size() * sizeof(pid_t), static_cast<std::size_t>(bufferBytes));
-  std::copy(children.begin(), children.end(), static_cast<pid_t*>(buffer));
-  return frameworks().childrenAnswer;
+int proc_listallpids(void* buffer, int bufferBytes) {
+  const auto& processes = frameworks().processes;
+  EXPECT_LE(processes.size() * sizeof(pid_t), static_cast<std::size_t>(bufferBytes));
+  auto* next = static_cast<pid_t*>(buffer);
+  for (const auto& [pid, parent] : processes) *next++ = pid;
+  return frameworks().processesAnswer;
+}
+
+int proc_pidinfo(int pid, int flavor, std::uint64_t /*argument*/, void* buffer, int bufferBytes) {
+  EXPECT_EQ(flavor, PROC_PIDT_SHORTBSDINFO);
+  const auto found = frameworks().processes.find(pid);
+  if (found == frameworks().processes.end() || found->second < 0) return 0;
+  static_cast<proc_bsdshortinfo*>(buffer)->pbsi_ppid = static_cast<std::uint32_t>(found->second);
+  return bufferBytes;
+}
+
+int posix_spawn_file_actions_addinherit_np(posix_spawn_file_actions_t* /*actions*/, int fd) {
+  frameworks().handedOn.push_back(fd);
+  return 0;
+}
+
+int posix_spawn(pid_t* pid, const char* path, const posix_spawn_file_actions_t* actions,
+                const posix_spawnattr_t* attributes, char* const arguments[], char* const environment[]) {
+  if (frameworks().spawnError != 0) return frameworks().spawnError;
+  static const auto real = reinterpret_cast<decltype(&posix_spawn)>(dlsym(RTLD_NEXT, "posix_spawn"));
+  return real(pid, path, actions, attributes, arguments, environment);
 }
 
 }  // extern "C"

@@ -15,8 +15,10 @@ struct FakeFrameworks {
   std::map<unsigned long, std::vector<std::string>> folders;
   bool conversionFails = false;
 
-  std::vector<pid_t> children;
-  int childrenAnswer = 0;
+  std::map<pid_t, pid_t> processes;  ///< with their parents; -1 for one that has ended meanwhile
+  int processesAnswer = 0;
+  int spawnError = 0;  ///< when not 0, no process can be started
+  std::vector<int> handedOn;
 
   unsigned long askedKind = 0;
   bool askedForTilde = false;

@@ -1,12 +1,16 @@
+#include <cerrno>
+
 #include <gtest/gtest.h>
 
 #include "platform/application_support.h"
-#include "platform/child_processes.h"
+#include "platform/command.h"
 #include "platform/console_user.h"
 #include "platform/fake_frameworks.h"
+#include "platform/processes.h"
 
-using quelmar::platform::childrenOf;
+using quelmar::platform::Command;
 using quelmar::platform::machineApplicationSupport;
+using quelmar::platform::processes;
 using quelmar::platform::userApplicationSupport;
 using quelmar::process::getCurrentLoginUser;
 
@@ -73,17 +77,26 @@ TEST_F(MacosPlatform, FolderIsEmptyWhenTheServiceHasNoUsableAnswer) {
   }
 }
 
-TEST_F(MacosPlatform, ChildrenAreTheSameWhetherTheSystemCountsProcessesOrBytes) {
-  frameworks().children = {101, 102};
-  for (const int answer : {2, 8}) {
-    frameworks().childrenAnswer = answer;
-    EXPECT_EQ(childrenOf({1}), (std::vector<pid_t>{101, 102}));
+TEST_F(MacosPlatform, ProcessesAreTheSameWhetherTheSystemCountsThemOrBytes) {
+  frameworks().processes = {{0, 0}, {1, 0}, {101, 1}, {102, -1}, {103, 101}};
+  for (const int answer : {5, 20}) {
+    frameworks().processesAnswer = answer;
+    const auto all = processes();
+    ASSERT_EQ(all.size(), 2U);
+    EXPECT_TRUE(all[0].pid == 101 && all[0].parent == 1 && all[1].pid == 103 && all[1].parent == 101);
   }
-  frameworks().children.clear();
-  for (const int answer : {0, -1}) {
-    frameworks().childrenAnswer = answer;
-    EXPECT_TRUE(childrenOf({1}).empty());
-  }
+}
+
+TEST_F(MacosPlatform, CommandGetsStandardErrorAloneOrItsErrorIsTold) {
+  Command command;
+  frameworks().spawnError = EAGAIN;
+  EXPECT_EQ(command.start("exit 0"), EAGAIN);
+  frameworks().spawnError = 0;
+  ASSERT_EQ(command.start("printf text", 1 << 20), 0);
+  text_.resize(10);
+  EXPECT_EQ(command.read(text_.data(), text_.size()), 4U);
+  EXPECT_TRUE(command.wait());
+  EXPECT_EQ(frameworks().handedOn, (std::vector<int>{2, 2}));
 }
 
 }  // namespace
