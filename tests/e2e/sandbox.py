@@ -51,14 +51,14 @@ def mount(source, target, kind=None, flags=0, data=None):
 
 
 def others():
-    """Every other process here that has not ended."""
+    """Every other process here that has not ended, but process 1, which confines all of them."""
     for path in glob.glob("/proc/[0-9]*/stat"):
         try:
             with open(path) as file:
                 process, (state, *_) = int(path.split("/")[2]), file.read().rpartition(")")[2].split()
         except OSError:
             continue  # it has ended meanwhile
-        if process != os.getpid() and state not in "ZX":
+        if process not in (1, os.getpid()) and state not in "ZX":
             yield process
 
 
