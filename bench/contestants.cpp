@@ -37,7 +37,7 @@ void check(bool good, const char* what) {
 void pack(unsigned threads, const std::string& archive, const std::string& tree) {
   zipper::Zipper::Impl zip(archive, "", threads);
   check(zip.open(), "opening the archive");
-  zip.addTree(tree, zipper::Zipper::CompressBest | zipper::Zipper::AppendHint);
+  zip.add(tree, zipper::Zipper::CompressBest | zipper::Zipper::AppendHint);
   check(zip.close(), "closing the archive");
 }
 

@@ -1,5 +1,6 @@
 #include "base/directory.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include <fcntl.h>
@@ -67,6 +68,17 @@ std::error_code Directory::list(std::string& entries) {
     entries += static_cast<char>(kindOf(get(), *entry));
     entries.append(entry->d_name).push_back('\0');
   }
+}
+
+Directory openBelow(const std::string& path, std::size_t trusted, std::error_code& ec) {
+  const std::string top = path.substr(0, trusted);
+  Directory directory(AT_FDCWD, top.empty() ? "." : top.c_str(), Links::kAny, ec);
+  for (std::size_t at = trusted; !ec && at < path.size();) {
+    const std::size_t end = std::min(path.find('/', at), path.size());
+    if (end > at) directory = Directory(directory.get(), path.substr(at, end - at).c_str(), Links::kNone, ec);
+    at = end + 1;
+  }
+  return directory;
 }
 
 std::error_code listDirectory(const char* path, Links links, std::string& entries) {
