@@ -1,6 +1,6 @@
 #include "zipper/zipper_impl.h"
 
-#include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <limits>
 #include <new>
@@ -79,7 +79,7 @@ void Zipper::Impl::lose(const std::string& path, int error) const {
 }
 
 void Zipper::Impl::add(const std::string& path, unsigned flags) {
-  if (archive_ == nullptr) return;
+  if (archive_ == nullptr || path.empty()) return;
   const std::string name = fileNameFromPath(path);
   const std::string parentPath = path.substr(0, path.size() - name.size());
   const bool isBelow = !hooks.trusted.empty() && path.compare(0, hooks.trusted.size(), hooks.trusted) == 0 &&
@@ -95,9 +95,10 @@ void Zipper::Impl::add(const std::string& path, unsigned flags) {
   struct stat status {};
   const Directory parent = openBelow(parentPath, trusted, ec);
   if (!ec) ec = lookUp(parent.get(), name.empty() ? "." : name.c_str(), Links::kNone, status);
-  if (!isNoLoss(ec.value())) {
-    lose(path, ec.value());
-  } else if (!ec && S_ISDIR(status.st_mode)) {
+  if (!isNoLoss(ec.value())) lose(path, ec.value());
+  // A folder of which nothing can be learned must not turn into an empty file of its name.
+  if (!isNoLoss(ec.value()) && ec.value() != ENAMETOOLONG) return;
+  if (!ec && S_ISDIR(status.st_mode)) {
     addTree(path, trusted, flags);
   } else {
     SourceFile source = ec ? SourceFile() : SourceFile(parent.get(), name.c_str());

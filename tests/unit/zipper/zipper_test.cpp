@@ -6,6 +6,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 
+#include "base/remove_tree.h"
 #include "support/temp_dir.h"
 #include "support/zip_reader.h"
 #include "zipper/source_file.h"
@@ -195,6 +196,7 @@ TEST(Zipper, TellsWhatIsLostAndFollowsNoLink) {
     deepest = std::max(deepest, entry.size());
   }
   EXPECT_EQ(deepest, 5 + 20 * 251 + 4);
+  EXPECT_FALSE(quelmar::utilities::removeTree(root));
   EXPECT_EQ(told, std::vector<std::string>{std::string(300, 'n') + std::to_string(ENAMETOOLONG)});
 }
 
