@@ -32,7 +32,7 @@ ROWS = [
     ("A FIFO in the tree blocks the copy", "only regular files are opened, and never so that opening could block", "test_hostile.py", "test_links_and_special_files"),
     ("One bad file aborts the rest", "each file fails alone", "test_faults_volume.py", "test_sources_that_cannot_be_read"),
     ("A file grows or shrinks meanwhile and the archive is corrupt", "the tool packs its own copy, and never more than the file had when it was opened", "test_hostile.py", "test_files_that_come_grow_and_go"),
-    ("Success is announced although the disk is full", "the log tells, and what is left of the archive bears another name. The exit status stays 0: programs that start the tool rely on it", "test_faults_volume.py", "test_full_while_packing"),
+    ("Success is announced although the disk is full", "the log tells, and what there is of the archive never bears its name. The exit status stays 0: programs that start the tool rely on it", "test_faults_volume.py", "test_full_while_packing"),
     ("Deleting through links, or deleting strangers' files", "deletion opens what it empties and never through a link", "test_faults_links.py", "test_swapped_in_during_the_run"),
     ("Predictable names in shared temporary folders", "the names are fixed; what that means and what to do instead is in security.md", "test_faults_links.py", "test_planted_before_the_run"),
     ("Late workers write after the archive is closed, or crash at exit", "nothing that a late thread can reach is torn down, and nothing starts once the process ends", "test_hang.py", "test_every_command_and_the_peer_hang"),
@@ -53,8 +53,8 @@ can tell what is in the archive or why a piece is missing: archive-layout.md and
 ## What a run that was ended leaves
 
 The tool has no clean-up of its own for SIGINT and SIGTERM: it ends at once, as whoever sends them wants, and leaves the
-scratch folder, the report and perhaps an archive without its end, which no reader opens. The next run in the same folder
-removes the first two before it begins; the torn archive counts among the four that are kept, until newer ones push it out.
+scratch folder, the report and perhaps an archive without its end, whose name ends in ".incomplete". The next run in the same
+folder removes them before it begins.
 While the set-up's chmod runs, the C library holds SIGINT back. Commands that were running are not ended with the tool then;
 an interrupt from a terminal reaches them too.
 

@@ -48,7 +48,8 @@ class Directory {
   std::unique_ptr<DIR, Close> directory_;
 };
 
-/// Opens the directory at `path`: in its first `trusted` bytes anybody's links are followed, behind them none.
+/// Opens the directory at `path`: in its first `trusted` bytes anybody's links are followed, behind them
+/// none.
 /// @param ec  cleared, then set when it cannot be opened
 Directory openBelow(const std::string& path, std::size_t trusted, std::error_code& ec);
 

@@ -75,7 +75,8 @@ bool getZipFileName(std::string& name) {
 
 std::string initZipLogPath(const std::string& root) {
   std::string name;
-  for (auto time = std::chrono::system_clock::now(); zipFileNameAt(time, name); time += std::chrono::seconds(1)) {
+  for (auto time = std::chrono::system_clock::now(); zipFileNameAt(time, name);
+       time += std::chrono::seconds(1)) {
     std::string path = (fs::path(root) / name).string();
     struct stat info {};
     // Another run is at work on an archive of that second.

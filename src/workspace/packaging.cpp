@@ -70,7 +70,8 @@ class CopyRemover {
 
 }  // namespace
 
-int compressLogs(const std::vector<std::string>& paths, const std::string& zipPath, const std::string& copies) {
+int compressLogs(const std::vector<std::string>& paths, const std::string& zipPath,
+                 const std::string& copies) {
   utilities::discardForeignEntry(zipPath);
   utilities::liftFileSizeLimitFor(std::numeric_limits<std::uint64_t>::max());
   std::string source;

@@ -77,7 +77,8 @@ bool ArchiveFile::openFile(bool create) {
   // Not handed down to the commands that the process starts, and never a file that is there already: another
   // run writes to it, or somebody wants to have it written to.
   const int flags = O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
-  file_ = Descriptor(::open(partial_.c_str(), flags, create ? kArchiveMode : replaced_.st_mode & kArchiveMode));
+  file_ =
+      Descriptor(::open(partial_.c_str(), flags, create ? kArchiveMode : replaced_.st_mode & kArchiveMode));
   return file_ && (create || copy(old.get()));
 }
 

@@ -15,8 +15,8 @@ namespace zipper {
 /// The file behind an archive, as the zip library sees it. The library passes over some failing writes;
 /// here every one of them is kept in mind. And it goes back to each entry's header: that costs nothing here
 /// as long as the header has not left the buffer.
-/// The archive grows under its name and kPartialSuffix, and gets its name when it is finished and on disk: what
-/// bears the name is whole. An archive of that name is added to by way of a copy.
+/// The archive grows under its name and kPartialSuffix, and gets its name when it is finished and on disk:
+/// what bears the name is whole. An archive of that name is added to by way of a copy.
 class ArchiveFile {
  public:
   ArchiveFile();
@@ -24,8 +24,10 @@ class ArchiveFile {
   /// Opens an archive through the library. This object must outlive the handle.
   /// @param path    where the archive is or is to be
   /// @param append  APPEND_STATUS_CREATE for a new archive, APPEND_STATUS_ADDINZIP to add to the existing one
-  /// @return the library's handle, to be ended with zipClose and then close(); null when the file cannot be made, when there is
-  ///         one that grows under this name already, or when what bears the name is no archive. Both stay then.
+  /// @return the library's handle, to be ended with zipClose and then close(); null when the file cannot be
+  /// made, when there is
+  ///         one that grows under this name already, or when what bears the name is no archive. Both stay
+  ///         then.
   zipFile open(const std::string& path, int append);
 
   /// Closes the file, with its new name if all of it has reached the disk.

@@ -11,7 +11,8 @@ namespace {
 
 constexpr std::size_t kStepBytes = 16'384;
 constexpr unsigned kMaxThreads = 16;
-constexpr unsigned kSparePieces = 4;  // beside two for each thread: 37 MiB at most, if nothing can be deflated
+constexpr unsigned kSparePieces =
+    4;  // beside two for each thread: 37 MiB at most, if nothing can be deflated
 constexpr int kRawDeflate = -MAX_WBITS;
 constexpr int kMemoryLevel = 8;
 
@@ -52,7 +53,8 @@ class DeflatePipeline::Deflater {
       in += size;
     };
     while (piece.good && in < end) {
-      const auto size = static_cast<uInt>(std::min<std::size_t>(static_cast<std::size_t>(end - in), kStepBytes));
+      const auto size =
+          static_cast<uInt>(std::min<std::size_t>(static_cast<std::size_t>(end - in), kStepBytes));
       piece.crc = ::crc32(piece.crc, in, size);
       step(size, Z_NO_FLUSH);
     }

@@ -18,12 +18,12 @@ constexpr std::size_t kDictionaryBytes = 32'768;
 
 /// A piece of a file: first its data, then what became of it.
 struct Piece {
-  std::string path;         ///< the file's; it and the next three are for the caller alone, and only
-  std::string name;         ///< hold in a file's first piece: its entry's name
-  bool first = false;       ///< a file begins with it
-  bool large = false;       ///< the file needs the 64-bit size fields
-  bool last = false;        ///< the file ends with it, and so does the deflate stream
-  std::size_t size = 0;     ///< bytes at data(), at most kPieceBytes
+  std::string path;                ///< the file's; it and the next three are for the caller alone, and only
+  std::string name;                ///< hold in a file's first piece: its entry's name
+  bool first = false;              ///< a file begins with it
+  bool large = false;              ///< the file needs the 64-bit size fields
+  bool last = false;               ///< the file ends with it, and so does the deflate stream
+  std::size_t size = 0;            ///< bytes at data(), at most kPieceBytes
   std::size_t dictionarySize = 0;  ///< bytes of the file right before data(), at most kDictionaryBytes
 
   bool good = false;           ///< false: deflate has failed

@@ -37,8 +37,8 @@ using Lost = std::function<void(const std::string& path, int error)>;
 /// Everything below one directory that is not a directory itself, depth first, each directory in the order
 /// in which the system lists it. It is found step by step: a directory is listed when the walk reaches it, so
 /// that only the names of the levels under way are in memory, and only one directory is open.
-/// Links are found and never followed, so that no walk runs in circles or leaves the tree, nor when a directory
-/// is replaced by a link meanwhile.
+/// Links are found and never followed, so that no walk runs in circles or leaves the tree, nor when a
+/// directory is replaced by a link meanwhile.
 class FileWalk {
  public:
   /// @param path     the directory to start in; nothing is found when it cannot be opened
@@ -74,7 +74,8 @@ class FileWalk {
   std::size_t openLevel_ = 0;  // whose directory that is, counted from 1
 };
 
-/// The files below the directory `path`, see FileWalk. Where that is may be told by a link, but not what it is.
+/// The files below the directory `path`, see FileWalk. Where that is may be told by a link, but not what it
+/// is.
 FileWalk filesFromDirectory(const std::string& path);
 
 }  // namespace zipper

@@ -40,7 +40,8 @@ std::size_t SourceFile::read(char* to, std::size_t size) {
 }
 
 bool isNoLoss(int error) {
-  return error == 0 || error == ENOENT || error == ENOTDIR || error == EACCES || error == ENOTSUP || error == ELOOP;
+  return error == 0 || error == ENOENT || error == ENOTDIR || error == EACCES || error == ENOTSUP ||
+         error == ELOOP;
 }
 
 bool isLargeFile(const SourceFile& stream) {

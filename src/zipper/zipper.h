@@ -23,8 +23,9 @@ class Zipper {
 
   /// What a caller may want besides.
   struct Hooks {
-    /// Is told of what is lost to the archive, but for single files that are not there, may not be opened or are
-    /// no regular files: a path, and the number of the error with which its reading, listing or look-up failed.
+    /// Is told of what is lost to the archive, but for single files that are not there, may not be opened or
+    /// are no regular files: a path, and the number of the error with which its reading, listing or look-up
+    /// failed.
     std::function<void(const std::string& path, int error)> lost;
 
     /// Is told of each file when its whole entry is in the archive.
@@ -37,7 +38,8 @@ class Zipper {
     bool needsEntry = false;
   };
 
-  /// Opens an archive for writing: adds to it when it exists, makes it otherwise. It is written under its name and
+  /// Opens an archive for writing: adds to it when it exists, makes it otherwise. It is written under its
+  /// name and
   /// ".incomplete", which must be free, and gets its name when it is finished.
   /// @param zipName   the archive's path
   /// @param password  entries are encrypted with it (traditional zip encryption); empty for none
@@ -59,8 +61,8 @@ class Zipper {
 
   /// Adds a file under its bare name, or all files below a directory under names that begin with the
   /// directory's own. A file that cannot be opened makes an entry without data, and so does a link, which is
-  /// never followed; one that cannot be read to its end makes an entry with what could be read. No effect when
-  /// the archive is not open, or when nothing can be learned about the path.
+  /// never followed; one that cannot be read to its end makes an entry with what could be read. No effect
+  /// when the archive is not open, or when nothing can be learned about the path.
   /// @param path   the file or directory
   /// @param flags  of zipFlags
   /// @return true in every case; data that could not be written is reported by close().

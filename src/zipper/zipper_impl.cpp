@@ -161,8 +161,8 @@ void Zipper::Impl::addPlainly(SourceFile& source, const std::string& name, int l
   } else {
     unsigned long crc = 0;
     getFileCrc(source, buffer_, crc);
-    result = zipOpenNewFileInZip3_64(archive_, name.c_str(), entryInfo(false), nullptr, 0, nullptr, 0, nullptr,
-                                     method, level, 0, -MAX_WBITS, kMemoryLevel, Z_DEFAULT_STRATEGY,
+    result = zipOpenNewFileInZip3_64(archive_, name.c_str(), entryInfo(false), nullptr, 0, nullptr, 0,
+                                     nullptr, method, level, 0, -MAX_WBITS, kMemoryLevel, Z_DEFAULT_STRATEGY,
                                      password_.c_str(), crc, zip64);
   }
   if (result != ZIP_OK) throw EntryError(name);
@@ -212,8 +212,7 @@ void Zipper::Impl::writeFront() {
     size_ = 0;
     crc_ = ::crc32(0, nullptr, 0);
   }
-  const int result =
-      zipWriteInFileInZip(archive_, piece.packed(), static_cast<unsigned>(piece.packedSize));
+  const int result = zipWriteInFileInZip(archive_, piece.packed(), static_cast<unsigned>(piece.packedSize));
   if (result != ZIP_OK || !piece.good) file_.giveUp();
   crc_ = ::crc32_combine(crc_, piece.crc, static_cast<z_off_t>(piece.size));
   size_ += piece.size;

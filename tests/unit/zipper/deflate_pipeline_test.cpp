@@ -99,8 +99,8 @@ TEST(DeflatePipeline, MakesTheVeryBytesOfThePlainLibrary) {
 TEST(DeflatePipeline, LongFilesComeBackWholeAndTheSameFromAnyNumberOfThreads) {
   constexpr std::size_t kPiece = zipper::kPieceBytes;
   const TempDir dir;
-  const std::vector<std::string> contents = writeFiles(
-      dir / "tree", {kPiece + 1, 2 * kPiece, 3 * kPiece + 12'345});
+  const std::vector<std::string> contents =
+      writeFiles(dir / "tree", {kPiece + 1, 2 * kPiece, 3 * kPiece + 12'345});
   const std::string archive = packed(dir / "tree", 1, Zipper::CompressBest);
   EXPECT_TRUE(archive == packed(dir / "tree", 3, Zipper::CompressBest));
   EXPECT_TRUE(archive == packed(dir / "tree", 16, Zipper::CompressBest));
