@@ -148,12 +148,4 @@ void DeflatePipeline::takeOff() {
   ++takenOff_;
 }
 
-void DeflatePipeline::drop() {
-  std::unique_lock<std::mutex> lock(mutex_);
-  handedIn_ = begun_;
-  for (; takenOff_ < handedIn_; ++takenOff_) {
-    frontDone_.wait(lock, [this] { return at(takenOff_).done; });
-  }
-}
-
 }  // namespace zipper

@@ -48,7 +48,7 @@ struct Piece {
 /// All memory is taken at the start, and no more threads than there is memory for are started; a thread that
 /// cannot be started leaves its work to the others and to the caller, who deflates rather than waits. Too
 /// little memory for the caller alone is an std::bad_alloc of the constructor; later nothing can fail.
-/// What happens to the output, a failed write too, is the caller's concern: drop() forgets what is under way.
+/// A failed write is the caller's concern, who takes off what is under way.
 class DeflatePipeline {
  public:
   /// @param level    deflate's, 1 to 9
@@ -69,9 +69,6 @@ class DeflatePipeline {
 
   /// Makes the front piece a blank one.
   void takeOff();
-
-  /// Makes all pieces blank ones.
-  void drop();
 
  private:
   class Deflater;

@@ -41,14 +41,10 @@ FileWalk::FileWalk(std::string path, std::size_t trusted, Lost lost)
   descend();
 }
 
-void FileWalk::tell(const std::error_code& ec) const {
-  if (ec && lost_) lost_(path_, ec.value());
-}
-
 bool FileWalk::open() {
   std::error_code ec;
   directory_ = openBelow(path_, trusted_, ec);
-  tell(ec);
+  if (ec) lost_(path_, ec.value());
   return !ec;
 }
 
@@ -59,7 +55,8 @@ void FileWalk::descend() {
   }
   levels_.push_back({names_.size(), names_.size(), path_.size()});
   openLevel_ = levels_.size();
-  tell(directory_.list(names_));
+  const std::error_code ec = directory_.list(names_);
+  if (ec) lost_(path_, ec.value());
 }
 
 bool FileWalk::next(std::string& file) {
@@ -93,7 +90,7 @@ bool FileWalk::next(std::string& file) {
 }
 
 FileWalk filesFromDirectory(const std::string& path) {
-  return {path, path.rfind(CDirEntry::Separator) + 1, nullptr};
+  return {path, path.rfind(CDirEntry::Separator) + 1, [](const std::string&, int) {}};
 }
 
 }  // namespace zipper

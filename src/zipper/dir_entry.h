@@ -43,7 +43,7 @@ class FileWalk {
  public:
   /// @param path     the directory to start in; nothing is found when it cannot be opened
   /// @param trusted  how much of `path` may lead through links, in bytes from its start
-  /// @param lost     is told of each directory that cannot be opened or listed to its end; may be empty
+  /// @param lost     is told of each directory that cannot be opened or listed to its end
   FileWalk(std::string path, std::size_t trusted, Lost lost);
 
   /// Yields the next path, which is the start directory's as given, "/", and what lies below.
@@ -63,7 +63,6 @@ class FileWalk {
 
   bool open();
   void descend();
-  void tell(const std::error_code& ec) const;
 
   std::string path_;
   const std::size_t trusted_;

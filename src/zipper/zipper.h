@@ -26,10 +26,10 @@ class Zipper {
     /// Is told of what is lost to the archive, but for single files that are not there, may not be opened or
     /// are no regular files: a path, and the number of the error with which its reading, listing or look-up
     /// failed.
-    std::function<void(const std::string& path, int error)> lost;
+    std::function<void(const std::string& path, int error)> lost = [](const std::string&, int) {};
 
     /// Is told of each file when its whole entry is in the archive.
-    std::function<void(const std::string& path)> packed;
+    std::function<void(const std::string& path)> packed = [](const std::string&) {};
 
     /// No link is followed below this directory; below others none from the added path's last component on.
     std::string trusted;

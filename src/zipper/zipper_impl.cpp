@@ -74,10 +74,6 @@ bool Zipper::Impl::open() {
   return archive_ != nullptr;
 }
 
-void Zipper::Impl::lose(const std::string& path, int error) const {
-  if (hooks.lost) hooks.lost(path, error);
-}
-
 void Zipper::Impl::add(const std::string& path, unsigned flags) {
   if (archive_ == nullptr || path.empty()) return;
   const std::string name = fileNameFromPath(path);
@@ -87,7 +83,7 @@ void Zipper::Impl::add(const std::string& path, unsigned flags) {
   const std::size_t trusted = isBelow ? hooks.trusted.size() : parentPath.size();
 
   const quelmar::ScopeGuard forget([this] {
-    if (pipeline_) pipeline_->drop();
+    while (pipeline_ && pipeline_->front() != nullptr) pipeline_->takeOff();
     if (entryIsOpen_) file_.giveUp();
     entryIsOpen_ = false;
   });
@@ -95,9 +91,11 @@ void Zipper::Impl::add(const std::string& path, unsigned flags) {
   struct stat status {};
   const Directory parent = openBelow(parentPath, trusted, ec);
   if (!ec) ec = lookUp(parent.get(), name.empty() ? "." : name.c_str(), Links::kNone, status);
-  if (!isNoLoss(ec.value())) lose(path, ec.value());
-  // A folder of which nothing can be learned must not turn into an empty file of its name.
-  if (!isNoLoss(ec.value()) && ec.value() != ENAMETOOLONG) return;
+  if (!isNoLoss(ec.value()) || ec.value() == EACCES) {
+    hooks.lost(path, ec.value());
+    // A folder of which nothing can be learned must not turn into an empty file of its name.
+    if (ec.value() != ENAMETOOLONG) return;
+  }
   if (!ec && S_ISDIR(status.st_mode)) {
     addTree(path, trusted, flags);
   } else {
@@ -109,15 +107,13 @@ void Zipper::Impl::add(const std::string& path, unsigned flags) {
 
 void Zipper::Impl::addTree(const std::string& path, std::size_t trusted, unsigned flags) {
   const std::string folder = fileNameFromPath(path);
-  FileWalk files(path, trusted, [this](const std::string& lost, int error) { lose(lost, error); });
+  FileWalk files(path, trusted, hooks.lost);
   try {
     for (std::string file; files.next(file);) {
       SourceFile source(files.directory(), files.name());
       addFile(source, file, nameInTree(file, folder), flags);
     }
-  } catch (const EntryError&) {
-    throw;
-  } catch (...) {
+  } catch (const std::bad_alloc&) {
     writeAll();  // what was read before the memory ran out
     throw;
   }
@@ -129,46 +125,44 @@ void Zipper::Impl::addFile(SourceFile& source, const std::string& path, const st
   const int level = compressionLevel(flags);
   // What is stored waits for nothing but the disk, and encryption goes byte by byte through the archive.
   if (level == 0 || !password_.empty()) {
-    addPlainly(source, name, level);
-    entryAdded(zipCloseFileInZip(archive_), path);
+    addPlainly(source, path, name, level);
   } else {
     addInPieces(source, path, name, level);
   }
-  if (source.error() != 0) lose(path, source.error());
+  if (source.error() != 0) hooks.lost(path, source.error());
 }
 
-void Zipper::Impl::checkEntry(const std::string& name) const {
+void Zipper::Impl::openEntry(const std::string& name, int level, bool large, bool deflated, bool text,
+                             unsigned long crc) {
   // A longer name would make an archive that nobody can read, and nothing can be written after a failure; not
   // every version of the library refuses the one, and none does so without a leak for the other.
-  if (name.size() > kMaxNameBytes || file_.failed()) throw EntryError(name);
+  if (name.size() > kMaxNameBytes || file_.failed() ||
+      zipOpenNewFileInZip3_64(archive_, name.c_str(), entryInfo(text), nullptr, 0, nullptr, 0, nullptr,
+                              level == 0 ? 0 : Z_DEFLATED, level, deflated ? 1 : 0, -MAX_WBITS, kMemoryLevel,
+                              Z_DEFAULT_STRATEGY, password_.empty() ? nullptr : password_.c_str(), crc,
+                              large ? 1 : 0) != ZIP_OK) {
+    throw EntryError(name);
+  }
+}
+
+void Zipper::Impl::write(const char* data, std::size_t size) {
+  if (zipWriteInFileInZip(archive_, data, static_cast<unsigned>(size)) != ZIP_OK) file_.giveUp();
 }
 
 void Zipper::Impl::entryAdded(int result, const std::string& path) {
   if (result != ZIP_OK) file_.giveUp();
   if (file_.failed()) return;
   ++entries_;
-  if (hooks.packed) hooks.packed(path);
+  hooks.packed(path);
 }
 
-void Zipper::Impl::addPlainly(SourceFile& source, const std::string& name, int level) {
-  checkEntry(name);
-  const int method = level == 0 ? 0 : Z_DEFLATED;
-  const int zip64 = isLargeFile(source) ? 1 : 0;
-  int result = ZIP_OK;
-  if (password_.empty()) {
-    result = zipOpenNewFileInZip64(archive_, name.c_str(), entryInfo(false), nullptr, 0, nullptr, 0, nullptr,
-                                   method, level, zip64);
-  } else {
-    unsigned long crc = 0;
-    getFileCrc(source, buffer_, crc);
-    result = zipOpenNewFileInZip3_64(archive_, name.c_str(), entryInfo(false), nullptr, 0, nullptr, 0,
-                                     nullptr, method, level, 0, -MAX_WBITS, kMemoryLevel, Z_DEFAULT_STRATEGY,
-                                     password_.c_str(), crc, zip64);
-  }
-  if (result != ZIP_OK) throw EntryError(name);
-  while (const std::size_t count = source.read(buffer_.data(), buffer_.size())) {
-    if (zipWriteInFileInZip(archive_, buffer_.data(), static_cast<unsigned>(count)) != ZIP_OK) file_.giveUp();
-  }
+void Zipper::Impl::addPlainly(SourceFile& source, const std::string& path, const std::string& name,
+                              int level) {
+  unsigned long crc = 0;
+  if (!password_.empty()) getFileCrc(source, buffer_, crc);
+  openEntry(name, level, isLargeFile(source), false, false, crc);
+  while (const std::size_t count = source.read(buffer_.data(), buffer_.size())) write(buffer_.data(), count);
+  entryAdded(zipCloseFileInZip(archive_), path);
 }
 
 void Zipper::Impl::addInPieces(SourceFile& source, const std::string& path, const std::string& name,
@@ -202,18 +196,13 @@ void Zipper::Impl::addInPieces(SourceFile& source, const std::string& path, cons
 void Zipper::Impl::writeFront() {
   const Piece& piece = *pipeline_->front();
   if (piece.first) {
-    checkEntry(piece.name);
-    if (zipOpenNewFileInZip2_64(archive_, piece.name.c_str(), entryInfo(piece.text), nullptr, 0, nullptr, 0,
-                                nullptr, Z_DEFLATED, level_, 1, piece.large ? 1 : 0) != ZIP_OK) {
-      throw EntryError(piece.name);
-    }
+    openEntry(piece.name, level_, piece.large, true, piece.text, 0);
     entryIsOpen_ = true;
     path_ = piece.path;
-    size_ = 0;
-    crc_ = ::crc32(0, nullptr, 0);
+    size_ = crc_ = 0;
   }
-  const int result = zipWriteInFileInZip(archive_, piece.packed(), static_cast<unsigned>(piece.packedSize));
-  if (result != ZIP_OK || !piece.good) file_.giveUp();
+  write(piece.packed(), piece.packedSize);
+  if (!piece.good) file_.giveUp();
   crc_ = ::crc32_combine(crc_, piece.crc, static_cast<z_off_t>(piece.size));
   size_ += piece.size;
   const bool last = piece.last;

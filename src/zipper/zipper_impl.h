@@ -42,13 +42,13 @@ class Zipper::Impl {
  private:
   void addTree(const std::string& path, std::size_t trusted, unsigned flags);
   void addFile(SourceFile& source, const std::string& path, const std::string& name, unsigned flags);
-  void addPlainly(SourceFile& source, const std::string& name, int level);
+  void addPlainly(SourceFile& source, const std::string& path, const std::string& name, int level);
   void addInPieces(SourceFile& source, const std::string& path, const std::string& name, int level);
   void writeFront();
   void writeAll();
-  void checkEntry(const std::string& name) const;
+  void openEntry(const std::string& name, int level, bool large, bool deflated, bool text, unsigned long crc);
+  void write(const char* data, std::size_t size);
   void entryAdded(int result, const std::string& path);
-  void lose(const std::string& path, int error) const;
 
   const std::string zipName_;
   const std::string password_;
