@@ -21,6 +21,7 @@
 
 #include "collect/file_selection.h"
 #include "collect/file_system.h"
+#include "support/confine.h"
 #include "zipper/zipper_impl.h"
 
 namespace fs = boost::filesystem;
@@ -118,6 +119,7 @@ void run(const std::vector<std::string>& words) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  testing_support::confine();
   try {
     run({argv + 1, argv + argc});
     return EXIT_SUCCESS;

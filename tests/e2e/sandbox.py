@@ -1,19 +1,16 @@
 """Runs the real LogCollectionTool on a machine of its own.
 
-A test module first moves into private mount, network and process namespaces (see main). Each Box is then a root
-folder on a tmpfs: the host's programs read-only, everything else a fixture. The tool is started with that root, so
-nothing that it does can reach the real machine. The tests see what it did through the same tmpfs.
+A test module is confined first (see main): the machine is read-only for it, and only /tmp its own. Each Box is then
+a root folder on a tmpfs: the machine's programs, the tool's copy, everything else a fixture. The tool is started with
+that root. The tests see what it did through the same tmpfs.
 """
 import collections
 import ctypes
-import fcntl
-import itertools
 import os
 import re
+import shutil
 import signal
-import socket
 import socketserver
-import struct
 import subprocess
 import sys
 import tempfile
@@ -38,14 +35,12 @@ PS = "1 loginwindow\n2 oBrelaAgent\n3 FernGateway\n4 QMUem\n5 grep QMUem oBrela 
 FAKES = ("open log journalctl uname ip who loginctl systemctl ls sysctl csrutil kextstat plutil ifconfig netstat "
          "launchctl ps chmod").split()
 RECORD = '#!/bin/sh\nprintf "%%s\\037" %s "$@" "\n" >>/record\n'
-MS_RDONLY, MS_REMOUNT, MS_BIND, MNT_DETACH = 1, 32, 4096, 2
-STORE = next((d for d in ("/mnt", "/media", "/srv") if os.path.isdir(d) and not TOOL.startswith(d + "/")), "")
+MS_RDONLY, MS_BIND, MS_REC, MNT_DETACH = 1, 4096, 16384, 2
 
 Line = collections.namedtuple("Line", "thread level function message")
 LINE = re.compile(r"\[[-\d]{10} [:\d]{8}\.\d+\] \[(\w+)\] \[(\d+)\] \[LogCollectionTool:(\S+):[1-9]\d*\] (.*)")
 Result = collections.namedtuple("Result", "out err peak_kib")
 libc = ctypes.CDLL(None, use_errno=True)
-numbers = itertools.count()
 
 
 def mount(source, target, kind=None, flags=0, data=None):
@@ -62,8 +57,7 @@ def printed(name, *arguments):
 class Box:
     def __init__(self, console=None, fakes=None):
         """console: name of uid 1000 when somebody is logged in there; fakes: shell text in place of the usual."""
-        self.root = "%s/%d" % (STORE, next(numbers))
-        os.mkdir(self.root)
+        self.root = tempfile.mkdtemp()
         mount("tmpfs", self.root, "tmpfs", 0, "size=4g,mode=755")
         for folder in "/fakes /opt/tool /var/log /run /Library /System /Users /tmp /dev".split():
             os.makedirs(self.path(folder))
@@ -73,9 +67,10 @@ class Box:
                 os.symlink(os.readlink("/" + name), self.path("/" + name))
             else:
                 self.bind("/" + name)
-        for path in "/proc /dev/null /dev/zero /dev/full /dev/urandom /etc/ld.so.cache".split():
+        for path in "/proc /dev/null /dev/zero /dev/full /dev/urandom".split():
             self.bind(path)
-        self.bind(TOOL, "/opt/tool/LogCollectionTool")
+        self.copy("/etc/ld.so.cache", "/etc/ld.so.cache")
+        self.copy(TOOL, "/opt/tool/LogCollectionTool")
         self.put("/etc/passwd", "root:x:0:0::/root:/bin/sh\n%s:x:1000:1000::/:/bin/sh\n" % console)
         self.put("/etc/os-release", "NAME=box\n")
         self.put("/etc/resolv.conf", "nameserver 192.0.2.1\n")
@@ -95,14 +90,13 @@ class Box:
         return self.root + path
 
     def bind(self, source, target=None):
-        """Shows a file or a folder (read-only) of the real machine in the box."""
+        """Shows a folder or a device of the machine in the box: read-only, since it is so for the tests."""
         where = self.path(target or source)
-        if not os.path.isdir(source):
-            self.put(target or source)
-            return mount(source, where, None, MS_BIND)
-        os.makedirs(where)
-        mount(source, where, None, MS_BIND)
-        mount(source, where, None, MS_BIND | MS_REMOUNT | MS_RDONLY)
+        os.makedirs(where) if os.path.isdir(source) else self.put(target or source)
+        mount(source, where, None, MS_BIND | MS_REC)
+
+    def copy(self, source, target):
+        self.make(lambda where: shutil.copy(source, where), target)
 
     def put(self, path, content="", size=None, age=None, mode=None):
         """Makes a regular file: content, or `size` bytes of hole; `age` is in seconds before now."""
@@ -137,7 +131,7 @@ class Box:
         # The thread sanitizer would leave its trace in TMPDIR, and /proc takes none.
         environment.update({"TMPDIR": "/proc", "PATH": "/fakes:/opt/tool:/usr/sbin:/usr/bin:/sbin:/bin",
                             "LC_ALL": "C", "TZ": "UTC", "HOME": "/home/some" if user else "/root"}, **dict(env))
-        out, err = tempfile.TemporaryFile(dir=STORE), tempfile.TemporaryFile(dir=STORE)
+        out, err = tempfile.TemporaryFile(), tempfile.TemporaryFile()
         return subprocess.Popen(command + [argv0, *arguments], env=environment, stdin=subprocess.DEVNULL,
                                 stdout=out, stderr=err, start_new_session=True), out, err
 
@@ -238,18 +232,10 @@ class Case(unittest.TestCase):
         return server
 
 
-def main():
-    """Runs the module's tests in namespaces of their own; without those it skips them, in CI it fails."""
-    wrap = ["unshare", "--mount", "--net", "--pid", "--fork", "--kill-child", "--mount-proc"]
-    wrap += [] if os.geteuid() == 0 else ["--map-root-user"]
-    if "LOGTOOL_INSIDE" not in os.environ:
-        probe = subprocess.run(wrap + ["true"], stderr=subprocess.PIPE)
-        if probe.returncode != 0 or not STORE:
-            print("skipped: no private namespaces on this machine:", probe.stderr.decode())
-            sys.exit(1 if os.environ.get("CI") == "true" else 77)
-        os.environ["LOGTOOL_INSIDE"] = "1"
-        os.execvp(wrap[0], wrap + [sys.executable, "-B"] + sys.argv)
-    mount("tmpfs", STORE, "tmpfs")
-    with socket.socket() as loopback:
-        fcntl.ioctl(loopback, 0x8914, struct.pack("16sh", b"lo", 0x41))  # SIOCSIFFLAGS: up, running
+def main(writable=None):
+    """Runs the module's tests confined; where that is not to be had it skips them, in CI it fails."""
+    with open("/proc/1/comm") as file:
+        if file.read() != "confined\n":
+            confined = [os.path.dirname(TOOL) + "/confined"] + (["--writable", writable] if writable else [])
+            os.execv(confined[0], confined + [sys.executable, "-B"] + sys.argv)
     unittest.main()

@@ -44,7 +44,7 @@ class Setting(faults.FaultCase):
     def test_clock_set_back(self):
         """The wall clock is set back by a day | in the middle of a wait for a command that never ends | the wait ends after its 30 seconds all the same"""
         box = self.box(fakes={"journalctl": "exec sleep 1000000"})
-        box.bind(os.environ["CLOCK_BACK"], "/clock_back.so")
+        box.copy(os.environ["CLOCK_BACK"], "/clock_back.so")
         box.run(env={"LD_PRELOAD": "/clock_back.so"})
         self.assertWhole(box)
         self.assertIn("Exec collectSystemWideLog is timeout", box.messages())

@@ -89,7 +89,7 @@ class Reports(sandbox.Case):
     def test_command_lines_of_macos(self):
         box, began = self.box(console="ada"), time.time()
         box.put("/System/Library/CoreServices/SystemVersion.plist", "<plist/>\n")
-        box.bind(os.environ["REPORT_WITH_TABLE"], "/opt/report")
+        box.copy(os.environ["REPORT_WITH_TABLE"], "/opt/report")
         box.make(os.mkdir, "/here")
         box.run("macos", "/here", argv0="/opt/report", env=EAST)
         self.assertEqual(box.read("/here/system_info.log").decode(), system_report("macos", "ada"))

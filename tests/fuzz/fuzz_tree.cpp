@@ -32,8 +32,8 @@ Snapshot snapshot(const fs::path& root) {
 
 void addEntry(fuzzing::Input& input, std::vector<fs::path>& folders, const fs::path& bystander) {
   const fs::path path = folders[input.below(folders.size())] / input.name();
-  const fs::path targets[] = {".", "..", "/", "/dev/zero", "nowhere", bystander, bystander / "keep.log",
-                              path};
+  const fs::path targets[] = {".",       "..",      bystander / "folder",   bystander / "fifo",
+                              "nowhere", bystander, bystander / "keep.log", path};
   boost::system::error_code ec;
   switch (input.below(8)) {
     case 0:
@@ -76,8 +76,11 @@ void requireCopy(const fs::path& from, const fs::path& to, const quelmar::loguti
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static const fs::path bystander = fuzzing::freshFolder("bystander");
+  static const testing_support::TempDir elsewhere;
+  const fs::path& bystander = elsewhere.path();
   fuzzing::writeFile(bystander / "keep.log", "precious");
+  fuzzing::writeFile(bystander / "folder/keep.log", "precious");
+  mkfifo((bystander / "fifo").c_str(), 0600);
   const fs::path from = fuzzing::freshFolder("from");
   const fs::path to = fuzzing::freshFolder("to");
   fuzzing::Input input(data, size);

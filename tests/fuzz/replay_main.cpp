@@ -3,8 +3,10 @@
 #include <iostream>
 
 #include "fuzzing.h"
+#include "support/confine.h"
 
 int main(int argc, char** argv) {
+  testing_support::confine();
   int count = 0;
   for (int i = 1; i < argc; ++i) {
     for (const fuzzing::fs::directory_entry& entry : fuzzing::fs::directory_iterator(argv[i])) {

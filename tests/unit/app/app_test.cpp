@@ -60,18 +60,6 @@ TEST(Options, AreReadInAllForms) {
   }
 }
 
-TEST(Options, UsageListsThemInOrder) {
-  const ParamCheck options;
-  parse(options.parser(), {});
-  EXPECT_EQ(options.parser().usage(),
-            "usage: tool [options] ... \noptions:\n"
-            "  -d, --dir        The directory where the log is saved. (string [=])\n"
-            "  -v, --version    print current version\n"
-            "  -k, --onlyKey    Only collect the key logs\n"
-            "  -?, --help       Print help message\n"
-            "  -q, --quiet      Quiet run\n");
-}
-
 TEST(Parser, HandlesRequiredAmbiguousAndShortlessOptions) {
   cmdline::parser parser;
   parser.add<std::string>("input", 'i', "what to read", true, "");
@@ -112,15 +100,7 @@ TEST(Parser, ThrowsOnMisuse) {
       "[error] [LogCollectionTool:getValue] get none value failed.; Reason: there is no flag: --none\n");
 }
 
-TEST(CollectionCategory, KnowsItsCodes) {
-  const char* const messages[] = {"collect logs success", "specific exception", "unknown exception",
-                                  "rpc with obrela tunnel disconnected", "http status != 200"};
-  for (int code = 0; code < 5; ++code) EXPECT_EQ(collection_category().message(code), messages[code]);
-  for (const int code : {5, -1, 22116001}) {
-    EXPECT_EQ(collection_category().message(code), "unknown error, error code is not defined");
-  }
-  EXPECT_STREQ(collection_category().name(), "collection_category");
-  EXPECT_EQ(std::error_code(4, collection_category()), std::error_code(4, _collection_category::instance()));
-  EXPECT_EQ(kResultNoOutputRoot & 0xff, 161);
-  EXPECT_EQ(kResultDiskFull & 0xff, 163);
+TEST(CollectionCategory, HasTextsForItsCodesOnly) {
+  EXPECT_EQ(collection_category().message(3), "rpc with obrela tunnel disconnected");
+  EXPECT_EQ(collection_category().message(5), "unknown error, error code is not defined");
 }

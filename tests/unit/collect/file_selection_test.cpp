@@ -11,18 +11,6 @@ using namespace quelmar;
 using namespace quelmar::logutils;
 using namespace testing_support;
 
-TEST(IsAcceptViaExtName, TakesTheLastSuffixInLowerCase) {
-  const std::vector<std::string> list = {".log", ".gz", ""};
-  const struct {
-    const char* path;
-    bool accepted;
-  } cases[] = {{"/a/APP.LOG", true},  {"/a/a.tar.gz", true}, {"/a/README", true},  {"/a.log/notes", true},
-               {"/a/.hidden", false}, {"/a/.log", true},     {"/a/x.log.", false}, {"/a/x.logs", false},
-               {"/a/x.tar", false},   {"/a/x.log\n", false}, {"/a/\xff.LoG", true}};
-  for (const auto& one : cases) EXPECT_EQ(isAcceptViaExtName(one.path, list), one.accepted) << one.path;
-  EXPECT_FALSE(isAcceptViaExtName("/a/README", {".log"}));
-}
-
 TEST(IsKeyLog, JudgesByKindSizeAndAge) {
   const LogCapture log;
   const TempDir dir;
@@ -51,19 +39,4 @@ TEST(IsKeyLog, JudgesByKindSizeAndAge) {
   EXPECT_EQ(log.text(), "[warning] [LogCollectionTool:isKeyLog] Get the filePath(" +
                             (dir / "missing.log").string() +
                             ") file_size return failed; Reason: err code=2, msg=No such file or directory\n");
-}
-
-TEST(DiagnosticReportFilter, TakesReportsDirectlyInTheirFolder) {
-  const LogCapture log;
-  const FileFilter filter = diagnosticReportFilter();
-  const struct {
-    const char* path;
-    bool accepted;
-  } cases[] = {{"/L/DiagnosticReports/a.ips", true},      {"/L/DiagnosticReports/a.b.crash", true},
-               {"/L/DiagnosticReports/sub/a.ips", false}, {"/L/DiagnosticReports/a.IPS", false},
-               {"/L/DiagnosticReports/.ips", false},      {"/L/DiagnosticReports/a.ips.txt", false},
-               {"/L/MyDiagnosticReports/a.ips", true},    {"/L/diagnosticReports/a.ips", false}};
-  for (const auto& one : cases) {
-    EXPECT_EQ(filter(one.path), one.accepted) << one.path;
-  }
 }

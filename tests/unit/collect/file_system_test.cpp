@@ -37,7 +37,9 @@ TEST(CopyDir, CopiesFilesAndEntersNoLinks) {
   fs::create_directory(dir / "src/empty");
   fs::create_symlink("a.log", dir / "src/link to file");
   fs::create_symlink(".", dir / "src/loop");
-  fs::create_symlink("/", dir / "src/everything");
+  const TempDir elsewhere;
+  writeFile(elsewhere / "foreign.log", "x");
+  fs::create_symlink(elsewhere.path(), dir / "src/elsewhere");
   fs::create_symlink("gone", dir / "src/dangling");
   ASSERT_EQ(mkfifo((dir / "src/pipe.log").c_str(), 0600), 0);
   fs::create_symlink("pipe.log", dir / "src/link to pipe");
@@ -61,7 +63,9 @@ TEST(CopyDir, EndsWithinItsOwnOutputAndTellsWhatItCannotDo) {
   EXPECT_FALSE(copyDir(dir / "logs", dir / "logs/out/copy", {}));
   EXPECT_EQ(tree(dir / "logs/out/copy"), "a.log out/ ");
   EXPECT_EQ(copyDir(dir / "logs/a.log", dir / "none", {}), std::errc::not_a_directory);
-  EXPECT_TRUE(copyDir(dir / "logs", "/proc/none/such", {}));
+  fs::permissions(dir / "logs/out", static_cast<fs::perms>(0555));
+  EXPECT_TRUE(copyDir(dir / "logs", dir / "logs/out/none", {}));
+  fs::permissions(dir / "logs/out", fs::owner_all);
 }
 
 TEST(EnsureRemove, RemovesTreesAndLinksButNeverTargets) {
@@ -76,17 +80,23 @@ TEST(EnsureRemove, RemovesTreesAndLinksButNeverTargets) {
     EXPECT_FALSE(fs::exists(fs::symlink_status(dir / name))) << name;
   }
   EXPECT_EQ(tree(target), "file ");
-  const LogCapture log;
+}
+
+TEST(EnsureRemove, ChangesTheModeOfWhatCannotBeRemovedButNotThroughLinks) {
+  const TempDir dir;
+  const fs::path target = writeFile(dir / "target", "x");
+  const mode_t before = modeOf(target);
+  writeFile(dir / "locked/file", "x");
+  fs::create_symlink(target, dir / "locked/link");
+  fs::permissions(dir / "locked", static_cast<fs::perms>(0555));
   std::error_code ec;
-  for (const char* name :
-       {"/proc/self/status", "/proc/self/exe"}) {  // cannot be removed; the second is a link
-    EXPECT_FALSE(ensureRemove(name, ec)) << name;
-    EXPECT_TRUE(ec) << name;
+  for (const char* name : {"locked/file", "locked/link"}) {
+    EXPECT_FALSE(ensureRemove(dir / name, ec)) << name;
+    EXPECT_EQ(ec, std::errc::permission_denied) << name;
   }
-  EXPECT_EQ(
-      log.text().rfind("[error] [LogCollectionTool:addWritePermission] /proc/self/status permissions ", 0),
-      0U);
-  EXPECT_EQ(log.text().find("/proc/self/exe"), std::string::npos) << "a link's target was asked for";
+  EXPECT_EQ(modeOf(dir / "locked/file"), 0222U);
+  EXPECT_EQ(modeOf(target), before);
+  fs::permissions(dir / "locked", fs::owner_all);
 }
 
 TEST(DirectoryWalker, HandsOutContentsBeforeTheirFolderAndSurvivesRemoval) {
@@ -94,8 +104,15 @@ TEST(DirectoryWalker, HandsOutContentsBeforeTheirFolderAndSurvivesRemoval) {
   const TempDir dir;
   for (int i = 0; i < 300; ++i) writeFile(dir / ("root/f" + std::to_string(i)), "");
   writeFile(dir / "root/sub/inner", "");
-  fs::create_symlink("/", dir / "root/everything");
+  const TempDir elsewhere;
+  const fs::path foreign = writeFile(elsewhere / "foreign", "x");
+  fs::create_symlink(elsewhere.path(), dir / "root/elsewhere");
   fs::create_symlink("gone", dir / "root/dangling");
+  // What is walked through a link has a path that begins like the others, but its folder is another one.
+  const auto removeInside = [&](const std::string& path) {
+    const std::string folder = fs::canonical(fs::path(path).parent_path()).string();
+    if (folder.rfind(fs::canonical(dir.path()).string(), 0) == 0) fs::remove_all(path);
+  };
   std::vector<std::string> order;
   std::size_t files = 0;
   directoryWalker(
@@ -103,16 +120,17 @@ TEST(DirectoryWalker, HandsOutContentsBeforeTheirFolderAndSurvivesRemoval) {
       [&](const std::string& path) { order.push_back("before " + fs::path(path).filename().string()); },
       [&](const std::string& path) {
         order.push_back("after " + fs::path(path).filename().string());
-        fs::remove_all(path);
+        removeInside(path);
       },
       [&](const std::string& path) {
         if (fs::path(path).filename() == "inner") order.emplace_back("inner");
-        fs::remove(path);
+        removeInside(path);
         ++files;
       });
   EXPECT_EQ(files, 303U);
   EXPECT_EQ(order, (std::vector<std::string>{"before sub", "inner", "after sub"}));
   EXPECT_TRUE(fs::is_empty(dir / "root"));
+  EXPECT_TRUE(fs::exists(foreign));
   directoryWalker(dir / "none", {}, {}, {});
   EXPECT_EQ(log.text().rfind("[warning] [LogCollectionTool:directoryWalker] Source directory ", 0), 0U);
 }

@@ -82,12 +82,3 @@ TEST(Logger, AppendsTheContextAndHonoursTheDebugSwitch) {
       kDebug, "LogCollectionTool", "f", 1, [] { return " (context)"; }, "{}", "text");
   EXPECT_EQ(log.text(), "[debug] [LogCollectionTool:f] text (context)\n");
 }
-
-TEST(Logger, HasItsDefaults) {
-  const LoggerOptions defaults;
-  EXPECT_EQ(defaults.logFile + "|" + defaults.debugSwitch, "oBrela.log|debug");
-  EXPECT_EQ(defaults.level, 2);
-  EXPECT_EQ(defaults.maxFileBytes, 20971520);
-  EXPECT_EQ(defaults.firstCount, 1);
-  EXPECT_EQ(defaults.secondCount, 256);
-}

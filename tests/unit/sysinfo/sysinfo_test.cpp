@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include "support/log_capture.h"
-#include "sysinfo/report.h"
 #include "sysinfo/shell.h"
 #include "sysinfo/system_wide_log.h"
 
@@ -30,11 +29,6 @@ TEST(CmdPopen, CapturesInReadsOf4096BytesWithTheStaleTail) {
     EXPECT_EQ(output.size(), one.output.size()) << one.command;
     EXPECT_TRUE(output == one.output) << one.command << " gave " << output.substr(0, 80);
   }
-}
-
-TEST(SectionBanner, FramesTheTitle) {
-  EXPECT_EQ(details::sectionBanner("os info"),
-            "================================== os info ==================================\n");
 }
 
 TEST(WideLogSpan, GoesBackTenMinutesOfWallClock) {

@@ -4,8 +4,6 @@
 #include <gtest/gtest.h>
 
 #include "tunnel/http_client.h"
-#include "tunnel/http_headers.h"
-#include "tunnel/network_options.h"
 #include "tunnel/service_port.h"
 #include "tunnel/trace_id.h"
 
@@ -36,31 +34,6 @@ TEST(ParsePort, TakesDigitsBetweenBlanksAndNothingElse) {
     EXPECT_EQ(text.port, one.port) << one.content;
   }
   EXPECT_EQ(parsePort(" 8 0\n8\t0 ").digits, "8080");
-}
-
-TEST(HttpHeaders, KnowTheirNamesAndTheUsualAgent) {
-  std::string names;
-  for (int i = -1; i < 20; ++i) {
-    names += HttpHeaders::name(static_cast<HttpHeaders::KnownHeaders>(i)) + std::string(" ");
-  }
-  EXPECT_EQ(names,
-            "Unknown-Header Content-Type Content-Length Location Last-Modified Cookie Set-Cookie "
-            "Content-Disposition User-Agent Server If-Modified-Since ETag If-Match If-None-Match "
-            "Transfer-Encoding Access-Control-Allow-Origin Referer Accept-Encoding Connection "
-            "x-sdp-traceid Unknown-Header ");
-  EXPECT_EQ(HttpHeaders().values().at("User-Agent"), "SPCClientType oBrelaTray");
-}
-
-TEST(NetworkOptions, StartFromTheSharedDefaults) {
-  const NetworkOptions options;
-  EXPECT_EQ(options.version, 1);
-  EXPECT_EQ(options.idleSeconds, 120);
-  EXPECT_TRUE(options.verifyPeer && options.reusesConnection);
-  EXPECT_FALSE(options.verbose || options.useProxy || options.resume || options.followLocation ||
-               options.uploads || options.storesCookies);
-  EXPECT_EQ(options.rateLimit + options.resolveMode, 0U);
-  EXPECT_TRUE(options.cookies.empty());
-  EXPECT_NE(options.traceId, NetworkOptions().traceId);
 }
 
 TEST(TraceId, IsEightHexDigitsAndVaries) {
