@@ -169,10 +169,7 @@ def enter(contest, size, seed):
 def ratio_rows(contest):
     """What is compared, its ratios by round, and the most that is good enough (None: no such bound)."""
     has = contest.samples.__contains__
-    one = contest.quickest(MINIZIP, ZIP, PIGZ, STORE = "pigz -9, all threads, one file", "packing without deflating"
-LOPSIDED = {"one file": 0.55, "one file of 80 %": 0.55, "tiny files": 0.75}  # trees, and the most of one thread's time
-CORES = (2, 4, 8, 16)
-BSDTAR, SEVEN_ONE)
+    one = contest.quickest(MINIZIP, ZIP, BSDTAR, SEVEN_ONE)
     rows = [(["%s, %s" % (PACK, tree)], ["%s, %s" % (PACK_ONE, tree)], most) for tree, most in LOPSIDED.items()]
     rows += [(["%s, one file" % PACK], [PIGZ], 1.08), ([PACK], [one], 0.55), ([PACK], [SEVEN_ALL], 0.60), ([PACK], [ZLIB], None), ([PACK_ONE], [ZLIB], None),
             ([COPY], [CP], 1.05), ([COPY, PACK_ONE], [CP, MINIZIP], 1.05), ([WHOLE], [CP, ZIP], 0.70),
