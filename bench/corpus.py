@@ -71,20 +71,25 @@ def _dump(rng):
 _KINDS = {"text": _text, "json": _json, "database": _database, "dump": _dump}
 
 
+def write_file(path, kind, left, seed):
+    """Makes one file of `left` bytes."""
+    os.makedirs(os.path.dirname(path), exist_ok=True)
+    with open(path, "wb") as file:
+        for piece in _KINDS[kind](random.Random(seed)):
+            file.write(piece[:left])
+            left -= len(piece)
+            if left <= 0:
+                break
+
+
 def write(root, megabytes, seed, longer=1):
     """Makes the tree at root: about so many MB; `longer` makes each file so many times as long."""
     for folder, name, kind, files, mean in _LAYOUT:
-        os.makedirs(os.path.join(root, folder))
         wanted = files * megabytes * 1e6 / _WHOLE_BYTES
         for number in range(max(1, round(wanted))):
             rng = random.Random("%d %s %d" % (seed, folder, number))
             left = round(mean * rng.uniform(0.5, 1.5) * min(1, wanted)) * longer
-            with open(os.path.join(root, folder, name % number), "wb") as file:
-                for piece in _KINDS[kind](rng):
-                    file.write(piece[:left])
-                    left -= len(piece)
-                    if left <= 0:
-                        break
+            write_file(os.path.join(root, folder, name % number), kind, left, rng.random())
 
 
 def size(root):

@@ -32,7 +32,7 @@ ROWS = [
     ("A FIFO in the tree blocks the copy", "only regular files are opened, and never so that opening could block", "test_hostile.py", "test_links_and_special_files"),
     ("One bad file aborts the rest", "each file and folder fails alone, and a record tells", "test_faults_losses.py", "test_single_faults"),
     ("A file grows or shrinks meanwhile and the archive is corrupt", "the tool packs its own copy, and never more than the file had when it was opened", "test_hostile.py", "test_files_that_come_grow_and_go"),
-    ("Success is announced although the disk is full", "the log tells, and what is left of the archive bears another name. The exit status stays 0: programs that start the tool rely on it", "test_faults_volume.py", "test_full_while_packing"),
+    ("Success is announced although the disk is full", "the log tells, and what there is of the archive never bears its name. The exit status stays 0: programs that start the tool rely on it", "test_faults_volume.py", "test_full_while_packing"),
     ("Deleting through links, or deleting strangers' files", "deletion opens what it empties and never through a link; a folder with somebody's files is not used for output", "test_faults_links.py", "test_folders_that_are_not_to_be_emptied"),
     ("Predictable names in shared temporary folders", "the names are fixed; what that means and what to do instead is in security.md", "test_faults_links.py", "test_planted_before_the_run"),
     ("Late workers write after the archive is closed, or crash at exit", "nothing that a late thread can reach is torn down, and once the end begins no command starts and nobody who waited for one goes on to log or write", "test_hang.py", "test_every_command_and_the_peer_hang"),
@@ -55,8 +55,8 @@ can tell what is in the archive or why a piece is missing: archive-layout.md and
 
 For SIGINT, SIGTERM, SIGHUP and SIGQUIT the tool ends its commands and then itself; one that it was started to ignore stays
 ignored. There is no other clean-up, and none at all for SIGKILL, which leaves the commands running too: a run that was ended
-leaves the scratch folder, the report and perhaps an archive without its end, which no reader opens. The next run in the same folder
-removes the first two before it begins; the torn archive counts among the four that are kept, until newer ones push it out.
+leaves the scratch folder, the report and perhaps an archive without its end, whose name ends in ".incomplete". The next run in
+the same folder removes them before it begins.
 
 ## Limits on purpose
 

@@ -28,6 +28,7 @@
 #include "workspace/housekeeping.h"
 #include "workspace/output_location.h"
 #include "workspace/packaging.h"
+#include "zipper/zipper.h"
 
 namespace fs = boost::filesystem;
 
@@ -194,8 +195,8 @@ int main(int argc, char** argv) {
   LOG_CALL(kInfo, "begin compress running log to {} ...", zipPath);
   std::vector<std::string> paths = collectCacheLogPaths(logFilesDir, leftovers);
   if (!utilities::discardForeignEntry(systemInfoPath)) paths.push_back(systemInfoPath);
-  progress.step("packing", zipPath);
-  compressLogs(paths, zipPath);
+  progress.step("packing", zipPath + zipper::kPartialSuffix);
+  compressLogs(paths, zipPath, logFilesDir);
   result.archive(zipPath);
   LOG_CALL(kInfo, "end compress running log to {}", zipPath);
 

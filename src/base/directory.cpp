@@ -1,5 +1,6 @@
 #include "base/directory.h"
 
+#include <algorithm>
 #include <cstring>
 #include <new>
 
@@ -74,6 +75,17 @@ std::error_code Directory::list(std::string& entries) {
       return std::make_error_code(std::errc::not_enough_memory);
     }
   }
+}
+
+Directory openBelow(const std::string& path, std::size_t trusted, std::error_code& ec) {
+  const std::string top = path.substr(0, trusted);
+  Directory directory(AT_FDCWD, top.empty() ? "." : top.c_str(), Links::kAny, ec);
+  for (std::size_t at = trusted; !ec && at < path.size();) {
+    const std::size_t end = std::min(path.find('/', at), path.size());
+    if (end > at) directory = Directory(directory.get(), path.substr(at, end - at).c_str(), Links::kNone, ec);
+    at = end + 1;
+  }
+  return directory;
 }
 
 std::error_code listDirectory(const char* path, Links links, std::string& entries) {

@@ -27,6 +27,8 @@ enum class EntryKind : char { kFile = 'f', kDirectory = 'd', kLink = 'l', kOther
 /// An open directory, closed with the object.
 class Directory {
  public:
+  Directory() = default;
+
   /// Opens the directory `name` in the open directory `parent` (AT_FDCWD: from the current one).
   /// @param ec  cleared, then set when it cannot be opened: ELOOP for a link that `links` forbids
   Directory(int parent, const char* name, Links links, std::error_code& ec);
@@ -45,6 +47,11 @@ class Directory {
   };
   std::unique_ptr<DIR, Close> directory_;
 };
+
+/// Opens the directory at `path`: in its first `trusted` bytes anybody's links are followed, behind them
+/// none.
+/// @param ec  cleared, then set when it cannot be opened
+Directory openBelow(const std::string& path, std::size_t trusted, std::error_code& ec);
 
 /// Lists the directory at `path`, see above, and leaves it closed.
 std::error_code listDirectory(const char* path, Links links, std::string& entries);

@@ -9,11 +9,13 @@
 #include <utility>
 
 #include <boost/filesystem/operations.hpp>
+#include <sys/stat.h>
 
 #include "base/directories.h"
 #include "logging/log_call.h"
 #include "sysinfo/report.h"
 #include "workspace/protected_places.h"
+#include "zipper/zipper.h"
 
 namespace fs = boost::filesystem;
 
@@ -34,6 +36,24 @@ bool mayBeEmptied(const std::string& root, const std::string& executable) {
                 "{} is no output folder, the default is used; Reason: {} is not to be deleted", root, place);
   }
   return place.empty();
+}
+
+bool zipFileNameAt(std::chrono::system_clock::time_point time, std::string& name) {
+  try {
+    const std::time_t seconds =
+        std::chrono::system_clock::to_time_t(std::chrono::time_point_cast<std::chrono::seconds>(time));
+    std::tm local{};
+    localtime_r(&seconds, &local);
+    std::ostringstream stream;
+    stream << kProductVersion << "_" << std::put_time(&local, "%Y%m%d%H%M%S");
+    std::string text = stream.str();
+    text.insert(0, "oBrelaLog_");
+    text.append(".zip");
+    name = std::move(text);
+    return true;
+  } catch (...) {
+    return false;
+  }
 }
 
 }  // namespace
@@ -67,30 +87,20 @@ void limitReports(const std::string& root) {
 }
 
 bool getZipFileName(std::string& name) {
-  try {
-    const std::time_t now = std::chrono::system_clock::to_time_t(
-        std::chrono::time_point_cast<std::chrono::seconds>(std::chrono::system_clock::now()));
-    std::tm local{};
-    localtime_r(&now, &local);
-    std::ostringstream stream;
-    stream << kProductVersion << "_" << std::put_time(&local, "%Y%m%d%H%M%S");
-    std::string text = stream.str();
-    text.insert(0, "oBrelaLog_");
-    text.append(".zip");
-    name = std::move(text);
-    return true;
-  } catch (...) {
-    return false;
-  }
+  return zipFileNameAt(std::chrono::system_clock::now(), name);
 }
 
 std::string initZipLogPath(const std::string& root) {
   std::string name;
-  if (!getZipFileName(name)) {
-    LOG_CALL(kErr, "{}{}", "getZipFileName failed.", "");
-    return {};
+  for (auto time = std::chrono::system_clock::now(); zipFileNameAt(time, name);
+       time += std::chrono::seconds(1)) {
+    std::string path = (fs::path(root) / name).string();
+    struct stat info {};
+    // Another run is at work on an archive of that second.
+    if (lstat((path + zipper::kPartialSuffix).c_str(), &info) != 0) return path;
   }
-  return (fs::path(root) / name).string();
+  LOG_CALL(kErr, "{}{}", "getZipFileName failed.", "");
+  return {};
 }
 
 }  // namespace quelmar

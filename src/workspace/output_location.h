@@ -29,8 +29,8 @@ void limitReports(const std::string& root);
 /// @return true when `name` was set; false, with `name` as it was, when anything threw.
 bool getZipFileName(std::string& name);
 
-/// The full path of the archive to be written into `root`, or an empty string when no name could be had
-/// (logged).
+/// The full path of the archive to be written into `root`: the next second's when another run is at work on
+/// one of this second. An empty string when no name could be had (logged).
 std::string initZipLogPath(const std::string& root);
 
 }  // namespace quelmar

@@ -1,16 +1,18 @@
 #include "workspace/packaging.h"
 
+#include <optional>
 #include <stdexcept>
+#include <utility>
 
 #include <boost/exception/diagnostic_information.hpp>
-#include <boost/filesystem/operations.hpp>
+#include <boost/filesystem/path.hpp>
+#include <unistd.h>
 
 #include "base/directories.h"
+#include "base/directory.h"
 #include "logging/log_call.h"
-#include "zipper/verify_archive.h"
+#include "logging/losses.h"
 #include "zipper/zipper.h"
-
-namespace fs = boost::filesystem;
 
 namespace quelmar {
 namespace {
@@ -18,31 +20,57 @@ namespace {
 constexpr unsigned kPackFlags = zipper::Zipper::CompressBest | zipper::Zipper::AppendHint;
 constexpr const char* kPackingFailed = "Generate zip file({}) throw exception; Reason: error msg={}";
 
-/// A torn archive must not pass for a whole one; the next run's housekeeping removes what is set aside.
-void setAsideIfTorn(const std::string& zipPath) {
-  boost::system::error_code notReported;
-  if (!fs::is_regular_file(fs::symlink_status(zipPath, notReported)) || zipper::verifyArchive(zipPath))
-    return;
-  fs::rename(zipPath, zipPath + ".incomplete", notReported);
-}
+/// Removes files below a folder, no link being followed on the way from the folder that holds it.
+class CopyRemover {
+ public:
+  explicit CopyRemover(std::string top) : top_(std::move(top)), trusted_(top_.rfind('/') + 1) {}
+
+  void remove(const std::string& path) {
+    const std::size_t nameAt = path.rfind('/') + 1;
+    if (top_.empty() || path.compare(0, top_.size() + 1, top_ + '/') != 0) return;
+    if (path.compare(0, nameAt, openPath_) != 0) {
+      std::error_code ec;
+      openPath_ = path.substr(0, nameAt);
+      open_ = utilities::openBelow(openPath_, trusted_, ec);
+    }
+    unlinkat(open_.get(), path.c_str() + nameAt, 0);  // what stays is for the clean-up
+  }
+
+ private:
+  const std::string top_;
+  const std::size_t trusted_;
+  std::string openPath_;
+  utilities::Directory open_;
+};
 
 }  // namespace
 
-int compressLogs(const std::vector<std::string>& paths, const std::string& zipPath) {
+int compressLogs(const std::vector<std::string>& paths, const std::string& zipPath,
+                 const std::string& copies) {
   utilities::discardForeignEntry(zipPath);
+  std::optional<Losses> losses;  // of the path that is packed
+  CopyRemover remover(copies);
   try {
     zipper::Zipper zip(zipPath, "");
+    zipper::Zipper::Hooks hooks;
+    hooks.lost = [&](const std::string& path, int error) {
+      const std::error_code ec(error, std::generic_category());
+      losses->tell(kWarn, ec, "pack {} failed.; Reason: code:{} msg:{}", path);
+    };
+    hooks.packed = [&](const std::string& path) { remover.remove(path); };
+    hooks.trusted = boost::filesystem::path(zipPath).parent_path().string();
+    hooks.needsEntry = !paths.empty();
+    zip.setHooks(std::move(hooks));
     for (const std::string& path : paths) {
+      losses.emplace("compressLogs", path);
       if (!zip.add(path, kPackFlags)) LOG_CALL(kWarn, "Add dirPath({}) to zip return failed{}", path, "");
     }
     zip.close();
-    return 0;
   } catch (const std::runtime_error& failure) {
     LOG_CALL(kWarn, kPackingFailed, zipPath, failure.what());
   } catch (...) {
     LOG_CALL(kErr, kPackingFailed, zipPath, boost::current_exception_diagnostic_information(true));
   }
-  setAsideIfTorn(zipPath);
   return 0;
 }
 

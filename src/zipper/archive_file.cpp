@@ -2,37 +2,47 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "base/regular_file.h"
+#include "zipper/zipper.h"
+
 namespace zipper {
 namespace {
 
+using quelmar::utilities::Descriptor;
+using quelmar::utilities::Links;
+
 constexpr mode_t kArchiveMode = 0666;  // less the umask
 constexpr std::size_t kBufferBytes = 65'536;
+constexpr std::size_t kCopyBytes = 8192;
 
 ArchiveFile& fileOf(voidpf stream) {
   return *static_cast<ArchiveFile*>(stream);
 }
 
+/// Tells whether just that file bears the name; with a status of zeroes, whether nothing does.
+bool bears(const std::string& path, const struct stat& file) {
+  struct stat found {};
+  const std::error_code ec = lookUp(AT_FDCWD, path.c_str(), Links::kNone, found);
+  if (ec && ec.value() != ENOENT) return false;
+  return found.st_dev == file.st_dev && found.st_ino == file.st_ino;
+}
+
 }  // namespace
 
-ArchiveFile::ArchiveFile(Completion complete) : complete_(complete), buffer_(kBufferBytes) {}
-
-ArchiveFile::~ArchiveFile() {
-  if (descriptor_ >= 0) ::close(descriptor_);
-}
+ArchiveFile::ArchiveFile() : buffer_(kBufferBytes) {}
 
 zipFile ArchiveFile::open(const std::string& path, int append) {
   zlib_filefunc64_def functions{};
   functions.opaque = this;
-  functions.zopen64_file = [](voidpf self, const void* name, int mode) -> voidpf {
+  functions.zopen64_file = [](voidpf self, const void*, int mode) -> voidpf {
     const bool create = (mode & ZLIB_FILEFUNC_MODE_CREATE) != 0;
-    return fileOf(self).openFile(static_cast<const char*>(name), create) ? self : nullptr;
+    return fileOf(self).openFile(create) ? self : nullptr;
   };
   functions.zread_file = [](voidpf, voidpf self, void* data, uLong size) -> uLong {
     return fileOf(self).read(data, size) ? size : 0;
@@ -46,29 +56,46 @@ zipFile ArchiveFile::open(const std::string& path, int append) {
     fileOf(self).seek(offset);
     return 0;
   };
-  functions.zclose_file = [](voidpf, voidpf self) -> int { return fileOf(self).close() ? 0 : EOF; };
+  functions.zclose_file = [](voidpf, voidpf) -> int { return 0; };  // close() follows
   functions.zerror_file = [](voidpf, voidpf self) -> int { return fileOf(self).failed() ? 1 : 0; };
+  path_ = path;
+  partial_ = path + kPartialSuffix;
   const zipFile archive = zipOpen2_64(path.c_str(), append, nullptr, &functions);
-  if (archive == nullptr) close();  // the library does not on all its ways out
+  if (archive == nullptr && isOurs()) ::unlink(partial_.c_str());
+  if (archive == nullptr) close(false);
   return archive;
 }
 
-bool ArchiveFile::openFile(const std::string& path, bool create) {
-  // Not handed down to the commands that the process starts; nothing but a regular file: a FIFO must not
-  // block, and a link could lead to a file of somebody else's.
-  const int flags = O_RDWR | (create ? O_CREAT : 0) | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC | O_NOCTTY;
-  descriptor_ = ::open(path.c_str(), flags, kArchiveMode);
+bool ArchiveFile::openFile(bool create) {
   position_ = bufferStart_ = bufferedBytes_ = 0;
-  written_ = failed_ = false;
-  struct stat status {};
-  return descriptor_ >= 0 && ::fstat(descriptor_, &status) == 0 && S_ISREG(status.st_mode) &&
-         (!create || ::ftruncate(descriptor_, 0) == 0);
+  failed_ = false;
+  replaced_ = {};
+  std::error_code ec;
+  Descriptor old;
+  if (!create) old = openRegular(AT_FDCWD, path_.c_str(), Links::kNone, replaced_, ec);
+  if (ec) return false;
+  // Not handed down to the commands that the process starts, and never a file that is there already: another
+  // run writes to it, or somebody wants to have it written to.
+  const int flags = O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
+  file_ =
+      Descriptor(::open(partial_.c_str(), flags, create ? kArchiveMode : replaced_.st_mode & kArchiveMode));
+  return file_ && (create || copy(old.get()));
+}
+
+bool ArchiveFile::copy(int from) {
+  char bytes[kCopyBytes];  // not on the heap: no exception may pass through the library
+  for (;;) {
+    const ssize_t got = ::read(from, bytes, sizeof bytes);
+    if (got < 0 && errno == EINTR) continue;
+    if (got <= 0) return got == 0;
+    if (!write(bytes, static_cast<std::size_t>(got))) return false;
+  }
 }
 
 bool ArchiveFile::read(void* data, std::size_t size) {
   if (!flush()) return false;
   for (char* to = static_cast<char*>(data); size > 0;) {
-    const ssize_t got = ::pread(descriptor_, to, size, static_cast<off_t>(position_));
+    const ssize_t got = ::pread(file_.get(), to, size, static_cast<off_t>(position_));
     if (got == 0 || (got < 0 && errno != EINTR)) return false;
     if (got < 0) continue;
     to += got;
@@ -80,7 +107,6 @@ bool ArchiveFile::read(void* data, std::size_t size) {
 
 bool ArchiveFile::write(const void* data, std::size_t size) {
   if (failed_) return false;  // nothing that follows could make up for the gap
-  written_ = true;
   for (const char* from = static_cast<const char*>(data); size > 0;) {
     const bool inside = position_ >= bufferStart_ && position_ <= bufferStart_ + bufferedBytes_;
     if (!inside || position_ - bufferStart_ == buffer_.size()) {
@@ -102,7 +128,7 @@ bool ArchiveFile::flush() {
   std::size_t done = 0;
   while (done < bufferedBytes_) {
     const ssize_t written =
-        ::pwrite(descriptor_, &buffer_[done], bufferedBytes_ - done, static_cast<off_t>(bufferStart_ + done));
+        ::pwrite(file_.get(), &buffer_[done], bufferedBytes_ - done, static_cast<off_t>(bufferStart_ + done));
     if (written < 0 && errno == EINTR) continue;
     if (written <= 0) break;
     done += static_cast<std::size_t>(written);
@@ -115,23 +141,29 @@ bool ArchiveFile::flush() {
 
 bool ArchiveFile::seekEnd() {
   struct stat status {};
-  if (!flush() || ::fstat(descriptor_, &status) != 0) return false;
+  if (!flush() || ::fstat(file_.get(), &status) != 0) return false;
   position_ = static_cast<std::uint64_t>(status.st_size);
   return true;
 }
 
-bool ArchiveFile::close() {
-  if (descriptor_ < 0) return true;
-  // Nothing was written to a file that turned out to be no archive: it stays as it is.
-  if (written_ && !failed_) {
-    // Added to an archive with a longer end (a comment, 64-bit records), the new end may be the shorter one.
-    const bool complete =
-        complete_(*this) && flush() && ::ftruncate(descriptor_, static_cast<off_t>(position_)) == 0;
-    if (!complete) failed_ = true;
-  }
-  if (::close(descriptor_) != 0 && errno != EINTR) failed_ = true;
-  descriptor_ = -1;
-  return !failed_;
+bool ArchiveFile::isOurs() const {
+  struct stat held {};
+  return ::fstat(file_.get(), &held) == 0 && bears(partial_, held);
+}
+
+bool ArchiveFile::close(bool whole) {
+  const bool named = whole && finish();
+  file_ = Descriptor();  // finish() has asked for what could be reported now
+  return named;
+}
+
+bool ArchiveFile::finish() {
+  if (failed_ || !flush()) return false;
+  // Added to an archive with a longer end (a comment, 64-bit records), the new end may be the shorter one.
+  if (::ftruncate(file_.get(), static_cast<off_t>(position_)) != 0) return false;
+  if (::fsync(file_.get()) != 0 && errno != EINVAL && errno != ENOTSUP) return false;
+  // Another run may have finished an archive of this name meanwhile.
+  return isOurs() && bears(path_, replaced_) && ::rename(partial_.c_str(), path_.c_str()) == 0;
 }
 
 }  // namespace zipper

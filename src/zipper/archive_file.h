@@ -5,32 +5,40 @@
 #include <string>
 #include <vector>
 
+#include <sys/stat.h>
 #include <zip.h>
+
+#include "base/descriptor.h"
 
 namespace zipper {
 
 /// The file behind an archive, as the zip library sees it. The library passes over some failing writes;
 /// here every one of them is kept in mind. And it goes back to each entry's header: that costs nothing here
 /// as long as the header has not left the buffer.
+/// The archive grows under its name and kPartialSuffix, and gets its name when it is finished and on disk:
+/// what bears the name is whole. An archive of that name is added to by way of a copy.
 class ArchiveFile {
  public:
-  /// Does what is left to do to the file once the library has written its end. @return whether it could.
-  using Completion = bool (*)(ArchiveFile&);
+  ArchiveFile();
 
-  explicit ArchiveFile(Completion complete);
-  ~ArchiveFile();
-  ArchiveFile(const ArchiveFile&) = delete;
-  ArchiveFile& operator=(const ArchiveFile&) = delete;
-
-  /// Opens an archive through the library. Only a regular file is opened or made, and opening never blocks.
-  /// This object must outlive the handle.
+  /// Opens an archive through the library. This object must outlive the handle.
   /// @param path    where the archive is or is to be
   /// @param append  APPEND_STATUS_CREATE for a new archive, APPEND_STATUS_ADDINZIP to add to the existing one
-  /// @return the library's handle, to be ended with zipClose; null when the file cannot be opened or is no
-  ///         archive, which stays as it was then.
+  /// @return the library's handle, to be ended with zipClose and then close(); null when the file cannot be
+  /// made, when there is
+  ///         one that grows under this name already, or when what bears the name is no archive. Both stay
+  ///         then.
   zipFile open(const std::string& path, int append);
 
-  /// Tells whether anything could not be written since the archive was opened.
+  /// Closes the file, with its new name if all of it has reached the disk.
+  /// @param whole  false: it does not get its name in any case
+  /// @return whether it has got its name
+  bool close(bool whole);
+
+  /// Makes failed() true, and writes no more.
+  void giveUp() { failed_ = true; }
+
+  /// Tells whether anything could not be written since the archive was opened, or giveUp() was called.
   bool failed() const { return failed_; }
 
   /// Where the next read or write begins, in bytes from the start of the file.
@@ -47,18 +55,21 @@ class ArchiveFile {
   bool write(const void* data, std::size_t size);
 
  private:
-  bool openFile(const std::string& path, bool create);
+  bool openFile(bool create);
+  bool copy(int from);
   bool flush();
   bool seekEnd();
-  bool close();
+  bool finish();
+  bool isOurs() const;
 
-  Completion complete_;
-  int descriptor_ = -1;
+  std::string path_;     // of the finished archive
+  std::string partial_;  // where it grows
+  quelmar::utilities::Descriptor file_;
+  struct stat replaced_ {};  // the archive that is added to; all zero when there is none
   std::uint64_t position_ = 0;
   std::vector<char> buffer_;       // what is yet to be written
   std::uint64_t bufferStart_ = 0;  // where in the file
   std::size_t bufferedBytes_ = 0;
-  bool written_ = false;
   bool failed_ = false;
 };
 

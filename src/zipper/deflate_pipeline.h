@@ -3,8 +3,6 @@
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
-#include <deque>
-#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -13,78 +11,81 @@
 
 namespace zipper {
 
-/// Deflates files ahead on several threads and hands them out one by one, in the order in which they are
-/// named. What comes out is what one thread makes that deflates each file in pieces of 8,192 bytes.
+/// So many bytes of a file are deflated at a time; shorter files come out as one deflate makes them.
+constexpr std::size_t kPieceBytes = 1'048'576;
+/// So many bytes before a piece may be referred to: all that deflate ever looks back.
+constexpr std::size_t kDictionaryBytes = 32'768;
+
+/// A piece of a file: first its data, then what became of it.
+struct Piece {
+  std::string path;                ///< the file's; it and the next three are for the caller alone, and only
+  std::string name;                ///< hold in a file's first piece: its entry's name
+  bool first = false;              ///< a file begins with it
+  bool large = false;              ///< the file needs the 64-bit size fields
+  bool last = false;               ///< the file ends with it, and so does the deflate stream
+  std::size_t size = 0;            ///< bytes at data(), at most kPieceBytes
+  std::size_t dictionarySize = 0;  ///< bytes of the file right before data(), at most kDictionaryBytes
+
+  bool good = false;           ///< false: deflate has failed
+  bool text = false;           ///< deflate takes it for text
+  unsigned long crc = 0;       ///< CRC-32 of the data
+  std::size_t packedSize = 0;  ///< bytes at packed()
+
+  char* data() { return bytes.get() + kDictionaryBytes; }
+  char* packed() const { return bytes.get(); }  // which takes the data's place: see Deflater::run
+
+ private:
+  friend class DeflatePipeline;
+  std::unique_ptr<char[]> bytes;
+  bool done = false;
+};
+
+/// Deflates pieces of files on several threads and hands them out in the order in which they came. The pieces
+/// of a file, one after the other, are one deflate stream, whose bytes depend on the file alone.
 ///
-///   nextPath --> names ahead --> threads: read, deflate --> a queue for each file --> nextFile, nextPiece
+///   blank, handIn --> ring of pieces --> threads: deflate in place --> front, takeOff
 ///
-/// Each thread takes the next file that nobody has and queues its output piece by piece. A full queue makes
-/// its thread wait, and so does the sum of all queues, but never the file whose turn it is: so all of them
-/// get on, no file is in memory whole, and a long file leaves the other threads work to do.
+/// All memory is taken at the start, and no more threads than there is memory for are started; a thread that
+/// cannot be started leaves its work to the others and to the caller, who deflates rather than waits. Too
+/// little memory for the caller alone is an std::bad_alloc of the constructor; later nothing can fail.
+/// A failed write is the caller's concern, who takes off what is under way.
 class DeflatePipeline {
  public:
-  /// Names the next file; false when there are no more. Called on the caller's thread only.
-  using NextPath = std::function<bool(std::string& path)>;
-
-  /// A file whose turn it is.
-  struct File {
-    std::string path;
-    bool deflated = false;  ///< false: no thread could do it, for lack of memory or of threads
-    bool large = false;     ///< it needs the 64-bit size fields
-    bool text = false;      ///< deflate takes it for text
-  };
-
-  /// What is known of a file after its last piece.
-  struct Totals {
-    std::uint64_t size = 0;  ///< bytes that were read; after an error those before it
-    unsigned long crc = 0;   ///< their CRC-32
-    bool torn = false;       ///< the thread could not go on for lack of memory; the output is cut off
-  };
-
   /// @param level    deflate's, 1 to 9
-  /// @param threads  how many to use at most; fewer are started for fewer files, or when there are no more
-  DeflatePipeline(NextPath nextPath, int level, unsigned threads);
-
-  /// Ends all threads, whatever they are at, and waits for them.
+  /// @param threads  how many deflate, the caller's included; at most 16
+  DeflatePipeline(int level, unsigned threads);
   ~DeflatePipeline();
   DeflatePipeline(const DeflatePipeline&) = delete;
   DeflatePipeline& operator=(const DeflatePipeline&) = delete;
 
-  /// Leaves the current file and goes on to the next one, as soon as its first piece is there.
-  /// @return false when there are no more.
-  bool nextFile(File& file);
+  /// The piece to be filled next; null when all are in use: one must be taken off first.
+  Piece* blank();
 
-  /// Waits for the current file's next piece of output, 64 KiB at most.
-  /// @return false when there are no more; `totals` holds then.
-  bool nextPiece(std::vector<char>& piece, Totals& totals);
+  /// Gives the filled piece to the threads.
+  void handIn();
+
+  /// The oldest piece that was handed in, deflated; null when there is none.
+  Piece* front();
+
+  /// Makes the front piece a blank one.
+  void takeOff();
 
  private:
-  struct Job;
   class Deflater;
 
-  void nameAhead();
-  void startThreads();
-  void work();
-  void deflateFile(Deflater& deflater, Job& job);
-  bool queuePiece(Job& job, const File& file, std::vector<char> piece);
-  bool hasRoom(const Job& job, std::size_t bytes) const;
-  void finish(Job& job, const Totals& totals);
-  void leaveFront(std::unique_lock<std::mutex>& lock);
+  Piece& at(std::uint64_t number) { return ring_[number % ring_.size()]; }
+  void deflateNext(std::unique_lock<std::mutex>& lock, Deflater& deflater);
+  void work(Deflater& deflater);
 
-  const NextPath nextPath_;
-  const int level_;
-  const unsigned maxThreads_;
-  const std::size_t maxQueuedBytes_;  // of all files
-  bool allNamed_ = false;
-  bool frontIsCurrent_ = false;
+  std::vector<std::unique_ptr<Deflater>> deflaters_;  // the caller's first
+  std::vector<Piece> ring_;
 
-  std::mutex mutex_;  // for what follows up to stopping_
-  std::condition_variable fileNamed_;
-  std::condition_variable roomMade_;
-  std::condition_variable frontGrown_;
-  std::deque<std::unique_ptr<Job>> jobs_;  // in order; it is the first one's turn
-  std::size_t taken_ = 0;                  // so many of them have a thread, or had one
-  std::size_t queuedBytes_ = 0;
+  std::mutex mutex_;  // for what follows up to stopping_, and for Piece::done
+  std::condition_variable pieceHandedIn_;
+  std::condition_variable frontDone_;
+  std::uint64_t handedIn_ = 0;  // so many pieces were
+  std::uint64_t begun_ = 0;     // so many of them were given to a thread
+  std::uint64_t takenOff_ = 0;
   bool stopping_ = false;
 
   std::vector<std::thread> threads_;

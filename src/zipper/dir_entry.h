@@ -1,8 +1,11 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <string>
 #include <vector>
+
+#include "base/directory.h"
 
 namespace zipper {
 
@@ -28,19 +31,28 @@ bool isDirectory(const std::string& path);
 /// CDirEntry::fileName by its free name.
 std::string fileNameFromPath(const std::string& path);
 
+/// Takes a path of which something is lost to the archive, and the number of the error.
+using Lost = std::function<void(const std::string& path, int error)>;
+
 /// Everything below one directory that is not a directory itself, depth first, each directory in the order
 /// in which the system lists it. It is found step by step: a directory is listed when the walk reaches it, so
-/// that only the names of the levels under way are in memory, and none stays open between two steps.
-/// Links to directories are left out, so that no walk runs in circles or leaves the tree.
+/// that only the names of the levels under way are in memory, and only one directory is open.
+/// Links are found and never followed, so that no walk runs in circles or leaves the tree, nor when a
+/// directory is replaced by a link meanwhile.
 class FileWalk {
  public:
-  /// @param path  the directory to start in (may be a link to one); nothing is found when it cannot be
-  /// opened.
-  explicit FileWalk(std::string path);
+  /// @param path     the directory to start in; nothing is found when it cannot be opened
+  /// @param trusted  how much of `path` may lead through links, in bytes from its start
+  /// @param lost     is told of each directory that cannot be opened or listed to its end
+  FileWalk(std::string path, std::size_t trusted, Lost lost);
 
   /// Yields the next path, which is the start directory's as given, "/", and what lies below.
   /// @return false, with `file` unchanged, when there are no more.
   bool next(std::string& file);
+
+  /// The open directory with the file that next() has named last, and the file's name in it.
+  int directory() const { return directory_.get(); }
+  const char* name() const { return path_.c_str() + levels_.back().pathLength + 1; }
 
  private:
   struct Level {
@@ -49,14 +61,20 @@ class FileWalk {
     std::size_t pathLength;  // what of path_ is the directory itself
   };
 
-  void descend(int extraOpenFlags);
+  bool open();
+  void descend();
 
   std::string path_;
-  std::string names_;  // of all levels under way: a kind, the name, a zero byte, and so on
+  const std::size_t trusted_;
+  const Lost lost_;
+  std::string names_;  // of all levels under way, as listed
   std::vector<Level> levels_;
+  quelmar::utilities::Directory directory_;
+  std::size_t openLevel_ = 0;  // whose directory that is, counted from 1
 };
 
-/// The files below the directory `path`, see FileWalk. A directory that cannot be opened contributes none.
+/// The files below the directory `path`, see FileWalk. Where that is may be told by a link, but not what it
+/// is.
 FileWalk filesFromDirectory(const std::string& path);
 
 }  // namespace zipper

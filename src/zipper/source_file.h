@@ -2,41 +2,50 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <string>
 #include <vector>
+
+#include "base/descriptor.h"
 
 namespace zipper {
 
 /// A file to be packed, read from its start to where it ended when it was opened: one that is written to all
-/// the time would otherwise never come to an end. Anything but a regular file, or a link to one that this
-/// user or root made, counts as a file that cannot be opened. Never blocks, whatever lies at the path.
+/// the time would otherwise never come to an end. Anything but a regular file, a link too, counts as a file
+/// that cannot be opened. Never blocks, whatever it is.
 class SourceFile {
  public:
-  /// Opens `path` for reading. A file that cannot be opened reads as an empty one.
-  explicit SourceFile(const std::string& path);
-  ~SourceFile();
-  SourceFile(const SourceFile&) = delete;
-  SourceFile& operator=(const SourceFile&) = delete;
+  /// A file without data.
+  SourceFile() = default;
+
+  /// Opens the file `name` in the open directory `parent`. One that cannot be opened reads as an empty one.
+  SourceFile(int parent, const char* name);
 
   /// How many bytes it had when it was opened; no more are read.
   std::uint64_t size() const { return size_; }
 
-  /// Reads the next bytes, as many as `buffer` holds unless the end comes first.
+  /// Reads the next `size` bytes to `to`, or fewer when the end comes first.
   /// @return how many came; 0 at the end and after an error
-  std::size_t read(std::vector<char>& buffer);
+  std::size_t read(char* to, std::size_t size);
 
-  /// Tells whether reading has met an error.
-  bool failed() const { return failed_; }
+  /// Tells whether nothing more will come.
+  bool atEnd() const { return position_ == size_; }
 
-  /// Goes back to the start and forgets errors.
-  void rewind();
+  /// The number of the error that opening or reading has met; 0 when there was none, and for a file that is
+  /// not there, may not be opened or is not a regular one.
+  int error() const { return error_; }
+
+  /// Goes back to the start.
+  void rewind() { position_ = 0; }
 
  private:
-  int descriptor_ = -1;
+  quelmar::utilities::Descriptor descriptor_;
   std::uint64_t size_ = 0;
   std::uint64_t position_ = 0;
-  bool failed_ = false;
+  int error_ = 0;
 };
+
+/// Tells whether an error in looking up or opening a single file is none to tell of: it is not there, may not
+/// be opened, or is no regular file.
+bool isNoLoss(int error);
 
 /// Tells whether a file needs the 64-bit size fields: more than 4,294,967,294 bytes.
 bool isLargeFile(const SourceFile& stream);

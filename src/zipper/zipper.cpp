@@ -2,8 +2,8 @@
 
 #include <stdexcept>
 #include <thread>
+#include <utility>
 
-#include "zipper/dir_entry.h"
 #include "zipper/zipper_impl.h"
 
 namespace zipper {
@@ -27,13 +27,12 @@ void Zipper::open() {
   if (!open_ && !openArchive()) throw std::runtime_error("Error opening zip file!");
 }
 
+void Zipper::setHooks(Hooks hooks) {
+  if (impl_) impl_->hooks = std::move(hooks);
+}
+
 bool Zipper::add(const std::string& path, unsigned flags) {
-  if (!open_) return true;
-  if (isDirectory(path)) {
-    impl_->addTree(path, flags);
-  } else {
-    impl_->addFile(path, (flags & StoreFullPath) != 0 ? path : fileNameFromPath(path), flags);
-  }
+  if (open_) impl_->add(path, flags);
   return true;
 }
 

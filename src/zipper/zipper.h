@@ -1,9 +1,13 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 
 namespace zipper {
+
+/// What is added to an archive's name until it is finished.
+constexpr char kPartialSuffix[] = ".incomplete";
 
 /// Writes files and directory trees into one zip archive (deflate, 64-bit where sizes need it). All entries
 /// carry the date and time 0 and no attributes of their files. Not thread-safe.
@@ -17,24 +21,48 @@ class Zipper {
     StoreFullPath = 0x40,  ///< a single file's entry is named by the path as given, not by its last component
   };                       // without a level entries are stored as they are
 
-  /// Opens an archive for writing: adds to it when it exists, makes it otherwise.
+  /// What a caller may want besides.
+  struct Hooks {
+    /// Is told of what is lost to the archive, but for single files that are not there, may not be opened or
+    /// are no regular files: a path, and the number of the error with which its reading, listing or look-up
+    /// failed.
+    std::function<void(const std::string& path, int error)> lost = [](const std::string&, int) {};
+
+    /// Is told of each file when its whole entry is in the archive.
+    std::function<void(const std::string& path)> packed = [](const std::string&) {};
+
+    /// No link is followed below this directory; below others none from the added path's last component on.
+    std::string trusted;
+
+    /// An archive to which no entry was added is a failure, and does not get its name.
+    bool needsEntry = false;
+  };
+
+  /// Opens an archive for writing: adds to it when it exists, makes it otherwise. It is written under its
+  /// name and
+  /// ".incomplete", which must be free, and gets its name when it is finished.
   /// @param zipName   the archive's path
   /// @param password  entries are encrypted with it (traditional zip encryption); empty for none
   /// @throws std::runtime_error "Error creating zip in file!"
   Zipper(const std::string& zipName, const std::string& password);
 
-  /// Finishes the archive when it is still open. What goes wrong then is not reported.
+  /// Finishes the archive when it is still open. What goes wrong then is not reported, but what bears the
+  /// archive's name is whole in any case.
   ~Zipper();
   Zipper(const Zipper&) = delete;
   Zipper& operator=(const Zipper&) = delete;
+
+  /// To be called before add(); holds until release().
+  void setHooks(Hooks hooks);
 
   /// Opens the archive again after close() or release(), to add to it. No effect when it is open.
   /// @throws std::runtime_error "Error opening zip file!"
   void open();
 
   /// Adds a file under its bare name, or all files below a directory under names that begin with the
-  /// directory's own. A file that cannot be opened makes an entry without data, one that cannot be read to
-  /// its end an entry with what could be read. No effect when the archive is not open.
+  /// directory's own. A file that cannot be opened makes an entry without data, and so does a link, which is
+  /// never followed; one that cannot be read to its end makes an entry with what could be read. No effect
+  /// when the archive is not open, or when nothing can be learned about the path.
   /// @param path   the file or directory
   /// @param flags  of zipFlags
   /// @return true in every case; data that could not be written is reported by close().
@@ -44,7 +72,7 @@ class Zipper {
 
   /// Finishes the archive. No effect when it is not open.
   /// @throws std::runtime_error "Error closing zip file!" when it could not be finished, or something could
-  ///         not be written since it was opened: it may be damaged then. It is closed all the same.
+  ///         not be written since it was opened: it has not got its name then. It is closed all the same.
   void close();
 
   /// Finishes the archive as the destructor does and frees everything.

@@ -1,13 +1,24 @@
 #include "zipper/zipper_impl.h"
 
-#include <cstdint>
+#include <cerrno>
+#include <cstring>
 #include <limits>
+#include <new>
 #include <stdexcept>
 
-#include "zipper/dir_entry.h"
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <zlib.h>
+
+#include "base/scope_guard.h"
+#include "zipper/end_record.h"
 
 namespace zipper {
 namespace {
+
+using quelmar::utilities::Directory;
+using quelmar::utilities::Links;
+using quelmar::utilities::openBelow;
 
 constexpr std::size_t kCopyBufferBytes = 8192;
 constexpr std::size_t kMaxNameBytes = std::numeric_limits<std::uint16_t>::max();  // its length field's
@@ -45,104 +56,176 @@ struct EntryError : std::runtime_error {
 }  // namespace
 
 Zipper::Impl::Impl(const std::string& zipName, const std::string& password, unsigned threads)
-    : zipName_(zipName), password_(password), threads_(threads), buffer_(kCopyBufferBytes) {}
+    : zipName_(zipName),
+      password_(password),
+      threads_(threads),
+      buffer_(kCopyBufferBytes),
+      tail_(kDictionaryBytes) {}
 
 Zipper::Impl::~Impl() {
   close();
 }
 
 bool Zipper::Impl::open() {
-  const int append = checkFileExists(zipName_) ? APPEND_STATUS_ADDINZIP : APPEND_STATUS_CREATE;
-  archive_ = file_.open(zipName_, append);
-  failed_ = false;
+  struct stat found {};
+  const bool exists = !lookUp(AT_FDCWD, zipName_.c_str(), Links::kNone, found);
+  archive_ = file_.open(zipName_, exists ? APPEND_STATUS_ADDINZIP : APPEND_STATUS_CREATE);
+  entries_ = 0;
   return archive_ != nullptr;
 }
 
-bool Zipper::Impl::add(SourceFile& stream, const std::string& nameInZip, unsigned flags) {
-  if (archive_ == nullptr || nameInZip.empty()) return false;
-  openEntry(nameInZip, stream, compressionLevel(flags));
-  const int result = copy(stream);
-  // An entry that could not be read to its end is closed by the library, before the next one or at the end.
-  if (result != ZIP_OK && !stream.failed()) failed_ = true;
-  return result == ZIP_OK;
+void Zipper::Impl::add(const std::string& path, unsigned flags) {
+  if (archive_ == nullptr || path.empty()) return;
+  const std::string name = fileNameFromPath(path);
+  const std::string parentPath = path.substr(0, path.size() - name.size());
+  const bool isBelow = !hooks.trusted.empty() && path.compare(0, hooks.trusted.size(), hooks.trusted) == 0 &&
+                       path[hooks.trusted.size()] == '/';
+  const std::size_t trusted = isBelow ? hooks.trusted.size() : parentPath.size();
+
+  const quelmar::ScopeGuard forget([this] {
+    while (pipeline_ && pipeline_->front() != nullptr) pipeline_->takeOff();
+    if (entryIsOpen_) file_.giveUp();
+    entryIsOpen_ = false;
+  });
+  std::error_code ec;
+  struct stat status {};
+  const Directory parent = openBelow(parentPath, trusted, ec);
+  if (!ec) ec = lookUp(parent.get(), name.empty() ? "." : name.c_str(), Links::kNone, status);
+  if (!isNoLoss(ec.value()) || ec.value() == EACCES) {
+    hooks.lost(path, ec.value());
+    // A folder of which nothing can be learned must not turn into an empty file of its name.
+    if (ec.value() != ENAMETOOLONG) return;
+  }
+  if (!ec && S_ISDIR(status.st_mode)) {
+    addTree(path, trusted, flags);
+  } else {
+    SourceFile source = ec ? SourceFile() : SourceFile(parent.get(), name.c_str());
+    addFile(source, path, (flags & StoreFullPath) != 0 ? path : name, flags);
+  }
+  writeAll();
 }
 
-void Zipper::Impl::checkEntry(const std::string& nameInZip) const {
+void Zipper::Impl::addTree(const std::string& path, std::size_t trusted, unsigned flags) {
+  const std::string folder = fileNameFromPath(path);
+  FileWalk files(path, trusted, hooks.lost);
+  try {
+    for (std::string file; files.next(file);) {
+      SourceFile source(files.directory(), files.name());
+      addFile(source, file, nameInTree(file, folder), flags);
+    }
+  } catch (const std::bad_alloc&) {
+    writeAll();  // what was read before the memory ran out
+    throw;
+  }
+}
+
+void Zipper::Impl::addFile(SourceFile& source, const std::string& path, const std::string& name,
+                           unsigned flags) {
+  if (name.empty()) return;
+  const int level = compressionLevel(flags);
+  // What is stored waits for nothing but the disk, and encryption goes byte by byte through the archive.
+  if (level == 0 || !password_.empty()) {
+    addPlainly(source, path, name, level);
+  } else {
+    addInPieces(source, path, name, level);
+  }
+  if (source.error() != 0) hooks.lost(path, source.error());
+}
+
+void Zipper::Impl::openEntry(const std::string& name, int level, bool large, bool deflated, bool text,
+                             unsigned long crc) {
   // A longer name would make an archive that nobody can read, and nothing can be written after a failure; not
   // every version of the library refuses the one, and none does so without a leak for the other.
-  if (nameInZip.size() > kMaxNameBytes || file_.failed()) throw EntryError(nameInZip);
-}
-
-void Zipper::Impl::openEntry(const std::string& nameInZip, SourceFile& stream, int level) {
-  const int method = level == 0 ? 0 : Z_DEFLATED;
-  const int zip64 = isLargeFile(stream) ? 1 : 0;
-  checkEntry(nameInZip);
-  int result = ZIP_OK;
-  if (password_.empty()) {
-    result = zipOpenNewFileInZip64(archive_, nameInZip.c_str(), entryInfo(false), nullptr, 0, nullptr, 0,
-                                   nullptr, method, level, zip64);
-  } else {
-    unsigned long crc = 0;
-    getFileCrc(stream, buffer_, crc);
-    result = zipOpenNewFileInZip3_64(archive_, nameInZip.c_str(), entryInfo(false), nullptr, 0, nullptr, 0,
-                                     nullptr, method, level, 0, -MAX_WBITS, kMemoryLevel, Z_DEFAULT_STRATEGY,
-                                     password_.c_str(), crc, zip64);
-  }
-  if (result != ZIP_OK) throw EntryError(nameInZip);
-}
-
-int Zipper::Impl::copy(SourceFile& stream) {
-  for (;;) {
-    const std::size_t count = stream.read(buffer_);
-    if (count == 0) return stream.failed() ? ZIP_ERRNO : zipCloseFileInZip(archive_);
-    const int result = zipWriteInFileInZip(archive_, buffer_.data(), static_cast<unsigned>(count));
-    if (result != ZIP_OK) return result;
+  if (name.size() > kMaxNameBytes || file_.failed() ||
+      zipOpenNewFileInZip3_64(archive_, name.c_str(), entryInfo(text), nullptr, 0, nullptr, 0, nullptr,
+                              level == 0 ? 0 : Z_DEFLATED, level, deflated ? 1 : 0, -MAX_WBITS, kMemoryLevel,
+                              Z_DEFAULT_STRATEGY, password_.empty() ? nullptr : password_.c_str(), crc,
+                              large ? 1 : 0) != ZIP_OK) {
+    throw EntryError(name);
   }
 }
 
-bool Zipper::Impl::addFile(const std::string& path, const std::string& nameInZip, unsigned flags) {
-  SourceFile stream(path);
-  return add(stream, nameInZip, flags);
+void Zipper::Impl::write(const char* data, std::size_t size) {
+  if (zipWriteInFileInZip(archive_, data, static_cast<unsigned>(size)) != ZIP_OK) file_.giveUp();
 }
 
-void Zipper::Impl::addTree(const std::string& path, unsigned flags) {
-  if (archive_ == nullptr) return;
-  const std::string folder = fileNameFromPath(path);
-  const int level = compressionLevel(flags);
-  FileWalk files = filesFromDirectory(path);
-  const auto nextPath = [&files](std::string& file) { return files.next(file); };
-  // What is stored waits for nothing but the disk, and encryption goes byte by byte through the archive.
-  const bool ahead = threads_ > 1 && level > 0 && password_.empty();
-  DeflatePipeline pipeline(nextPath, level, ahead ? threads_ : 0);
-  for (DeflatePipeline::File file; pipeline.nextFile(file);) {
-    const std::string name = nameInTree(file.path, folder);
-    if (file.deflated) {
-      addDeflated(pipeline, file, name, level);
-    } else {
-      addFile(file.path, name, flags);
+void Zipper::Impl::entryAdded(int result, const std::string& path) {
+  if (result != ZIP_OK) file_.giveUp();
+  if (file_.failed()) return;
+  ++entries_;
+  hooks.packed(path);
+}
+
+void Zipper::Impl::addPlainly(SourceFile& source, const std::string& path, const std::string& name,
+                              int level) {
+  unsigned long crc = 0;
+  if (!password_.empty()) getFileCrc(source, buffer_, crc);
+  openEntry(name, level, isLargeFile(source), false, false, crc);
+  while (const std::size_t count = source.read(buffer_.data(), buffer_.size())) write(buffer_.data(), count);
+  entryAdded(zipCloseFileInZip(archive_), path);
+}
+
+void Zipper::Impl::addInPieces(SourceFile& source, const std::string& path, const std::string& name,
+                               int level) {
+  if (level != level_) {
+    pipeline_ = std::make_unique<DeflatePipeline>(level, threads_);
+    level_ = level;
+  }
+  bool first = true;
+  bool last = false;
+  for (std::size_t dictionarySize = 0; !last; first = false) {
+    Piece* piece = pipeline_->blank();
+    for (; piece == nullptr; piece = pipeline_->blank()) writeFront();
+    if (first) {
+      piece->path = path;
+      piece->name = name;
+      piece->large = isLargeFile(source);
     }
+    std::memcpy(piece->data() - dictionarySize, tail_.data(), dictionarySize);
+    piece->dictionarySize = dictionarySize;
+    piece->size = source.read(piece->data(), kPieceBytes);
+    piece->first = first;
+    piece->last = last = source.atEnd();
+    // Kept before the output takes its place.
+    dictionarySize = last ? 0 : kDictionaryBytes;
+    std::memcpy(tail_.data(), piece->data() + kPieceBytes - dictionarySize, dictionarySize);
+    pipeline_->handIn();
   }
 }
 
-void Zipper::Impl::addDeflated(DeflatePipeline& pipeline, const DeflatePipeline::File& file,
-                               const std::string& nameInZip, int level) {
-  checkEntry(nameInZip);
-  int result = zipOpenNewFileInZip2_64(archive_, nameInZip.c_str(), entryInfo(file.text), nullptr, 0, nullptr,
-                                       0, nullptr, Z_DEFLATED, level, 1, file.large ? 1 : 0);
-  if (result != ZIP_OK) throw EntryError(nameInZip);
-  DeflatePipeline::Totals totals;
-  for (std::vector<char> piece; result == ZIP_OK && pipeline.nextPiece(piece, totals);) {
-    result = zipWriteInFileInZip(archive_, piece.data(), static_cast<unsigned>(piece.size()));
+void Zipper::Impl::writeFront() {
+  const Piece& piece = *pipeline_->front();
+  if (piece.first) {
+    openEntry(piece.name, level_, piece.large, true, piece.text, 0);
+    entryIsOpen_ = true;
+    path_ = piece.path;
+    size_ = crc_ = 0;
   }
-  if (result == ZIP_OK) result = zipCloseFileInZipRaw64(archive_, totals.size, totals.crc);
-  if (result != ZIP_OK || totals.torn) failed_ = true;
+  write(piece.packed(), piece.packedSize);
+  if (!piece.good) file_.giveUp();
+  crc_ = ::crc32_combine(crc_, piece.crc, static_cast<z_off_t>(piece.size));
+  size_ += piece.size;
+  const bool last = piece.last;
+  pipeline_->takeOff();
+  if (!last) return;
+  entryIsOpen_ = false;
+  entryAdded(zipCloseFileInZipRaw64(archive_, size_, crc_), path_);
+}
+
+void Zipper::Impl::writeAll() {
+  while (pipeline_ && pipeline_->front() != nullptr) writeFront();
 }
 
 bool Zipper::Impl::close() {
   if (archive_ == nullptr) return true;
-  const int result = zipClose(archive_, nullptr);
+  bool whole = zipClose(archive_, nullptr) == ZIP_OK && (entries_ > 0 || !hooks.needsEntry);
   archive_ = nullptr;
-  return result == ZIP_OK && !failed_ && !file_.failed();
+  try {
+    whole = whole && completeEndRecord(file_);
+  } catch (const std::bad_alloc&) {
+    whole = false;
+  }
+  return file_.close(whole);
 }
 
 }  // namespace zipper

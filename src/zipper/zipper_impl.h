@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -7,7 +9,7 @@
 
 #include "zipper/archive_file.h"
 #include "zipper/deflate_pipeline.h"
-#include "zipper/end_record.h"
+#include "zipper/dir_entry.h"
 #include "zipper/source_file.h"
 #include "zipper/zipper.h"
 
@@ -18,8 +20,8 @@ class Zipper::Impl {
  public:
   /// @param zipName   the archive's path
   /// @param password  encrypts entries unless it is empty
-  /// @param threads   how many threads may deflate a directory's files; 0 and 1 leave it to the caller's. The
-  ///                  archive is the same, byte for byte.
+  /// @param threads   how many threads may deflate, the caller's included. The archive is the same, byte for
+  ///                  byte.
   Impl(const std::string& zipName, const std::string& password, unsigned threads);
   ~Impl();
   Impl(const Impl&) = delete;
@@ -28,35 +30,43 @@ class Zipper::Impl {
   /// Opens the archive, or makes it. False when that fails.
   bool open();
 
-  /// Adds one entry with the data of `stream`.
-  /// @return false without an open archive or a name, and when data was lost on the way
-  /// @throws std::runtime_error when the archive takes no such entry
-  bool add(SourceFile& stream, const std::string& nameInZip, unsigned flags);
-
-  /// Adds one file; see add().
-  bool addFile(const std::string& path, const std::string& nameInZip, unsigned flags);
-
-  /// Adds all files below a directory, in the order of filesFromDirectory; see add().
-  void addTree(const std::string& path, unsigned flags);
+  /// Adds a file, or all files below a directory; see Zipper::add.
+  void add(const std::string& path, unsigned flags);
 
   /// Finishes the archive. False when that fails, or when something could not be written since open(). True
   /// when there is none.
   bool close();
 
+  Hooks hooks;
+
  private:
-  void checkEntry(const std::string& nameInZip) const;
-  void openEntry(const std::string& nameInZip, SourceFile& stream, int level);
-  int copy(SourceFile& stream);
-  void addDeflated(DeflatePipeline& pipeline, const DeflatePipeline::File& file, const std::string& nameInZip,
-                   int level);
+  void addTree(const std::string& path, std::size_t trusted, unsigned flags);
+  void addFile(SourceFile& source, const std::string& path, const std::string& name, unsigned flags);
+  void addPlainly(SourceFile& source, const std::string& path, const std::string& name, int level);
+  void addInPieces(SourceFile& source, const std::string& path, const std::string& name, int level);
+  void writeFront();
+  void writeAll();
+  void openEntry(const std::string& name, int level, bool large, bool deflated, bool text, unsigned long crc);
+  void write(const char* data, std::size_t size);
+  void entryAdded(int result, const std::string& path);
 
   const std::string zipName_;
   const std::string password_;
   const unsigned threads_;
-  ArchiveFile file_{&completeEndRecord};
+  ArchiveFile file_;
   zipFile archive_ = nullptr;
-  bool failed_ = false;
-  std::vector<char> buffer_;
+  std::uint64_t entries_ = 0;  // added since open()
+  std::vector<char> buffer_;   // for what is not deflated in pieces
+  std::vector<char> tail_;     // the dictionary of a file's next piece
+
+  std::unique_ptr<DeflatePipeline> pipeline_;
+  int level_ = 0;  // of pipeline_
+
+  // The entry that writeFront() is at.
+  std::string path_;
+  std::uint64_t size_ = 0;
+  unsigned long crc_ = 0;
+  bool entryIsOpen_ = false;
 };
 
 }  // namespace zipper

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "support/log_capture.h"
+#include "support/zip_reader.h"
 #include "workspace/housekeeping.h"
 #include "workspace/packaging.h"
 
@@ -38,4 +39,35 @@ TEST(CompressLogs, ReportsThatTheArchiveCannotBeMade) {
   EXPECT_EQ(log.text(), "[warning] [LogCollectionTool:compressLogs] Generate zip file(" +
                             (dir / "folder.zip").string() +
                             ") throw exception; Reason: error msg=Error creating zip in file!\n");
+}
+
+TEST(CompressLogs, RemovesTheToolsOwnCopiesOnceTheyArePackedAndNothingElse) {
+  const LogCapture log;
+  const TempDir dir;
+  const std::string copies = (dir / "logFiles").string();
+  writeFile(copies + "/logs/ada/a.log", "a");
+  writeFile(copies + "/own.log", "own");
+  const fs::path victim = writeFile(dir / "home/diary", "secret");
+  const fs::path report = writeFile(dir / "report.log", "report");
+  fs::create_directory_symlink(dir / "home", copies + "/link");
+  fs::create_symlink(victim, copies + "/logs/diary");
+  compressLogs({copies + "/logs", copies + "/own.log", copies + "/link/diary", report.string()},
+               (dir / "a.zip").string(), copies);
+  EXPECT_FALSE(fs::exists(copies + "/logs/ada/a.log") || fs::exists(copies + "/own.log"));
+  EXPECT_EQ(readFile(victim) + readFile(report), "secretreport");
+  EXPECT_EQ(readZip(readFile(dir / "a.zip")).size(), 5U);
+  EXPECT_EQ(log.text(), "");
+}
+
+TEST(CompressLogs, AnArchiveWithoutEntriesIsOneOnlyWhenNothingWasToBePacked) {
+  const LogCapture log;
+  const TempDir dir;
+  compressLogs({}, (dir / "empty.zip").string());
+  EXPECT_TRUE(readZip(readFile(dir / "empty.zip")).empty() && fs::exists(dir / "empty.zip"));
+  compressLogs({std::string(65'536, 'n')}, (dir / "none.zip").string());
+  EXPECT_FALSE(fs::exists(dir / "none.zip"));
+  // What came before the one that failed is kept.
+  const std::string file = writeFile(dir / "file", "1").string();
+  compressLogs({file, std::string(65'536, '/') + std::string(65'536, 'n'), file}, (dir / "one.zip").string());
+  EXPECT_EQ(readZip(readFile(dir / "one.zip")).size(), 1U);
 }

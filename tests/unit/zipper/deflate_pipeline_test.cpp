@@ -1,12 +1,15 @@
 #include "zipper/deflate_pipeline.h"
 
+#include <csignal>
 #include <random>
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <zip.h>
 #include <zlib.h>
 
 #include "support/temp_dir.h"
+#include "support/zip_reader.h"
 #include "zipper/zipper_impl.h"
 
 namespace {
@@ -21,14 +24,13 @@ namespace fs = boost::filesystem;
 /// under the last occurrence of the tree's name in their paths.
 void packPlainly(const fs::path& archive, const fs::path& tree, int level) {
   const zipFile zip = zipOpen64(archive.c_str(), APPEND_STATUS_CREATE);
-  for (const fs::path& path : fs::recursive_directory_iterator(tree)) {
-    if (fs::is_directory(path)) continue;
-    const std::string file = path.string();
+  for (const fs::directory_entry& entry : fs::recursive_directory_iterator(tree)) {
+    if (fs::is_directory(entry.symlink_status())) continue;
+    const std::string file = entry.path().string();
     const std::string name = file.substr(file.rfind(tree.filename().string() + "/"));
     zipOpenNewFileInZip64(zip, name.c_str(), nullptr, nullptr, 0, nullptr, 0, nullptr,
                           level == 0 ? 0 : Z_DEFLATED, level, 0);
-    const bool readable = fs::is_regular_file(path) && path.filename() != "failing";
-    const std::string content = readable ? readFile(file) : "";
+    const std::string content = fs::is_regular_file(entry.symlink_status()) ? readFile(file) : "";
     for (std::size_t at = 0; at < content.size(); at += 8192) {
       const std::string piece = content.substr(at, 8192);
       zipWriteInFileInZip(zip, piece.data(), static_cast<unsigned>(piece.size()));
@@ -38,6 +40,16 @@ void packPlainly(const fs::path& archive, const fs::path& tree, int level) {
   zipClose(zip, nullptr);
 }
 
+std::string packed(const fs::path& tree, unsigned threads, unsigned flags) {
+  const TempDir dir;
+  const fs::path archive = dir / "ours.zip";
+  Zipper::Impl zip(archive.string(), "", threads);
+  EXPECT_TRUE(zip.open());
+  zip.add(tree.string(), flags);
+  EXPECT_TRUE(zip.close());
+  return readFile(archive);
+}
+
 std::string incompressible(std::size_t size) {
   std::mt19937 random(7);  // NOLINT: the same each time
   std::string content(size, ' ');
@@ -45,71 +57,81 @@ std::string incompressible(std::size_t size) {
   return content;
 }
 
-/// Text and binary data in sizes around those of the buffers and queues.
-fs::path makeTree(const fs::path& root) {
+/// Text and binary data, and what is neither.
+std::vector<std::string> writeFiles(const fs::path& root, const std::vector<std::size_t>& sizes) {
   const char* const folders[] = {"", "sub", "sub/tree", "tree/tree/deeper"};
-  unsigned count = 0;
-  for (const std::size_t size :
-       {0U, 1U, 8191U, 8192U, 8193U, 65'535U, 65'536U, 66'000U, 200'000U, 6'000'000U}) {
+  std::vector<std::string> contents;
+  for (const std::size_t size : sizes) {
     std::string text;
     while (text.size() < size) text += std::to_string(text.size() * size) + " is a line\n";
     for (const std::string& content : {incompressible(size), text.substr(0, size)}) {
-      writeFile(root / folders[count % 4] / ("f" + std::to_string(count)), content);
-      ++count;
+      writeFile(root / folders[contents.size() % 4] / ("f" + std::to_string(contents.size())), content);
+      contents.push_back(content);
     }
   }
-  for (unsigned i = 0; i < 1500; ++i) writeFile(root / "many" / std::to_string(i), std::to_string(i));
-  // Their sizes promise more than reading them yields: a short one, and one that fails (where there are any).
-  fs::create_symlink("/sys/devices/system/cpu/online", root / "short");
-  fs::create_symlink("/sys/class/net/lo/speed", root / "failing");
-  fs::create_symlink("nowhere", root / "dangling");
-  fs::create_symlink("f1", root / "link");
-  fs::create_directory_symlink(".", root / "loop");
-  fs::create_directories(root / "nothing/in/here");
-  EXPECT_EQ(mkfifo((root / "fifo.log").c_str(), 0600), 0);
-  for (const char* name : {".hidden", "new\nline", "\xff\xfe", "mytree/x"}) writeFile(root / name, name);
-  fs::permissions(writeFile(root / "secret", "unreadable for most"), fs::no_perms);
-  return root;
+  return contents;
 }
 
 TEST(DeflatePipeline, MakesTheVeryBytesOfThePlainLibrary) {
   const TempDir dir;
-  const fs::path tree = makeTree(dir / "tree");
+  const fs::path tree = dir / "tree";
+  writeFiles(tree, {0, 1, 8191, 8192, 8193, 65'536, zipper::kPieceBytes});
+  for (unsigned i = 0; i < 200; ++i) writeFile(tree / "many" / std::to_string(i), std::to_string(i));
+  for (const char* target : {"nowhere", "f1", "/"}) {
+    fs::create_symlink(target, tree / ("to" + std::to_string(*target)));
+  }
+  fs::create_directories(tree / "nothing/in/here");
+  EXPECT_EQ(mkfifo((tree / "fifo.log").c_str(), 0600), 0);
+  for (const char* name : {".hidden", "new\nline", "\xff\xfe", "mytree/x"}) writeFile(tree / name, name);
   const struct {
     unsigned flags;
     int level;
   } rows[] = {{Zipper::CompressBest, 9}, {Zipper::CompressFast, 1}, {0, 0}};
   for (const auto& row : rows) {
+    fs::remove(dir / "plain.zip");
     packPlainly(dir / "plain.zip", tree, row.level);
-    for (const unsigned threads : {1U, 2U, 16U}) {
-      const fs::path archive = dir / "ours.zip";
-      fs::remove(archive);
-      Zipper::Impl zip(archive.string(), "", threads);
-      ASSERT_TRUE(zip.open());
-      zip.addTree(tree.string(), row.flags);
-      EXPECT_TRUE(zip.close());
-      EXPECT_TRUE(readFile(archive) == readFile(dir / "plain.zip")) << row.level << ", threads " << threads;
+    for (const unsigned threads : {0U, 2U, 16U}) {
+      EXPECT_TRUE(packed(tree, threads, row.flags) == readFile(dir / "plain.zip")) << row.level << threads;
     }
   }
 }
 
-TEST(DeflatePipeline, EndsItsThreadsWhateverTheyAreAt) {
+TEST(DeflatePipeline, LongFilesComeBackWholeAndTheSameFromAnyNumberOfThreads) {
+  constexpr std::size_t kPiece = zipper::kPieceBytes;
   const TempDir dir;
-  const std::string big = writeFile(dir / "big", incompressible(2'000'000)).string();
-  for (const int pieces : {0, 1}) {
-    int named = 0;
-    const auto nextPath = [&](std::string& path) {
-      path = big;
-      return ++named <= 3000;
-    };
-    zipper::DeflatePipeline untouched(nextPath, 9, 4);
-    zipper::DeflatePipeline pipeline(nextPath, 9, 4);
-    zipper::DeflatePipeline::File file;
-    zipper::DeflatePipeline::Totals totals;
-    std::vector<char> piece;
-    EXPECT_TRUE(pipeline.nextFile(file));
-    for (int i = 0; i < pieces; ++i) EXPECT_TRUE(pipeline.nextPiece(piece, totals));
-    EXPECT_TRUE(pipeline.nextFile(file));  // leaves the first one half done
+  const std::vector<std::string> contents =
+      writeFiles(dir / "tree", {kPiece + 1, 2 * kPiece, 3 * kPiece + 12'345});
+  const std::string archive = packed(dir / "tree", 1, Zipper::CompressBest);
+  EXPECT_TRUE(archive == packed(dir / "tree", 3, Zipper::CompressBest));
+  EXPECT_TRUE(archive == packed(dir / "tree", 16, Zipper::CompressBest));
+  std::size_t found = 0;
+  for (const auto& [name, content, method] : testing_support::readZip(archive)) {
+    EXPECT_TRUE(content == contents.at(std::stoul(name.substr(name.rfind('f') + 1)))) << name;
+    ++found;
+  }
+  EXPECT_EQ(found, contents.size());
+}
+
+TEST(DeflatePipeline, AFailedWriteEndsThePackingAndNoArchiveGetsItsName) {
+  const TempDir dir;
+  writeFiles(dir / "tree", std::vector<std::size_t>(20, 300'000));
+  std::signal(SIGXFSZ, SIG_IGN);
+  rlimit limit{};
+  getrlimit(RLIMIT_FSIZE, &limit);
+  for (const rlim_t room : {100'000U, 2'000'000U}) {
+    const fs::path archive = dir / std::to_string(room);
+    const rlimit tight{room, limit.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &tight);
+    Zipper::Impl zip(archive.string(), "", 3);
+    EXPECT_TRUE(zip.open());
+    std::size_t packedFiles = 0;
+    zip.hooks.packed = [&](const std::string&) { ++packedFiles; };
+    EXPECT_THROW(zip.add((dir / "tree").string(), Zipper::CompressBest), std::runtime_error);
+    EXPECT_FALSE(zip.close());
+    setrlimit(RLIMIT_FSIZE, &limit);
+    EXPECT_EQ(packedFiles > 0, room > 1'000'000);
+    EXPECT_FALSE(fs::exists(archive));
+    EXPECT_TRUE(fs::exists(archive.string() + zipper::kPartialSuffix));
   }
 }
 
