@@ -1,10 +1,9 @@
 // What bench/run compares with other programs, one job a process:
-//
-//   contestants pack THREADS ARCHIVE TREE  this project's zip writer at level 9
-//   contestants store ARCHIVE TREE         the same without deflating: what is left to one thread, and more
-//   to write contestants copy TREE TARGET           this project's collection of a tree contestants minizip
-//   ARCHIVE TREE       the least loop around minizip, level 9 contestants zlib TREE                  deflate
-//   at level 9, thrown away: what no writer can be quicker than
+// - contestants pack THREADS ARCHIVE TREE: this project's zip writer at level 9
+// - contestants store ARCHIVE TREE: the same without deflating: what is left to one thread, and more to write
+// - contestants copy TREE TARGET: this project's collection of a tree
+// - contestants minizip ARCHIVE TREE: the least loop around minizip, level 9
+// - contestants zlib TREE: deflate at level 9, thrown away: what no writer can be quicker than
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
