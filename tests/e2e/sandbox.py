@@ -5,6 +5,7 @@ a root folder on a tmpfs: the machine's programs, the tool's copy, everything el
 that root. The tests see what it did through the same tmpfs.
 """
 import collections
+import contextlib
 import ctypes
 import glob
 import os
@@ -21,7 +22,9 @@ import unittest
 import zipfile
 
 TOOL = os.environ.get("LOGTOOL", "")
+SHORT_LIMITS = os.environ.get("SHORT_LIMITS")  # the same tool, which waits some seconds only for what hangs
 ROOT_DIR = "/tmp/oBrelaLog"
+LIMIT = 100  # seconds for a run and what a test does meanwhile
 SCRATCH = ROOT_DIR + "/logFiles"
 SHARED = "/Library/Application Support/oBrela"
 OWN_LOG = "/Users/root" + SHARED + "/logs/LogColltionTool.log"
@@ -68,14 +71,23 @@ def wait_until_alone():
         os.sched_yield()
 
 
+def give_up(*_):
+    """Ends the wait that a test is in, whatever it waits for, and every process that may be the reason."""
+    left = list(others())
+    for process in left:
+        os.kill(process, signal.SIGKILL)
+    raise AssertionError("not done after %d seconds; processes: %s" % (LIMIT, left))
+
+
 def printed(name, *arguments):
     """What the fake command of this name prints; the two words let it pass the tool's greps."""
-    return "%s: %s (oBrela utun7)\n" % (name, " ".join(arguments))
+    return name + ":" + "".join(" [%s]" % text for text in arguments or [""]) + " (oBrela utun7)\n"
 
 
 class Box:
-    def __init__(self, console=None, fakes=None):
+    def __init__(self, console=None, fakes=None, tool=TOOL):
         """console: name of uid 1000 when somebody is logged in there; fakes: shell text in place of the usual."""
+        signal.alarm(LIMIT)
         self.root = tempfile.mkdtemp()
         mount("tmpfs", self.root, "tmpfs", 0, "size=4g,mode=755")
         for folder in "/fakes /opt/tool /var/log /run /Library /System /Users /tmp /dev".split():
@@ -89,19 +101,20 @@ class Box:
         for path in "/proc /dev/null /dev/zero /dev/full /dev/urandom".split():
             self.bind(path)
         self.copy("/etc/ld.so.cache", "/etc/ld.so.cache")
-        self.copy(TOOL, "/opt/tool/LogCollectionTool")
+        self.copy(tool, "/opt/tool/LogCollectionTool")
         self.put("/etc/passwd", "root:x:0:0::/root:/bin/sh\n%s:x:1000:1000::/:/bin/sh\n" % console)
         self.put("/etc/os-release", "NAME=box\n")
         self.put("/etc/resolv.conf", "nameserver 192.0.2.1\n")
         if console:
             self.put("/run/systemd/seats/seat0", "IS_SEAT0=1\nACTIVE=c1\nACTIVE_UID=1000\n")
         self.put("/record", mode=0o666)
-        bodies = {name: 'echo "%s: $* (oBrela utun7)"' % name for name in FAKES}
+        bodies = dict.fromkeys(FAKES, 'printf "${0##*/}:"; printf " [%s]" "$@"; echo " (oBrela utun7)"')
         bodies.update({"chmod": 'exec /bin/chmod "$@"', "ps": "printf '%s' '" + PS + "'"}, **(fakes or {}))
         for name, body in bodies.items():
             self.put("/fakes/" + name, RECORD % name + body + "\n", mode=0o755)
 
     def close(self):
+        signal.alarm(0)
         libc.umount2(self.root.encode(), MNT_DETACH)
         os.rmdir(self.root)
 
@@ -144,6 +157,7 @@ class Box:
 
     def start(self, *arguments, argv0="/opt/tool/LogCollectionTool", shell=None, user=None, env=()):
         """Starts the tool; `shell` is a shell line that ends in running "$@"."""
+        signal.alarm(LIMIT)
         command = ["chroot"] + (["--userspec=%d:%d" % (user, user)] if user else []) + [self.root]
         command += ["/bin/sh", "-c", shell, "sh"] if shell else []
         environment = {k: v for k, v in os.environ.items() if k.endswith("SAN_OPTIONS")}
@@ -154,18 +168,13 @@ class Box:
         return subprocess.Popen(command + [argv0, *arguments], env=environment, stdin=subprocess.DEVNULL,
                                 stdout=out, stderr=err, start_new_session=True), out, err
 
-    def finish(self, started, status=0, limit=100):
+    def finish(self, started, status=0):
         """Waits for the tool alone: commands that it left running are no reason to wait, and are ended here."""
         process, *files = started
-        timer = threading.Timer(limit, os.killpg, (process.pid, signal.SIGKILL))
-        timer.start()
         _, wait_status, usage = os.wait4(process.pid, 0)
-        timer.cancel()
         process.returncode = os.waitstatus_to_exitcode(wait_status)
-        try:
+        with contextlib.suppress(ProcessLookupError):
             os.killpg(process.pid, signal.SIGKILL)
-        except ProcessLookupError:
-            pass
         texts = [(file.seek(0), file.read().decode(errors="surrogateescape"), file.close())[1] for file in files]
         if process.returncode != status or re.search("Sanitizer|runtime error:", texts[1]):
             raise AssertionError("ended with %d, not %d\n%s%s" % (process.returncode, status, *texts))
@@ -257,4 +266,5 @@ def main(writable=None):
         if file.read() != "confined\n":
             confined = [os.path.dirname(TOOL) + "/confined"] + (["--writable", writable] if writable else [])
             os.execv(confined[0], confined + [sys.executable, "-B"] + sys.argv)
+    signal.signal(signal.SIGALRM, give_up)
     unittest.main()

@@ -42,13 +42,15 @@ def system_report(system, user):
 
 
 class Reports(sandbox.Case):
-    def assertStamps(self, start, end, began):
-        """Local time, the start ten minutes before the end, the end during the run."""
-        start, end = (calendar.timegm(time.strptime(s, "%Y-%m-%d %H:%M:%S")) for s in (start, end))
+    def check_query(self, query, options, began):
+        """A query of the unified log: the last ten minutes of the run, in local time."""
+        self.assertEqual(query[:2] + query[3:4] + query[5:], options)
+        start, end = (calendar.timegm(time.strptime(query[at], "%Y-%m-%d %H:%M:%S")) for at in (2, 4))
         self.assertEqual(end - start, 600)
         self.assertTrue(int(began) <= end - 5 * 3600 <= time.time(), end)
 
     def test_reports_of_a_run(self):
+        """With ada at the screen, and with an account that is not known."""
         for user in "ada", None:
             with self.subTest(user):
                 box, began = self.box(console=user), time.time()
@@ -56,6 +58,7 @@ class Reports(sandbox.Case):
                 if user:
                     box.put(EXTENSIONS)
                 else:
+                    box.put("/run/systemd/seats/seat0", "IS_SEAT0=1\nACTIVE=c1\nACTIVE_UID=4711\n")
                     os.remove(box.path("/fakes/csrutil"))
                 box.run(env=EAST)
                 contents = {name: text.decode() for name, text in box.zip().items()}
@@ -64,12 +67,8 @@ class Reports(sandbox.Case):
                     ("UEM processes", grepped("QMUem", drop="grep")), ("Kernel state", printed("sysctl", "-a")),
                     ("SIP state", printed("csrutil", "status") if user else ""), ("KEXT state", printed("kextstat")),
                     *([("SEXT state", printed("plutil", "-p", EXTENSIONS))] if user else [])))
-                self.assertEqual([m.endswith("done, ret=true") for m in box.messages("collectSystemStateForUem")],
-                                 [False, True] * (5 if user else 4))
                 [query] = box.calls("journalctl")
-                self.assertEqual(query[:2] + query[3:4] + query[5:],
-                                 ["--no-pager", "--since", "--until", "--case-sensitive=yes", "--grep=quelmar"])
-                self.assertStamps(query[2], query[4], began)
+                self.check_query(query, ["--no-pager", "--since", "--until", "--case-sensitive=yes", "--grep=quelmar"], began)
                 self.assertEqual(contents["logs/system_wide.log"], printed("journalctl", *query))
 
     def test_blanks_in_the_output_folder(self):
@@ -77,27 +76,20 @@ class Reports(sandbox.Case):
         box = self.box()
         box.put(UEM_LOGS + "u.log")
         box.run("--dir", "/out/with blank")
-        contents = {name: text.decode() for name, text in box.zip("/out/with blank").items()}
-        self.assertEqual(contents["system_info.log"], system_report("linux", None))
-        self.assertEqual(contents["logs/uem_root/system_state.log"], report(
-            *((title, "") for title in ("UEM processes", "Kernel state", "SIP state", "KEXT state"))))
+        contents = box.zip("/out/with blank")
+        self.assertEqual(contents["system_info.log"].decode(), system_report("linux", None))
         self.assertNotIn("logs/system_wide.log", contents)
-        archive = box.archives("/out/with blank")[0]
-        self.assertEqual(box.calls("open"), [["-R", "/out/with", "blank/" + archive]])
+        self.assertEqual(box.calls("open"), [["-R", "/out/with", "blank/" + box.archives("/out/with blank")[0]]])
         self.assertIn(["-R", "777", "/out/with", "blank/logFiles"], box.calls("chmod"))
 
     def test_command_lines_of_macos(self):
-        box, began = self.box(console="ada"), time.time()
+        box, began = self.box(console="ada", tool=os.environ["REPORT_WITH_TABLE"]), time.time()
         box.put("/System/Library/CoreServices/SystemVersion.plist", "<plist/>\n")
-        box.copy(os.environ["REPORT_WITH_TABLE"], "/opt/report")
-        box.make(os.mkdir, "/here")
-        box.run("macos", "/here", argv0="/opt/report", env=EAST)
-        self.assertEqual(box.read("/here/system_info.log").decode(), system_report("macos", "ada"))
+        box.run("macos", "/tmp", env=EAST)
+        self.assertEqual(box.read("/tmp/system_info.log").decode(), system_report("macos", "ada"))
         [query] = box.calls("log")
-        self.assertEqual(query[:2] + query[3:4] + query[5:],
-                         ["show", "--start", "--end", "--predicate", 'eventMessage contains "quelmar"'])
-        self.assertStamps(query[2], query[4], began)
-        self.assertEqual(box.read("/here/system_wide.log").decode(), printed("log", *query))
+        self.check_query(query, ["show", "--start", "--end", "--predicate", 'eventMessage contains "quelmar"'], began)
+        self.assertEqual(box.read("/tmp/system_wide.log").decode(), printed("log", *query))
 
 
 if __name__ == "__main__":
