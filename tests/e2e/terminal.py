@@ -6,6 +6,7 @@ import re
 import select
 import struct
 import termios
+import time
 
 
 class Terminal:
@@ -59,11 +60,12 @@ class Terminal:
 
     def wait_for(self, pattern, seconds=60):
         """Reads until the pattern is to be seen; returns the match."""
+        limit = time.monotonic() + seconds
         while True:
             match = re.search(pattern, "\n".join(self.lines()), re.MULTILINE)
             if match:
                 return match
-            if not self.read(seconds):
+            if time.monotonic() > limit or not self.read(seconds):
                 raise AssertionError("no %r on the terminal:\n%s" % (pattern, "\n".join(self.lines())))
 
     def rest(self):

@@ -2,7 +2,7 @@
 import os
 
 import sandbox
-from sandbox import ALWAYS, APP, LAUNCHD, MIB, ROOT_DIR, SCRATCH, SHARED, UEM_LOGS
+from sandbox import ALWAYS, APP, LAUNCHD, MIB, SCRATCH, SHARED, UEM_LOGS
 
 ADA, ROOT, LOGS = "/Users/ada" + SHARED, "/Users/root" + SHARED, "/Users/ada" + SHARED + "/logs/"
 REPORTS, AGENTS = "/Library/Logs/DiagnosticReports", "/var/log/quelmar/OKVU3_LOG/"
@@ -63,23 +63,18 @@ class Sources(sandbox.Case):
                           "get service port" not in x.message], [], "nothing is missing, nothing fails")
         self.assertEqual([source for source, _ in TABLE[:-1] if not os.path.exists(box.path(source))], [])
 
-    def test_key_logs_by_age_size_and_kind(self):
-        """(name, bytes, age in seconds, kept); files' times are UTC and are compared with local time read as UTC."""
-        for zone, table in (
-                ("UTC", [("limit.log", 2 * MIB, DAY, True), ("over.log", 2 * MIB + 1, DAY, False),
-                         ("in.crash", 3 * MIB, 30 * DAY - 99, True), ("out.dmp", 9, 30 * DAY + 99, False),
-                         ("future.ips", 9, -DAY, False), ("new.json", 9, 60, False)]),
-                ("<+05>-5", [("early.log", 9, -4 * 3600, True), ("late.log", 9, 30 * DAY - 4 * 3600, False)]),
-                ("<-05>5", [("early.log", 9, 4 * 3600, False), ("late.log", 9, 30 * DAY + 4 * 3600, True)])):
-            with self.subTest(zone):
-                box = self.box(console="ada")
-                for name, size, age, _ in table:
-                    box.put(LOGS + name, size=size, age=age)
-                box.run("-k", env={"TZ": zone})
-                self.assertEqual({n[9:] for n in box.zip() if n.startswith("logs/ada/")}, {r[0] for r in table if r[3]})
-                refused = "Collect key logs is enable, the filePath(" + LOGS
-                self.assertEqual(sorted(m for m in box.messages("operator()") if m.startswith(refused)),
-                                 sorted(refused + r[0] + ") will ignore" for r in table if not r[3]))
+    def test_key_logs_are_judged_at_local_time(self):
+        """(zone, name, age in seconds, kept): files' times are UTC and are compared with local time read as UTC."""
+        for zone, *table in (("<+05>-5", ("early.log", -4 * 3600, True), ("late.log", 30 * DAY - 4 * 3600, False)),
+                             ("<-05>5", ("early.log", 4 * 3600, False), ("late.log", 30 * DAY + 4 * 3600, True))):
+            box = self.box(console="ada")
+            for name, age, _ in table:
+                box.put(LOGS + name, age=age)
+            box.run("-k", env={"TZ": zone})
+            for name, _, kept in table:
+                self.assertEqual("logs/ada/" + name in box.zip(), kept, zone + name)
+                refused = "Collect key logs is enable, the filePath(%s%s) will ignore" % (LOGS, name)
+                self.assertEqual(refused in box.messages("operator()"), not kept)
 
     def test_size_limits(self):
         """Agents' logs up to 200 MiB in all, the launchd log up to 10 MiB. (Key logs: counted, but not all copied.)"""
@@ -90,6 +85,8 @@ class Sources(sandbox.Case):
             box.put(AGENTS + "okvusp_driver/a/rest", size=MIB - 1)
             box.put(AGENTS + "okvu_packman/small.log", size=1)
             box.put(AGENTS + "okvu_packman/not_counted.bin", size=300 * MIB)
+            box.put("/big/not_counted.log", size=300 * MIB)
+            box.link("/big", AGENTS + "okvu_agent_sys")
             box.put(LAUNCHD, size=10 * MIB + over)
             box.run("-k")
             self.assertEqual(box.messages("checkIsCollectOkvuLog"), ["okvuLogPath " + gate])
@@ -106,7 +103,6 @@ class Sources(sandbox.Case):
         box.run()
         self.assertEqual(box.zip()["dns.log"], b"777\n")
         self.assertEqual(set(box.zip()), ALWAYS | {"dns.log", "any.exe", "tunnel/tunnel.log"})
-        self.assertEqual(os.listdir(box.path(ROOT_DIR)), box.archives())
 
     def test_scratch_folder_that_takes_nothing(self):
         """The scratch folder turns read-only: one record, nothing is collected, the archive is made all the same."""
@@ -115,7 +111,6 @@ class Sources(sandbox.Case):
         self.assertEqual(box.messages("collectRunningLog"),
                          ["dir %s/logs not exist; Reason: code:30 msg:Read-only file system" % SCRATCH])
         self.assertEqual(set(box.zip()), {"system_info.log"})
-        self.assertEqual(box.messages("collectSystemWideLog"), [])
 
 
 if __name__ == "__main__":

@@ -4,8 +4,8 @@
 
 // The end-to-end tests of what hangs run with others; these are what users are told.
 TEST(Limits, AreTheProducts) {
-  const auto& [systemInformation, sideCollector, tunnelExchange, loginService, openOwnLog, openCopies, reveal] =
-      quelmar::kLimits;
+  const auto& [systemInformation, sideCollector, tunnelExchange, loginService, openOwnLog, openCopies,
+               reveal] = quelmar::kLimits;
   const struct {
     const char* wait;
     std::chrono::seconds limit;
