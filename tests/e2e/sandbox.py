@@ -84,6 +84,12 @@ def printed(name, *arguments):
     return name + ":" + "".join(" [%s]" % text for text in arguments or [""]) + " (oBrela utun7)\n"
 
 
+def expected(name):
+    """What the tool writes letter for letter, from the folder of that name."""
+    with open(os.path.dirname(os.path.abspath(__file__)) + "/expected/" + name) as file:
+        return file.read()
+
+
 class Box:
     def __init__(self, console=None, fakes=None, tool=TOOL):
         """console: name of uid 1000 when somebody is logged in there; fakes: shell text in place of the usual."""
