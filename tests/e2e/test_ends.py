@@ -4,7 +4,7 @@ import pathlib
 import signal
 
 import sandbox
-from sandbox import MS_RDONLY, OWN_LOG, ROOT_DIR
+from sandbox import MS_RDONLY, OWN_LOG
 
 ENOUGH = 524288000  # bytes available from which on a drive is not full
 
@@ -33,21 +33,6 @@ class Ends(sandbox.Case):
                 result = box.run("collect", *arguments, argv0="/project/dev", status=1)
                 self.assertIn(reason, result.err, arguments)
         self.assertEqual(os.listdir(box.path("/project")), ["dev"])
-
-    def test_output_folder(self):
-        """Where the archive goes, by arguments; anything unusable means the default, without a word."""
-        for argument, folder in (("--dir=/file", "/file"), ("--dir=/old/", "/old"), ("--dir=made/here", "/opt/tool/made/here"),
-                                 ("--dir=/proc/none/x", ROOT_DIR), ("-d", ROOT_DIR)):
-            with self.subTest(argument):
-                box = self.box()
-                box.put("/file", "in the way")
-                box.make(os.mkdir, "/old", 0o750)
-                out = box.run(argument, argv0="./LogCollectionTool", shell='cd /opt/tool; exec "$@"').out
-                self.assertIn("app path:./LogCollectionTool\nset sdp agent current work path .\n", out)
-                self.assertEqual((os.listdir(box.path(folder)), len(box.archives(folder))), (box.archives(folder), 1))
-                self.assertEqual(os.stat(box.path(folder)).st_mode & 0o7777, 0o750 if folder == "/old" else 0o777)
-                self.assertEqual(os.path.exists(box.path(ROOT_DIR)), folder == ROOT_DIR)
-                self.assertEqual(box.messages("ensureLogRootDir"), [])
 
     def test_early_ends(self):
         """(arguments, read-only /tmp, bytes missing on /drive) -> status and the records after the first."""

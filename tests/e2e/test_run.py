@@ -7,15 +7,6 @@ import zipfile
 import sandbox
 from sandbox import ALWAYS, OWN_LOG, ROOT_DIR, SCRATCH
 
-STDOUT = """app path:/opt/tool/LogCollectionTool
-set sdp agent current work path /opt/tool
-Start collecting logs...
-name:root uid:0
-log dir:/Users/root/Library/Application Support/oBrela/logs log name:LogColltionTool.log
-log debug file path:/Library/Application Support/oBrela/debug
-Collection log completed.
-"""
-
 
 class Runs(sandbox.Case):
     def check_log(self, box, main_has=""):
@@ -35,7 +26,7 @@ class Runs(sandbox.Case):
         box, now = self.box(), time.time()
         east = 23 - time.gmtime(now).tm_hour  # archives are named by local time; it is 11 at night there
         result = box.run(env={"TZ": "LCT-%d" % east})
-        self.assertEqual(result.out, STDOUT)
+        self.assertEqual(result.out, sandbox.expected("stdout"))
         told = [line for line in result.err.splitlines() if not line.startswith("sh: ")]
         self.assertRegex("|".join(told), r"\A\[LogCollectionTool:getServicePortViaPath:\d+\]: [^|]+\Z")
         stamp = re.fullmatch(r"oBrelaLog_2\.5\.16\.20_(\d{14})\.zip", box.archives()[0])[1]

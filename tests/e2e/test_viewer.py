@@ -1,5 +1,6 @@
 """The page that shows an archive, in a real browser: with an archive of the tool's own, and with hostile ones."""
 import os
+import pathlib
 import struct
 import time
 import zipfile
@@ -11,6 +12,7 @@ from sandbox import LAUNCHD, MIB, ROOT_DIR, SHARED
 RECORD = "[2026-11-20 12:00:%02d.000] [%s] [7] [LogCollectionTool:%s:9] %s\n"
 START = RECORD % (0, "info", "main", "Collection log start")
 MARKUP = "<img src=x onerror=document.title='caught'>"
+CLIENT_LOG = "/Users/ada" + SHARED + "/logs/client.log"
 IPS = '{"bug_type":"309"}\n{"procName":"oBrelaTunnel","faultingThread":0,"threads":[{"frames":[{"symbol":"verify"}]}]}'
 OWN_LOG = (START + RECORD % (1, "error", "old", "from an earlier run") + START +
            RECORD % (1, "info", "operator()", "begin collect running log /x ...") +
@@ -25,31 +27,20 @@ LIES = [("a.log", OWN_LOG, "file_size", 5), ("c.log", "cc", "CRC", 1), BOMB, ("e
         ("far.log", "x", "header_offset", 2**40)]
 TOLD = {"a.log": "directory says 5 B(?s:.*)·", "c.log": "checksum", "e.log": "encrypted",
         "far.log": "not where the directory says", "b.log": "1.0 MiB of 64.0 MiB read. It holds bytes"}
-# (files of an archive, what is done to its bytes, what the page says)
+# (files of an archive, where it begins, what is done to its bytes, what the page says)
 ARCHIVES = [
-    ([], lambda whole: b"", "failed(?s:.*)This is no zip archive"),
-    ([], lambda whole: b"no archive" * 9999, "failed(?s:.*)This is no zip archive"),
-    (GOOD, lambda whole: whole[:-10], "failed(?s:.*)This archive is torn"),
-    (GOOD, lambda whole: whole[:300] + whole[400:], "failed(?s:.*)damaged"),
-    ([], None, "shown(?s:.*)It holds no file(?s:.*)It holds no LogColltionTool.log"),
-    (GOOD, lambda whole: whole.replace(b"?<b>", b"\xff<b>"),
+    ([], 0, lambda whole: b"no archive" * 9999, "failed(?s:.*)This is no zip archive"),
+    (GOOD, 0, lambda whole: whole[:-10], "failed(?s:.*)This archive is torn"),
+    (GOOD, 0, lambda whole: whole[:300] + whole[400:], "failed(?s:.*)damaged"),
+    ([], 0, None, "shown(?s:.*)It holds no file(?s:.*)It holds no LogColltionTool.log"),
+    (GOOD, 0, lambda whole: whole.replace(b"?<b>", b"\xff<b>"),
      r"shown(?s:.*)explained by the documents\n12:00:03 warning never explained <img src=x .*> 9 times(?s:.*)"
      r"Source directory /x not(?s:.*)Normal: 1 thing(?s:.*)tunnel: DNS(?s:.*)tunnel: VNIC(?s:.*)no end"),
-    ([BOMB, ("LogColltionTool.log", "x" * MIB * 200)], None, "shown(?s:.*)only the first 192.0 MiB were read"),
-    ([("logs/%d/%d.log" % (i % 3, i), "") for i in range(100000)], None, "shown(?s:.*)All 100,000 files"),
-    (LIES, lambda whole: whole[:-14] + struct.pack("<2H", 99, 99) + whole[-10:],
+    ([BOMB, ("LogColltionTool.log", "x" * MIB * 200)], 0, None, "shown(?s:.*)only the first 192.0 MiB were read"),
+    ([("3g.log", "x")], 5 << 30, None, "shown(?s:.*)5.0 GiB, 1 file"),
+    ([("logs/%d/%d.log" % (i % 3, i), "") for i in range(100000)], 0, None, "shown(?s:.*)All 100,000 files"),
+    (LIES, 0, lambda whole: whole[:-14] + struct.pack("<2H", 99, 99) + whole[-10:],
      r"shown(?s:.*)claims to hold 99 files(?s:.*)sizes or places of 1 file")]
-
-
-def write(path, files, hole=0):
-    """Makes an archive that begins after a hole."""
-    with open(path, "wb") as file:
-        file.seek(hole)
-        with zipfile.ZipFile(file, "w", zipfile.ZIP_DEFLATED, compresslevel=1) as archive:
-            for name, content, *lie in files:
-                archive.writestr(zipfile.ZipInfo(name), content, zipfile.ZIP_DEFLATED)
-                if lie:
-                    setattr(archive.infolist()[-1], *lie)
 
 
 class Viewer(sandbox.Case):
@@ -81,8 +72,8 @@ class Viewer(sandbox.Case):
         return self.find("#viewer").text
 
     def test_archive_of_the_tool(self):
-        self.files.put("/Users/ada" + SHARED + "/logs/client.log",
-                       time.strftime("%Y-%m-%d %H:%M:%S connect failed\n", time.gmtime()) + "plain\n" * 300000)
+        now = time.strftime("%Y-%m-%d %H:%M:%S", time.gmtime())
+        self.files.put(CLIENT_LOG, now + " connect failed\n" + "plain\n" * 300000)
         self.files.put("/Users/ada/Library/Logs/DiagnosticReports/a.ips", IPS)
         self.files.put(LAUNCHD, size=11 * MIB)
         self.files.run("-q")
@@ -100,7 +91,7 @@ class Viewer(sandbox.Case):
         self.assertRegex(self.find("#viewer pre").text, r"\A\S+ \S+ connect failed\Z")
         self.find("#viewer .save button").click()
         self.wait(lambda: os.path.exists(self.files.path("/downloads/client.log")))
-        self.assertEqual(self.files.read("/downloads/client.log"), self.files.read("/Users/ada" + SHARED + "/logs/client.log"))
+        self.assertEqual(self.files.read("/downloads/client.log"), self.files.read(CLIENT_LOG))
         server = self.server(b"")
         self.assertEqual(self.page.execute_async_script(
             "fetch('http://127.0.0.1:%d/').then(() => arguments[0]('sent'), () => arguments[0]('refused'))" % server.port), "refused")
@@ -108,18 +99,18 @@ class Viewer(sandbox.Case):
 
     def test_hostile_archives(self):
         """One after the other in one page that stays usable; the last is opened file by file."""
-        path = self.files.path("/hole.zip")
-        write(path, [("3g.log", "x")], hole=5 << 30)
-        self.assertRegex(self.show(path), r"\Ashown(?s:.*)5.0 GiB, 1 file")
-        for number, (files, spoil, expected) in enumerate(ARCHIVES):
-            path = self.files.path("/%d.zip" % number)
-            write(path, files)
+        for number, (files, start, spoil, told) in enumerate(ARCHIVES):
+            path = pathlib.Path(self.files.path("/%d.zip" % number))
+            with open(path, "wb") as file:
+                file.seek(start)
+                with zipfile.ZipFile(file, "w", zipfile.ZIP_DEFLATED, compresslevel=1) as archive:
+                    for name, content, *lie in files:
+                        archive.writestr(name, content)
+                        if lie:
+                            setattr(archive.infolist()[-1], *lie)
             if spoil:
-                with open(path, "rb+") as file:
-                    whole = spoil(file.read())
-                with open(path, "wb") as file:
-                    file.write(whole)
-            self.assertRegex(self.show(path), r"\A" + expected)
+                path.write_bytes(spoil(path.read_bytes()))
+            self.assertRegex(self.show(str(path)), r"\A" + told)
         for name, told in TOLD.items():
             self.assertRegex(self.open(name), told)
         self.assertNotEqual(self.page.title, "caught")
