@@ -24,7 +24,7 @@ import zipfile
 TOOL = os.environ.get("LOGTOOL", "")
 SHORT_LIMITS = os.environ.get("SHORT_LIMITS")  # the same tool, which waits some seconds only for what hangs
 ROOT_DIR = "/tmp/oBrelaLog"
-LIMIT = 100  # seconds for a run and what a test does meanwhile
+LIMIT = 200  # seconds for a run and what a test does meanwhile
 SCRATCH = ROOT_DIR + "/logFiles"
 SHARED = "/Library/Application Support/oBrela"
 OWN_LOG = "/Users/root" + SHARED + "/logs/LogColltionTool.log"
@@ -42,7 +42,7 @@ RECORD = '#!/bin/sh\nprintf "%%s\\037" %s "$@" "\n" >>/record\n'
 MS_RDONLY, MS_REMOUNT, MS_BIND, MS_REC, MNT_DETACH = 1, 32, 4096, 16384, 2
 
 Line = collections.namedtuple("Line", "thread level function message")
-LINE = re.compile(r"\[[-\d]{10} [:\d]{8}\.\d+\] \[(\w+)\] \[(\d+)\] \[LogCollectionTool:(\S+):[1-9]\d*\] (.*)")
+LINE = re.compile(r"^\[[-\d]{10} [:\d]{8}\.\d+\] \[(\w+)\] \[(\d+)\] \[LogCollectionTool:(\S+):[1-9]\d*\] ", re.MULTILINE)
 Result = collections.namedtuple("Result", "out err peak_kib")
 libc = ctypes.CDLL(None, use_errno=True)
 
@@ -99,13 +99,9 @@ class Box:
         for folder in "/fakes /opt/tool /var/log /run /Library /System /Users /tmp /dev".split():
             os.makedirs(self.path(folder))
         os.chmod(self.path("/tmp"), 0o1777)
-        for name in ["usr"] + [n for n in os.listdir("/") if re.fullmatch("s?bin|lib[0-9x]*", n)]:
-            if os.path.islink("/" + name):
-                os.symlink(os.readlink("/" + name), self.path("/" + name))
-            else:
-                self.bind("/" + name)
-        for path in "/proc /dev/null /dev/zero /dev/full /dev/urandom".split():
-            self.bind(path)
+        programs = ["/" + name for name in os.listdir("/") if re.fullmatch("usr|s?bin|lib[0-9x]*", name)]
+        for path in programs + "/proc /dev/null /dev/zero /dev/full /dev/urandom".split():
+            self.link(os.readlink(path), path) if os.path.islink(path) else self.bind(path)
         self.copy("/etc/ld.so.cache", "/etc/ld.so.cache")
         self.copy(tool, "/opt/tool/LogCollectionTool")
         self.put("/etc/passwd", "root:x:0:0::/root:/bin/sh\n%s:x:1000:1000::/:/bin/sh\n" % console)
@@ -196,14 +192,10 @@ class Box:
 
     def log(self, path=OWN_LOG):
         """The own log as Lines; text that does not begin like a record belongs to the record before it."""
-        lines = []
-        for text in self.read(path).decode(errors="surrogateescape").split("\n")[:-1]:
-            match = LINE.fullmatch(text)
-            if not match:
-                lines[-1] = lines[-1]._replace(message=lines[-1].message + "\n" + text)
-            else:
-                lines.append(Line(match[2], match[1], match[3], match[4]))
-        return lines
+        before, *parts = LINE.split(self.read(path).decode(errors="surrogateescape"))
+        assert before == "", before
+        return [Line(thread, level, function, message[:-1])
+                for level, thread, function, message in zip(*[iter(parts)] * 4)]
 
     def messages(self, function=None):
         return [line.message for line in self.log() if function in (None, line.function)]
@@ -240,10 +232,8 @@ class Server(socketserver.ThreadingTCPServer):
 
     def finish_request(self, request, client_address):
         self.requests.append(request.recv(65536))
-        try:
+        with contextlib.suppress(OSError):  # the tool hung up
             self.answer(request) if callable(self.answer) else request.sendall(self.answer)
-        except OSError:
-            pass  # the tool hung up
 
 
 class Case(unittest.TestCase):
