@@ -51,13 +51,13 @@ class Reports(sandbox.Case):
         self.assertIn(["-R", "777", "/out/with", "blank/logFiles"], box.calls("chmod"))
 
     def test_command_lines_of_macos(self):
-        box, began = self.box(console="ada", tool=os.environ["REPORT_WITH_TABLE"]), time.time()
+        box, began = self.box(console="ada", tool=os.environ["MACOS_COMMANDS"]), time.time()
         box.put("/System/Library/CoreServices/SystemVersion.plist", "<plist/>\n")
-        box.run("macos", "/tmp", env=EAST)
-        self.assertEqual(box.read("/tmp/system_info.log").decode(), expected("system_info.macos"))
+        box.run(env=EAST)
+        self.assertEqual(box.zip()["system_info.log"].decode(), expected("system_info.macos"))
         [query] = box.calls("log")
         self.check_query(query, ["show", "--start", "--end", "--predicate", 'eventMessage contains "quelmar"'], began)
-        self.assertEqual(box.read("/tmp/system_wide.log").decode(), printed("log", *query))
+        self.assertEqual(box.zip()["logs/system_wide.log"].decode(), printed("log", *query))
 
 
 if __name__ == "__main__":
