@@ -2,66 +2,33 @@
 import os
 
 import sandbox
-from sandbox import ALWAYS, APP, LAUNCHD, MIB, SCRATCH, SHARED, UEM_LOGS
+from sandbox import ALWAYS, LAUNCHD, MIB, SCRATCH, SHARED
 
-ADA, ROOT, LOGS = "/Users/ada" + SHARED, "/Users/root" + SHARED, "/Users/ada" + SHARED + "/logs/"
+LOGS = "/Users/ada" + SHARED + "/logs/"
 REPORTS, AGENTS = "/Library/Logs/DiagnosticReports", "/var/log/quelmar/OKVU3_LOG/"
 DAY = 86400
-# Source file -> entries that it becomes.
-TABLE = [
-    ("/var/log/quelmar/sdp/oBrelaInstallOut.log", ["logs/oBrelaInstallOut.log"]),
-    (UEM_LOGS + "a/b.log", ["logs/uem_ada/a/b.log"]),
-    ("/Users/ada" + REPORTS + "/u.ips", ["logs/uem_ada/DiagnosticReports/u.ips", "logs/ada/diagnosticReports/u.ips"]),
-    (REPORTS + "/s.crash", ["logs/uem_ada/DiagnosticReports/s.crash"]),
-    ("/Users/root" + REPORTS + "/r.crash", ["logs/root/diagnosticReports/r.crash"]),
-    (REPORTS + "/Retired/DiagnosticReports/x.ips", ["logs/uem_ada/DiagnosticReports/Retired/DiagnosticReports/x.ips"]),
-    *[(REPORTS + name, []) for name in ("/Retired/old.ips", "/s.diag", "/s.ips.log", "/S.IPS")],
-    *[(AGENTS + name + "/x/y.log", ["logs/OKVU/" + name + "/x/y.log"]) for name in
-      ("okvu_agent_sys", "okvu_agent_user", "okvu_packman", "okvu_service", "okvusp_driver")],
-    (AGENTS + "other/y.log", []),
-    (SHARED + "/netData/n.db", ["netData/n.db"]),
-    *[row for base, user in ((ADA, "ada"), (ROOT, "root")) for row in (
-        (base + "/logs/sub/x.log", ["logs/%s/sub/x.log" % user]),
-        (base + "/database/d.sqlite3", ["database/%s/d.sqlite3" % user]),
-        (base + "/nsdbase/n.db", ["nsdbase/%s/n.db" % user]),
-        (base + "/Electron Crashes/e.dmp", ["logs/%s/electron/e.dmp" % user]))],
-    (SHARED + "/database/s.db", ["database/share_user/s.db"]),
-    (SHARED + "/iddbase/i.db", ["iddbase/share_user/i.db"]),
-    (SHARED + "/Crash/c.dmp", ["Crash/c.dmp"]),
-    (APP + "/sdpc_md5.json", ["portal-info/sdpc_md5.json"]),
-    (APP + "/static/.portal.json", ["portal-info/.portal.json"]),
-    (APP + "/package.json", []),
-    (LAUNCHD, ["system/com.apple.xpc.launchd/launchd.log"]),
-    # Extensions: the last one counts, in any case; none is fine, an unknown one is not; a leading dot starts one.
-    *[(LOGS + name, ["logs/ada/" + name]) for name in
-      ("a.LOG a.txt a.json a.back a.xlog a.db a.sqlite3 a.crc a.mmap3 a.dmp a.ips a.crash a.pcap README b.gz.log .log "
-       "nested/.x/c").split()],
-    *[(LOGS + name, []) for name in ("a.exe", "a.log.gz", ".hidden", "a.", "a.log ", "a.logx")],
-    # Names of entries begin at the last "logs/" of the path.
-    (LOGS + "deep/logs/again.log", ["logs/again.log"]),
-    (LOGS + "mylogs/tail.log", ["logs/tail.log"]),
-    ("/Users/bob" + SHARED + "/logs/other_user.log", []),
-    (SCRATCH + "/left_over/killed.log", []),
-]
 
 
 class Sources(sandbox.Case):
     def test_every_source_and_destination(self):
+        """Of extensions the last one counts, in any case; none is fine, an unknown one is not; a leading dot starts one.
+        Entries' names begin at the last "logs/" of the path."""
         box, expected = self.box(console="ada"), {}
-        for number, (source, entries) in enumerate(TABLE):
-            box.put(source, "content %d" % number)
-            expected.update(dict.fromkeys(entries, b"content %d" % number))
+        sources = [line.split(" -> ") for line in sandbox.expected("sources").splitlines()]
+        for source, *entries in sources:
+            box.put(source, source)
+            expected.update(dict.fromkeys(set(entries) - {"none"}, source.encode()))
         box.run()
         contents = box.zip()
         self.assertEqual(set(contents), set(expected) | ALWAYS | {"logs/uem_ada/system_state.log"})
         self.assertEqual({k: contents[k] for k in expected}, expected)
         for message in ("copy: %s/s.crash into DiagnosticReports" % REPORTS,
-                        "ignore diagnostic report: %s/s.diag" % REPORTS, "launchd.log file size 10",
+                        "ignore diagnostic report: %s/s.diag" % REPORTS, "launchd.log file size %d" % len(LAUNCHD),
                         "The condition not met, the filePath(%sa.exe) will ignore" % LOGS):
             self.assertEqual(box.messages().count(message), 1, message)
         self.assertEqual([x for x in box.log() if x.level != "info" and "unnel" not in x.message and
                           "get service port" not in x.message], [], "nothing is missing, nothing fails")
-        self.assertEqual([source for source, _ in TABLE[:-1] if not os.path.exists(box.path(source))], [])
+        self.assertEqual([source for source, *_ in sources[:-1] if not os.path.exists(box.path(source))], [])
 
     def test_key_logs_are_judged_at_local_time(self):
         """Files' times are UTC and are compared with local time read as UTC."""
