@@ -1,7 +1,6 @@
 #pragma once
 
 #include <regex>
-#include <sstream>
 #include <string>
 
 #include "logging/logger.h"
@@ -14,29 +13,20 @@ class LogCapture {
  public:
   explicit LogCapture(quelmar::Level level = quelmar::kInfo) {
     quelmar::LoggerOptions options;
-    options.logFile = (dir_ / "test.log").string();
+    options.logFile = file().string();
     options.level = level;
-    options.maxFileBytes = 1 << 20;  // of many files that a fuzzer fills
     options.debugSwitch = (dir_ / "debug").string();
     quelmar::Logger::GetInstance().setOptions(options);
   }
 
-  /// What was logged so far: "[level] [LogCollectionTool:function] message" a line, without time, thread and
-  /// line.
+  [[nodiscard]] fs::path file() const { return dir_ / "test.log"; }
+
+  /// What was logged so far: "[level] [LogCollectionTool:function] message" a line.
   [[nodiscard]] std::string text() const {
     quelmar::Logger::GetInstance().flush();
-    std::istringstream lines(readFile(dir_ / "test.log"));
-    std::string all;
-    for (std::string line; std::getline(lines, line);) {
-      std::smatch parts;
-      const bool isRecord = std::regex_match(
-          line, parts, std::regex(R"(\[[^\]]*\] (\[\w+\]) \[\d+\] (\[\w+:[^:]+):\d+(\] .*))"));
-      all += (isRecord ? parts.str(1) + " " + parts.str(2) + parts.str(3) : line) + "\n";
-    }
-    return all;
+    static const std::regex record(R"(\[[^\]]*\] (\[\w+\]) \[\d+\] (\[\w+:[^:]+):\d+\])");
+    return std::regex_replace(readFile(file()), record, "$1 $2]");
   }
-
-  [[nodiscard]] const TempDir& dir() const { return dir_; }
 
  private:
   TempDir dir_;

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
+#include <pthread.h>
 
+#include "base/bounded_call.h"
 #include "base/directories.h"
 #include "base/regular_file.h"
 #include "support/temp_dir.h"
@@ -49,3 +51,17 @@ TEST(CopyRegularFile, NeverWritesThroughWhatStandsAtTheTarget) {
   EXPECT_EQ(readFile(victim), "untouched");
   EXPECT_EQ(modeOf(dir / "link"), 0644U) << "set-id bits must not travel, and the copy must be removable";
 }
+
+#ifdef __GLIBC__
+TEST(RunWithin, WorkForWhichThereIsNoThreadIsNotDone) {
+  pthread_attr_t usual;
+  pthread_attr_t huge;
+  pthread_getattr_default_np(&usual);
+  pthread_getattr_default_np(&huge);
+  pthread_attr_setstacksize(&huge, std::size_t{1} << 50U);
+  pthread_setattr_default_np(&huge);
+  EXPECT_FALSE(runWithin(std::chrono::seconds(60), [] {}));
+  pthread_setattr_default_np(&usual);
+  EXPECT_TRUE(runWithin(std::chrono::seconds(60), [] {}));
+}
+#endif
