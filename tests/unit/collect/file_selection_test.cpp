@@ -5,7 +5,7 @@
 #include <boost/date_time/posix_time/posix_time.hpp>
 #include <gtest/gtest.h>
 
-#include "support/log_capture.h"
+#include "support/temp_dir.h"
 
 using namespace quelmar;
 using namespace quelmar::logutils;

@@ -6,7 +6,7 @@
 
 #include "collect/okvu_gate.h"
 #include "collect/tree_copy.h"
-#include "support/log_capture.h"
+#include "support/temp_dir.h"
 
 using namespace quelmar;
 using namespace quelmar::helper;
@@ -108,33 +108,4 @@ TEST(EnsureRemove, RemovesTreesAndLinksAndChangesTheModeOfWhatStaysButOfNoTarget
   fs::permissions(dir / "locked", fs::owner_all);
   EXPECT_EQ(modeOf(dir / "locked/file"), 0222U);
   EXPECT_EQ(modeOf(target), 0640U);
-}
-
-TEST(DirectoryWalker, HandsOutContentsBeforeTheirFolderAndSurvivesRemoval) {
-  const LogCapture log;
-  const TempDir dir;
-  for (int i = 0; i < 300; ++i) writeFile(dir / ("root/f" + std::to_string(i)), "");
-  writeFile(dir / "root/sub/inner", "");
-  fs::create_symlink("gone", dir / "root/dangling");
-  std::vector<std::string> order;
-  std::size_t files = 0;
-  const auto note = [&](const char* when, const fs::path& path) {
-    order.push_back(when + path.filename().string());
-  };
-  directoryWalker(
-      dir / "root", [&](const std::string& path) { note("before ", path); },
-      [&](const std::string& path) {
-        note("after ", path);
-        fs::remove_all(path);
-      },
-      [&](const std::string& path) {
-        if (fs::path(path).filename() == "inner") note("", path);
-        fs::remove(path);
-        ++files;
-      });
-  EXPECT_EQ(files, 302U);
-  EXPECT_EQ(order, (std::vector<std::string>{"before sub", "inner", "after sub"}));
-  EXPECT_TRUE(fs::is_empty(dir / "root"));
-  directoryWalker(dir / "none", {}, {}, {});
-  EXPECT_EQ(log.text().rfind("[warning] [LogCollectionTool:directoryWalker] Source directory ", 0), 0U);
 }

@@ -1,10 +1,10 @@
 #include <gtest/gtest.h>
 
 #include "logging/log_call.h"
-#include "support/log_capture.h"
+#include "support/temp_dir.h"
 
 using namespace quelmar;
-using testing_support::LogCapture;
+using namespace testing_support;
 
 namespace {
 
@@ -44,12 +44,12 @@ TEST(LogCall, CutsLongInfoLinesOnlyAndFlushesAtWarnings) {
                {kInfo, kErr, 3000, 3000},  {kInfo, kWarn, 3000, 3000}, {kInfo, kDump, 3000, 3000},
                {kOff, kDump, 30, 30},      {kInfo, kDebug, 30, 0},     {kDebug, kDebug, 2049, 2049}};
   for (const auto& one : cases) {
-    const LogCapture log(static_cast<Level>(one.minimum));
+    const LogCapture log(one.minimum);
     Logger::GetInstance().log(one.level, "LogCollectionTool", "f", 7, "{}",
                               std::string(one.lineBytes - prefix.size(), 'x'));
-    EXPECT_EQ(readFile(log.file()) != "", one.level == kWarn || one.level == kErr) << one.level;
+    EXPECT_EQ(readFile(log / "test.log") != "", one.level == kWarn || one.level == kErr) << one.level;
     Logger::GetInstance().flush();
-    const std::string text = readFile(log.file());
+    const std::string text = readFile(log / "test.log");
     const std::size_t start = text.find(prefix);
     const std::size_t written = start == std::string::npos ? 0 : text.size() - 1 - start;
     EXPECT_EQ(written, one.writtenBytes) << "level " << one.level << " at minimum " << one.minimum;
@@ -60,8 +60,9 @@ TEST(LogCall, CutsLongInfoLinesOnlyAndFlushesAtWarnings) {
 
 TEST(Logger, AppendsTheContextAndHonoursTheDebugSwitch) {
   const LogCapture log;
-  testing_support::writeFile(log.file().parent_path() / "debug", "");
-  Logger::GetInstance().setOptions(LoggerOptions(Logger::GetInstance().options()));
+  writeFile(log / "debug", "");
+  LoggerOptions options = Logger::GetInstance().options();
+  Logger::GetInstance().setOptions(options);
   Logger::GetInstance().logWithCtx(
       kDebug, "LogCollectionTool", "f", 1, [] { return " (context)"; }, "{}", "text");
   EXPECT_EQ(log.text(), "[debug] [LogCollectionTool:f] text (context)\n");

@@ -148,31 +148,6 @@ TEST(Zipper, AnArchiveHasItsNameOnlyWhenItIsFinished) {
   }
 }
 
-TEST(Zipper, TellsWhatIsLostAndFollowsNoLink) {
-  const TempDir dir;
-  const std::string root = (dir / "root").string();
-  writeFile(dir / "home/private/diary", "secret");
-  writeFile(root + "/logs/kept", "kept");
-  fs::create_directory_symlink(dir / "home", root + "/swapped");
-  fs::create_directory_symlink(dir / "home/private", root + "/logs/link");
-  fs::create_symlink(dir / "home/private/diary", root + "/logs/diary");
-  std::vector<std::string> told;
-  Zipper zip((dir / "a.zip").string(), "");
-  Zipper::Hooks hooks;
-  hooks.trusted = root;
-  hooks.lost = [&](const std::string& path, int error) { told.push_back(path + std::to_string(error)); };
-  zip.setHooks(hooks);
-  for (const char* path : {"/logs", "/swapped", "/swapped/private", "/swapped/private/diary", "/missing"}) {
-    zip.add(root + path, kFlags);
-  }
-  zip.add(std::string(300, 'n'), kFlags);
-  zip.close();
-  for (const auto& [name, content] : readZip(dir / "a.zip")) {
-    EXPECT_EQ(content, name == "logs/kept" ? "kept" : "") << name;
-  }
-  EXPECT_EQ(told, std::vector<std::string>{std::string(300, 'n') + std::to_string(ENAMETOOLONG)});
-}
-
 std::string packed(const fs::path& tree, unsigned threads, unsigned flags) {
   const TempDir dir;
   Zipper::Impl zip((dir / "a.zip").string(), "", threads);
