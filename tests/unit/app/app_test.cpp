@@ -37,6 +37,7 @@ TEST(Options, AreReadInAllForms) {
   };
   for (const auto& one : cases) {
     const ParamCheck options;
+    EXPECT_NE(options.parser().usage().find("\n  -k, --onlyKey    "), std::string::npos);
     const std::string label = one.arguments.front();
     EXPECT_EQ(parse(options.parser(), one.arguments), one.errors.empty()) << label;
     EXPECT_EQ(options.parser().errors(), one.errors) << label;
@@ -47,23 +48,6 @@ TEST(Options, AreReadInAllForms) {
       EXPECT_EQ(options.parser().exist(name), one.flags.find(letter) != std::string::npos) << label << name;
     }
   }
-}
-
-TEST(Parser, HandlesRequiredAmbiguousAndShortlessOptions) {
-  cmdline::parser parser;
-  parser.add<std::string>("input", 'i', "what to read", true, "");
-  parser.add("all", 'a', "everything");
-  parser.add("any", 'a', "something");
-  parser.add("long", '\0', "no letter");
-  EXPECT_FALSE(parse(parser, {"-a"}));
-  EXPECT_EQ(parser.errors(),
-            (Texts{"short option 'a' is ambiguous", "ambiguous short option: -a", "need option: --input"}));
-  EXPECT_EQ(parser.usage(),
-            "usage: tool -i [options] ... \noptions:\n"
-            "  -i, --input    what to read (string)\n"
-            "  -a, --all      everything\n"
-            "  -a, --any      something\n"
-            "      --long     no letter\n");
 }
 
 TEST(CollectionCategory, HasTextsForItsCodesOnly) {

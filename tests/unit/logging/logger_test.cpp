@@ -6,20 +6,15 @@
 using namespace quelmar;
 using namespace testing_support;
 
-namespace {
-
-enum class Thrown { kByLibrary, kOther, kUnknown };
-
-}  // namespace
+struct Throwing {
+  void (*how)();
+};
 
 template <>
-struct fmt::formatter<Thrown> {
-  constexpr auto parse(format_parse_context& context) { return context.begin(); }
+struct fmt::formatter<Throwing> : fmt::formatter<int> {
   template <typename Context>
-  auto format(Thrown thrown, Context& context) const {
-    if (thrown == Thrown::kByLibrary) throw spdlog::spdlog_ex("sink broke");
-    if (thrown == Thrown::kOther) throw std::runtime_error("argument broke");
-    if (thrown == Thrown::kUnknown) throw 42;
+  auto format(const Throwing& value, Context& context) const {
+    value.how();
     return context.out();
   }
 };
@@ -28,8 +23,11 @@ TEST(LogCall, NothingThatLoggingDoesReachesTheCaller) {
   const LogCapture log;
   testing::internal::CaptureStderr();
   const int line = __LINE__ + 1;
-  for (const Thrown one : {Thrown::kByLibrary, Thrown::kOther, Thrown::kUnknown}) LOG_CALL(kInfo, "{}", one);
-  const std::string where = "[LogCollectionTool:TestBody:" + std::to_string(line) + "]: ";
+  const auto call = [](void (*how)()) { LOG_CALL(kInfo, "{}", Throwing{how}); };
+  call([] { throw spdlog::spdlog_ex("sink broke"); });
+  call([] { throw std::runtime_error("argument broke"); });
+  call([] { throw 42; });
+  const std::string where = "[LogCollectionTool:operator():" + std::to_string(line) + "]: ";
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "sdplog exception" + where + "sink broke\n" + where +
                                                         "argument broke\nUnknown excepiton When logger\n");
   EXPECT_EQ(log.text(), "");

@@ -3,20 +3,43 @@
 #include <random>
 
 #include <fcntl.h>
+#include <gtest/gtest.h>
+#include <unzip.h>
 
-#include "support/zip_reader.h"
+#include "support/temp_dir.h"
 #include "zipper/zipper_impl.h"
 
 namespace {
 
 using testing_support::readFile;
-using testing_support::readZip;
 using testing_support::TempDir;
 using testing_support::writeFile;
 using zipper::Zipper;
 namespace fs = boost::filesystem;
 
 constexpr unsigned kFlags = Zipper::CompressBest | Zipper::AppendHint;
+
+/// Names and contents of an archive's entries. The test fails when headers of an entry differ, or its size or
+/// checksum is wrong.
+std::map<std::string, std::string> readZip(const fs::path& archive) {
+  std::map<std::string, std::string> entries;
+  const unzFile zip = unzOpen64(archive.c_str());
+  EXPECT_NE(zip, nullptr) << archive;
+  for (int found = unzGoToFirstFile(zip); found == UNZ_OK; found = unzGoToNextFile(zip)) {
+    unz_file_info64 info{};
+    std::string name(65'535, '\0');
+    unzGetCurrentFileInfo64(zip, &info, name.data(), name.size(), nullptr, 0, nullptr, 0);
+    name.resize(info.size_filename);
+    std::string& content = entries[name];
+    content.resize(info.uncompressed_size);
+    EXPECT_EQ(unzOpenCurrentFile(zip), UNZ_OK) << name;
+    const int read = unzReadCurrentFile(zip, content.data(), static_cast<unsigned>(content.size()));
+    EXPECT_EQ(read, static_cast<int>(content.size())) << name;
+    EXPECT_EQ(unzCloseCurrentFile(zip), UNZ_OK) << name;
+  }
+  unzClose(zip);
+  return entries;
+}
 
 /// The text of the exception that `call` throws.
 template <typename Call>
@@ -27,26 +50,6 @@ std::string thrown(const Call& call) {
     return error.what();
   }
   return "(nothing)";
-}
-
-TEST(Zipper, AddsToWhatIsThereAndOpensAgain) {
-  const TempDir dir;
-  const std::string archive = (dir / "a.zip").string();
-  const std::string file = writeFile(dir / "a", "text").string();
-  Zipper zip(archive, "");
-  zip.close();
-  EXPECT_TRUE(readZip(archive).empty());
-  EXPECT_TRUE(zip.add(file, kFlags));  // closed: without effect
-  zip.open();
-  zip.add(file, Zipper::StoreFullPath);
-  zip.add("/no such/file", kFlags);
-  zip.add("", kFlags);
-  zip.release();
-  zip.open();
-  zip.open();
-  zip.add(file, kFlags);
-  zip.close();
-  EXPECT_EQ(readZip(archive), (decltype(readZip("")){{file, "text"}, {"file", ""}, {"a", "text"}}));
 }
 
 TEST(Zipper, EncryptsWhatHasAPassword) {
@@ -93,7 +96,7 @@ TEST(Zipper, FailuresHaveTheirTextsAndLeaveForeignFilesAlone) {
   EXPECT_EQ(thrown([&] { zip.add(tooLong, kFlags); }), "Error adding '" + tooLong + "' to zip");
   zip.add(tooLong.substr(1), kFlags);
   zip.close();
-  EXPECT_EQ(readZip(dir / "a.zip").at(0).first, tooLong.substr(1));
+  EXPECT_EQ(readZip(dir / "a.zip").count(tooLong.substr(1)), 1U);
   fs::remove(dir / "a.zip");
   fs::create_directory(dir / "a.zip");
   EXPECT_EQ(thrown([&] { zip.open(); }), "Error opening zip file!");
@@ -183,9 +186,7 @@ TEST(Zipper, TreesComeBackWholeAndAsTheSameArchiveFromAnyNumberOfThreads) {
     const std::string archive = packed(tree, 1, flags);
     for (const unsigned threads : {0U, 3U, 16U})
       EXPECT_TRUE(archive == packed(tree, threads, flags)) << threads;
-    const auto entries = readZip(writeFile(dir / "a.zip", archive));
-    EXPECT_EQ(entries.size(), expected.size());
-    EXPECT_TRUE((decltype(expected)(entries.begin(), entries.end())) == expected) << flags;
+    EXPECT_TRUE(readZip(writeFile(dir / "a.zip", archive)) == expected) << flags;
   }
 }
 
