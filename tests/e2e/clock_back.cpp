@@ -4,28 +4,15 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-namespace {
-
-timespec ask(clockid_t clock) {
+static time_t steadySeconds() {
   timespec now{};
-  syscall(SYS_clock_gettime, clock, &now);
-  return now;
+  syscall(SYS_clock_gettime, CLOCK_MONOTONIC, &now);
+  return now.tv_sec;
 }
-
-const time_t kBegan = ask(CLOCK_MONOTONIC).tv_sec;
-constexpr time_t kDay = 86400;
-
-}  // namespace
 
 extern "C" int clock_gettime(clockid_t clock, timespec* now) noexcept {
-  *now = ask(clock);
-  if (clock == CLOCK_REALTIME && ask(CLOCK_MONOTONIC).tv_sec > kBegan) now->tv_sec -= kDay;
+  static const time_t kBegan = steadySeconds();
+  syscall(SYS_clock_gettime, clock, now);
+  if (clock == CLOCK_REALTIME && steadySeconds() > kBegan) now->tv_sec -= 86400;
   return 0;
-}
-
-extern "C" time_t time(time_t* where) noexcept {
-  timespec now{};
-  clock_gettime(CLOCK_REALTIME, &now);
-  if (where != nullptr) *where = now.tv_sec;
-  return now.tv_sec;
 }

@@ -62,10 +62,19 @@ def others():
             yield process
 
 
+def until(condition, seconds=60):
+    """Waits for a condition, but not for ever; returns what it was at last."""
+    end = time.monotonic() + seconds
+    while not (value := condition()):
+        if time.monotonic() > end:
+            raise AssertionError("waited %d seconds in vain" % seconds)
+        time.sleep(0.001)
+    return value
+
+
 def wait_until_alone():
     """What was sent a signal ends a moment later."""
-    while any(others()):
-        os.sched_yield()
+    until(lambda: not any(others()))
 
 
 def printed(name, *arguments):
@@ -155,7 +164,7 @@ class Box:
                                 stdout=out, stderr=err, start_new_session=True), out, err
 
     def finish(self, started, status=0, limit=100):
-        """Waits for the tool alone: commands that it left running are no reason to wait, and are ended here."""
+        """Waits for the tool alone: commands that it left running are no reason to wait, and are ended here. Any `status`: None."""
         process, *files = started
         timer = threading.Timer(limit, os.killpg, (process.pid, signal.SIGKILL))
         timer.start()
@@ -167,7 +176,7 @@ class Box:
         except ProcessLookupError:
             pass
         texts = [(file.seek(0), file.read().decode(errors="surrogateescape"), file.close())[1] for file in files]
-        if process.returncode != status or re.search("Sanitizer|runtime error:", texts[1]):
+        if status not in (process.returncode, None) or re.search("Sanitizer|runtime error:", texts[1]):
             raise AssertionError("ended with %d, not %d\n%s%s" % (process.returncode, status, *texts))
         return Result(*texts, usage.ru_maxrss)
 
