@@ -7,7 +7,6 @@ import sandbox
 from sandbox import ROOT_DIR, SHARED, until
 
 LOGS = "/Users/ada" + SHARED + "/logs/"
-VICTIM = "/Users/ada/Documents"
 GATE = "[ -p /gate ] && cat /gate\n"  # a fake command that waits here is let go by FaultCase.held
 SANITIZED = any(name in os.environ.get("LOGTOOL", "") for name in ("/asan/", "/tsan/"))
 
@@ -23,7 +22,6 @@ class FaultCase(sandbox.Case):
         """A box where ada is logged in and has one log; `drive`: MiB of a volume of its own at /drive."""
         box = super().box(console="ada", **options)
         box.put(LOGS + "kept.log", "kept")
-        box.put(VICTIM + "/keep.log", "precious", mode=0o640)
         os.mkfifo(box.path("/gate"))
         if drive:
             os.mkdir(box.path("/drive"))

@@ -5,12 +5,12 @@ import os
 
 import faults
 import sandbox
-from faults import VICTIM
 from sandbox import APP, LAUNCHD, OWN_LOG, ROOT_DIR, SCRATCH, SHARED
 
 ADA, BOB = 1000, 1001
 REPORT = ROOT_DIR + "/system_info.log"
 OWN_FOLDER = os.path.dirname(OWN_LOG)
+VICTIM = "/Users/ada/Documents"
 KEEP, NEW = VICTIM + "/keep.log", VICTIM + "/new.log"
 
 
@@ -26,7 +26,7 @@ class Links(faults.FaultCase):
 
     def victim(self, box):
         """Documents full of the names that the tool uses; returns what they are like."""
-        for name in ("logs/old.log", "database/a.db", "x.zip", "system_state.log", "LogColltionTool.log"):
+        for name in ("keep.log", "logs/old.log", "database/a.db", "x.zip", "system_state.log", "LogColltionTool.log"):
             box.put(VICTIM + "/" + name, "precious", mode=0o600)
         os.chmod(box.path(VICTIM), 0o700)
         return box.tree(VICTIM)

@@ -134,8 +134,8 @@ class Losses(faults.FaultCase):
         self.need_second_user()
         # A sanitizer needs descriptors for its own checks.
         limits = [("p", n, 20000 + n) for n in range(1, 15)] + [("n", n, None) for n in range(20 if faults.SANITIZED else 3, 31)]
-        runs = [(self.box(), *limit) for limit in limits]
-        runs = [(box, box.start(shell='ulimit -%s %d; exec "$@"' % (kind, n), user=user), kind, n) for box, kind, n, user in runs]
+        runs = [(box, box.start(shell='ulimit -%s %d; exec "$@"' % (kind, n), user=user), kind, n)
+                for kind, n, user in limits for box in [self.box()]]
         for box, started, kind, number in runs:
             with self.subTest(kind, number=number):
                 box.finish(started, status=None)
