@@ -21,6 +21,7 @@
 #include "collect/running_log.h"
 #include "logging/log_call.h"
 #include "logging/log_setup.h"
+#include "sysinfo/report.h"
 #include "sysinfo/shell.h"
 #include "sysinfo/system_info.h"
 #include "tunnel/module_dump.h"
@@ -194,7 +195,7 @@ int main(int argc, char** argv) {
   const std::string zipPath = initZipLogPath(dir);
   LOG_CALL(kInfo, "begin compress running log to {} ...", zipPath);
   std::vector<std::string> paths = collectCacheLogPaths(logFilesDir, leftovers);
-  if (!utilities::discardForeignEntry(systemInfoPath)) paths.push_back(systemInfoPath);
+  if (logutils::macos::details::claimReport("main", systemInfoPath)) paths.push_back(systemInfoPath);
   progress.step("packing", zipPath + zipper::kPartialSuffix);
   compressLogs(paths, zipPath, logFilesDir);
   result.archive(zipPath);

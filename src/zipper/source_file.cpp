@@ -14,6 +14,12 @@ namespace {
 
 constexpr std::uint64_t kLargestPlainBytes = 4'294'967'294U;
 
+/// Tells whether an error in opening a single file is none to tell of: it is not there, may not be opened, or
+/// is no regular file.
+bool isNoLoss(int error) {
+  return error == 0 || error == ENOENT || error == EACCES || error == ENOTSUP;
+}
+
 }  // namespace
 
 SourceFile::SourceFile(int parent, const char* name) {
@@ -37,11 +43,6 @@ std::size_t SourceFile::read(char* to, std::size_t size) {
   }
   position_ = count < wanted ? size_ : position_ + count;  // what has become shorter is at its end
   return count;
-}
-
-bool isNoLoss(int error) {
-  return error == 0 || error == ENOENT || error == ENOTDIR || error == EACCES || error == ENOTSUP ||
-         error == ELOOP;
 }
 
 bool isLargeFile(const SourceFile& stream) {
