@@ -14,12 +14,6 @@ namespace {
 
 constexpr std::uint64_t kLargestPlainBytes = 4'294'967'294U;
 
-/// Tells whether an error in opening a single file is none to tell of: it is not there, may not be opened, or
-/// is no regular file.
-bool isNoLoss(int error) {
-  return error == 0 || error == ENOENT || error == EACCES || error == ENOTSUP;
-}
-
 }  // namespace
 
 SourceFile::SourceFile(int parent, const char* name) {
@@ -27,7 +21,7 @@ SourceFile::SourceFile(int parent, const char* name) {
   std::error_code ec;
   descriptor_ = quelmar::utilities::openRegular(parent, name, quelmar::utilities::Links::kNone, status, ec);
   if (!ec) size_ = static_cast<std::uint64_t>(status.st_size);
-  if (!isNoLoss(ec.value())) error_ = ec.value();
+  if (ec && ec != std::errc::not_supported) error_ = ec.value();
 }
 
 std::size_t SourceFile::read(char* to, std::size_t size) {

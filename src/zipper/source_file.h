@@ -29,8 +29,8 @@ class SourceFile {
   /// Tells whether nothing more will come.
   bool atEnd() const { return position_ == size_; }
 
-  /// The number of the error that opening or reading has met; 0 when there was none, and for a file that is
-  /// not there, may not be opened or is not a regular one.
+  /// The number of the error that opening or reading has met; 0 when there was none, and for what is not a
+  /// regular file.
   int error() const { return error_; }
 
   /// Goes back to the start.
