@@ -177,7 +177,11 @@ int main(int argc, char** argv) {
 
   // 5. A clean output root with an empty scratch folder.
   LOG_CALL(kInfo, "{}", "begin flush log ...");  // the text is older than what follows it: kept on purpose
-  checkAndCleanLogDir(dir, links);
+  try {
+    checkAndCleanLogDir(dir, links);
+  } catch (const std::exception& failure) {  // no memory: what is left there harms nothing
+    LOG_CALL(kErr, "{}; Reason: exception:{}", "delete file error", failure.what());
+  }
   const std::string logFilesDir = (fs::path(dir) / "logFiles").string();
   const std::set<std::string> leftovers = prepareScratch(logFilesDir);
 
