@@ -91,7 +91,7 @@ void Zipper::Impl::add(const std::string& path, unsigned flags) {
   struct stat status {};
   const Directory parent = openBelow(parentPath, trusted, ec);
   if (!ec) ec = lookUp(parent.get(), name.empty() ? "." : name.c_str(), Links::kNone, status);
-  if (!isNoLoss(ec.value()) || ec.value() == EACCES) {
+  if (ec && ec.value() != ENOENT) {
     hooks.lost(path, ec.value());
     // A folder of which nothing can be learned must not turn into an empty file of its name.
     if (ec.value() != ENAMETOOLONG) return;
