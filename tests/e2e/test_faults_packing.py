@@ -62,6 +62,8 @@ class Packing(faults.FaultCase):
         box, _, messages = self.failed("readdir", "*/logFiles/logs/ada/more", errno.EIO, first=5)
         self.assertEqual(messages, [failed % (ada + "/more")])
         self.assertTrue(any(name.startswith("logs/ada/more/") for name in box.zip()))
+        messages = self.failed("openat", "*/logFiles/logs/ada/noise.log", errno.EACCES, first=2)[2]
+        self.assertEqual(messages, ["pack %s/noise.log failed.; Reason: code:13 msg:Permission denied" % ada])
 
     def test_room_for_one_copy_is_enough(self):
         """Little room when packing begins | filled up but for half the size of the archive | whole archive: each copy goes as soon as it is packed"""
