@@ -196,10 +196,10 @@ void Zipper::Impl::addInPieces(SourceFile& source, const std::string& path, cons
 void Zipper::Impl::writeFront() {
   const Piece& piece = *pipeline_->front();
   if (piece.first) {
+    path_ = piece.path;  // may throw, as long as the entry is not begun
+    size_ = crc_ = 0;
     openEntry(piece.name, level_, piece.large, true, piece.text, 0);
     entryIsOpen_ = true;
-    path_ = piece.path;
-    size_ = crc_ = 0;
   }
   write(piece.packed(), piece.packedSize);
   if (!piece.good) file_.giveUp();
