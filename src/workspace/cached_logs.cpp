@@ -1,5 +1,7 @@
 #include "workspace/cached_logs.h"
 
+#include <new>
+
 #include <boost/algorithm/string/case_conv.hpp>
 #include <boost/exception/diagnostic_information.hpp>
 #include <boost/filesystem/path.hpp>
@@ -22,13 +24,19 @@ bool isLeftOut(const fs::path& path) {
 }  // namespace
 
 void collectSelf(const std::string& dir) {
-  const fs::path log(Logger::GetInstance().options().logFile);
-  std::error_code ec = claimLog(log.string());
-  if (!ec) ec = utilities::discardForeignEntry(dir, utilities::Wanted::kDirectory);
-  if (!ec) utilities::copyRegularFile(log, fs::path(dir) / log.filename(), utilities::Overwrite::kYes, ec);
+  const std::string& log = Logger::GetInstance().options().logFile;
+  std::error_code ec;
+  try {
+    const fs::path copy = fs::path(dir) / fs::path(log).filename();
+    ec = claimLog(log);
+    if (!ec) ec = utilities::discardForeignEntry(dir, utilities::Wanted::kDirectory);
+    if (!ec) utilities::copyRegularFile(log, copy, utilities::Overwrite::kYes, ec);
+  } catch (const std::bad_alloc&) {  // all else that was collected is to be packed
+    ec = std::make_error_code(std::errc::not_enough_memory);
+  }
   if (ec) {
-    LOG_CALL(kWarn, "collect({}) to dir({}) return false; Reason: err code={}, msg={}", log.string(), dir,
-             ec.value(), ec.message());
+    LOG_CALL(kWarn, "collect({}) to dir({}) return false; Reason: err code={}, msg={}", log, dir, ec.value(),
+             ec.message());
   }
 }
 

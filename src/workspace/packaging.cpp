@@ -47,10 +47,10 @@ class CopyRemover {
 
 int compressLogs(const std::vector<std::string>& paths, const std::string& zipPath,
                  const std::string& copies) {
-  utilities::discardForeignEntry(zipPath);
-  std::optional<Losses> losses;  // of the path that is packed
-  CopyRemover remover(copies);
   try {
+    utilities::discardForeignEntry(zipPath);
+    std::optional<Losses> losses;  // of the path that is packed
+    CopyRemover remover(copies);
     zipper::Zipper::Hooks hooks;
     hooks.lost = [&](const std::string& path, int error) {
       const std::error_code ec(error, std::generic_category());

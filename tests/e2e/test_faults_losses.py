@@ -77,6 +77,7 @@ class Losses(faults.FaultCase):
                 ("ftruncate", archive, EIO, 1, [".incomplete"], closing), ("rename", archive, EIO, 1, [".incomplete"], closing),
                 ("pwrite", archive, 0, 1, [""], ""), ("pread", noise, EIO, 2, [""], lost % noise),
                 ("openat", ADA, EIO, 1, [""], lost % ADA), ("readdir", more, EIO, 5, [""], lost % more),
+                ("openat", noise, EACCES, 2, [""], "pack %s failed.; Reason: code:13 msg:Permission denied" % noise),
                 ("pread", more + "/?.log", EIO, 1, [""], lost % (more + r"/\d\.log") +
                  "\n2 more of %s/logs lost; Reason: code:5 msg:Input/output error" % SCRATCH)):
             with self.subTest(calls, path=path, first=first):
