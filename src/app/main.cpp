@@ -1,4 +1,3 @@
-#include <chrono>
 #include <cstdint>
 #include <iostream>
 #include <set>
@@ -15,12 +14,14 @@
 #include "app/result_lines.h"
 #include "base/bounded_call.h"
 #include "base/directories.h"
+#include "base/limits.h"
 #include "base/shared_inst.h"
 #include "base/wait_group.h"
 #include "collect/file_system.h"
 #include "collect/running_log.h"
 #include "logging/log_call.h"
 #include "logging/log_setup.h"
+#include "sysinfo/report.h"
 #include "sysinfo/shell.h"
 #include "sysinfo/system_info.h"
 #include "tunnel/module_dump.h"
@@ -42,9 +43,6 @@ const std::vector<std::string> modules = {
     "trustApplication", "dataProvider", "VNIC"};
 
 namespace {
-
-constexpr std::uint64_t kSystemInfoBudgetSeconds = 60;
-constexpr std::chrono::seconds kRevealLimit{10};
 
 /// Makes the scratch folder, open to every user; the run goes on without it.
 /// @return the names in it that could not be cleared away. They are not packed: somebody may have given his
@@ -81,7 +79,8 @@ void startCollectors(const std::string& logFilesDir, const std::string& systemIn
                      std::uint64_t startSeconds, WaitGroup& group, Progress& progress) {
   group.add(1);
   std::thread([systemInfoPath, startSeconds, &group, sign = progress.collector("system information")] {
-    logutils::macos::collectSystemInfo(systemInfoPath, startSeconds, kSystemInfoBudgetSeconds, &group);
+    const auto budget = static_cast<std::uint64_t>(kLimits.systemInformation.count());
+    logutils::macos::collectSystemInfo(systemInfoPath, startSeconds, budget, &group);
   }).detach();
 
   group.add(1);
@@ -112,7 +111,7 @@ void startCollectors(const std::string& logFilesDir, const std::string& systemIn
 void openExplorer(const std::string& zipPath) {
   const std::string command = "open -R " + zipPath;
   std::string output;
-  if (!logutils::macos::details::cmdPopenWithin(kRevealLimit, command, output)) {
+  if (!logutils::macos::details::cmdPopenWithin(kLimits.reveal, command, output)) {
     LOG_CALL(kErr, "cmdPopen failed. {}; Reason: {}", command, output);
   }
 }
@@ -176,7 +175,11 @@ int main(int argc, char** argv) {
 
   // 5. A clean output root with an empty scratch folder.
   LOG_CALL(kInfo, "{}", "begin flush log ...");  // the text is older than what follows it: kept on purpose
-  checkAndCleanLogDir(dir, links);
+  try {
+    checkAndCleanLogDir(dir, links);
+  } catch (const std::exception& failure) {  // no memory: what is left there harms nothing
+    LOG_CALL(kErr, "{}; Reason: exception:{}", "delete file error", failure.what());
+  }
   const std::string logFilesDir = (fs::path(dir) / "logFiles").string();
   const std::set<std::string> leftovers = prepareScratch(logFilesDir);
 
@@ -194,7 +197,7 @@ int main(int argc, char** argv) {
   const std::string zipPath = initZipLogPath(dir);
   LOG_CALL(kInfo, "begin compress running log to {} ...", zipPath);
   std::vector<std::string> paths = collectCacheLogPaths(logFilesDir, leftovers);
-  if (!utilities::discardForeignEntry(systemInfoPath)) paths.push_back(systemInfoPath);
+  if (logutils::macos::details::claimReport("main", systemInfoPath)) paths.push_back(systemInfoPath);
   progress.step("packing", zipPath + zipper::kPartialSuffix);
   compressLogs(paths, zipPath, logFilesDir);
   result.archive(zipPath);
