@@ -46,12 +46,13 @@ inline mode_t modeOf(const fs::path& path) {
   return lstat(path.c_str(), &info) == 0 ? info.st_mode & 07777 : 0;
 }
 
-/// Sends the tool's log into the file "test.log" of a folder of its own; a file "debug" there is its switch.
+/// Sends the tool's log into the file "test.log" of a folder of its own. Debugging is switched on by a file.
 struct LogCapture : TempDir {
   explicit LogCapture(int level = quelmar::kInfo) {
     quelmar::LoggerOptions options;
     options.logFile = (*this / "test.log").string();
-    options.level = level;
+    options.level = level == quelmar::kDebug ? quelmar::kInfo : level;
+    if (level == quelmar::kDebug) writeFile(*this / "debug", "");
     options.debugSwitch = (*this / "debug").string();
     quelmar::Logger::GetInstance().setOptions(options);
   }

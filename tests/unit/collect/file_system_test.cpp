@@ -46,7 +46,6 @@ TEST(CopyDir, KeepsWhatIsThereAndEntersNoLinks) {
   EXPECT_FALSE(copyDir(dir / "src", dir / "dst", filter));
   EXPECT_EQ(tree(dir / "dst"), "a.log empty/ sub/ sub/b.log to a.log ");
   EXPECT_EQ(readFile(dir / "dst/a.log") + readFile(dir / "dst/to a.log"), "oldnew");
-  EXPECT_FALSE(fs::is_symlink(dir / "dst/to a.log"));
   EXPECT_EQ(log.text(), "");
   std::error_code ec;
   EXPECT_EQ(getDirTotalSize((dir / "src").string(), {".log"}, ec), 4U);
@@ -72,21 +71,15 @@ TEST(CopyOneFile, ToAVolumeThatDoesNotTellItsRoomIsTried) {
   EXPECT_EQ(readFile(dir / "copy"), "text");
 }
 
-TEST(EnsureRemove, RemovesTreesAndLinksAndChangesTheModeOfWhatStaysButOfNoTarget) {
+TEST(EnsureRemove, ChangesTheModeOfWhatCannotBeRemovedButNotThroughLinks) {
   const TempDir dir;
-  const fs::path target = writeFile(dir / "target/file", "x");
+  const fs::path target = writeFile(dir / "target", "x");
   fs::permissions(target, static_cast<fs::perms>(0640));
-  fs::create_symlink(target.parent_path(), dir / "link");
-  writeFile(dir / "tree/deep/file", "x");
-  std::error_code ec;
-  for (const char* name : {"link", "tree", "missing"}) {
-    EXPECT_TRUE(ensureRemove(dir / name, ec)) << name;
-    EXPECT_FALSE(fs::exists(fs::symlink_status(dir / name))) << name;
-  }
   writeFile(dir / "locked/file", "x");
   fs::create_symlink(target, dir / "locked/link");
   fs::permissions(dir / "locked", static_cast<fs::perms>(0555));
   for (const char* name : {"locked/file", "locked/link"}) {
+    std::error_code ec;
     EXPECT_FALSE(ensureRemove(dir / name, ec)) << name;
     EXPECT_EQ(ec, std::errc::permission_denied) << name;
   }

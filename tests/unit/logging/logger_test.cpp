@@ -55,13 +55,3 @@ TEST(LogCall, CutsLongInfoLinesOnlyAndFlushesAtWarnings) {
     EXPECT_EQ(text.find("[info]") != std::string::npos, one.level == kInfo || one.level == kDump);
   }
 }
-
-TEST(Logger, AppendsTheContextAndHonoursTheDebugSwitch) {
-  const LogCapture log;
-  writeFile(log / "debug", "");
-  LoggerOptions options = Logger::GetInstance().options();
-  Logger::GetInstance().setOptions(options);
-  Logger::GetInstance().logWithCtx(
-      kDebug, "LogCollectionTool", "f", 1, [] { return " (context)"; }, "{}", "text");
-  EXPECT_EQ(log.text(), "[debug] [LogCollectionTool:f] text (context)\n");
-}
