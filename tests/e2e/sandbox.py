@@ -65,10 +65,19 @@ def others():
             yield process
 
 
+def until(condition, seconds=60):
+    """Waits for a condition, but not for ever; returns what it was at last."""
+    end = time.monotonic() + seconds
+    while not (value := condition()):
+        if time.monotonic() > end:
+            raise AssertionError("waited %d seconds in vain" % seconds)
+        time.sleep(0.001)
+    return value
+
+
 def wait_until_alone():
     """What was sent a signal ends a moment later."""
-    while any(others()):
-        os.sched_yield()
+    until(lambda: not any(others()))
 
 
 def give_up(*_):
@@ -171,14 +180,14 @@ class Box:
                                 stdout=out, stderr=err, start_new_session=True), out, err
 
     def finish(self, started, status=0):
-        """Waits for the tool alone: commands that it left running are no reason to wait, and are ended here."""
+        """Waits for the tool alone: commands that it left running are no reason to wait, and are ended here. Any `status`: None."""
         process, *files = started
         _, wait_status, usage = os.wait4(process.pid, 0)
         process.returncode = os.waitstatus_to_exitcode(wait_status)
         with contextlib.suppress(ProcessLookupError):
             os.killpg(process.pid, signal.SIGKILL)
         texts = [(file.seek(0), file.read().decode(errors="surrogateescape"), file.close())[1] for file in files]
-        if process.returncode != status or re.search("Sanitizer|runtime error:", texts[1]):
+        if status not in (process.returncode, None) or re.search("Sanitizer|runtime error:", texts[1]):
             raise AssertionError("ended with %d, not %d\n%s%s" % (process.returncode, status, *texts))
         return Result(*texts, usage.ru_maxrss)
 
