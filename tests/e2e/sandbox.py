@@ -24,7 +24,7 @@ import zipfile
 TOOL = os.environ.get("LOGTOOL", "")
 SHORT_LIMITS = os.environ.get("SHORT_LIMITS")  # the same tool, which waits some seconds only for what hangs
 ROOT_DIR = "/tmp/oBrelaLog"
-LIMIT = 200  # seconds for a run and what a test does meanwhile
+LIMIT = 180  # seconds for a run and what a test does meanwhile
 SCRATCH = ROOT_DIR + "/logFiles"
 SHARED = "/Library/Application Support/oBrela"
 OWN_LOG = "/Users/root" + SHARED + "/logs/LogColltionTool.log"
