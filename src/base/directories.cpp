@@ -33,13 +33,13 @@ std::error_code foreignLinkAbove(const fs::path& path) {
 
 }  // namespace
 
-std::error_code discardForeignEntry(const fs::path& path, Wanted wanted) {
+std::error_code removeUnexpected(const fs::path& path, Expected expected) {
   struct stat entry {};
   std::error_code ec = lookUp(path, Links::kNone, entry);
   if (!ec && S_ISDIR(entry.st_mode)) {
-    return wanted == Wanted::kDirectory ? ec : std::make_error_code(std::errc::is_a_directory);
+    return expected == Expected::kDirectory ? ec : std::make_error_code(std::errc::is_a_directory);
   }
-  if (!ec && wanted == Wanted::kFile && S_ISREG(entry.st_mode) && entry.st_nlink == 1) return {};
+  if (!ec && expected == Expected::kFile && S_ISREG(entry.st_mode) && entry.st_nlink == 1) return {};
   if (!ec && unlink(path.c_str()) != 0) ec = lastError();
   return isMissing(ec) ? std::error_code() : ec;
 }
@@ -57,7 +57,7 @@ std::error_code claimDirectory(const fs::path& given, Links links, bool* made) {
   if (!ec && S_ISDIR(entry.st_mode)) return {};
   // The caller has named it: it is not the tool's to remove.
   if (isLink && links == Links::kAny) return ec ? ec : std::make_error_code(std::errc::not_a_directory);
-  if (!ec || isMissing(ec)) ec = discardForeignEntry(path, Wanted::kDirectory);
+  if (!ec || isMissing(ec)) ec = removeUnexpected(path, Expected::kDirectory);
   if (ec) return ec;
 
   boost::system::error_code error;

@@ -10,14 +10,14 @@
 namespace quelmar::utilities {
 
 /// What a name that the tool uses is to hold: nothing yet, a plain file with one link, or a real directory.
-enum class Wanted { kNothing, kFile, kDirectory };
+enum class Expected { kNothing, kFile, kDirectory };
 
 /// Removes what stands at `path`, a name that the tool is about to use, when it is something else than what
 /// is wanted there: a link (never its target), hard link, pipe, socket or device. Only what was seen is
 /// removed, and never a directory.
 /// @return no error when the name is now free or was seen to hold what is wanted. Otherwise nothing may be
 ///         written, listed, emptied, packed or given a mode by that name.
-std::error_code discardForeignEntry(const boost::filesystem::path& path, Wanted wanted = Wanted::kFile);
+std::error_code removeUnexpected(const boost::filesystem::path& path, Expected expected = Expected::kFile);
 
 /// Makes sure that a directory stands at `path`: keeps one that is there, removes whatever else has been seen
 /// there, makes a missing one with all parents.

@@ -51,7 +51,7 @@ class Directory {
 /// Opens the directory at `path`: in its first `trusted` bytes anybody's links are followed, behind them
 /// none.
 /// @param ec  cleared, then set when it cannot be opened
-Directory openBelow(const std::string& path, std::size_t trusted, std::error_code& ec);
+Directory openWithoutLinks(const std::string& path, std::size_t trusted, std::error_code& ec);
 
 /// Lists the directory at `path`, see above, and leaves it closed.
 std::error_code listDirectory(const char* path, Links links, std::string& entries);

@@ -63,7 +63,7 @@ std::error_code makeFolder(const fs::path& folder) {
 }
 
 std::error_code clearLink(const fs::path& folder) {
-  return utilities::discardForeignEntry(folder, utilities::Wanted::kDirectory);
+  return utilities::removeUnexpected(folder, utilities::Expected::kDirectory);
 }
 
 void openToAll(const std::string& dir) {
@@ -103,8 +103,8 @@ void copyFolders(Step step, const std::string& name, const fs::path& dir, const 
 }
 
 void copyInstallerLog(const fs::path& source, const fs::path& target) {
-  bool isNews = false;
-  if (const std::error_code ec = helper::copyOneFile(source, target, isNews)) {
+  bool worthLogging = false;
+  if (const std::error_code ec = helper::copyOneFile(source, target, worthLogging)) {
     DRIVER_LOG(kErr, "copy_file {} to {} failed.; Reason: code:{} msg:{}", source.string(), target.string(),
                ec.value(), ec.message());
   }
@@ -161,9 +161,9 @@ void copyPortalFile(const fs::path& source, const fs::path& target) {
 void copyFile(const fs::path& source, const fs::path& folder) {
   boost::system::error_code ec;
   if (fs::is_directory(fs::status(folder, ec))) {
-    bool isNews = false;
-    const std::error_code copied = helper::copyOneFile(source, folder / source.filename(), isNews);
-    if (copied && isNews) {
+    bool worthLogging = false;
+    const std::error_code copied = helper::copyOneFile(source, folder / source.filename(), worthLogging);
+    if (copied && worthLogging) {
       LOG_CALL(kWarn, "copy {} to {} failed.; Reason: code:{} msg:{}", source.string(), folder.string(),
                copied.value(), copied.message());
     }

@@ -122,7 +122,7 @@ std::error_code reopen(Folder& folder, const Folder& child, const std::string& p
 
 /// Tells whether this error of opening a file is no news: files come and go, some may not be read, some are
 /// none.
-bool isNoNews(const std::error_code& ec) {
+bool isIgnorable(const std::error_code& ec) {
   return ec == std::errc::permission_denied || ec == std::errc::no_such_file_or_directory ||
          ec == std::errc::not_supported;
 }
@@ -225,7 +225,7 @@ class TreeCopy {
     struct stat info {};
     const Descriptor file = utilities::openRegular(level.source.open.get(), name, Links::kAny, info, ec);
     const bool leadsNowhere = kind == EntryKind::kLink && isNoFolder(ec);
-    if (ec) return isNoNews(ec) || leadsNowhere ? std::error_code() : ec;
+    if (ec) return isIgnorable(ec) || leadsNowhere ? std::error_code() : ec;
     if (isTooLong(name)) return std::make_error_code(std::errc::filename_too_long);
     if (!room_.take(static_cast<std::uintmax_t>(info.st_size))) {
       return std::make_error_code(std::errc::no_space_on_device);
@@ -331,11 +331,11 @@ bool copyFile2Dir(const std::string& sourceDir, const std::string& destDir, cons
   return true;
 }
 
-std::error_code copyOneFile(const fs::path& source, const fs::path& target, bool& isNews) {
+std::error_code copyOneFile(const fs::path& source, const fs::path& target, bool& worthLogging) {
   std::error_code ec;
   struct stat info {};
   const Descriptor file = utilities::openRegular(AT_FDCWD, source.c_str(), Links::kAny, info, ec);
-  isNews = !isNoNews(ec);
+  worthLogging = !isIgnorable(ec);
   if (ec) return ec;
   if (!Room(target.parent_path()).take(static_cast<std::uintmax_t>(info.st_size))) {
     return std::make_error_code(std::errc::no_space_on_device);

@@ -41,8 +41,8 @@ bool copyFile2Dir(const std::string& sourceDir, const std::string& destDir, cons
 
 /// Copies one file, or what a link there leads to, in place of what stands at `target`, when that leaves room
 /// as above; else the error is that no space is left. Logs nothing.
-/// @param isNews  whether a failure is none of those that stay silent above
+/// @param worthLogging  whether a failure is none of those that stay silent above
 std::error_code copyOneFile(const boost::filesystem::path& source, const boost::filesystem::path& target,
-                            bool& isNews);
+                            bool& worthLogging);
 
 }  // namespace quelmar::helper

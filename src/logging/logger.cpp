@@ -30,7 +30,7 @@ constexpr const char* kLinePattern = "[%Y-%m-%d %H:%M:%S.%e] [%l] [%t] %v";
 /// @return why no log can be put away
 std::error_code rotateEarly(const std::string& file, std::uintmax_t cap) {
   const std::string kept = Sink::calc_filename(file, 1);
-  std::error_code ec = utilities::discardForeignEntry(kept);
+  std::error_code ec = utilities::removeUnexpected(kept);
   struct stat info {};
   if (ec || utilities::lookUp(AT_FDCWD, file.c_str(), utilities::Links::kNone, info)) return ec;
   if (static_cast<std::uintmax_t>(info.st_size) + kRunReserveBytes <= cap) return {};
@@ -44,7 +44,7 @@ std::error_code claimLog(const std::string& file) {
   const fs::path folder = fs::path(file).parent_path();
   std::error_code ec;
   if (!folder.empty() && !utilities::ensureDirectoryExist(folder.string(), ec)) return ec;
-  return utilities::discardForeignEntry(file);
+  return utilities::removeUnexpected(file);
 }
 
 Logger& Logger::GetInstance() {

@@ -80,7 +80,7 @@ int spawnShell(std::string line, int output, pid_t& pid) {
   if (error == 0) error = posix_spawnattr_init(&attributes);
   if (error == 0) error = posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
   if (error == 0) error = posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
-  if (error == 0) error = handOnNothingElse(actions, flags);
+  if (error == 0) error = closeOtherDescriptors(actions, flags);
   if (error == 0) error = posix_spawnattr_setsigmask(&attributes, &none);
   if (error == 0) error = posix_spawnattr_setsigdefault(&attributes, &all);
   if (error == 0) error = posix_spawnattr_setflags(&attributes, flags);
@@ -122,7 +122,7 @@ std::size_t Command::read(char* buffer, std::size_t size) {
   return length;
 }
 
-bool Command::wait(bool sparesOthers) {
+bool Command::wait(bool keepBackground) {
   output_ = utilities::Descriptor();
   siginfo_t info{};
   while (waitid(P_PID, static_cast<id_t>(pid_), &info, WEXITED | WNOWAIT) != 0 && errno == EINTR) {
@@ -130,7 +130,7 @@ bool Command::wait(bool sparesOthers) {
   // Once the end has begun this waits for ever: the caller is to write and log nothing about a command that
   // was ended with the process.
   const std::lock_guard<std::mutex> lock(leaders().mutex);
-  if (!sparesOthers) kill(-pid_, SIGKILL);
+  if (!keepBackground) kill(-pid_, SIGKILL);
   waitpid(pid_, nullptr, 0);
   leaders().pids.erase(std::find(leaders().pids.begin(), leaders().pids.end(), std::exchange(pid_, -1)));
   return info.si_code == CLD_EXITED && info.si_status == 0;

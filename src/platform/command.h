@@ -19,9 +19,9 @@ class Command {
   /// Reads what the command prints, as fread does: fewer than `size` bytes only at the end.
   std::size_t read(char* buffer, std::size_t size);
 
-  /// Closes the output and waits until the shell has exited. Unless `sparesOthers`, what it left running in
+  /// Closes the output and waits until the shell has exited. Unless `keepBackground`, what it left running in
   /// the background is ended then. @return true when the shell's exit status is 0
-  bool wait(bool sparesOthers = false);
+  bool wait(bool keepBackground = false);
 
   /// Ends the command, if it runs, and its offspring. Thread-safe, unlike the others.
   void end();

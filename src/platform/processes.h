@@ -13,7 +13,7 @@ extern const std::uintmax_t kShellBlockBytes;
 
 /// Sees to it that a new process gets standard error and what `actions` open for it, and nothing else,
 /// however other descriptors were opened. @return 0 or an error number
-int handOnNothingElse(posix_spawn_file_actions_t& actions, short& flags);
+int closeOtherDescriptors(posix_spawn_file_actions_t& actions, short& flags);
 
 struct Process {
   pid_t pid;

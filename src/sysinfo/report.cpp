@@ -23,8 +23,8 @@ std::string sectionBanner(const std::string& title) {
   return rule + " " + title + " " + rule + "\n";
 }
 
-bool claimReport(const char* function, const std::string& path, utilities::Wanted wanted) {
-  const std::error_code ec = utilities::discardForeignEntry(path, wanted);
+bool claimReport(const char* function, const std::string& path, utilities::Expected expected) {
+  const std::error_code ec = utilities::removeUnexpected(path, expected);
   if (ec) {
     LOG_CALL_AS(function, kWarn, "report {} left out.; Reason: code:{} msg:{}", path, ec.value(),
                 ec.message());
@@ -42,7 +42,7 @@ Report::Report(const char* function, std::string path, std::string target)
 void Report::banner(const std::string& title) {
   const std::string text = sectionBanner(title);
   endIfFull(text.size(), title);
-  if (!hasEnded_ && !utilities::discardForeignEntry(path_)) out2File(path_, text);
+  if (!hasEnded_ && !utilities::removeUnexpected(path_)) out2File(path_, text);
 }
 
 bool Report::run(const std::string& command) {

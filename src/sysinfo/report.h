@@ -11,9 +11,9 @@ namespace quelmar::logutils::macos::details {
 std::string sectionBanner(const std::string& title);
 
 /// Tells whether a report may be written to `path`, or into it when a directory is wanted there: see
-/// utilities::discardForeignEntry. When not, that it is left out is logged under the name `function`.
+/// utilities::removeUnexpected. When not, that it is left out is logged under the name `function`.
 bool claimReport(const char* function, const std::string& path,
-                 utilities::Wanted wanted = utilities::Wanted::kFile);
+                 utilities::Expected expected = utilities::Expected::kFile);
 
 /// Sets how large each report may grow, in bytes; 1 GiB if this is never called. To be called before the
 /// first one begins.

@@ -17,7 +17,7 @@ constexpr std::size_t kReadBytes = 4096;
 constexpr std::size_t kMaxCapturedBytes = 1024 * 1024;
 
 bool run(platform::Command& command, const std::string& cmd, std::string& output, std::uintmax_t maxFileBytes,
-         bool sparesOthers) {
+         bool keepBackground) {
   output.clear();
   // One byte more than is ever read: the text always ends in a zero byte.
   std::array<char, kReadBytes + 1> buffer{};
@@ -31,7 +31,7 @@ bool run(platform::Command& command, const std::string& cmd, std::string& output
   while (command.read(buffer.data(), kReadBytes) > 0) {
     if (output.size() < kMaxCapturedBytes) output += buffer.data();
   }
-  command.wait(sparesOthers);
+  command.wait(keepBackground);
   return true;
 }
 

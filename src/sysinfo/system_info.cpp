@@ -43,7 +43,7 @@ void collectSystemInfo(const std::string& path, std::uint64_t startSeconds, std:
     const utilities::DetachedCall report(
         [path] {
           // Of an earlier run, or of somebody else's: not to be added to.
-          if (details::claimReport("collectSystemInfo", path, utilities::Wanted::kNothing)) {
+          if (details::claimReport("collectSystemInfo", path, utilities::Expected::kNothing)) {
             collectSystemInfo(path);
           }
         },

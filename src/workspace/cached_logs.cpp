@@ -24,7 +24,7 @@ bool isLeftOut(const fs::path& path) {
 void collectSelf(const std::string& dir) {
   const fs::path log(Logger::GetInstance().options().logFile);
   std::error_code ec = claimLog(log.string());
-  if (!ec) ec = utilities::discardForeignEntry(dir, utilities::Wanted::kDirectory);
+  if (!ec) ec = utilities::removeUnexpected(dir, utilities::Expected::kDirectory);
   if (!ec) utilities::copyRegularFile(log, fs::path(dir) / log.filename(), utilities::Overwrite::kYes, ec);
   if (ec) {
     LOG_CALL(kWarn, "collect({}) to dir({}) return false; Reason: err code={}, msg={}", log.string(), dir,

@@ -31,7 +31,7 @@ class CopyRemover {
     if (path.compare(0, nameAt, openPath_) != 0) {
       std::error_code ec;
       openPath_ = path.substr(0, nameAt);
-      open_ = utilities::openBelow(openPath_, trusted_, ec);
+      open_ = utilities::openWithoutLinks(openPath_, trusted_, ec);
     }
     unlinkat(open_.get(), path.c_str() + nameAt, 0);  // what stays is for the clean-up
   }
@@ -47,7 +47,7 @@ class CopyRemover {
 
 int compressLogs(const std::vector<std::string>& paths, const std::string& zipPath,
                  const std::string& copies) {
-  utilities::discardForeignEntry(zipPath);
+  utilities::removeUnexpected(zipPath);
   std::optional<Losses> losses;  // of the path that is packed
   CopyRemover remover(copies);
   try {

@@ -26,7 +26,7 @@ ArchiveFile& fileOf(voidpf stream) {
 }
 
 /// Tells whether just that file bears the name; with a status of zeroes, whether nothing does.
-bool bears(const std::string& path, const struct stat& file) {
+bool isFileAt(const std::string& path, const struct stat& file) {
   struct stat found {};
   const std::error_code ec = lookUp(AT_FDCWD, path.c_str(), Links::kNone, found);
   if (ec && ec.value() != ENOENT) return false;
@@ -148,7 +148,7 @@ bool ArchiveFile::seekEnd() {
 
 bool ArchiveFile::isOurs() const {
   struct stat held {};
-  return ::fstat(file_.get(), &held) == 0 && bears(partial_, held);
+  return ::fstat(file_.get(), &held) == 0 && isFileAt(partial_, held);
 }
 
 bool ArchiveFile::close(bool whole) {
@@ -163,7 +163,7 @@ bool ArchiveFile::finish() {
   if (::ftruncate(file_.get(), static_cast<off_t>(position_)) != 0) return false;
   if (::fsync(file_.get()) != 0 && errno != EINVAL && errno != ENOTSUP) return false;
   // Another run may have finished an archive of this name meanwhile.
-  return isOurs() && bears(path_, replaced_) && ::rename(partial_.c_str(), path_.c_str()) == 0;
+  return isOurs() && isFileAt(path_, replaced_) && ::rename(partial_.c_str(), path_.c_str()) == 0;
 }
 
 }  // namespace zipper

@@ -96,45 +96,45 @@ DeflatePipeline::~DeflatePipeline() {
     const std::lock_guard<std::mutex> lock(mutex_);
     stopping_ = true;
   }
-  pieceHandedIn_.notify_all();
+  pieceSubmitted_.notify_all();
   for (std::thread& thread : threads_) thread.join();
 }
 
 void DeflatePipeline::work(Deflater& deflater) {
   std::unique_lock<std::mutex> lock(mutex_);
   for (;;) {
-    pieceHandedIn_.wait(lock, [this] { return stopping_ || begun_ < handedIn_; });
+    pieceSubmitted_.wait(lock, [this] { return stopping_ || started_ < submitted_; });
     if (stopping_) return;
     deflateNext(lock, deflater);
   }
 }
 
 void DeflatePipeline::deflateNext(std::unique_lock<std::mutex>& lock, Deflater& deflater) {
-  const std::uint64_t number = begun_++;
+  const std::uint64_t number = started_++;
   lock.unlock();
   deflater.run(at(number));
   lock.lock();
   at(number).done = true;
-  if (number == takenOff_) frontDone_.notify_one();
+  if (number == popped_) frontDone_.notify_one();
 }
 
-Piece* DeflatePipeline::blank() {
+Piece* DeflatePipeline::freePiece() {
   const std::lock_guard<std::mutex> lock(mutex_);
-  return handedIn_ - takenOff_ < ring_.size() ? &at(handedIn_) : nullptr;
+  return submitted_ - popped_ < ring_.size() ? &at(submitted_) : nullptr;
 }
 
-void DeflatePipeline::handIn() {
+void DeflatePipeline::submit() {
   const std::lock_guard<std::mutex> lock(mutex_);
-  at(handedIn_++).done = false;
-  pieceHandedIn_.notify_one();
+  at(submitted_++).done = false;
+  pieceSubmitted_.notify_one();
 }
 
 Piece* DeflatePipeline::front() {
   std::unique_lock<std::mutex> lock(mutex_);
-  if (takenOff_ == handedIn_) return nullptr;
-  Piece& piece = at(takenOff_);
+  if (popped_ == submitted_) return nullptr;
+  Piece& piece = at(popped_);
   while (!piece.done) {
-    if (begun_ < handedIn_) {
+    if (started_ < submitted_) {
       deflateNext(lock, *deflaters_.front());
     } else {
       frontDone_.wait(lock);
@@ -143,9 +143,9 @@ Piece* DeflatePipeline::front() {
   return &piece;
 }
 
-void DeflatePipeline::takeOff() {
+void DeflatePipeline::pop() {
   const std::lock_guard<std::mutex> lock(mutex_);
-  ++takenOff_;
+  ++popped_;
 }
 
 }  // namespace zipper

@@ -59,16 +59,16 @@ class DeflatePipeline {
   DeflatePipeline& operator=(const DeflatePipeline&) = delete;
 
   /// The piece to be filled next; null when all are in use: one must be taken off first.
-  Piece* blank();
+  Piece* freePiece();
 
   /// Gives the filled piece to the threads.
-  void handIn();
+  void submit();
 
   /// The oldest piece that was handed in, deflated; null when there is none.
   Piece* front();
 
   /// Makes the front piece a blank one.
-  void takeOff();
+  void pop();
 
  private:
   class Deflater;
@@ -81,11 +81,11 @@ class DeflatePipeline {
   std::vector<Piece> ring_;
 
   std::mutex mutex_;  // for what follows up to stopping_, and for Piece::done
-  std::condition_variable pieceHandedIn_;
+  std::condition_variable pieceSubmitted_;
   std::condition_variable frontDone_;
-  std::uint64_t handedIn_ = 0;  // so many pieces were
-  std::uint64_t begun_ = 0;     // so many of them were given to a thread
-  std::uint64_t takenOff_ = 0;
+  std::uint64_t submitted_ = 0;  // so many pieces were
+  std::uint64_t started_ = 0;     // so many of them were given to a thread
+  std::uint64_t popped_ = 0;
   bool stopping_ = false;
 
   std::vector<std::thread> threads_;

@@ -45,7 +45,7 @@ class SourceFile {
 
 /// Tells whether an error in looking up or opening a single file is none to tell of: it is not there, may not
 /// be opened, or is no regular file.
-bool isNoLoss(int error);
+bool isIgnorable(int error);
 
 /// Tells whether a file needs the 64-bit size fields: more than 4,294,967,294 bytes.
 bool isLargeFile(const SourceFile& stream);

@@ -18,7 +18,7 @@ namespace {
 
 using quelmar::utilities::Directory;
 using quelmar::utilities::Links;
-using quelmar::utilities::openBelow;
+using quelmar::utilities::openWithoutLinks;
 
 constexpr std::size_t kCopyBufferBytes = 8192;
 constexpr std::size_t kMaxNameBytes = std::numeric_limits<std::uint16_t>::max();  // its length field's
@@ -83,15 +83,15 @@ void Zipper::Impl::add(const std::string& path, unsigned flags) {
   const std::size_t trusted = isBelow ? hooks.trusted.size() : parentPath.size();
 
   const quelmar::ScopeGuard forget([this] {
-    while (pipeline_ && pipeline_->front() != nullptr) pipeline_->takeOff();
+    while (pipeline_ && pipeline_->front() != nullptr) pipeline_->pop();
     if (entryIsOpen_) file_.giveUp();
     entryIsOpen_ = false;
   });
   std::error_code ec;
   struct stat status {};
-  const Directory parent = openBelow(parentPath, trusted, ec);
+  const Directory parent = openWithoutLinks(parentPath, trusted, ec);
   if (!ec) ec = lookUp(parent.get(), name.empty() ? "." : name.c_str(), Links::kNone, status);
-  if (!isNoLoss(ec.value()) || ec.value() == EACCES) {
+  if (!isIgnorable(ec.value()) || ec.value() == EACCES) {
     hooks.lost(path, ec.value());
     // A folder of which nothing can be learned must not turn into an empty file of its name.
     if (ec.value() != ENAMETOOLONG) return;
@@ -174,8 +174,8 @@ void Zipper::Impl::addInPieces(SourceFile& source, const std::string& path, cons
   bool first = true;
   bool last = false;
   for (std::size_t dictionarySize = 0; !last; first = false) {
-    Piece* piece = pipeline_->blank();
-    for (; piece == nullptr; piece = pipeline_->blank()) writeFront();
+    Piece* piece = pipeline_->freePiece();
+    for (; piece == nullptr; piece = pipeline_->freePiece()) writeFront();
     if (first) {
       piece->path = path;
       piece->name = name;
@@ -189,7 +189,7 @@ void Zipper::Impl::addInPieces(SourceFile& source, const std::string& path, cons
     // Kept before the output takes its place.
     dictionarySize = last ? 0 : kDictionaryBytes;
     std::memcpy(tail_.data(), piece->data() + kPieceBytes - dictionarySize, dictionarySize);
-    pipeline_->handIn();
+    pipeline_->submit();
   }
 }
 
@@ -206,7 +206,7 @@ void Zipper::Impl::writeFront() {
   crc_ = ::crc32_combine(crc_, piece.crc, static_cast<z_off_t>(piece.size));
   size_ += piece.size;
   const bool last = piece.last;
-  pipeline_->takeOff();
+  pipeline_->pop();
   if (!last) return;
   entryIsOpen_ = false;
   entryAdded(zipCloseFileInZipRaw64(archive_, size_, crc_), path_);

@@ -12,7 +12,7 @@ namespace quelmar::platform {
 
 const std::uintmax_t kShellBlockBytes = 512;
 
-int handOnNothingElse(posix_spawn_file_actions_t& actions, short& /*flags*/) {
+int closeOtherDescriptors(posix_spawn_file_actions_t& actions, short& /*flags*/) {
   return posix_spawn_file_actions_addclosefrom_np(&actions, STDERR_FILENO + 1);
 }
 

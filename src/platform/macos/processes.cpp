@@ -8,7 +8,7 @@ namespace quelmar::platform {
 // Of bash 3.2, the usual /bin/sh here. dash and zsh, which an administrator may choose, count in 512.
 const std::uintmax_t kShellBlockBytes = 1024;
 
-int handOnNothingElse(posix_spawn_file_actions_t& actions, short& flags) {
+int closeOtherDescriptors(posix_spawn_file_actions_t& actions, short& flags) {
   flags = static_cast<short>(flags | POSIX_SPAWN_CLOEXEC_DEFAULT);
   return posix_spawn_file_actions_addinherit_np(&actions, STDERR_FILENO);
 }
