@@ -7,9 +7,8 @@ namespace quelmar {
 
 /// What a person at the terminal reads last, on standard error: the archive's full path, then its size, its
 /// files and how long the run took; or that there is none, and where the log is. Once an object of this class
-/// exists, an abnormal end says it too.
-/// Nothing is written when standard error is no terminal, or the terminal does not take text. Make one, on
-/// the main thread; it only ever looks at the archive.
+/// exists, an abnormal end says it too. Nothing is written when standard error is no terminal, or the
+/// terminal does not take text. Make one, on the main thread; it only ever looks at the archive.
 class ResultLines {
  public:
   /// Starts the run's clock.

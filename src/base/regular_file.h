@@ -35,8 +35,7 @@ using CopyBuffer = std::unique_ptr<char[]>;
 /// @param info    the source's status
 /// @param buffer  filled when it is used first
 /// @return the first error: with kNo that something stands at `name`, which stays as it is; with kYes that
-/// what
-///         stands there cannot be removed (it is never written to). What was copied by then stays.
+///         what stands there cannot be removed (it is never written to). What was copied by then stays.
 std::error_code copyOpened(const Descriptor& source, const struct stat& info, int parent, const char* name,
                            Overwrite overwrite, CopyBuffer& buffer);
 

@@ -19,8 +19,8 @@ bool isAcceptViaExtName(const std::string& filePath, const std::vector<std::stri
 /// Tells whether a file is a key log: crash reports of the last 30 days, logs of the last 30 days up to 2
 /// MiB, and captures. A crash report whose time cannot be read is one; a log whose size cannot be read is
 /// not (logged).
-/// @param referenceTime  local wall-clock time. Modification times are taken as UTC all the same, and a
-///                       file newer than the reference is no key log: both kept on purpose.
+/// @param referenceTime  local wall-clock time. Modification times are taken as UTC all the same, and a file
+///                       newer than the reference is no key log: both kept on purpose.
 bool isKeyLog(const std::string& filePath, const boost::posix_time::ptime& referenceTime);
 
 /// The filter of the running-log collection: by extension and, in only-key mode, by isKeyLog as well. Logs

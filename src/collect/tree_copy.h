@@ -25,8 +25,7 @@ using logutils::FileFilter;
 /// files, links that lead to no file, and files whose copy is there. Not for two threads at a time.
 /// @param filter  asked for each file with its source path; unset accepts all.
 /// @return no error when the walk ended, else why it could not begin or list all of `src` (a missing source,
-/// a
-///         failed destination).
+///         a failed destination).
 std::error_code copyDir(const boost::filesystem::path& src, const boost::filesystem::path& dst,
                         const FileFilter& filter);
 

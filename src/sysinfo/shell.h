@@ -10,10 +10,10 @@ namespace quelmar::logutils::macos::details {
 /// Runs a command line through /bin/sh and captures what it prints on standard output (not standard error).
 /// Blocks until the command's output ends and the shell has exited.
 /// @param cmd     the command line, handed to the shell as it is.
-/// @param output  receives the captured text. It is collected in reads of 4096 bytes into one buffer that
-///                is not cleared in between, up to the first zero byte each: after a read shorter than the
-///                one before, the rest of the earlier text follows the new bytes. Capture ends at 1 MiB;
-///                the command is still read.
+/// @param output  receives the captured text. It is collected in reads of 4096 bytes into one buffer that is
+///                not cleared in between, up to the first zero byte each: after a read shorter than the one
+///                before, the rest of the earlier text follows the new bytes. Capture ends at 1 MiB; the
+///                command is still read.
 /// @param maxFileBytes  no file that the command writes may grow beyond this.
 /// @return true when the shell could be started, whatever became of the command; false otherwise (logged).
 bool cmdPopen(const std::string& cmd, std::string& output, std::uintmax_t maxFileBytes = UINTMAX_MAX);

@@ -11,7 +11,7 @@ namespace quelmar::logutils::macos {
 /// Writes the system information report: ten sections, each a banner and what its commands print.
 /// Blocks as long as the commands take. Reports nothing: what could not be written or run is absent.
 /// @param path      the report; appended to. Must hold no double quote, since the shell gets it in double
-/// quotes.
+///                  quotes.
 /// @param commands  the host's command lines.
 void collectSystemInfo(const std::string& path, const platform::HostCommands& commands);
 

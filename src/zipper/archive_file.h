@@ -25,9 +25,8 @@ class ArchiveFile {
   /// @param path    where the archive is or is to be
   /// @param append  APPEND_STATUS_CREATE for a new archive, APPEND_STATUS_ADDINZIP to add to the existing one
   /// @return the library's handle, to be ended with zipClose and then close(); null when the file cannot be
-  /// made, when there is
-  ///         one that grows under this name already, or when what bears the name is no archive. Both stay
-  ///         then.
+  ///         made, when there is one that grows under this name already, or when what bears the name is no
+  ///         archive. Both stay then.
   zipFile open(const std::string& path, int append);
 
   /// Closes the file, with its new name if all of it has reached the disk.

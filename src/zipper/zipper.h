@@ -39,8 +39,7 @@ class Zipper {
   };
 
   /// Opens an archive for writing: adds to it when it exists, makes it otherwise. It is written under its
-  /// name and
-  /// ".incomplete", which must be free, and gets its name when it is finished.
+  /// name and ".incomplete", which must be free, and gets its name when it is finished.
   /// @param zipName   the archive's path
   /// @param password  entries are encrypted with it (traditional zip encryption); empty for none
   /// @throws std::runtime_error "Error creating zip in file!"

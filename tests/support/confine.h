@@ -13,10 +13,10 @@ enum class Rights { kNone, kOfRoot };
 ///
 /// @param writable  a file or folder that can be written to all the same; empty: none
 /// @param rights    kNone: root may do no more than any owner of files; kOfRoot: it may mount and change its
-/// root folder
+///                  root folder
 /// @return          false where that is not to be had; the process is an ordinary user's then, and has said
-/// so. It ends
-///                  with status 1 instead when CI is "true", or when it cannot cease to be root's.
+///                  so. It ends with status 1 instead when CI is "true", or when it cannot cease to be
+///                  root's.
 bool confine(const std::string& writable = "", Rights rights = Rights::kNone);
 
 }  // namespace testing_support
