@@ -6,7 +6,7 @@
 
 namespace quelmar::terminal {
 
-bool takesText() {
+bool acceptsOutput() {
   termios settings{};
   if (runIsInBackground() && tcgetattr(STDERR_FILENO, &settings) == 0 && (settings.c_lflag & TOSTOP) != 0) {
     return false;
