@@ -18,7 +18,7 @@ bool isMissing(const std::error_code& ec) {
   return ec == std::errc::no_such_file_or_directory;
 }
 
-/// An error when a folder above `path` is a link of another user's, or cannot be looked up.
+/// An error when a folder above `path` is another user's link, or its status cannot be read.
 std::error_code foreignLinkAbove(const fs::path& path) {
   fs::path above;
   for (const fs::path& part : path.parent_path()) {
@@ -45,7 +45,7 @@ std::error_code removeUnexpected(const fs::path& path, Expected expected) {
 }
 
 std::error_code claimDirectory(const fs::path& given, Links links, bool* made) {
-  // "name/" would make the checks below look through a link called "name".
+  // With a trailing "/" the checks below would follow a link at `path`.
   fs::path path(given);
   while (path.has_parent_path() && path.filename_is_dot()) path.remove_filename();
 
@@ -55,7 +55,7 @@ std::error_code claimDirectory(const fs::path& given, Links links, bool* made) {
   const bool isLink = !ec && S_ISLNK(entry.st_mode);
   if (isLink && links != Links::kNone) ec = lookUp(path, links, entry);
   if (!ec && S_ISDIR(entry.st_mode)) return {};
-  // The caller has named it: it is not the tool's to remove.
+  // The user has named this link, so the tool does not remove it.
   if (isLink && links == Links::kAny) return ec ? ec : std::make_error_code(std::errc::not_a_directory);
   if (!ec || isMissing(ec)) ec = removeUnexpected(path, Expected::kDirectory);
   if (ec) return ec;
@@ -68,7 +68,7 @@ std::error_code claimDirectory(const fs::path& given, Links links, bool* made) {
     return {};
   }
   ec = lastError();
-  // Another run may have been quicker.
+  // Another run may have created it meanwhile.
   const bool isThere = !lookUp(path, Links::kNone, entry) && S_ISDIR(entry.st_mode);
   return ec == std::errc::file_exists && isThere ? std::error_code() : ec;
 }
