@@ -20,7 +20,7 @@ namespace fs = boost::filesystem;
 namespace quelmar {
 namespace {
 
-// chmod on one file takes no time; whatever stands in its place must not keep the run.
+// chmod on one file takes no time, but the command of that name on PATH may hang.
 constexpr std::chrono::seconds kChmodLimit{5};
 
 std::string getAppdataPath() {

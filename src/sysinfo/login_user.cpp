@@ -12,8 +12,8 @@ namespace {
 constexpr std::chrono::seconds kAnswerLimit{5};
 
 std::optional<std::string> ask() {
-  const auto answer =
-      std::make_shared<std::optional<std::string>>();  // it may come when nobody waits any more
+  // Shared with the thread, which may still write to it after the time-out.
+  const auto answer = std::make_shared<std::optional<std::string>>();
   const bool inTime = utilities::runWithin(kAnswerLimit, [answer] {
     std::string user;
     if (getCurrentLoginUser(user)) *answer = user;
@@ -24,7 +24,7 @@ std::optional<std::string> ask() {
 }  // namespace
 
 const std::optional<std::string>& loginUser() {
-  // Never destroyed: a thread may still ask while the process ends.
+  // Never destroyed: a thread may still read it while the process ends.
   static const auto* const kUser = new std::optional<std::string>(ask());
   return *kUser;
 }

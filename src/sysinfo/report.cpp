@@ -11,7 +11,7 @@
 namespace quelmar::logutils::macos::details {
 namespace {
 
-constexpr std::uintmax_t kUnit = 1024;  // the shell counts in blocks of this size or of half of it
+constexpr std::uintmax_t kUnit = 1024;  // "ulimit -f" counts in blocks of this size, or of half of it
 
 std::atomic<std::uintmax_t> maxReportBytes{1'073'741'824};  // 1 GiB
 
@@ -46,9 +46,9 @@ void Report::banner(const std::string& title) {
 }
 
 bool Report::run(const std::string& command) {
-  // The shell would write through a link.
+  // A link must be removed before: the shell would follow it.
   if (hasEnded_ || !claimReport(function_, path_)) return false;
-  std::string discarded;  // the shell has put the output into the report
+  std::string discarded;  // empty: the shell writes the output into the report
   const bool started = cmdPopen(command + target_, discarded, maxReportBytes);
   endIfFull(1, command + target_);
   return started;

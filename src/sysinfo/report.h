@@ -7,7 +7,7 @@
 
 namespace quelmar::logutils::macos::details {
 
-/// The line that begins a report's section: 34 "=", a blank, the title, a blank, 34 "=" and a newline.
+/// The first line of a report's section: 34 "=", a blank, the title, a blank, 34 "=" and a newline.
 std::string sectionBanner(const std::string& title);
 
 /// Tells whether a report may be written to `path`, or into it when a directory is wanted there: see
