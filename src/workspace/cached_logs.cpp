@@ -39,7 +39,7 @@ std::vector<std::string> collectCacheLogPaths(const std::string& dir,
     std::string entries;
     const std::error_code listed = utilities::listDirectory(dir.c_str(), utilities::Links::kNone, entries);
     utilities::forEachEntry(entries, [&](utilities::EntryKind kind, const char* name) {
-      // What cannot be looked at now is handed on: the packer tells when it cannot do it either.
+      // An entry of unknown type is listed: the packer logs it when it cannot read it either.
       const bool mayBeFile = kind == utilities::EntryKind::kFile || kind == utilities::EntryKind::kUnknown;
       const bool isFile = mayBeFile && !isLeftOut(name);
       const bool isOurs = leftovers.count(name) == 0;

@@ -20,7 +20,7 @@ namespace {
 constexpr unsigned kPackFlags = zipper::Zipper::CompressBest | zipper::Zipper::AppendHint;
 constexpr const char* kPackingFailed = "Generate zip file({}) throw exception; Reason: error msg={}";
 
-/// Removes files below a folder, no link being followed on the way from the folder that holds it.
+/// Removes packed copies below the folder `top`. No link is followed on the way from the parent of `top`.
 class CopyRemover {
  public:
   explicit CopyRemover(std::string top) : top_(std::move(top)), trusted_(top_.rfind('/') + 1) {}
@@ -33,7 +33,7 @@ class CopyRemover {
       openPath_ = path.substr(0, nameAt);
       open_ = utilities::openWithoutLinks(openPath_, trusted_, ec);
     }
-    unlinkat(open_.get(), path.c_str() + nameAt, 0);  // what stays is for the clean-up
+    unlinkat(open_.get(), path.c_str() + nameAt, 0);  // a failure is left to the clean-up
   }
 
  private:

@@ -11,14 +11,15 @@ namespace {
 
 constexpr std::size_t kStepBytes = 16'384;
 constexpr unsigned kMaxThreads = 16;
-constexpr unsigned kSparePieces =
-    4;  // beside two for each thread: 37 MiB at most, if nothing can be deflated
+// Pieces beside two for each thread; all together take 37 MiB at most.
+constexpr unsigned kSparePieces = 4;
 constexpr int kRawDeflate = -MAX_WBITS;
 constexpr int kMemoryLevel = 8;
 
 }  // namespace
 
-/// One thread's deflate, used for one piece after the other: to set it up costs more than a small file does.
+/// The deflate state of one thread, reused for all its pieces: setting it up costs more than deflating a
+/// small file.
 class DeflatePipeline::Deflater {
  public:
   explicit Deflater(int level) {
@@ -30,8 +31,9 @@ class DeflatePipeline::Deflater {
   Deflater(const Deflater&) = delete;
   Deflater& operator=(const Deflater&) = delete;
 
-  /// Deflates the piece into its own memory: the output begins where the dictionary was, and so stays behind
-  /// the data that is yet to be read. Output of random data, the longest, outgrows it by 400 bytes a piece.
+  /// Deflates the piece within its own memory: the output begins where the dictionary was, 32 KiB before the
+  /// data, and so never reaches data that has not been read. Random data, the worst case, grows by 400 bytes
+  /// a piece.
   void run(Piece& piece) {
     auto* in = reinterpret_cast<Bytef*>(piece.data());
     auto* const out = reinterpret_cast<Bytef*>(piece.packed());
@@ -74,7 +76,7 @@ DeflatePipeline::DeflatePipeline(int level, unsigned threads) {
   threads_.reserve(deflating);
   try {
     for (unsigned i = 0; i < ring_.size(); ++i) {
-      // Not made zero: what is never used is never in memory.
+      // Left uninitialised: pages that are never written take no memory.
       ring_[i].bytes.reset(new char[kDictionaryBytes + kPieceBytes]);
       if (i < deflating) deflaters_.push_back(std::make_unique<Deflater>(level));
     }
@@ -87,7 +89,7 @@ DeflatePipeline::DeflatePipeline(int level, unsigned threads) {
       threads_.emplace_back([this, &deflater = *deflaters_[threads_.size() + 1]] { work(deflater); });
     }
   } catch (const std::exception&) {
-    return;  // the system gives no more
+    return;  // go on with the threads that could be started
   }
 }
 
