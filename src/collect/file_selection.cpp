@@ -46,6 +46,11 @@ bool isRecent(const std::string& filePath, const boost::posix_time::ptime& refer
 
 }  // namespace
 
+std::vector<std::string> collectedExtensions() {
+  return {".log", ".txt",   ".json", ".back", ".xlog",  ".db",   ".sqlite3",
+          ".crc", ".mmap3", ".dmp",  ".ips",  ".crash", ".pcap", ""};
+}
+
 bool isAcceptViaExtName(const std::string& filePath, const std::vector<std::string>& extensions) {
   return std::find(extensions.begin(), extensions.end(), lowerExtension(filePath)) != extensions.end();
 }

@@ -11,6 +11,10 @@ namespace quelmar::logutils {
 /// Answers, for a file path, whether to copy the file.
 using FileFilter = std::function<bool(const std::string&)>;
 
+/// The extensions of the files that a run collects: lower-case, with leading dot; the empty one stands for
+/// files without extension. docs/archive-layout.md lists them too (a test compares).
+std::vector<std::string> collectedExtensions();
+
 /// Tells whether the file's extension, lower-cased, is in the list. The extension is the end of the name from
 /// its last dot on; a name without a dot has an empty one. Logs nothing.
 /// @param extensions  lower-case extensions with leading dot; the empty string stands for "no extension".

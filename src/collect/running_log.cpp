@@ -36,12 +36,6 @@ constexpr std::uintmax_t kMaxLaunchdLogBytes = 10'485'760;  // 10 MiB
 // All records of the driver carry the name of its main function, in whichever step they are written.
 #define DRIVER_LOG(level, ...) LOG_CALL_AS("collectRunningLog", level, __VA_ARGS__)
 
-/// The extensions of the files to collect. The empty one is there on purpose: files without extension.
-std::vector<std::string> collectedExtensions() {
-  return {".log", ".txt",   ".json", ".back", ".xlog",  ".db",   ".sqlite3",
-          ".crc", ".mmap3", ".dmp",  ".ips",  ".crash", ".pcap", ""};
-}
-
 /// Calls `claim` for the scratch folder `dir` and each level of `name` below it, until one fails.
 /// @return false after a failure (logged)
 bool claimLevels(const fs::path& dir, const fs::path& name, std::error_code (*claim)(const fs::path&)) {
