@@ -31,7 +31,7 @@ class ParamCheck {
   /// The parser with the options registered.
   [[nodiscard]] cmdline::parser& parser() const { return *parser_; }
 
-  /// The option's value; an empty one when it cannot be had (logged).
+  /// The option's value; an empty one when it cannot be read (logged).
   template <typename T>
   [[nodiscard]] T getValue(const std::string& name) const {
     try {

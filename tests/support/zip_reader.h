@@ -59,7 +59,8 @@ inline ZipEntry readEntry(const std::string& zip, std::size_t central) {
 }
 
 /// The entries of an archive of less than 65,535 entries and 4 GiB, in its order. Throws (out_of_range or
-/// runtime_error) when the two headers of an entry differ, anything has a date, or a byte is not as told.
+/// runtime_error) when the two headers of an entry differ, anything has a date, or a size or checksum is
+/// wrong.
 inline std::vector<ZipEntry> readZip(const std::string& zip) {
   const std::size_t end = zip.size() - 22;
   mustHold(zip.size() >= 22 && zip.substr(end, 4) == "PK\5\6", "no end record");
