@@ -116,7 +116,8 @@ std::error_code reopen(Folder& folder, const Folder& child, const std::string& p
     if (folder.open) break;
     Folder found = openFolder(parent, name, ec);
     if (!ec && found.is(folder)) folder.open = std::move(found.open);
-    if (!ec && !folder.open) ec = std::make_error_code(std::errc::no_such_file_or_directory);  // another one
+    // When another folder is there now, this one is gone.
+    if (!ec && !folder.open) ec = std::make_error_code(std::errc::no_such_file_or_directory);
   }
   return folder.open ? std::error_code() : ec;
 }

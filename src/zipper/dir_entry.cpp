@@ -63,7 +63,8 @@ bool FileWalk::next(std::string& file) {
   while (!levels_.empty()) {
     Level& level = levels_.back();
     path_.resize(level.pathLength);
-    if (level.nextName < names_.size() && openLevel_ != levels_.size()) {  // back from below
+    // Back from a sub-directory: this one has to be opened again.
+    if (level.nextName < names_.size() && openLevel_ != levels_.size()) {
       openLevel_ = levels_.size();
       if (!open()) level.nextName = names_.size();
     }
