@@ -28,23 +28,24 @@ KNOWN = """
 """
 ROWS = [
     ("One stuck command loses the whole report", "every wait has a limit; the archive is made without the missing piece", "test_hang.py", "test_every_command_and_the_peer_hang"),
-    ("A grandchild keeps the pipe open and the reader waits for ever", "the reader is a detached thread; the process ends while it reads, and kills the commands", "test_faults_signals.py", "test_no_command_outlives_the_run"),
+    ("A grandchild keeps the pipe open and the reader waits for ever", "the reader is a detached thread; the process ends while it reads, and kills the commands", "test_faults_setting.py", "test_no_command_outlives_the_run"),
     ("A FIFO in the tree blocks the copy", "only regular files are opened, and never so that opening could block", "test_hostile.py", "test_links_and_special_files"),
     ("One bad file aborts the rest", "each file and folder fails alone, and a record tells", "test_faults_losses.py", "test_single_faults"),
     ("A file grows or shrinks meanwhile and the archive is corrupt", "the tool packs its own copy, and never more than the file had when it was opened", "test_hostile.py", "test_files_that_come_grow_and_go"),
-    ("Success is announced although the disk is full", "the log tells, and what there is of the archive never bears its name. The exit status stays 0: programs that start the tool rely on it", "test_faults_volume.py", "test_full_while_packing"),
+    ("Success is announced although the disk is full", "the log tells, and what there is of the archive never bears its name. The exit status stays 0: programs that start the tool rely on it", "test_faults_losses.py", "test_packing"),
     ("Deleting through links, or deleting strangers' files", "deletion opens what it empties and never through a link; a folder with somebody's files is not used for output", "test_faults_links.py", "test_folders_that_are_not_to_be_emptied"),
-    ("Predictable names in shared temporary folders", "the names are fixed; what that means and what to do instead is in security.md", "test_faults_links.py", "test_planted_before_the_run"),
+    ("Predictable names in shared temporary folders", "the names are fixed; what that means and what to do instead is in security.md", "test_faults_links.py", "test_planted_by_somebody_else"),
     ("Late workers write after the archive is closed, or crash at exit", "nothing that a detached thread can reach is destroyed, and once the process is ending no thread can start a command, or log or write after a killed one", "test_hang.py", "test_every_command_and_the_peer_hang"),
     ("Commands wait for a terminal or for input", "standard input is /dev/null, for the tool and all commands", "test_hang.py", "test_every_command_and_the_peer_hang"),
     ("The caller closes the output and the tool dies", "writing to a closed pipe is an error and no signal; closed streams are /dev/null", "test_hostile.py", "test_standard_streams_closed_or_full"),
+    ("A port that answers with line noise", "a record in the log, whatever the answer", "test_tunnel.py", "test_answers"),
     ("A loopback request goes to the proxy of the environment", "no proxy, no redirect, 30 seconds, the first 4 MiB", "test_tunnel.py", "test_answers"),
-    ("Huge folders, sparse giants, whole files in memory", "time grows with the number of files, memory stays below 32 MiB", "test_faults_limits.py", "test_many_files"),
+    ("Huge folders, sparse giants, whole files in memory", "time grows with the number of files, memory stays below 32 MiB", "test_faults_losses.py", "test_much_data_and_little_memory"),
     ("Odd names, link loops, links to / and devices", "copied under their names, or passed over", "test_hostile.py", "test_names"),
     ("Folders and files that the user may not read", "passed over, the rest is collected", "test_hostile.py", "test_ordinary_user_meets_closed_doors"),
     ("A parallel rewrite drops or doubles files", "the archive is compared with the tree, entry by entry", "test_run.py", "test_modes"),
     ("Two runs at once", "both end with 0; the later one may take the earlier one's copies away", "test_hostile.py", "test_runs_at_once_in_the_same_folder"),
-    ("An own log that cannot be written", "the records go to standard error", "test_ends.py", "test_own_log_that_cannot_be_had"),
+    ("An own log that cannot be written", "the records go to standard error", "test_run.py", "test_own_log_that_cannot_be_had"),
 ]
 TAIL = """
 Progress characters in logs and pipes: progress and result lines are written on a terminal only; `--quiet` does not affect

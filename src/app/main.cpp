@@ -1,4 +1,3 @@
-#include <chrono>
 #include <cstdint>
 #include <iostream>
 #include <set>
@@ -15,12 +14,14 @@
 #include "app/result_lines.h"
 #include "base/bounded_call.h"
 #include "base/directories.h"
+#include "base/limits.h"
 #include "base/shared_inst.h"
 #include "base/wait_group.h"
 #include "collect/file_system.h"
 #include "collect/running_log.h"
 #include "logging/log_call.h"
 #include "logging/log_setup.h"
+#include "sysinfo/report.h"
 #include "sysinfo/shell.h"
 #include "sysinfo/system_info.h"
 #include "tunnel/module_dump.h"
@@ -43,9 +44,6 @@ const std::vector<std::string> modules = {
 
 namespace {
 
-constexpr std::uint64_t kSystemInfoBudgetSeconds = 60;
-constexpr std::chrono::seconds kRevealLimit{10};
-
 /// Answers --help or --version, which end the run at once. @return false when neither was given
 bool showHelpOrVersion(const cmdline::parser& parser) {
   if (parser.exist("help")) {
@@ -63,6 +61,15 @@ void openOwnLog(ResultLines& result) {
     result.log(Logger::GetInstance().options().logFile);
   } else {
     LOG_CALL_AS("main", kErr, "{}{}", "initLogName failed.", "");
+  }
+}
+
+/// Removes old output; the run goes on when that fails.
+void cleanOutputRoot(const std::string& dir, utilities::Links links) {
+  try {
+    checkAndCleanLogDir(dir, links);
+  } catch (const std::exception& failure) {  // out of memory; what is left does no harm
+    LOG_CALL_AS("main", kErr, "{}; Reason: exception:{}", "delete file error", failure.what());
   }
 }
 
@@ -101,7 +108,8 @@ void startCollectors(const std::string& logFilesDir, const std::string& systemIn
                      std::uint64_t startSeconds, WaitGroup& group, Progress& progress) {
   group.add(1);
   std::thread([systemInfoPath, startSeconds, &group, token = progress.collector("system information")] {
-    logutils::macos::collectSystemInfo(systemInfoPath, startSeconds, kSystemInfoBudgetSeconds, &group);
+    const auto budget = static_cast<std::uint64_t>(kLimits.systemInformation.count());
+    logutils::macos::collectSystemInfo(systemInfoPath, startSeconds, budget, &group);
   }).detach();
 
   group.add(1);
@@ -139,7 +147,7 @@ void removeScratch(const std::string& logFilesDir, const std::string& systemInfo
 void openExplorer(const std::string& zipPath) {
   const std::string command = "open -R " + zipPath;
   std::string output;
-  if (!logutils::macos::details::cmdPopenWithin(kRevealLimit, command, output)) {
+  if (!logutils::macos::details::cmdPopenWithin(kLimits.reveal, command, output)) {
     LOG_CALL(kErr, "cmdPopen failed. {}; Reason: {}", command, output);
   }
 }
@@ -192,7 +200,7 @@ int main(int argc, char** argv) {
 
   // 5. Remove old output, make an empty scratch folder.
   LOG_CALL(kInfo, "{}", "begin flush log ...");  // nothing is flushed here: kept on purpose
-  checkAndCleanLogDir(dir, links);
+  cleanOutputRoot(dir, links);
   const std::string logFilesDir = (fs::path(dir) / "logFiles").string();
   const std::set<std::string> leftovers = prepareScratch(logFilesDir);
 
@@ -210,7 +218,7 @@ int main(int argc, char** argv) {
   const std::string zipPath = initZipLogPath(dir);
   LOG_CALL(kInfo, "begin compress running log to {} ...", zipPath);
   std::vector<std::string> paths = collectCacheLogPaths(logFilesDir, leftovers);
-  if (!utilities::removeUnexpected(systemInfoPath)) paths.push_back(systemInfoPath);
+  if (logutils::macos::details::claimReport("main", systemInfoPath)) paths.push_back(systemInfoPath);
   progress.step("packing", zipPath + zipper::kPartialSuffix);
   compressLogs(paths, zipPath, logFilesDir);
   result.archive(zipPath);

@@ -12,7 +12,7 @@ namespace quelmar {
 ///
 /// The first failure ends the packing and is logged. The archive then has what was packed before; when that
 /// is nothing, or the archive could not be written, the ".incomplete" file stays. What cannot be read is
-/// logged as well, except single files that are missing, may not be opened or are not regular files.
+/// logged as well, except added paths that are missing, and entries that are not regular files.
 /// @param copies  a folder of the tool's own: each file below it is removed as soon as it is in the archive
 /// @return always 0.
 int compressLogs(const std::vector<std::string>& paths, const std::string& zipPath,

@@ -30,7 +30,8 @@ class SourceFile {
   /// Tells whether there is nothing more to read.
   bool atEnd() const { return position_ == size_; }
 
-  /// The error number of opening or reading it; 0 when there was no error, or one that isIgnorable.
+  /// The error number of opening or reading it; 0 when there was no error, and for what is not a regular
+  /// file.
   int error() const { return error_; }
 
   /// Goes back to the start.
@@ -42,10 +43,6 @@ class SourceFile {
   std::uint64_t position_ = 0;
   int error_ = 0;
 };
-
-/// Tells whether an error number of opening a single file is not to be reported: the file is missing, may not
-/// be opened, or is not a regular file. True for 0.
-bool isIgnorable(int error);
 
 /// Tells whether a file needs the 64-bit size fields: more than 4,294,967,294 bytes.
 bool isLargeFile(const SourceFile& stream);

@@ -24,7 +24,7 @@ class Zipper {
   /// Further settings.
   struct Hooks {
     /// Called with each path that could not be packed, or not all of it, and the error number of reading,
-    /// listing or looking it up; but not for single files that are missing, may not be opened or are not
+    /// listing or looking it up; but not for added paths that are missing, and not for entries that are not
     /// regular files.
     std::function<void(const std::string& path, int error)> lost = [](const std::string&, int) {};
 

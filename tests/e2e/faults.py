@@ -1,20 +1,20 @@
 """What the fault tests share. Each fault test's docstring is its row of docs/reliability.md: fault | how | outcome."""
+import contextlib
 import os
-import re
-import zipfile
+import time
 
 import sandbox
-from sandbox import ROOT_DIR, SHARED
+from sandbox import ROOT_DIR, SHARED, until
 
 LOGS = "/Users/ada" + SHARED + "/logs/"
-VICTIM = "/Users/ada/Documents"
-FILL = """fill() { fallocate -l $(($(stat -f -c '%a * %S' "$1") - $2)) "$1/filler"; }\n"""
+GATE = "[ -p /gate ] && cat /gate\n"  # a fake command that waits here is let go by FaultCase.held
 SANITIZED = any(name in os.environ.get("LOGTOOL", "") for name in ("/asan/", "/tsan/"))
 
 
-def until(condition):
-    while not condition():
-        os.sched_yield()
+def archive_names(suffix=""):
+    """The names that the archive may get in the next minute."""
+    stamps = [time.strftime("%Y%m%d%H%M%S", time.gmtime(time.time() + second)) for second in range(60)]
+    return ["/oBrelaLog_2.5.16.20_%s.zip%s" % (stamp, suffix) for stamp in stamps]
 
 
 class FaultCase(sandbox.Case):
@@ -22,30 +22,36 @@ class FaultCase(sandbox.Case):
         """A box where ada is logged in and has one log; `drive`: MiB of a volume of its own at /drive."""
         box = super().box(console="ada", **options)
         box.put(LOGS + "kept.log", "kept")
-        box.put(VICTIM + "/keep.log", "precious", mode=0o640)
+        os.mkfifo(box.path("/gate"))
         if drive:
             os.mkdir(box.path("/drive"))
             sandbox.mount("tmpfs", box.path("/drive"), "tmpfs", 0, "size=%dm" % drive)
-            self.addCleanup(sandbox.libc.umount2, box.path("/drive").encode(), sandbox.MNT_DETACH)
         return box
 
-    def failing(self, box, calls, path, error, first=1, times=10**9):
+    @contextlib.contextmanager
+    def held(self, box):
+        """Waits until a fake command has come to its GATE, and lets it and all later ones go on afterwards."""
+        def opened():
+            with contextlib.suppress(OSError):
+                return os.open(box.path("/gate"), os.O_WRONLY | os.O_NONBLOCK)
+
+        gate = until(opened)
+        yield
+        os.unlink(box.path("/gate"))
+        os.close(gate)
+
+    def fill(self, box, left=0):
+        """Takes the drive's free room away but for some bytes, at once: the volume becomes as small as what is in it."""
+        room = os.statvfs(box.path("/drive"))
+        used = (room.f_blocks - room.f_bfree) * room.f_bsize
+        sandbox.mount("tmpfs", box.path("/drive"), None, sandbox.MS_REMOUNT, "size=%d" % max(used + left, 1))
+
+    def failing(self, box, calls, path, error, first=1):
         """The environment in which these calls of the tool's fail on paths like this one: see failing_calls.cpp."""
-        if not os.path.exists(box.path("/failing_calls.so")):
-            box.bind(os.environ["FAILING_CALLS"], "/failing_calls.so")
+        box.bind(os.environ["FAILING_CALLS"], "/failing_calls.so")
         names = calls.split() + [name + "64" for name in calls.split()]
         return {"LD_PRELOAD": "/failing_calls.so", "FAIL_CALL": ",%s," % ",".join(names), "FAIL_PATH": path,
-                "FAIL_ERRNO": str(error), "FAIL_FROM": str(first), "FAIL_TIMES": str(times)}
-
-    def peak(self, box, **how):
-        """A run; returns the most memory it had at once, in KiB, asked for while it shows the archive."""
-        box.put("/fakes/open", "#!/bin/sh\ncat /gate\n", mode=0o755)
-        os.mkfifo(box.path("/gate"))
-        started = box.start(**how)
-        with open(box.path("/gate"), "w"), open("/proc/%d/status" % started[0].pid) as file:
-            peak = int(re.search(r"VmHWM:\s*(\d+) kB", file.read())[1])
-        box.finish(started)
-        return peak
+                "FAIL_ERRNO": str(error), "FAIL_FROM": str(first)}
 
     def assertWhole(self, box, folder=ROOT_DIR, logs=(("kept.log", b"kept"),)):
         """One archive, nothing beside it, with the log, the report and ada's logs; returns its content."""
@@ -56,9 +62,3 @@ class FaultCase(sandbox.Case):
         for name, text in logs:
             self.assertEqual(contents["logs/ada/" + name], text, name)
         return contents
-
-    def assertTorn(self, box, folder):
-        """What is left of the archive is set aside, and no reader takes it for one; the own log tells."""
-        self.assertEqual([n.split(".zip")[1] for n in os.listdir(box.path(folder)) if n != "filler"], [".incomplete"])
-        self.assertFalse(any(zipfile.is_zipfile(box.path(folder + "/" + n)) for n in box.archives(folder)))
-        self.assertRegex("\n".join(box.messages("compressLogs")), r"Generate zip file\(.*\) throw exception; Reason: ")

@@ -1,100 +1,111 @@
-"""Odd time zones, clocks, locales and homes, and an own log that is full."""
+"""Odd time zones, locales and homes, an own log that is full, what is inherited and handed on, and runs that are ended."""
+import contextlib
 import errno
 import os
-import random
 import re
 import signal
 
 import faults
 import sandbox
-from faults import LOGS, until
-from sandbox import OWN_LOG, SHARED
+from faults import GATE, LOGS
+from sandbox import MIB, OWN_LOG, ROOT_DIR, SHARED, until
+
+WAITING = '[ "$2" = %d ] && ' + GATE + 'exec /bin/chmod "$@"'
+PHASES = {"set-up": {"chmod": WAITING % 666}, "copying": {"chmod": WAITING % 777}, "reports": {"ps": GATE}, "packing": {},
+          "reveal": {"open": GATE}}
 
 
 class Setting(faults.FaultCase):
-    def test_time_zones_and_locales(self):
-        """Odd TZ, unknown or missing locale | eleven settings of TZ, LC_ALL and LANG | a whole archive with 14 digits in its name"""
-        settings = [{"TZ": zone} for zone in ("", ":", ":/nowhere", "Mars/Olympus", "XYZ+99:99:99", "x" * 5000, ":/dev/zero",
-                                              "Pacific/Kiritimati")]
-        settings += [{"LC_ALL": "xx_YY.UTF-8", "LANG": "?"}, {"LC_ALL": "", "LANG": ""}, {"LC_ALL": "tr_TR.UTF-8"}]
-        boxes = [(self.box(), setting) for setting in settings]
-        for box, started, setting in [(box, box.start(env=setting), setting) for box, setting in boxes]:
-            with self.subTest(setting):
-                box.finish(started)
-                self.assertWhole(box)
-                self.assertRegex(box.archives()[0], r"^oBrelaLog_2\.5\.16\.20_\d{14}\.zip$")
-
-    def test_home_that_is_gone(self):
-        """A home folder that is gone | HOME names a missing folder, is empty or relative; the user is unknown | a whole archive; without a place for it, the own log's records go to standard error"""
+    def test_environments(self):
+        """Odd TZ, unknown or missing locale; a home folder that is gone, an unknown user | eight settings of TZ, LC_ALL and LANG; HOME names a missing folder, is empty or relative | a whole archive with 14 digits in its name; without a place for it, the own log's records go to standard error"""
         self.need_second_user()
-        for user, home in ((None, "/gone"), (1000, "/gone"), (1000, ""), (1000, "relative"), (4242, "")):
-            with self.subTest(user=user, home=home):
+        rows = [(None, {"TZ": zone}) for zone in ("", ":/nowhere", "XYZ+99:99:99", "x" * 5000, ":/dev/zero")]
+        rows += [(None, {"LC_ALL": "xx_YY.UTF-8", "LANG": "?"}), (None, {"LC_ALL": "", "LANG": ""}), (None, {"LC_ALL": "tr_TR.UTF-8"})]
+        rows += [(user, {"HOME": home}) for user, home in ((None, "/gone"), (1000, "/gone"), (1000, "relative"), (4242, ""))]
+        for user, env in rows:
+            with self.subTest(user=user, env=env):
                 box = self.box()
-                result = box.run(user=user, env={"HOME": home})
+                result = box.run(user=user, env=env)
                 self.assertEqual(box.zip()["logs/ada/kept.log"], b"kept")
+                self.assertRegex(box.archives()[0], r"^oBrelaLog_2\.5\.16\.20_\d{14}\.zip$")
                 self.assertEqual("log isn't inited." in result.err, user is not None)
 
     def test_own_log_at_its_cap(self):
-        """The own log is as large as it may get | 20 MiB when the run starts; the name that it gets is free, a folder, or cannot be had | it is kept beside the new one, which holds the whole run; else the run is added to it, and nothing of it is lost"""
-        for way in ("free", "folder", "rename fails"):
-            with self.subTest(way):
-                box, kept = self.box(), OWN_LOG.replace(".log", ".1.log")
-                box.put(OWN_LOG, "x" * 100 + "\n", size=20971520)
-                if way == "folder":
-                    box.make(os.mkdir, kept)
-                box.run(env=self.failing(box, "rename", OWN_LOG, errno.EPERM) if way == "rename fails" else {})
+        """The own log is as large as it may get | 20 MiB when the run starts; the name that it gets is free, or cannot be had | it is kept beside the new one, which holds the whole run; else the run is added to it, and nothing of it is lost"""
+        for calls, expected in (("", (True, False, True, False)), ("rename", (False, True, True, True))):
+            with self.subTest(calls):
+                box = self.box()
+                box.put(OWN_LOG, "x" * 100 + "\n", size=20 * MIB)
+                box.run(env=self.failing(box, calls, OWN_LOG, errno.EPERM))
                 self.assertWhole(box)
-                rotated, log = os.path.isfile(box.path(kept)), box.read(OWN_LOG)
-                self.assertEqual((rotated, log[:1] == b"x", b"Collection log completed" in log, b"not rotated." in log),
-                                 (True, False, True, False) if way == "free" else (False, True, True, True))
+                kept, log = os.path.exists(box.path(OWN_LOG.replace(".log", ".1.log"))), box.read(OWN_LOG)
+                self.assertEqual((kept, log[:1] == b"x", b"Collection log completed" in log, b"not rotated." in log), expected)
 
-    def test_clock_set_back(self):
-        """The wall clock is set back by a day | in the middle of a wait for a command that never ends | the wait ends after its 30 seconds all the same"""
-        box = self.box(fakes={"journalctl": "exec sleep 1000000"})
-        box.copy(os.environ["CLOCK_BACK"], "/clock_back.so")
-        box.run(env={"LD_PRELOAD": "/clock_back.so"})
-        self.assertWhole(box)
-        self.assertIn("Exec collectSystemWideLog is timeout", box.messages())
-        days = re.findall(r"^\[[0-9-]*", box.read(OWN_LOG).decode(), re.M)
-        self.assertGreater(days[0], days[-1])
-
-    def test_what_commands_inherit(self):
-        """Commands that read their standard input, keep files open or need their signals | one lists what it has been handed, and reads, while the tunnel is asked; the tool ignores two signals | /dev/null, its report and standard error, no signal ignored or held back"""
-        box = self.box(fakes={"ps": "[ -e /handed ] && exit; cat /asked; readlink /proc/$$/fd/* >/handed; "
+    def test_what_is_inherited(self):
+        """Commands that read their standard input, keep files open or need their signals; a tool that is started with signals ignored, and a job of the shell before as its child | one lists what it has been handed, and reads, while the tunnel is asked and SIGINT comes | /dev/null, its report and standard error, no signal ignored or held back; no command counts as failed; an ignored signal ends nothing; the job is still there after the run"""
+        box = self.box(fakes={"ps": "mkdir /first 2>/dev/null || exit 0\n" + GATE + "readlink /proc/$$/fd/* >/handed\n"
                                     "grep -E 'Sig(Blk|Ign)' /proc/self/status >/signals; cat; echo >/done"})
-        box.make(os.mkfifo, "/asked")
 
         def answer(connection):
-            open(box.path("/asked"), "w").close()
+            with self.held(box):
+                os.kill(started[0].pid, signal.SIGINT)
             until(lambda: os.path.exists(box.path("/done")))
             connection.close()
 
         box.put(SHARED + "/var/run/debugserver", str(self.server(answer).port))
-        box.run(shell='trap "" INT XFSZ; exec 9</etc/passwd "$@"')
+        started = box.start(shell='setsid sleep 1000000 & echo $! >/job; exec 9</etc/passwd env --ignore-signal=CHLD,INT,XFSZ "$@"')
+        box.finish(started)
+        os.kill(int(box.read("/job")), signal.SIGKILL)
         handed = box.read("/handed").decode().split("\n")
         self.assertTrue(handed[0].endswith("/dev/null"), handed)
         self.assertEqual([f for f in handed if "oBrela" in f or "socket:" in f or "passwd" in f], [])
         # The C library keeps two signals beyond these to itself.
         self.assertEqual([int(mask, 16) & 0x7fffffff for mask in re.findall(rb"\t(\w+)", box.read("/signals"))], [0, 0])
+        self.assertEqual([m for m in box.messages() if "ret=false" in m], [])
 
-    def test_children_of_the_shell_before(self):
-        """A shell starts a job and becomes the tool, whose child the job is from then on | `sleep & exec tool` | the job is still there after the run"""
-        box = self.box()
-        box.run(shell='setsid sleep 1000000 & echo $! >/job; exec "$@"')
-        os.kill(int(box.read("/job")), signal.SIGKILL)
+    def test_ended_in_each_phase(self):
+        """SIGTERM, SIGINT, SIGHUP or SIGKILL in each phase | set-up, copying, reports, packing, reveal | the run ends by the signal and, but for SIGKILL, its commands with it; every warning is in the log; no archive that is not whole bears its name; the next run removes the remains and makes its own archive"""
+        for phase, number in (("set-up", signal.SIGTERM), ("copying", signal.SIGKILL), ("copying", signal.SIGHUP),
+                              ("reports", signal.SIGINT), ("packing", signal.SIGTERM), ("packing", signal.SIGKILL),
+                              ("reveal", signal.SIGINT)):
+            with self.subTest(phase=phase, signal=number), contextlib.ExitStack() as stack:
+                box, size = self.box(fakes=PHASES[phase]), 16 * MIB if phase == "packing" else 100
+                box.put(LOGS + "noise.log", os.urandom(size))
+                started = box.start("--dir=/Users/ada")
+                if phase == "packing":
+                    until(lambda: os.path.exists(box.path(ROOT_DIR)) and box.archives())
+                else:
+                    stack.enter_context(self.held(box))
+                os.kill(started[0].pid, number)
+                box.finish(started, status=-number)
+                stack.close()
+                for process in sandbox.others() if number == signal.SIGKILL else ():
+                    os.kill(process, signal.SIGKILL)
+                sandbox.wait_until_alone()
+                names = box.archives() if os.path.exists(box.path(ROOT_DIR)) else []
+                whole = [name for name in names if name.endswith(".zip")]
+                self.assertEqual(len(names), 1 if phase in ("packing", "reveal") else 0)
+                if whole or phase == "reveal":
+                    self.assertLessEqual({"logs/ada/noise.log", "system_info.log"}, set(box.zip()))
+                self.assertEqual(len(box.messages("ensureLogRootDir")), phase != "set-up")
+                box.run(env={"TZ": "later-1"})
+                self.assertEqual(len(self.assertWhole(box)["logs/ada/noise.log"]), size)
+                self.assertEqual(len(box.archives()), len(whole) + 1)
 
-    def test_line_noise(self):
-        """A port that answers with line noise | random bytes, alone and behind a good first line | a record in the log, a whole archive"""
-        noise = random.Random(1).randbytes(200000)
-        for answer in (noise, b"HTTP/1.1 200 OK\r\n" + noise, b"HTTP/1.1 200 OK\r\nContent-Length: 99999999999\r\n\r\n" + noise,
-                       b"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n" + noise, b"HTTP/1.1 200 OK\r\n\r\n" + noise):
-            with self.subTest(answer[:60]):
-                box = self.box()
-                box.put(SHARED + "/var/run/debugserver", str(self.server(answer).port))
-                box.run()
-                self.assertTrue(any(m.startswith(("dump xtunnel failed.", "xtunnel dump:"))
-                                    for m in box.messages("dumpXTunnelProc")))
-                self.assertWhole(box)
+    def test_no_command_outlives_the_run(self):
+        """A login service that does not answer; a command that outlives its limit, ignores SIGTERM and has started others; the wall clock set back by a day meanwhile | the file that the service is asked for blocks whoever opens it; the file browser's command hangs | after five seconds nobody counts as logged in: the report has both listings that need no name, and root's files are in the archive; after ten the run ends with status 0 and takes the command and all its offspring with it"""
+        box = self.box(fakes={"open": "trap '' TERM HUP\n(setsid sleep 1000000; :) & (yes >/dev/null &) & sleep 1000000"})
+        seat, root = "/run/systemd/seats/seat0", "/Users/root" + SHARED
+        os.unlink(box.path(seat))
+        os.mkfifo(box.path(seat))
+        box.put(root + "/logs/root.log", "root")
+        box.run(env=self.failing(box, "clock_gettime", "*", 1))
+        sandbox.wait_until_alone()
+        self.assertEqual(self.assertWhole(box, logs=())["logs/root/root.log"], b"root")
+        self.assertEqual(box.calls("ls")[:2], [["-l", "-R", SHARED], ["-l", "-R", root]])
+        self.assertEqual(box.messages().count("getCurrentLoginUser failed."), 1)
+        days = re.findall(r"^\[[0-9-]*", box.read(OWN_LOG).decode(), re.M)
+        self.assertGreater(days[0], days[-1])
 
 
 if __name__ == "__main__":
