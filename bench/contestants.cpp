@@ -42,10 +42,8 @@ void pack(unsigned threads, const std::string& archive, const std::string& tree,
 }
 
 void copy(const std::string& tree, const std::string& target) {
-  const auto filter =
-      quelmar::logutils::copyFilter({".log", ".txt", ".json", ".back", ".xlog", ".db", ".sqlite3", ".crc",
-                                     ".mmap3", ".dmp", ".ips", ".crash", ".pcap", ""},
-                                    boost::posix_time::second_clock::local_time());
+  const auto filter = quelmar::logutils::copyFilter(quelmar::logutils::collectedExtensions(),
+                                                    boost::posix_time::second_clock::local_time());
   check(!quelmar::helper::copyDir(tree, target, filter), "copying");
 }
 

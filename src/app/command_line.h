@@ -9,7 +9,7 @@
 
 namespace cmdline {
 
-/// A misuse of the parser by the program; the text says which.
+/// Thrown when the program itself uses the parser wrongly; what() says how.
 class cmdline_error : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
@@ -69,7 +69,7 @@ class option_without_value : public option_base {
 template <typename T>
 class option_with_value;
 
-/// An option whose value is any text.
+/// An option that takes a value, which may be any text.
 template <>
 class option_with_value<std::string> : public option_base {
  public:
@@ -94,7 +94,8 @@ class option_with_value<std::string> : public option_base {
 };
 
 /// A small parser of long options with one-letter short forms ("--name value", "--name=value", "-n value",
-/// "-abc"). Mistakes of the user are collected as messages, mistakes of the program throw cmdline_error.
+/// "-abc"). Errors in the command line are collected as messages; wrong use of the parser throws
+/// cmdline_error.
 class parser {
  public:
   /// Registers a flag. Throws cmdline_error when the name is taken.
@@ -110,7 +111,7 @@ class parser {
   }
 
   /// Reads a command line; argv[0] is the program's name.
-  /// @return true when errors() is empty afterwards. What was recognised counts in any case.
+  /// @return true when errors() is empty afterwards. Options that were recognised are set in any case.
   bool parse(int argc, const char* const* argv);
 
   /// Whether the option was given. Throws cmdline_error for a name that was never registered.
@@ -124,11 +125,12 @@ class parser {
     return option->value();
   }
 
-  /// The messages of the last parse, and the arguments that were no options.
+  /// The error messages of the last parse.
   [[nodiscard]] const std::vector<std::string>& errors() const { return errors_; }
+  /// The arguments of the last parse that are not options, nor values of options.
   [[nodiscard]] const std::vector<std::string>& rest() const { return others_; }
 
-  /// A text to end the usage line with.
+  /// Sets the text that ends the first line of usage().
   void footer(const std::string& text) { footer_ = text; }
 
   /// The usage text, each line ended by a line end.

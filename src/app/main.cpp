@@ -44,9 +44,38 @@ const std::vector<std::string> modules = {
 
 namespace {
 
+/// Answers --help or --version, which end the run at once. @return false when neither was given
+bool showHelpOrVersion(const cmdline::parser& parser) {
+  if (parser.exist("help")) {
+    std::cerr << parser.usage() << std::endl;
+    return true;
+  }
+  if (!parser.exist("version")) return false;
+  std::cout << logcollect_version_string();
+  return true;
+}
+
+/// Opens the tool's own log; the run goes on without it.
+void openOwnLog(ResultLines& result) {
+  if (initLogName("LogColltionTool")) {
+    result.log(Logger::GetInstance().options().logFile);
+  } else {
+    LOG_CALL_AS("main", kErr, "{}{}", "initLogName failed.", "");
+  }
+}
+
+/// Removes old output; the run goes on when that fails.
+void cleanOutputRoot(const std::string& dir, utilities::Links links) {
+  try {
+    checkAndCleanLogDir(dir, links);
+  } catch (const std::exception& failure) {  // out of memory; what is left does no harm
+    LOG_CALL_AS("main", kErr, "{}; Reason: exception:{}", "delete file error", failure.what());
+  }
+}
+
 /// Makes the scratch folder, open to every user; the run goes on without it.
-/// @return the names in it that could not be cleared away. They are not packed: somebody may have given his
-/// own names to private files of the calling user's.
+/// @return names in it that could not be removed. They must not be packed: another user may have put hard
+///         links to private files of the calling user there.
 std::set<std::string> prepareScratch(const std::string& logFilesDir) {
   std::set<std::string> leftovers;
   bool made = false;
@@ -73,18 +102,18 @@ std::set<std::string> prepareScratch(const std::string& logFilesDir) {
   return leftovers;
 }
 
-/// Starts the three collectors, each on a thread that nobody joins and that signs off at the group.
+/// Starts the three collectors, each on a detached thread that calls group.add(-1) when it is done.
 /// Throws std::system_error when a thread cannot be started.
 void startCollectors(const std::string& logFilesDir, const std::string& systemInfoPath,
                      std::uint64_t startSeconds, WaitGroup& group, Progress& progress) {
   group.add(1);
-  std::thread([systemInfoPath, startSeconds, &group, sign = progress.collector("system information")] {
+  std::thread([systemInfoPath, startSeconds, &group, token = progress.collector("system information")] {
     const auto budget = static_cast<std::uint64_t>(kLimits.systemInformation.count());
     logutils::macos::collectSystemInfo(systemInfoPath, startSeconds, budget, &group);
   }).detach();
 
   group.add(1);
-  std::thread([&group, sign = progress.collector("tunnel dump")] {
+  std::thread([&group, token = progress.collector("tunnel dump")] {
     LOG_CALL(kInfo, "{}", "begin dump trust xtunnel process info ...");
     dumpXTunnelProc();
     LOG_CALL(kInfo, "{}", "end dump trust xtunnel proces info");
@@ -92,12 +121,12 @@ void startCollectors(const std::string& logFilesDir, const std::string& systemIn
   }).detach();
 
   group.add(1);
-  std::thread([logFilesDir, &group, sign = progress.collector("running logs")] {
+  std::thread([logFilesDir, &group, token = progress.collector("running logs")] {
     LOG_CALL(kInfo, "begin collect running log {} ...", logFilesDir);
     try {
       logutils::macos::collectRunningLog(logFilesDir);
     } catch (const std::exception& failure) {
-      // The archive is made of what was collected so far.
+      // The archive is still made, from what was collected so far.
       LOG_CALL(kErr, "{}; Reason: exception:{}", "collect running log failed.", failure.what());
     } catch (...) {
       LOG_CALL(kErr, "{}; Reason: exception:{}", "collect running log failed.", "unknown");
@@ -105,6 +134,13 @@ void startCollectors(const std::string& logFilesDir, const std::string& systemIn
     LOG_CALL(kInfo, "end collect running log {} ", logFilesDir);
     group.add(-1);
   }).detach();
+}
+
+/// Removes the copies and the report once they are in the archive, or packing has failed.
+void removeScratch(const std::string& logFilesDir, const std::string& systemInfoPath) {
+  cleanDir(logFilesDir, true, utilities::Links::kNone);
+  std::error_code ignored;
+  helper::ensureRemove(systemInfoPath, ignored);
 }
 
 /// Shows the archive in the file browser. The path is not quoted: kept on purpose.
@@ -122,22 +158,16 @@ void openExplorer(const std::string& zipPath) {
 int main(int argc, char** argv) {
   using namespace quelmar;
 
-  // 1. Options. Mistakes are not reported: whatever was recognised counts.
+  // 1. Options. Unknown or malformed ones are ignored.
   const ParamCheck options;
   cmdline::parser& parser = options.parser();
   parser.parse(argc, argv);
-  if (parser.exist("help")) {
-    std::cerr << parser.usage() << std::endl;
-    return kResultSuccess;
-  }
-  if (parser.exist("version")) {
-    std::cout << logcollect_version_string();
-    return kResultSuccess;
-  }
+  if (showHelpOrVersion(parser)) return kResultSuccess;
+  const bool isQuiet = parser.exist("quiet");
 
-  // 2. The executable's folder becomes the current one. Without it the run ends here, by the exception.
+  // 2. Change to the executable's folder. The exception of a failure is not caught: it ends the run here.
   prepareProcess();
-  ResultLines result(!parser.exist("quiet"));
+  ResultLines result(!isQuiet);
   const auto showResult = [&result] { result.show(); };
   const std::string program = argc > 0 ? argv[0] : "";
   const fs::path folder = fs::path(program).parent_path();
@@ -148,20 +178,15 @@ int main(int argc, char** argv) {
 
   // 3. The tool's own log.
   const std::uint64_t startSeconds = utilities::steadySeconds();
-  if (initLogName("LogColltionTool")) {
-    result.log(Logger::GetInstance().options().logFile);
-  } else {
-    LOG_CALL(kErr, "{}{}", "initLogName failed.", "");
-  }
+  openOwnLog(result);
   LOG_CALL(kInfo, "{}", "Collection log start");
-  std::string dir;
-  if (parser.exist("dir")) dir = options.getValue<std::string>("dir");
+  std::string dir = parser.exist("dir") ? options.getValue<std::string>("dir") : "";
   if (parser.exist("onlyKey")) {
     LOG_CALL(kInfo, "Collection log({}) is enable", "onlyKey");
     SharedInst::inst() = true;
   }
 
-  // 4. The output root and room on its volume: nothing else ends a run early.
+  // 4. The output root, and free space on its volume. Only these two failures end a run early.
   utilities::Links links{};
   if (!ensureLogRootDir(dir, fs::path(program).filename().string(), &links)) {
     LOG_CALL(kErr, "ensureLogRootDir {} failed.{}", dir, "");
@@ -173,25 +198,21 @@ int main(int argc, char** argv) {
     endProcess(kResultDiskFull, showResult);
   }
 
-  // 5. A clean output root with an empty scratch folder.
-  LOG_CALL(kInfo, "{}", "begin flush log ...");  // the text is older than what follows it: kept on purpose
-  try {
-    checkAndCleanLogDir(dir, links);
-  } catch (const std::exception& failure) {  // no memory: what is left there harms nothing
-    LOG_CALL(kErr, "{}; Reason: exception:{}", "delete file error", failure.what());
-  }
+  // 5. Remove old output, make an empty scratch folder.
+  LOG_CALL(kInfo, "{}", "begin flush log ...");  // nothing is flushed here: kept on purpose
+  cleanOutputRoot(dir, links);
   const std::string logFilesDir = (fs::path(dir) / "logFiles").string();
   const std::set<std::string> leftovers = prepareScratch(logFilesDir);
 
-  // 6. The collectors, side by side.
-  Progress progress(!parser.exist("quiet"));
+  // 6. The three collectors, in parallel.
+  Progress progress(!isQuiet);
   WaitGroup group;
   const std::string systemInfoPath = (fs::path(dir) / "system_info.log").string();
   limitReports(dir);
   startCollectors(logFilesDir, systemInfoPath, startSeconds, group, progress);
   group.wait();
 
-  // 7. The tool's own log, then everything into one archive.
+  // 7. Copy the tool's own log, then pack everything into one archive.
   Logger::GetInstance().flush();
   collectSelf(logFilesDir);
   const std::string zipPath = initZipLogPath(dir);
@@ -203,15 +224,13 @@ int main(int argc, char** argv) {
   result.archive(zipPath);
   LOG_CALL(kInfo, "end compress running log to {}", zipPath);
 
-  // 8. Only the archive stays.
+  // 8. Remove everything but the archive, and show that.
   LOG_CALL(kInfo, "{}", "begin clear cache log");
   progress.step("clearing up");
-  cleanDir(logFilesDir, true, utilities::Links::kNone);
-  std::error_code ignored;
-  helper::ensureRemove(systemInfoPath, ignored);
+  removeScratch(logFilesDir, systemInfoPath);
   LOG_CALL(kInfo, "{}", "clear cache log done");
   progress.end();
-  if (!parser.exist("quiet")) openExplorer(zipPath);
+  if (!isQuiet) openExplorer(zipPath);
   LOG_CALL(kInfo, "{}", "Collection log completed");
   std::cout << "Collection log completed." << std::endl;
   endProcess(kResultSuccess, showResult);

@@ -28,10 +28,10 @@ class ParamCheck {
   /// Registers the options: those that carry a value, then the flags. Throws cmdline_error when called again.
   void initOptParam();
 
-  /// The parser, to parse with and to ask.
+  /// The parser with the options registered.
   [[nodiscard]] cmdline::parser& parser() const { return *parser_; }
 
-  /// The option's value; an empty one when it cannot be had (logged).
+  /// The option's value; an empty one when it cannot be read (logged).
   template <typename T>
   [[nodiscard]] T getValue(const std::string& name) const {
     try {

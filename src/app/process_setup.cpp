@@ -18,8 +18,8 @@
 namespace quelmar {
 namespace {
 
-// What a deep tree takes, one descriptor a level; some hosts start programs with 256 and refuse to be asked
-// for more than 10240.
+// Removing a deep tree takes one descriptor for each level. Some hosts start programs with a limit of 256,
+// and accept no limit above 10240.
 constexpr rlim_t kWantedDescriptors = 10240;
 
 void raiseDescriptorLimit() {
@@ -29,9 +29,10 @@ void raiseDescriptorLimit() {
   setrlimit(RLIMIT_NOFILE, &limit);
 }
 
-/// Lets SIGINT and its like end the process with its commands, which a terminal's signals do not reach: each
-/// has a session of its own. By a thread that waits, for a handler may do next to nothing; without a thread
-/// they end this process alone. A signal that is ignored, as nohup has it, stays so.
+/// Makes SIGHUP, SIGINT, SIGQUIT and SIGTERM end the running commands before they end the process. Ctrl-C in
+/// the terminal does not reach the commands, since each has a session of its own. A thread waits for the
+/// signals, because a signal handler may call almost nothing; when it cannot be started, they end this
+/// process only. A signal that the process was started to ignore (nohup) stays ignored.
 void endBySignal() {
   sigset_t awaited;
   sigemptyset(&awaited);
@@ -49,7 +50,7 @@ void endBySignal() {
       ResultLines::tellInterrupted();
       pthread_sigmask(SIG_UNBLOCK, &awaited, nullptr);
       raise(number);
-      std::_Exit(128 + number);  // a container's first process survives its own signals
+      std::_Exit(128 + number);  // process 1 of a container survives the signal
     });
   } catch (const std::system_error&) {
     pthread_sigmask(SIG_UNBLOCK, &awaited, nullptr);
@@ -68,12 +69,13 @@ void prepareProcess() {
     dup2(fd, STDIN_FILENO);
     close(fd);
   }
-  // A handler that does nothing, rather than ignoring: commands that the tool runs get the default back.
+  // An empty handler, not SIG_IGN: commands would inherit SIG_IGN, a handler is reset to the default for
+  // them.
   struct sigaction pipeAction {};
   pipeAction.sa_handler = [](int) {};
   pipeAction.sa_flags = SA_RESTART;
   sigaction(SIGPIPE, &pipeAction, nullptr);
-  // With SIGCHLD ignored, no command's end could be waited for.
+  // While SIGCHLD is ignored, waitid and waitpid cannot tell how a command ended.
   std::signal(SIGCHLD, SIG_DFL);
   endBySignal();
 }
@@ -85,7 +87,7 @@ void endProcess(int result, const std::function<void()>& last) {
   std::cerr.flush();
   std::fflush(stdout);
   last();
-  // Not every stream: one that a detached thread reads from is locked.
+  // Not fflush(nullptr): it would block on a stream that a detached thread is reading from.
   std::_Exit(result);
 }
 

@@ -29,9 +29,10 @@ constexpr std::chrono::milliseconds kRedraw{250};
 constexpr std::chrono::seconds kEndLimit{1};
 constexpr std::size_t kUsualColumns = 80;
 constexpr double kMiB = 1024.0 * 1024.0;
-// To the end of the screen, not of the row: a terminal that was narrowed has broken the line into several.
+// Erases to the end of the screen, not of the row: a terminal that was narrowed shows the line in several
+// rows.
 constexpr char kErase[] = "\x1b[J";
-// Below the cursor and an empty row, so that two rows of other messages find room until the line is redrawn.
+// The line stands two rows below the cursor, so that two rows of other messages fit in before it is redrawn.
 constexpr char kDown[] = "\n\n";
 constexpr char kBack[] = "\r\x1b[2A";
 
@@ -40,14 +41,14 @@ struct Collector {
   std::weak_ptr<const void> running;
 };
 
-/// What there is to be seen.
+/// What the line shows.
 struct View {
   std::vector<Collector> collectors;
   std::string step;
   std::string file;
 };
 
-// How the line stands on the terminal, for a signal handler.
+// What the terminal shows of the line; eraseForGood() reads it, in a signal handler too.
 std::atomic<std::size_t> shownLength{0};
 std::atomic<bool> shownBelowCursor{false};
 std::atomic<bool> erasedForGood{false};
@@ -59,14 +60,14 @@ bool understandsEscapes() {
   return terminal != nullptr && *terminal != '\0' && std::string(terminal) != "dumb";
 }
 
-/// The columns that a line may take without being broken.
+/// The longest line, in columns, that the terminal does not wrap.
 std::size_t columns() {
   winsize size{};
   const bool known = ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
   return (known ? size.ws_col : kUsualColumns) - 1;
 }
 
-/// The same news in ever fewer words.
+/// The text of the line in several versions, longest first: the first one that fits the terminal is shown.
 std::vector<std::string> describe(const View& view) {
   if (!view.step.empty()) {
     struct stat info {};
@@ -107,7 +108,7 @@ class Line {
  private:
   bool rewrite(const std::string& text, std::size_t width) {
     const std::size_t length = shownLength;
-    if ((text.empty() && length == 0) || terminal::runIsInBackground() || !terminal::takesText() ||
+    if ((text.empty() && length == 0) || terminal::runIsInBackground() || !terminal::acceptsOutput() ||
         erasedForGood) {
       return true;
     }
@@ -142,7 +143,7 @@ struct Progress::Shared {
     bool terminalIsThere = true;
     while (terminalIsThere && !changed.wait_for(lock, kRedraw, [this] { return ending; })) {
       const View copy = view;
-      lock.unlock();  // the disk and the terminal may take their time
+      lock.unlock();  // the file system or the terminal may block
       terminalIsThere = line.draw(copy);
       lock.lock();
     }
@@ -157,7 +158,7 @@ struct Progress::Shared {
 void Progress::eraseForGood() {
   erasedForGood = true;
   std::size_t blanks = shownBelowCursor ? 0 : shownLength.load();
-  // To the first column: what the terminal shows of the keys that interrupt a run is written over.
+  // From the first column on, to overwrite the "^C" that the terminal echoes.
   bool written = write(STDERR_FILENO, "\r", 1) == 1;
   if (shownBelowCursor) written = write(STDERR_FILENO, kErase, sizeof(kErase) - 1) > 0;
   while (written && blanks-- > 0) written = write(STDERR_FILENO, " ", 1) == 1;
@@ -171,7 +172,7 @@ Progress::Progress(bool wanted) {
     std::thread([shared] {
       try {
         shared->run();
-      } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch): the run goes on without the line
+      } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch): go on without the line
       }
     }).detach();
   } catch (const std::system_error&) {

@@ -5,39 +5,39 @@
 
 namespace quelmar {
 
-/// One line on standard error that tells a person at the terminal what a run is doing: the elapsed seconds
-/// and the collectors that are done or running, later a step and the size of the file that it writes. It
-/// stands below the cursor, so that short messages of others come out whole, is rewritten a few times a
-/// second, no wider than the terminal, and rests while the run is in the background. It only looks: whoever
-/// is shown need not know, and a terminal that is slow, stopped or gone holds up nobody.
+/// The progress line on standard error: the elapsed seconds with the collectors that run or are done, later
+/// the current step with the size of the file that it writes. It is no wider than the terminal, redrawn four
+/// times a second by a thread of its own, and stands below the cursor, so that messages that commands print
+/// stay readable. It is not drawn while the run is in the background. A terminal that is slow, stopped or
+/// closed does not delay the run.
 class Progress {
  public:
-  /// Starts the line on a thread of its own; without a thread there is no line.
-  /// @param wanted  false shows nothing. Neither is anything shown when standard error is no terminal.
+  /// Starts the thread that draws. When it cannot be started, nothing is shown.
+  /// @param wanted  false shows nothing; so does a standard error that is not a terminal.
   explicit Progress(bool wanted);
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
   ~Progress() { end(); }
 
-  /// Adds a collector to the line. It counts as running until the last copy of the result is gone: let its
-  /// thread hold it. Null when nothing is shown.
+  /// Adds a collector to the line.
+  /// @return a token: the collector is shown as running until its last copy is destroyed, so its thread is to
+  ///         hold it. Null when nothing is shown.
   std::shared_ptr<const void> collector(const std::string& name);
 
-  /// Shows a step of the run instead of the collectors.
-  /// @param file  a file whose size so far is shown with it; none when empty.
+  /// Shows a step of the run in place of the collectors.
+  /// @param file  a file whose current size is shown with the step; empty for none
   void step(const std::string& name, const std::string& file = "");
 
-  /// Erases the line, and what else stands in the row of the cursor; nothing is drawn any more. For a signal
-  /// handler: it calls nothing that must not be called there.
+  /// Erases the line and the cursor's row; nothing is drawn after that. Async-signal-safe.
   static void eraseForGood();
 
-  /// Erases the line for good. Waits for it at most a second; nothing new is drawn once that returned.
+  /// Erases the line; nothing is drawn after that. Waits at most one second for the thread.
   void end();
 
  private:
   struct Shared;
 
-  std::shared_ptr<Shared> shared_;  // with the thread, which may be stuck in the terminal
+  std::shared_ptr<Shared> shared_;  // shared with the thread, which may block on the terminal for ever
 };
 
 }  // namespace quelmar

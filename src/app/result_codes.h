@@ -19,7 +19,7 @@ class _collection_category : public std::error_category {
   /// "collection_category".
   [[nodiscard]] const char* name() const noexcept override;
 
-  /// The message of a code from 0 to 4; one and the same for every other value.
+  /// The message of a code from 0 to 4; "unknown error, error code is not defined" for all others.
   [[nodiscard]] std::string message(int code) const override;
 };
 

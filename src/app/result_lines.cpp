@@ -21,15 +21,15 @@ namespace {
 constexpr std::chrono::seconds kWriteLimit{1};
 constexpr double kMiB = 1024.0 * 1024.0;
 
-/// Never freed, since a signal handler may be reading it; the texts before it are kept in reach of leak
-/// checkers.
+/// The texts for an abnormal end. Never freed, since a signal handler may be reading them; `before` keeps
+/// older ones reachable, so that no leak checker reports them.
 struct Texts {
   std::string ended;
   std::string interrupted;
   const Texts* before;
 };
 
-/// What a signal handler would write now.
+/// The texts that a signal handler would write now.
 std::atomic<const Texts*> current{nullptr};
 static_assert(std::atomic<const Texts*>::is_always_lock_free, "read by a signal handler");
 
@@ -41,18 +41,18 @@ void write(const std::string& text) {
   static_cast<void>(!::write(STDERR_FILENO, text.data(), text.size()));
 }
 
-/// Calls nothing but what a signal handler may call.
+/// Writes one of the current texts. Async-signal-safe.
 void tell(std::string Texts::*which) {
   const Texts* const texts = current;
-  if (texts == nullptr || !terminal::takesText()) return;
-  // In the background the row of the cursor is somebody else's.
+  if (texts == nullptr || !terminal::acceptsOutput()) return;
+  // While the run is in the background, the cursor's row belongs to another program.
   if (!terminal::runIsInBackground()) Progress::eraseForGood();
   write(texts->*which);
 }
 
 void tellAtAbort() {
   struct sigaction action {};
-  action.sa_handler = [](int) { tell(&Texts::ended); };  // abort ends the process afterwards, as always
+  action.sa_handler = [](int) { tell(&Texts::ended); };  // the process ends when it returns
   action.sa_flags = static_cast<int>(SA_RESETHAND);
   sigaction(SIGABRT, &action, nullptr);
 }
@@ -85,7 +85,7 @@ void ResultLines::tellInterrupted() {
 void ResultLines::show() {
   if (!wanted_) return;
   utilities::runWithin(kWriteLimit, [text = describe()] {
-    if (terminal::takesText()) write(text);
+    if (terminal::acceptsOutput()) write(text);
   });
 }
 

@@ -5,11 +5,10 @@
 
 namespace quelmar {
 
-/// What a person at the terminal reads last, on standard error: the archive's full path, then its size, its
-/// files and how long the run took; or that there is none, and where the log is. Once an object of this class
-/// exists, an abnormal end says it too.
-/// Nothing is written when standard error is no terminal, or the terminal does not take text. Make one, on
-/// the main thread; it only ever looks at the archive.
+/// The last lines of a run on standard error: the archive's full path, then its size, the number of its files
+/// and the run's duration; or that there is no archive, and where the log is. Once an object of this class
+/// exists, std::abort writes them too. Nothing is written when standard error is not a terminal, or the
+/// terminal accepts no output. Make one object, on the main thread.
 class ResultLines {
  public:
   /// Starts the run's clock.
@@ -18,18 +17,20 @@ class ResultLines {
   ResultLines(const ResultLines&) = delete;
   ResultLines& operator=(const ResultLines&) = delete;
 
-  /// Names the log to look into when there is no archive.
+  /// Sets the log that is named when there is no archive.
   /// @param path  the log's path; empty when the log could not be opened.
   void log(const std::string& path);
 
-  /// Looks whether the run's archive is there. Call it as soon as packing is over.
-  /// @param path  where it should be; a relative one counts from the current directory.
+  /// Checks whether the archive exists, for the lines of a later abnormal end too. Call it right after
+  /// packing.
+  /// @param path  the archive's path; a relative one is taken from the current directory
   void archive(const std::string& path);
 
-  /// Says what an interrupted run leaves. Erases the progress line before it.
+  /// Erases the progress line and writes the line for an interrupted run: no archive, or that it is complete.
+  /// Async-signal-safe.
   static void tellInterrupted();
 
-  /// Writes the lines. Waits at most a second for a terminal that is slow or stopped.
+  /// Writes the lines. Waits at most one second for a terminal that is slow or stopped.
   void show();
 
  private:

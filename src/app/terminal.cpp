@@ -6,7 +6,7 @@
 
 namespace quelmar::terminal {
 
-bool takesText() {
+bool acceptsOutput() {
   termios settings{};
   if (runIsInBackground() && tcgetattr(STDERR_FILENO, &settings) == 0 && (settings.c_lflag & TOSTOP) != 0) {
     return false;
@@ -15,7 +15,7 @@ bool takesText() {
   FD_ZERO(&descriptors);
   FD_SET(STDERR_FILENO, &descriptors);
   timeval now{};
-  // Not poll, which knows no terminals on some hosts.
+  // Not poll: on some hosts it does not work on terminals.
   return select(STDERR_FILENO + 1, nullptr, &descriptors, nullptr, &now) == 1;
 }
 

@@ -1,13 +1,14 @@
 #pragma once
 
-/// The terminal that standard error leads to. These functions may be called by a signal handler.
+/// The terminal that standard error is connected to. The functions are async-signal-safe.
 namespace quelmar::terminal {
 
-/// Tells whether the terminal would take text now, without holding up or stopping the run: it does not when
-/// its output is stopped, nobody reads it, or it stops background jobs that write.
-bool takesText();
+/// Tells whether writing to the terminal now would neither block nor stop the process. It would when the
+/// terminal's output is stopped (Ctrl-S), when nothing reads from it, or when it stops background jobs that
+/// write (stty tostop).
+bool acceptsOutput();
 
-/// Tells whether the run is in the terminal's background.
+/// Tells whether the process is in the terminal's background.
 bool runIsInBackground();
 
 }  // namespace quelmar::terminal

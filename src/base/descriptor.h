@@ -8,7 +8,7 @@
 
 namespace quelmar::utilities {
 
-/// The error of the system call that failed last on this thread.
+/// errno as an error code.
 inline std::error_code lastError() {
   return {errno, std::generic_category()};
 }
@@ -32,7 +32,7 @@ class Descriptor {
   explicit operator bool() const { return fd_ >= 0; }
   /// Hands the descriptor to the caller, who closes it.
   int release() noexcept { return std::exchange(fd_, -1); }
-  /// Closes now, to learn of errors that some file systems report only then. @return false with errno set.
+  /// Closes now, since some file systems report write errors only then. @return false with errno set.
   bool closeNow() { return close(release()) == 0; }
 
  private:

@@ -18,7 +18,7 @@ bool isMissing(const std::error_code& ec) {
   return ec == std::errc::no_such_file_or_directory;
 }
 
-/// An error when a folder above `path` is a link of another user's, or cannot be looked up.
+/// An error when a folder above `path` is another user's link, or its status cannot be read.
 std::error_code foreignLinkAbove(const fs::path& path) {
   fs::path above;
   for (const fs::path& part : path.parent_path()) {
@@ -33,19 +33,19 @@ std::error_code foreignLinkAbove(const fs::path& path) {
 
 }  // namespace
 
-std::error_code discardForeignEntry(const fs::path& path, Wanted wanted) {
+std::error_code removeUnexpected(const fs::path& path, Expected expected) {
   struct stat entry {};
   std::error_code ec = lookUp(path, Links::kNone, entry);
   if (!ec && S_ISDIR(entry.st_mode)) {
-    return wanted == Wanted::kDirectory ? ec : std::make_error_code(std::errc::is_a_directory);
+    return expected == Expected::kDirectory ? ec : std::make_error_code(std::errc::is_a_directory);
   }
-  if (!ec && wanted == Wanted::kFile && S_ISREG(entry.st_mode) && entry.st_nlink == 1) return {};
+  if (!ec && expected == Expected::kFile && S_ISREG(entry.st_mode) && entry.st_nlink == 1) return {};
   if (!ec && unlink(path.c_str()) != 0) ec = lastError();
   return isMissing(ec) ? std::error_code() : ec;
 }
 
 std::error_code claimDirectory(const fs::path& given, Links links, bool* made) {
-  // "name/" would make the checks below look through a link called "name".
+  // With a trailing "/" the checks below would follow a link at `path`.
   fs::path path(given);
   while (path.has_parent_path() && path.filename_is_dot()) path.remove_filename();
 
@@ -55,9 +55,9 @@ std::error_code claimDirectory(const fs::path& given, Links links, bool* made) {
   const bool isLink = !ec && S_ISLNK(entry.st_mode);
   if (isLink && links != Links::kNone) ec = lookUp(path, links, entry);
   if (!ec && S_ISDIR(entry.st_mode)) return {};
-  // The caller has named it: it is not the tool's to remove.
+  // The user has named this link, so the tool does not remove it.
   if (isLink && links == Links::kAny) return ec ? ec : std::make_error_code(std::errc::not_a_directory);
-  if (!ec || isMissing(ec)) ec = discardForeignEntry(path, Wanted::kDirectory);
+  if (!ec || isMissing(ec)) ec = removeUnexpected(path, Expected::kDirectory);
   if (ec) return ec;
 
   boost::system::error_code error;
@@ -68,7 +68,7 @@ std::error_code claimDirectory(const fs::path& given, Links links, bool* made) {
     return {};
   }
   ec = lastError();
-  // Another run may have been quicker.
+  // Another run may have created it meanwhile.
   const bool isThere = !lookUp(path, Links::kNone, entry) && S_ISDIR(entry.st_mode);
   return ec == std::errc::file_exists && isThere ? std::error_code() : ec;
 }

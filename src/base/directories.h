@@ -9,31 +9,34 @@
 
 namespace quelmar::utilities {
 
-/// What a name that the tool uses is to hold: nothing yet, a plain file with one link, or a real directory.
-enum class Wanted { kNothing, kFile, kDirectory };
+/// What may stand at a path that the tool is about to use: nothing, a regular file with a single link, or a
+/// directory.
+enum class Expected { kNothing, kFile, kDirectory };
 
-/// Removes what stands at `path`, a name that the tool is about to use, when it is something else than what
-/// is wanted there: a link (never its target), hard link, pipe, socket or device. Only what was seen is
-/// removed, and never a directory.
-/// @return no error when the name is now free or was seen to hold what is wanted. Otherwise nothing may be
-///         written, listed, emptied, packed or given a mode by that name.
-std::error_code discardForeignEntry(const boost::filesystem::path& path, Wanted wanted = Wanted::kFile);
+/// Removes the entry at `path` when it is not what is expected there: a symbolic link (never its target), a
+/// file with further hard links, a pipe, socket or device. A directory is never removed, and neither is an
+/// entry whose status could not be read.
+/// @return no error when nothing is left at `path`, or what is expected. After an error the caller must not
+///         write to, list, empty, pack or chmod anything by that path.
+std::error_code removeUnexpected(const boost::filesystem::path& path, Expected expected = Expected::kFile);
 
-/// Makes sure that a directory stands at `path`: keeps one that is there, removes whatever else has been seen
-/// there, makes a missing one with all parents.
-/// @param links  through which links at `path` a directory counts. kNone: others are removed. kOwn: so are
-///               links of other users and links to nowhere, and folders above are not entered through a link
-///               of another user. kAny: links are kept, one that leads to no directory is an error.
-/// @param made   when not null: set to true when this call made the directory
-/// @return why no directory could be seen or made there
+/// Makes sure that there is a directory at `path`: keeps an existing one, replaces anything else by a
+/// directory, creates a missing one with all parents.
+/// @param links  which links to a directory are accepted at `path`. kNone: none, a link is replaced. kOwn:
+///               those of root and the calling user; others and dangling ones are replaced, and it is an
+///               error when a folder above `path` is another user's link. kAny: every link; one that does not
+///               lead to a directory is kept, and is an error.
+/// @param made   when not null: set to true when this call created the directory
+/// @return no error when the directory is there
 std::error_code claimDirectory(const boost::filesystem::path& path, Links links, bool* made = nullptr);
 
-/// Gives the directory at `path` mode 0777, never through a link.
+/// Sets the mode of the directory at `path` to 0777. A link there is not followed.
+/// @return the error of opening it or of fchmod
 std::error_code openToAllUsers(const boost::filesystem::path& path);
 
-/// As claimDirectory; a directory that it makes, not its parents, gets mode 0777 whatever the umask.
+/// As claimDirectory; a directory that it creates, but not its parents, gets mode 0777 whatever the umask is.
 /// @param ec  cleared, then set to the error of the step that failed
-/// @return true when a directory stands there and no error was recorded. Never throws, logs nothing.
+/// @return true when the directory is there and `ec` is clear. Logs nothing.
 bool ensureDirectoryExist(const std::string& dir, std::error_code& ec, Links links = Links::kOwn);
 
 }  // namespace quelmar::utilities

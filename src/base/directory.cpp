@@ -77,7 +77,7 @@ std::error_code Directory::list(std::string& entries) {
   }
 }
 
-Directory openBelow(const std::string& path, std::size_t trusted, std::error_code& ec) {
+Directory openWithoutLinks(const std::string& path, std::size_t trusted, std::error_code& ec) {
   const std::string top = path.substr(0, trusted);
   Directory directory(AT_FDCWD, top.empty() ? "." : top.c_str(), Links::kAny, ec);
   for (std::size_t at = trusted; !ec && at < path.size();) {

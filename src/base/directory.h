@@ -12,16 +12,17 @@
 
 namespace quelmar::utilities {
 
-/// Which links may stand at a name that is opened: none, those of root and the calling user, anybody's.
+/// Which symbolic links are followed: none, those that root or the calling user owns, all.
 enum class Links { kNone, kOwn, kAny };
 
-/// Looks up `name` in the open directory `parent` (AT_FDCWD: from the current one) as far as `links` allow: a
-/// link that may be followed is answered by what it leads to, another one by the link itself.
-/// @param info  receives the status when the result is no error
+/// Reads the status of `name` in the open directory `parent` (AT_FDCWD: the current one). Of a link that
+/// `links` allows to follow it is the target's status, of another link the link's own.
+/// @param info  receives the status; not to be used after an error
+/// @return fstatat's error
 std::error_code lookUp(int parent, const char* name, Links links, struct stat& info);
 
-/// What a directory lists of an entry: a link is kLink wherever it leads, kOther is a pipe, socket or device.
-/// kUnknown: the system did not tell, and looking it up failed.
+/// An entry's type, from its directory: a link is kLink wherever it leads, kOther is a pipe, socket or
+/// device. kUnknown: the directory does not hold the type, and the entry's status could not be read.
 enum class EntryKind : char { kFile = 'f', kDirectory = 'd', kLink = 'l', kOther = 'o', kUnknown = '?' };
 
 /// An open directory, closed with the object.
@@ -29,16 +30,17 @@ class Directory {
  public:
   Directory() = default;
 
-  /// Opens the directory `name` in the open directory `parent` (AT_FDCWD: from the current one).
+  /// Opens the directory `name` in the open directory `parent` (AT_FDCWD: the current one).
   /// @param ec  cleared, then set when it cannot be opened: ELOOP for a link that `links` forbids
   Directory(int parent, const char* name, Links links, std::error_code& ec);
 
   [[nodiscard]] int get() const { return directory_ ? dirfd(directory_.get()) : -1; }
   explicit operator bool() const { return directory_ != nullptr; }
 
-  /// Appends all entries but "." and "..", in listing order, to `entries`: a kind, the name and a zero byte
-  /// each, which takes little memory for a folder of a million files. To be called once.
-  /// @return the error that broke the listing off; what was read by then is in `entries`
+  /// Appends all entries but "." and "..", in listing order, to `entries`: one byte for the type (EntryKind),
+  /// the name and a zero byte each. One string takes far less memory for a million files than a string for
+  /// each. To be called once.
+  /// @return the error that ended the listing early; the entries before it are in `entries`
   std::error_code list(std::string& entries);
 
  private:
@@ -48,15 +50,16 @@ class Directory {
   std::unique_ptr<DIR, Close> directory_;
 };
 
-/// Opens the directory at `path`: in its first `trusted` bytes anybody's links are followed, behind them
-/// none.
+/// Opens the directory at `path`. Links are followed in its first `trusted` bytes only; behind them each
+/// component is opened in the one before it, and a link is an error.
 /// @param ec  cleared, then set when it cannot be opened
-Directory openBelow(const std::string& path, std::size_t trusted, std::error_code& ec);
+Directory openWithoutLinks(const std::string& path, std::size_t trusted, std::error_code& ec);
 
-/// Lists the directory at `path`, see above, and leaves it closed.
+/// Opens the directory at `path`, appends its entries as Directory::list does, and closes it.
+/// @return the error of opening or listing it
 std::error_code listDirectory(const char* path, Links links, std::string& entries);
 
-/// Calls back with the kind and the name of each of these entries.
+/// Calls `callback` with the type and the name of each entry that Directory::list has appended.
 template <typename Callback>
 void forEachEntry(const std::string& entries, const Callback& callback) {
   for (std::size_t at = 0; at < entries.size(); at = entries.find('\0', at) + 1) {

@@ -15,10 +15,10 @@ namespace fs = boost::filesystem;
 namespace quelmar::utilities {
 namespace {
 
-// On the heap: a copy runs at the bottom of a deep walk, on threads whose stacks are 512 KiB on some hosts.
+// Too large for the stack: some hosts give threads 512 KiB.
 constexpr std::size_t kCopyBufferBytes = 64 * 1024;
 
-/// Makes a file at a name where none is, or where what is there can be removed.
+/// Creates a file. With kYes, an entry that is there is removed before, never opened.
 Descriptor makeFile(int parent, const char* name, mode_t mode, Overwrite overwrite, std::error_code& ec) {
   ec.clear();
   if (overwrite == Overwrite::kYes && unlinkat(parent, name, 0) != 0) ec = lastError();
@@ -31,7 +31,7 @@ Descriptor makeFile(int parent, const char* name, mode_t mode, Overwrite overwri
   return file;
 }
 
-/// read(2) without interruptions: bytes read, 0 at the end, -1 with errno on failure.
+/// read(2), repeated while it is interrupted by signals.
 ssize_t readSome(int fd, char* buffer, std::size_t size) {
   ssize_t got = 0;
   do {
@@ -44,7 +44,7 @@ bool writeAll(int fd, const char* data, std::size_t size) {
   while (size > 0) {
     const ssize_t put = write(fd, data, size);
     if (put < 0 && errno == EINTR) continue;
-    if (put == 0) errno = EIO;  // no file does that for long
+    if (put == 0) errno = EIO;  // else this loop might not end
     if (put <= 0) return false;
     data += put;
     size -= static_cast<std::size_t>(put);
@@ -77,7 +77,7 @@ Descriptor openRegular(int parent, const char* name, Links links, struct stat& i
     file = Descriptor(openat(parent, name, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC | noFollow));
     if (!file || fstat(file.get(), &info) != 0) ec = lastError();
   }
-  // Somebody may have put another file, or a link, in its place between the two calls.
+  // Another process may have replaced it between the two calls.
   const bool isTheSame = file && info.st_dev == seen.st_dev && info.st_ino == seen.st_ino;
   if (!ec && !isTheSame && links != Links::kAny) ec = std::make_error_code(std::errc::not_supported);
   if (!ec && (!file || !S_ISREG(info.st_mode))) ec = std::make_error_code(std::errc::not_supported);
@@ -86,7 +86,7 @@ Descriptor openRegular(int parent, const char* name, Links links, struct stat& i
 
 std::error_code copyOpened(const Descriptor& source, const struct stat& info, int parent, const char* name,
                            Overwrite overwrite, CopyBuffer& buffer) {
-  // Set-id bits never travel: the copy belongs to whoever runs the tool, often root.
+  // Without set-id bits: the copy belongs to the user who runs the tool, often root.
   const mode_t mode = (info.st_mode & 0777) | S_IRUSR | S_IWUSR;
   std::error_code ec;
   Descriptor target = makeFile(parent, name, mode, overwrite, ec);

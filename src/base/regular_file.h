@@ -13,41 +13,42 @@
 
 namespace quelmar::utilities {
 
+/// Whether an entry that stands at a copy's path is replaced.
 enum class Overwrite { kNo, kYes };
 
-/// Opens the regular file `name` in the open directory `parent` (AT_FDCWD: from the current one) for reading.
-/// Never blocks, and opens nothing but regular files: to open a device can already have an effect.
+/// Opens the regular file `name` in the open directory `parent` (AT_FDCWD: the current one) for reading.
+/// Never blocks. Anything else than a regular file is not opened, since opening a device can have an effect.
 /// @param info  receives the file's status
-/// @param ec    cleared, then set when there is no such file: ENOTSUP for anything that is not a regular
-///              file, a link that `links` forbids included
-/// @return the descriptor; none with `ec` set
+/// @param ec    cleared, then set when it cannot be opened: ENOTSUP for anything that is not a regular file,
+///              including a link that `links` forbids
+/// @return the descriptor; an empty one when `ec` is set
 Descriptor openRegular(int parent, const char* name, Links links, struct stat& info, std::error_code& ec);
 
-/// What the content of copied files goes through: one serves many copies, one after the other.
+/// The buffer of a copy, allocated by the first copy that is given it; may be used for many, one after the
+/// other.
 using CopyBuffer = std::unique_ptr<char[]>;
 
-/// Copies what openRegular has opened into a file `name`, made anew in the open directory `parent` (AT_FDCWD:
-/// from the current one).
+/// Copies a file that openRegular has opened into a new file `name` in the open directory `parent` (AT_FDCWD:
+/// the current one).
 ///
-/// At most as many bytes are copied as the file held when it was opened, so that a file that grows meanwhile
-/// cannot keep the copy going; one that shrinks gives what it had. The copy takes the permission bits of the
-/// source without set-id and sticky bits, plus read and write for the owner.
-/// @param info    the source's status
-/// @param buffer  filled when it is used first
-/// @return the first error: with kNo that something stands at `name`, which stays as it is; with kYes that
-/// what
-///         stands there cannot be removed (it is never written to). What was copied by then stays.
+/// No more bytes are copied than the file had when it was opened, so that the copy of a file that keeps
+/// growing ends. The copy gets the source's permission bits, without set-id and sticky bits, plus read and
+/// write for the owner.
+/// @param info    the source's status, from openRegular
+/// @param buffer  allocated when it is empty
+/// @return the first error. EEXIST with kNo when there is an entry `name`, which stays as it is; with kYes
+///         the error of removing that entry, which is never written to. What was copied before an error
+///         stays.
 std::error_code copyOpened(const Descriptor& source, const struct stat& info, int parent, const char* name,
                            Overwrite overwrite, CopyBuffer& buffer);
 
-/// Copies the content of the regular file `from`, or of one that a link there leads to, to `to`, both as
-/// above.
-/// @param ec  cleared, then set to the first error: also when the file cannot be opened
+/// openRegular on `from`, following links, and copyOpened to `to`.
+/// @param ec  cleared, then set to the first error of either
 void copyRegularFile(const boost::filesystem::path& from, const boost::filesystem::path& to,
                      Overwrite overwrite, std::error_code& ec);
 
-/// Reads the first `limit` bytes of a regular file, opened as above.
-/// @return the bytes; empty when the file cannot be opened, what was read when reading fails.
+/// Reads a regular file, following links, up to its first `limit` bytes.
+/// @return the bytes; empty when the file cannot be opened, those before the error when reading fails.
 std::string readRegularFile(const boost::filesystem::path& path, std::size_t limit);
 
 }  // namespace quelmar::utilities

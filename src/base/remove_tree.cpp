@@ -13,7 +13,7 @@ namespace {
 /// Removes the entry `name` of the open directory `parent`.
 std::error_code removeEntry(int parent, const char* name) {
   if (unlinkat(parent, name, 0) == 0 || errno == ENOENT) return {};
-  // That it is a directory is told as EISDIR or EPERM; opening it as one tells surely.
+  // For a directory unlink fails with EISDIR on some hosts, EPERM on others; opening it shows what it is.
   const std::error_code notUnlinked = lastError();
   std::error_code first;
   Directory directory(parent, name, Links::kNone, first);

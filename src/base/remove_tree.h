@@ -6,11 +6,11 @@
 
 namespace quelmar::utilities {
 
-/// Removes what stands at `path`: a tree whole, a link itself and never its target. Every level is opened
-/// before it is emptied and never through a link, so that a folder that is swapped for a link meanwhile leads
-/// nowhere. Goes on after an error with the other entries.
-/// @return the first error; none when nothing is left at `path`, or nothing was there. Never throws for a
-///         file system error, logs nothing.
+/// Removes the entry at `path`: a directory with everything in it, a link but never its target. Each
+/// directory is opened, without following links, before its entries are removed, so a directory that is
+/// replaced by a link meanwhile does not redirect the removal. After an error the other entries are still
+/// removed. Takes one descriptor for each level.
+/// @return the first error; no error when nothing is left at `path`, or nothing was there. Logs nothing.
 std::error_code removeTree(const boost::filesystem::path& path);
 
 }  // namespace quelmar::utilities

@@ -5,8 +5,8 @@
 
 namespace quelmar {
 
-/// Runs a clean-up action when it goes out of scope, unless it was dismissed. The action must be set and must
-/// not throw: the guard runs it in its destructor, where either ends the process.
+/// Runs a clean-up action in its destructor, unless it was dismissed. The action must be set and must not
+/// throw: either would end the process.
 class ScopeGuard {
  public:
   explicit ScopeGuard(std::function<void()> action) : action_(std::move(action)) {}
@@ -16,7 +16,7 @@ class ScopeGuard {
   ScopeGuard(const ScopeGuard&) = delete;
   ScopeGuard& operator=(const ScopeGuard&) = delete;
 
-  /// Calls the action off.
+  /// Makes the destructor do nothing.
   void dismiss() noexcept { dismissed_ = true; }
 
  private:

@@ -2,7 +2,7 @@
 
 namespace quelmar {
 
-/// What the whole process shares: the only-key flag. Written once before any worker starts, only read
+/// The process-wide only-key flag (--onlyKey). Written once before the workers start and only read
 /// afterwards, so it needs no lock.
 class SharedInst {
  public:

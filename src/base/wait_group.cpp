@@ -3,7 +3,7 @@
 namespace quelmar {
 
 void WaitGroup::add(int delta) {
-  // Notified under the mutex: a waiter that returns may destroy the group at once.
+  // Notify while holding the mutex: a waiter may destroy the group as soon as it returns.
   const std::lock_guard<std::mutex> lock(mutex_);
   count_ += delta;
   if (count_ <= 0) done_.notify_all();

@@ -6,8 +6,8 @@
 
 namespace quelmar {
 
-/// Counts workers that are still at it. Add 1 before each worker starts, -1 as the worker's last act.
-/// Thread-safe; must outlive every worker's last call.
+/// Counts running workers. Add 1 before each worker starts; the worker adds -1 as the last thing that it
+/// does. Thread-safe; must outlive every worker's last call.
 class WaitGroup {
  public:
   /// Adds `delta` to the count and wakes all waiters when the new count is 0 or less.

@@ -24,7 +24,7 @@ std::uint64_t getDirectorySize(const std::string& dir, const std::vector<std::st
                  (exts.empty() || logutils::isAcceptViaExtName(path, exts))) {
         boost::system::error_code ec;
         const std::uintmax_t size = fs::file_size(path, ec);
-        // A file that vanished meanwhile has no size; the library's error value is not one to add.
+        // After an error, a file that has gone for example, `size` is the library's error value.
         if (!ec) sum += size;
       }
     });

@@ -23,7 +23,7 @@ void addWritePermission(const fs::path& path) {
     if (const std::error_code ec = utilities::lookUp(AT_FDCWD, path.c_str(), utilities::Links::kNone, info)) {
       throw std::system_error(ec);
     }
-    // chmod would go through a link, and for all names of a file, to what is not ours.
+    // chmod would follow a link, and change a file that has other hard links: neither need be ours.
     if (!S_ISDIR(info.st_mode) && (!S_ISREG(info.st_mode) || info.st_nlink != 1)) return;
     // All other bits are replaced: kept on purpose. Not of what a link leads to that was put there just now.
     if (fchmodat(AT_FDCWD, path.c_str(), kWriteForAll, AT_SYMLINK_NOFOLLOW) != 0) {

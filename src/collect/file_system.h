@@ -10,9 +10,9 @@
 
 namespace quelmar::helper {
 
-/// Removes what stands at `path`, a tree whole, a link itself and never its target. When that fails, sets
-/// the entry's permission bits to 0222 (unless it is a link) and tries once more. Never throws; an
-/// exception of the permission change is logged.
+/// Removes the entry at `path`: a directory with everything in it, a link but never its target. When that
+/// fails, sets the entry's permission bits to 0222 (only of a directory, or of a file with a single link) and
+/// tries once more. Never throws; a failed permission change is logged.
 void ensureRemove(const boost::filesystem::path& path);
 
 /// As above.
@@ -20,13 +20,13 @@ void ensureRemove(const boost::filesystem::path& path);
 /// @return true when the removal succeeded or nothing was there.
 bool ensureRemove(const boost::filesystem::path& path, std::error_code& ec);
 
-/// Walks the tree under `root` depth first. Takes the listing of a level before it calls back, so that
-/// callbacks may remove what they are handed. Links are handed out as files and never followed. Failures are
-/// logged and the walk goes on with the next entry, or the outer level.
-/// @param beforeDir  called with each sub-directory before its contents; may be empty.
-/// @param afterDir   called with each sub-directory after its contents; may be empty.
-/// @param onFile     called with each other entry; may be empty.
-/// @param links      as which links `root` itself is followed
+/// Walks the tree under `root` depth first. Each directory is listed in full before the first callback for
+/// its entries, so that callbacks may remove them. Links below `root` are passed to `onFile` and not
+/// followed. Failures are logged; the walk goes on with the next entry, or the parent directory.
+/// @param beforeDir  called with the path of each sub-directory before its contents; may be empty.
+/// @param afterDir   called with the path of each sub-directory after its contents; may be empty.
+/// @param onFile     called with the path of each other entry; may be empty.
+/// @param links      which links are followed at `root` itself
 void directoryWalker(const boost::filesystem::path& root,
                      const std::function<void(const std::string&)>& beforeDir,
                      const std::function<void(const std::string&)>& afterDir,

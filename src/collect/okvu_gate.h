@@ -7,12 +7,13 @@
 
 namespace quelmar {
 
-/// The endpoint agent's five log folders, in collection order, whether they exist or not.
+/// The endpoint agent's five log folders, in collection order: full paths, whether they exist or not.
 std::vector<std::string> getOkvuLogPath();
 
-/// The counted size of one folder: of the files whose extension is in the list.
-/// @param ec  set to the status error, if any, when no directory stands at `dir`.
-/// @return bytes; 0 for an empty path and when no directory stands there.
+/// Adds up the sizes of the files in the tree under `dir` whose extension is in the list (empty: of all
+/// files).
+/// @param ec  set to the status error, if any, when `dir` is not a directory; else left as it is
+/// @return bytes; 0 for an empty path and when `dir` is not a directory.
 std::uint64_t getDirTotalSize(const std::string& dir, const std::vector<std::string>& extensions,
                               std::error_code& ec);
 

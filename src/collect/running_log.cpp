@@ -32,16 +32,11 @@ namespace {
 
 constexpr std::uintmax_t kMaxLaunchdLogBytes = 10'485'760;  // 10 MiB
 
-// Every record of the driver carries the driver's name, whichever of its steps writes it.
+// All records of the driver carry the name of its main function, in whichever step they are written.
 #define DRIVER_LOG(level, ...) LOG_CALL_AS("collectRunningLog", level, __VA_ARGS__)
 
-/// The extensions of the files to collect; the empty one, for files without extension, is there on purpose.
-std::vector<std::string> collectedExtensions() {
-  return {".log", ".txt",   ".json", ".back", ".xlog",  ".db",   ".sqlite3",
-          ".crc", ".mmap3", ".dmp",  ".ips",  ".crash", ".pcap", ""};
-}
-
-/// Claims the scratch folder `dir` and each level of `name` in it.
+/// Calls `claim` for the scratch folder `dir` and each level of `name` below it, until one fails.
+/// @return false after a failure (logged)
 bool claimLevels(const fs::path& dir, const fs::path& name, std::error_code (*claim)(const fs::path&)) {
   fs::path folder = dir;
   std::error_code ec = claim(folder);
@@ -62,14 +57,14 @@ std::error_code makeFolder(const fs::path& folder) {
 }
 
 std::error_code clearLink(const fs::path& folder) {
-  return utilities::discardForeignEntry(folder, utilities::Wanted::kDirectory);
+  return utilities::removeUnexpected(folder, utilities::Expected::kDirectory);
 }
 
 void openToAll(const std::string& dir) {
   const std::string command = "chmod -R 777 " + dir;
   std::string entries;
   std::string output;
-  // What could not be cleared away is somebody else's, whose modes are not to be changed.
+  // What the clean-up could not remove belongs to another user: its modes must not be changed.
   if (utilities::listDirectory(dir.c_str(), utilities::Links::kNone, entries) || !entries.empty()) {
     DRIVER_LOG(kErr, "cmdPopen {} fail; Reason: outStr:{}", command, "the folder is not empty");
   } else if (!details::cmdPopenWithin(kLimits.openCopies, command, output)) {
@@ -77,8 +72,8 @@ void openToAll(const std::string& dir) {
   }
 }
 
-/// Calls back with the paths of each source of a step. That there is no memory for one is told, and the next
-/// one follows.
+/// Calls `callback` with each source of a step and its two paths, `name` filled in. When the memory runs out
+/// for one of them, that is logged and the next one follows.
 template <typename Callback>
 void forEachSource(Step step, const std::string& name, const Callback& callback) {
   for (const Source& source : kSources) {
@@ -102,14 +97,14 @@ void copyFolders(Step step, const std::string& name, const fs::path& dir, const 
 }
 
 void copyInstallerLog(const fs::path& source, const fs::path& target) {
-  bool isNews = false;
-  if (const std::error_code ec = helper::copyOneFile(source, target, isNews)) {
+  bool worthLogging = false;
+  if (const std::error_code ec = helper::copyOneFile(source, target, worthLogging)) {
     DRIVER_LOG(kErr, "copy_file {} to {} failed.; Reason: code:{} msg:{}", source.string(), target.string(),
                ec.value(), ec.message());
   }
 }
 
-/// A collector on a thread of its own, which nobody joins: it may outlive the whole run.
+/// A collector on a detached thread, which may still run when the process ends.
 class SideCollector {
  public:
   /// Throws std::system_error when the thread cannot be started.
@@ -136,7 +131,7 @@ std::vector<std::string> users() {
   } else {
     DRIVER_LOG(kErr, "{}{}", "getCurrentLoginUser failed.", "");
   }
-  // Always, so the sources under /Users/root are tried too; they are usually reported missing.
+  // Always: the sources in /Users/root are tried too, and usually reported missing.
   list.emplace_back("root");
   return list;
 }
@@ -160,9 +155,9 @@ void copyPortalFile(const fs::path& source, const fs::path& target) {
 void copyFile(const fs::path& source, const fs::path& folder) {
   boost::system::error_code ec;
   if (fs::is_directory(fs::status(folder, ec))) {
-    bool isNews = false;
-    const std::error_code copied = helper::copyOneFile(source, folder / source.filename(), isNews);
-    if (copied && isNews) {
+    bool worthLogging = false;
+    const std::error_code copied = helper::copyOneFile(source, folder / source.filename(), worthLogging);
+    if (copied && worthLogging) {
       LOG_CALL(kWarn, "copy {} to {} failed.; Reason: code:{} msg:{}", source.string(), folder.string(),
                copied.value(), copied.message());
     }

@@ -4,23 +4,24 @@
 
 namespace quelmar::logutils::macos {
 
-/// The step of the running-log collection that takes a source, in the order of the run. kPort: not copied,
-/// read.
+/// The steps of the running-log collection, in the order of the run; each copies its sources. kPort is no
+/// step: that file is only read, by the tunnel dump.
 enum Step { kInstaller, kManagement, kAgent, kMachine, kUser, kShared, kPortal, kLaunchd, kPort };
 
 enum SourceKind { kFile, kFolder, kCrashReports };
 
-/// Where something comes from and where it goes.
+/// What is collected, from where, and where its copy goes.
 struct Source {
   Step step;
   SourceKind kind;
-  const char* path;         ///< "{}" stands for a user, in kMachine and kPort for the shared data folder
-  const char* destination;  ///< within the scratch folder
-  const char* record = "";  ///< logged before
+  const char* path;         ///< "{}" is the user's name; in kMachine and kPort, the shared data folder
+  const char* destination;  ///< below the scratch folder, and so in the archive; "{}" is the user's name
+  const char* record = "";  ///< logged before the copy; empty for none
 };
 
-/// Everything that a run collects from, in the order of the run. Management reports are those of the first
-/// user; the other sources of users are there for each.
+/// Every file and folder that a run collects, in the order of the run. kUser sources are copied for each
+/// user, kManagement sources for the first one only. docs/archive-layout.md has a row for each (a test
+/// compares), and no output folder may hold one of them (see protectedPlaceIn).
 inline constexpr Source kSources[] = {
     {kInstaller, kFile, "/var/log/quelmar/sdp/oBrelaInstallOut.log", "logs/oBrelaInstallOut.log"},
     {kManagement, kFolder, "/Library/Application Support/uem/logs/quelmarlogs", "logs/uem_{}",
@@ -54,7 +55,7 @@ inline constexpr Source kSources[] = {
     {kPort, kFile, "{}/var/run/debugserver", ""},
 };
 
-/// A path or destination of the table with `name` in the place that it leaves open.
+/// Replaces "{}" in a path or destination of the table by `name`.
 inline std::string filledIn(std::string text, const std::string& name) {
   const std::size_t open = text.find("{}");
   return open == std::string::npos ? text : text.replace(open, 2, name);

@@ -47,12 +47,13 @@ constexpr const char* kUnreadable = "read directory {} failed.; Reason: code:{} 
 
 std::atomic<std::uintmax_t> largestCopy{0};
 
-/// The room on the volume of a folder, asked for once in some MiB.
+/// Keeps account of the free space on a folder's volume, asking the system again after every 16 MiB copied.
 class Room {
  public:
   explicit Room(fs::path folder) : folder_(std::move(folder)) {}
 
-  /// Tells whether `size` bytes may be copied, and if so, counts them. True when the volume does not tell.
+  /// Tells whether a file of `size` bytes may be copied, and counts it if so. True when the free space is
+  /// unknown.
   bool take(std::uintmax_t size) {
     if (taken_ >= kAskAfterBytes || !fits(size)) ask();
     if (!fits(size)) return false;
@@ -82,7 +83,7 @@ class Room {
   std::uintmax_t taken_ = 0;
 };
 
-/// An open folder, and which one it is whatever its path.
+/// An open folder with its identity, by which it is recognised when it is opened again.
 struct Folder {
   Descriptor open;
   dev_t device = 0;
@@ -103,33 +104,34 @@ Folder openFolder(int parent, const char* name, std::error_code& ec) {
   return folder;
 }
 
-/// Tells whether something else than a folder stands there, or in the way.
+/// Tells whether opening a folder failed because the entry, or one above it, is not a folder.
 bool isNoFolder(const std::error_code& ec) {
   return ec == std::errc::not_a_directory || ec == std::errc::too_many_symbolic_link_levels;
 }
 
-/// Opens a folder again that was closed while the walk was in `child`: from there, or by its path.
+/// Opens again a folder that was closed while the walk was in `child`: as its "..", or else by its path.
 std::error_code reopen(Folder& folder, const Folder& child, const std::string& path) {
   std::error_code ec;
   for (const auto& [parent, name] : {std::pair{child.open.get(), ".."}, std::pair{AT_FDCWD, path.c_str()}}) {
     if (folder.open) break;
     Folder found = openFolder(parent, name, ec);
     if (!ec && found.is(folder)) folder.open = std::move(found.open);
-    if (!ec && !folder.open) ec = std::make_error_code(std::errc::no_such_file_or_directory);  // another one
+    // When another folder is there now, this one is gone.
+    if (!ec && !folder.open) ec = std::make_error_code(std::errc::no_such_file_or_directory);
   }
   return folder.open ? std::error_code() : ec;
 }
 
-/// Tells whether this error of opening a file is no news: files come and go, some may not be read, some are
-/// none.
-bool isNoNews(const std::error_code& ec) {
+/// Tells whether an error of opening a file is not logged: the file has gone, may not be read, or is not a
+/// regular file. All that happens on healthy machines.
+bool isIgnorable(const std::error_code& ec) {
   return ec == std::errc::permission_denied || ec == std::errc::no_such_file_or_directory ||
          ec == std::errc::not_supported;
 }
 
 enum class Depth { kFolder, kTree };
 
-/// Walks a folder, or the tree below it, and copies what it finds.
+/// Copies the files of a folder, or the tree below it.
 class TreeCopy {
  public:
   TreeCopy(const char* function, const fs::path& source, const fs::path& target, const FileFilter& filter,
@@ -154,11 +156,11 @@ class TreeCopy {
   }
 
  private:
-  /// A folder that the walk has listed and not yet left.
+  /// A folder that has been listed and whose entries are being copied.
   struct Level {
     Folder source;
     Folder target;
-    std::size_t sourceLength;  // of its paths
+    std::size_t sourceLength;  // lengths of its two paths
     std::size_t targetLength;
     std::string entries;
     std::size_t next = 0;
@@ -169,7 +171,7 @@ class TreeCopy {
     return ec;
   }
 
-  /// Lists a folder whose paths stand in source_ and target_, and makes it the one to be walked.
+  /// Lists the folder whose paths are in source_ and target_, and continues the walk in it.
   std::error_code begin(Folder source, Folder target) {
     std::error_code ec;
     std::string entries;
@@ -218,14 +220,14 @@ class TreeCopy {
     if (ec) losses_.tell(kWarn, ec, kCopyFailed, source_, target_);
   }
 
-  /// @return why the file at source_ is lost
+  /// @return the error to log when the file at source_ was not copied, or not to its end
   std::error_code copy(const Level& level, EntryKind kind, const char* name) {
     if (kind == EntryKind::kOther) return {};
     std::error_code ec;
     struct stat info {};
     const Descriptor file = utilities::openRegular(level.source.open.get(), name, Links::kAny, info, ec);
     const bool leadsNowhere = kind == EntryKind::kLink && isNoFolder(ec);
-    if (ec) return isNoNews(ec) || leadsNowhere ? std::error_code() : ec;
+    if (ec) return isIgnorable(ec) || leadsNowhere ? std::error_code() : ec;
     if (isTooLong(name)) return std::make_error_code(std::errc::filename_too_long);
     if (!room_.take(static_cast<std::uintmax_t>(info.st_size))) {
       return std::make_error_code(std::errc::no_space_on_device);
@@ -234,7 +236,7 @@ class TreeCopy {
     return overwrite_ == Overwrite::kNo && ec == std::errc::file_exists ? std::error_code() : ec;
   }
 
-  /// Tells whether a copy of this name would have a path that nobody could open.
+  /// Tells whether the copy's path would be longer than the system accepts.
   [[nodiscard]] bool isTooLong(const char* name) const {
     return target_.size() + 1 + std::strlen(name) >= PATH_MAX;
   }
@@ -252,7 +254,7 @@ class TreeCopy {
     if (!ec) begin(std::move(source), std::move(target));
   }
 
-  /// Makes the folder at target_, in place of what else stands there; a failure is told.
+  /// Makes and opens the folder at target_; anything else that stands there is removed. A failure is logged.
   Folder makeTarget(int parent, const char* name, std::error_code& ec) {
     for (const bool isFirst : {true, false}) {
       ec.clear();
@@ -284,23 +286,22 @@ class TreeCopy {
     level.next = level.entries.size();
   }
 
-  std::string source_;  // the path of what the walk looks at
-  std::string target_;  // and of the folder that its copy goes to
+  std::string source_;  // the path of the current entry
+  std::string target_;  // the path of the folder that its copy goes to
   const FileFilter& filter_;
   Overwrite overwrite_;
   Depth depth_;
   Room room_;
   Losses losses_;
   utilities::CopyBuffer buffer_;
-  std::deque<Level> levels_;  // a deque: entries' names stay where they are
+  std::deque<Level> levels_;  // a deque does not move its elements: step() holds a pointer into one
 };
 
-/// What copyDir and copyFile2Dir do before their walk; the records carry the caller's name.
+/// Checks the source and makes the destination for copyDir and copyFile2Dir; logs failures under `function`.
 std::error_code prepareCopy(const char* function, Level missingSourceLevel, const fs::path& src,
                             const fs::path& dst) {
   struct stat info {};
-  // A link to a directory does not count, not at the top of a source either: it may lead to the root of the
-  // disk.
+  // A link to a directory does not count as one, not even as the source itself: it may lead to "/".
   std::error_code ec = utilities::lookUp(AT_FDCWD, src.c_str(), Links::kNone, info);
   if (!ec && !S_ISDIR(info.st_mode)) ec = std::make_error_code(std::errc::not_a_directory);
   if (ec) {
@@ -331,11 +332,11 @@ bool copyFile2Dir(const std::string& sourceDir, const std::string& destDir, cons
   return true;
 }
 
-std::error_code copyOneFile(const fs::path& source, const fs::path& target, bool& isNews) {
+std::error_code copyOneFile(const fs::path& source, const fs::path& target, bool& worthLogging) {
   std::error_code ec;
   struct stat info {};
   const Descriptor file = utilities::openRegular(AT_FDCWD, source.c_str(), Links::kAny, info, ec);
-  isNews = !isNoNews(ec);
+  worthLogging = !isIgnorable(ec);
   if (ec) return ec;
   if (!Room(target.parent_path()).take(static_cast<std::uintmax_t>(info.st_size))) {
     return std::make_error_code(std::errc::no_space_on_device);

@@ -11,38 +11,39 @@ namespace quelmar::helper {
 
 using logutils::FileFilter;
 
-/// Copies the tree under `src` into `dst`, which is created with its parents; a non-directory at `dst`, or at
-/// a sub-directory's place in it, is replaced. Existing files are kept. Links to directories are not entered;
-/// files are copied as utilities::copyOpened does, links to files as what they lead to.
+/// Copies the tree under `src` into `dst`, which is created with its parents. Anything that is not a
+/// directory at `dst`, or where a sub-directory goes, is replaced; existing files are kept. Links to
+/// directories are not followed; a link to a file is copied as that file. Each file is copied as
+/// utilities::copyOpened does.
 ///
-/// Files and folders are opened by their names in the folder before, never by their whole paths, and folders
-/// never through a link. So a tree may be as deep and its paths as long as they like, as long as the copies
-/// have paths that the system takes; a few descriptors are open, however deep the walk is.
+/// Each file and folder is opened by its name in its parent, which is open, and folders not through links. So
+/// the source's paths may be longer than the system accepts, only the copies' may not, and however deep the
+/// tree is, a few descriptors are open at a time.
 ///
-/// A file is copied only when that leaves room for the largest one that this process has copied, which
-/// packing needs, and 100 MiB, which the user's machine must not be without. What is lost is logged, the
-/// first of each error number whole. Silent are single files that may not be opened or have gone, special
-/// files, links that lead to no file, and files whose copy is there. Not for two threads at a time.
-/// @param filter  asked for each file with its source path; unset accepts all.
-/// @return no error when the walk ended, else why it could not begin or list all of `src` (a missing source,
-/// a
-///         failed destination).
+/// A file is copied only when the volume keeps 100 MiB free after that, for the user, and as much again as
+/// the largest file that this process has copied, for packing. Failures are logged: for each error number the
+/// first with its paths, the others as a count. Not logged are files that may not be opened or have gone,
+/// special files, links that do not lead to a file, and files whose copy exists already. Not for two threads
+/// at a time.
+/// @param filter  called with each file's source path; empty accepts all.
+/// @return the error when `src` is missing or cannot be listed to its end, or `dst` cannot be made (all
+///         logged); no error otherwise, whatever became of single files and sub-directories.
 std::error_code copyDir(const boost::filesystem::path& src, const boost::filesystem::path& dst,
                         const FileFilter& filter);
 
-/// Copies the files directly inside `sourceDir` that the filter accepts into `destDir` as above, but replaces
-/// existing ones.
+/// Copies the files directly in `sourceDir` that the filter accepts into `destDir`, as copyDir does, but
+/// replaces existing files.
 /// @param filter  must be set.
 /// @param flag    has no effect; kept because callers pass it.
-/// @return true when the walk ended, whatever became of the single copies; false when the source is missing
-///         or the destination cannot be made (logged).
+/// @return false when the source is missing or the destination cannot be made (logged); true otherwise,
+///         whatever became of single files.
 bool copyFile2Dir(const std::string& sourceDir, const std::string& destDir, const FileFilter& filter,
                   bool flag);
 
-/// Copies one file, or what a link there leads to, in place of what stands at `target`, when that leaves room
-/// as above; else the error is that no space is left. Logs nothing.
-/// @param isNews  whether a failure is none of those that stay silent above
+/// Copies one file, following links, to `target`, where an existing entry is replaced. Logs nothing.
+/// @param worthLogging  receives, for an error, whether copyDir would log it
+/// @return the error of opening or copying it; ENOSPC when it does not fit as described at copyDir.
 std::error_code copyOneFile(const boost::filesystem::path& source, const boost::filesystem::path& target,
-                            bool& isNews);
+                            bool& worthLogging);
 
 }  // namespace quelmar::helper

@@ -33,7 +33,7 @@ constexpr std::size_t kFolderBufferBytes = 512;
 constexpr long kFallbackLookupBytes = 16384;
 constexpr std::size_t kMaxLookupBytes = 1024 * 1024;
 
-/// What the password database knows of a user.
+/// A field of a user's entry in the password database; empty when there is no such user.
 std::string userEntry(uid_t uid, char* passwd::*field) {
   const long recommended = sysconf(_SC_GETPW_R_SIZE_MAX);
   std::vector<char> buffer(static_cast<std::size_t>(recommended > 0 ? recommended : kFallbackLookupBytes));

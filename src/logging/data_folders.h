@@ -7,25 +7,26 @@
 
 namespace quelmar::utilities::macos {
 
-/// Yields the client's data folder that all users of the machine share: the machine's Application Support
-/// folder followed by "/oBrela", or "/Library/Application Support/oBrela" when the host knows none.
-/// @param ec  never set; kept because callers report it.
+/// The client's data folder that all users of the machine share: the machine's Application Support folder
+/// followed by "/oBrela", or "/Library/Application Support/oBrela" when the host has no such folder.
+/// @param path  receives the folder.
+/// @param ec    never set; kept because callers report it.
 void getSharedDataPath(std::string& path, std::error_code& ec);
 
-/// As above, as a result.
+/// As above, returning the folder.
 std::string getSharedDataPath(std::error_code& ec);
 
 }  // namespace quelmar::utilities::macos
 
 namespace quelmar {
 
-/// The home folder of a user by the password database; empty when it knows none.
+/// The home folder of a user in the password database; empty when there is no such user.
 std::string homeFolder(uid_t user);
 
-/// Yields the client's data folder of the calling (effective) user, without creating it: for "root"
+/// The client's data folder of the effective user, which is not created: for root
 /// "/Users/root/Library/Application Support/oBrela", for others the user's Application Support folder
-/// followed by "/oBrela", or the first form with the user's name when the host knows none. Writes "name:" +
-/// user name + " uid:" + user id and a line end to standard output.
+/// followed by "/oBrela", or "/Users/<name>/Library/Application Support/oBrela" when the host has no such
+/// folder. Writes "name:" + user name + " uid:" + user id and a line end to standard output.
 std::string applicationDataFolder();
 
 }  // namespace quelmar

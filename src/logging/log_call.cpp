@@ -4,7 +4,7 @@
 
 namespace quelmar::logging_detail {
 
-// The misspelt words are kept on purpose: they are searched for as they are.
+// The misspelt words are kept on purpose: support staff search for them.
 
 void reportLoggerFailure(const char* function, int line, const spdlog::spdlog_ex& failure) noexcept {
   std::fprintf(stderr, "sdplog exception[%s:%s:%d]: %s\n", kFileTag, function, line, failure.what());

@@ -26,11 +26,11 @@ constexpr std::size_t kCutLineBytes = 2045;
 constexpr std::uintmax_t kRunReserveBytes = 8 * 1024 * 1024;  // more than the records of a run take
 constexpr const char* kLinePattern = "[%Y-%m-%d %H:%M:%S.%e] [%l] [%t] %v";
 
-/// Puts a log away that is nearly full, so that a run's records stay together in one file.
-/// @return why no log can be put away
+/// Rotates a log that is nearly full, so that it is not rotated in the middle of the run.
+/// @return the error that makes rotating this log impossible, now or later
 std::error_code rotateEarly(const std::string& file, std::uintmax_t cap) {
   const std::string kept = Sink::calc_filename(file, 1);
-  std::error_code ec = utilities::discardForeignEntry(kept);
+  std::error_code ec = utilities::removeUnexpected(kept);
   struct stat info {};
   if (ec || utilities::lookUp(AT_FDCWD, file.c_str(), utilities::Links::kNone, info)) return ec;
   if (static_cast<std::uintmax_t>(info.st_size) + kRunReserveBytes <= cap) return {};
@@ -44,7 +44,7 @@ std::error_code claimLog(const std::string& file) {
   const fs::path folder = fs::path(file).parent_path();
   std::error_code ec;
   if (!folder.empty() && !utilities::ensureDirectoryExist(folder.string(), ec)) return ec;
-  return utilities::discardForeignEntry(file);
+  return utilities::removeUnexpected(file);
 }
 
 Logger& Logger::GetInstance() {
@@ -59,15 +59,15 @@ void Logger::setOptions(LoggerOptions& options) {
   }
   auto cap = static_cast<std::size_t>(options_.maxFileBytes);
   const std::error_code notRotated = rotateEarly(options_.logFile, cap);
-  // The sink would empty a log that it cannot put away.
+  // The sink would truncate a log that it cannot rotate.
   if (notRotated) cap = std::numeric_limits<std::size_t>::max();
   spdlog::file_event_handlers handlers;
   handlers.after_open = [](const spdlog::filename_t& /*name*/, std::FILE* file) {
-    fcntl(fileno(file), F_SETFD, FD_CLOEXEC);  // no business of the commands that the tool runs
+    fcntl(fileno(file), F_SETFD, FD_CLOEXEC);  // not inherited by commands
   };
   auto sink = std::make_shared<Sink>(options_.logFile, cap, static_cast<std::size_t>(options_.firstCount),
                                      false, handlers);
-  // The facade decides what is written; the library below filters nothing.
+  // This class applies the minimum level; spdlog's logger filters nothing.
   auto logger = std::make_shared<spdlog::logger>("LogCollectionTool", std::move(sink));
   logger->set_level(spdlog::level::trace);
   logger->flush_on(spdlog::level::warn);
@@ -102,7 +102,7 @@ void Logger::write(int level, const char* file, const char* function, int line, 
 
   std::string text;
   {
-    // In a scope of its own: a dump takes megabytes, and they are given back before the sink takes its own.
+    // In its own scope: a dump takes megabytes, which are freed before the sink allocates as much.
     fmt::basic_memory_buffer<char, kInlineMessageBytes> message;
     fmt::vformat_to(fmt::appender(message), format, args);
     if (sink == nullptr) {

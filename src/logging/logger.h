@@ -38,14 +38,13 @@ struct LoggerOptions {
   std::string debugSwitch = "debug";  ///< when a file of this name exists at set-up, the level becomes debug
 };
 
-/// Makes a log file's folder when it is missing, and removes what stands at the file's name unless it is a
-/// plain file: the folder may be open to everybody.
-/// @return why no log may be opened there
+/// Creates a log file's folder when it is missing, and removes what stands at the file's path unless it is a
+/// regular file with a single link: every user may be able to write to that folder.
+/// @return no error when a log may be opened there
 std::error_code claimLog(const std::string& file);
 
-/// The process-wide logger behind all log calls. Created once and never destroyed: detached threads may log
-/// while the process ends. Thread-safe, except that setOptions is meant to be called once, before other
-/// threads start.
+/// The process-wide logger behind all log calls. Never destroyed, since detached threads may log while the
+/// process ends. Thread-safe, except for setOptions, which is to be called once, before other threads start.
 class Logger {
  public:
   /// The single logger.
@@ -55,25 +54,25 @@ class Logger {
 
   using Context = std::function<std::string()>;
 
-  /// Opens the log file, see claimLog, and takes calls from now on. A file that is nearly full is put away
-  /// before; when that fails, it is opened all the same and without a cap (logged). Throws spdlog::spdlog_ex
-  /// when the file cannot be had; the logger then stays as it was, but keeps the options.
+  /// Opens the log file (see claimLog), to which log calls are written from then on. A file that is nearly
+  /// full is rotated before; when that fails (logged), it is appended to, without a cap. Throws
+  /// spdlog::spdlog_ex when the file cannot be opened; options() are the new ones then too, but log calls go
+  /// where they went before.
   void setOptions(LoggerOptions& options);
 
-  /// The options last handed in (the defaults before that).
+  /// The options of the last setOptions call; the defaults before the first one.
   [[nodiscard]] const LoggerOptions& options() const { return options_; }
 
-  /// Logs one line: `format` ("{}" syntax, checked at run time) filled with `args`, behind its source
-  /// location. Before setOptions has succeeded the message goes to standard error. Throws fmt::format_error
-  /// when format and arguments do not fit, and whatever the sink throws: call through LOG_CALL, which lets
-  /// nothing out.
+  /// Logs one line: the source location, then `format` ("{}" syntax, checked at run time) filled with `args`.
+  /// Before setOptions has succeeded the message goes to standard error. Throws fmt::format_error when format
+  /// and arguments do not match, and whatever the sink throws: call it through LOG_CALL, which catches.
   template <typename... Args>
   void log(int level, const char* file, const char* function, int line, fmt::string_view format,
            const Args&... args) {
     logWithCtx(level, file, function, line, Context(), format, args...);
   }
 
-  /// As log; `context`, when set, is called for a text that is appended to the line.
+  /// As log; the text that `context` returns, when it is set, is appended to the line.
   template <typename... Args>
   void logWithCtx(int level, const char* file, const char* function, int line, const Context& context,
                   fmt::string_view format, const Args&... args) {
@@ -95,7 +94,7 @@ class Logger {
   LoggerOptions options_;
   std::atomic<int> minimumLevel_{kInfo};
   std::atomic<spdlog::logger*> sink_{nullptr};
-  /// Every logger there was: one that was replaced may still be in use by another thread.
+  /// All loggers ever set: another thread may still use one that was replaced.
   std::vector<std::shared_ptr<spdlog::logger>> sinks_;
 };
 

@@ -11,12 +11,13 @@
 
 namespace quelmar {
 
-/// Tells in the log what is lost of one source without filling it: for each error number the first loss
-/// whole, and how many more there were when the object goes. Not thread-safe; never throws once it is made.
+/// Logs what could not be collected of one source, without flooding the log: for each error number the first
+/// loss with its path, and the number of the others when the object is destroyed. Not thread-safe; only the
+/// constructor throws.
 class Losses {
  public:
-  /// @param function  what the records name as their function; must outlive the object
-  /// @param source    what the records name as the place of the further losses
+  /// @param function  the function name in the records; must outlive the object
+  /// @param source    the source's name in the records that count the further losses
   Losses(const char* function, std::string source) : function_(function), source_(std::move(source)) {}
   Losses(const Losses&) = delete;
   Losses& operator=(const Losses&) = delete;
@@ -29,8 +30,8 @@ class Losses {
     }
   }
 
-  /// Logs a loss, or counts it when one with the same error number was logged before.
-  /// @param format  takes `args` (the path among them) and behind them the number and the text of `ec`
+  /// Logs a loss, or only counts it when one with the same error number was logged before.
+  /// @param format  has placeholders for `args`, then for the number and the text of `ec`
   template <typename... Args>
   void tell(Level level, const std::error_code& ec, fmt::string_view format, const Args&... args) noexcept {
     const auto number = static_cast<std::size_t>(ec.value());

@@ -19,9 +19,9 @@ extern "C" char** environ;
 namespace quelmar::platform {
 namespace {
 
-/// The shells that were started, each its session's leader. One is reaped when it goes from this list, under
-/// the mutex: so no number in it can be another process's. Never destroyed: detached threads start commands
-/// to the last.
+/// The shells that run, each the leader of a session. A shell is reaped and removed from this list under the
+/// mutex, so no number in the list can belong to another process. Never destroyed, since detached threads
+/// start commands while the process ends.
 struct Leaders {
   std::mutex mutex;
   std::vector<pid_t> pids;
@@ -32,7 +32,8 @@ Leaders& leaders() {
   return *kLeaders;
 }
 
-/// Gives up after a second: a start that does not come to its end must not hold up the end of the process.
+/// Locks the mutex, or gives up after a second: a start that hangs while it holds the mutex must not keep the
+/// process from ending.
 std::unique_lock<std::mutex> tryLock() {
   std::unique_lock<std::mutex> lock(leaders().mutex, std::try_to_lock);
   for (int tries = 0; !lock && tries < 100; ++tries) {
@@ -42,9 +43,9 @@ std::unique_lock<std::mutex> tryLock() {
   return lock;
 }
 
-/// Ends these shells' sessions and what else descends from them. All are stopped before any is ended: a
-/// process that is stopped starts no others and does not go. A shell's group is reached at once; the table of
-/// processes is for offspring that made a group or a session of its own.
+/// Kills these shells, all processes in their sessions, and all descendants. All are stopped first: a stopped
+/// process can neither start others nor exit, so none is missed. A shell's process group gets its signals at
+/// once; the table of processes shows the descendants that have made a group or a session of their own.
 void endSessions(const std::vector<pid_t>& shells) {
   for (const pid_t shell : shells) kill(-shell, SIGSTOP);
   std::vector<pid_t> found = shells;
@@ -60,7 +61,7 @@ void endSessions(const std::vector<pid_t>& shells) {
         found.push_back(one.pid);
       }
     }
-  } catch (const std::bad_alloc&) {  // NOLINT(bugprone-empty-catch): those that are known end all the same
+  } catch (const std::bad_alloc&) {  // NOLINT(bugprone-empty-catch): kill those found so far
   }
   for (const pid_t shell : shells) kill(-shell, SIGKILL);
   for (const pid_t process : found) kill(process, SIGKILL);
@@ -69,8 +70,8 @@ void endSessions(const std::vector<pid_t>& shells) {
 int spawnShell(std::string line, int output, pid_t& pid) {
   posix_spawn_file_actions_t actions{};
   posix_spawnattr_t attributes{};
-  // A session, not only a group: in the terminal's own session, a group that is not in the foreground may be
-  // stopped when it writes to the terminal.
+  // A session of its own, not only a group: a background group of the terminal's session may be stopped when
+  // it writes to the terminal.
   short flags = POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF;
   sigset_t none, all;
   sigemptyset(&none);
@@ -80,7 +81,7 @@ int spawnShell(std::string line, int output, pid_t& pid) {
   if (error == 0) error = posix_spawnattr_init(&attributes);
   if (error == 0) error = posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
   if (error == 0) error = posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
-  if (error == 0) error = handOnNothingElse(actions, flags);
+  if (error == 0) error = closeOtherDescriptors(actions, flags);
   if (error == 0) error = posix_spawnattr_setsigmask(&attributes, &none);
   if (error == 0) error = posix_spawnattr_setsigdefault(&attributes, &all);
   if (error == 0) error = posix_spawnattr_setflags(&attributes, flags);
@@ -122,15 +123,15 @@ std::size_t Command::read(char* buffer, std::size_t size) {
   return length;
 }
 
-bool Command::wait(bool sparesOthers) {
+bool Command::wait(bool keepBackground) {
   output_ = utilities::Descriptor();
   siginfo_t info{};
   while (waitid(P_PID, static_cast<id_t>(pid_), &info, WEXITED | WNOWAIT) != 0 && errno == EINTR) {
   }
-  // Once the end has begun this waits for ever: the caller is to write and log nothing about a command that
-  // was ended with the process.
+  // After endCommands this blocks for ever, so that callers neither write nor log anything about a command
+  // that was killed because the process ends.
   const std::lock_guard<std::mutex> lock(leaders().mutex);
-  if (!sparesOthers) kill(-pid_, SIGKILL);
+  if (!keepBackground) kill(-pid_, SIGKILL);
   waitpid(pid_, nullptr, 0);
   leaders().pids.erase(std::find(leaders().pids.begin(), leaders().pids.end(), std::exchange(pid_, -1)));
   return info.si_code == CLD_EXITED && info.si_status == 0;

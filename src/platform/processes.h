@@ -8,19 +8,21 @@
 
 namespace quelmar::platform {
 
-/// The unit, in bytes, of this host's "ulimit -f" in sh; where shells differ, the larger one.
+/// The unit of "ulimit -f" in this host's sh, in bytes. Where its shells differ, the largest one: a limit may
+/// come out lower than asked for, never higher.
 extern const std::uintmax_t kShellBlockBytes;
 
-/// Sees to it that a new process gets standard error and what `actions` open for it, and nothing else,
-/// however other descriptors were opened. @return 0 or an error number
-int handOnNothingElse(posix_spawn_file_actions_t& actions, short& flags);
+/// Adds to `actions` or `flags` what makes posix_spawn close all descriptors in the new process but standard
+/// error and those that `actions` open before, whether they are close-on-exec or not. @return 0 or an error
+/// number
+int closeOtherDescriptors(posix_spawn_file_actions_t& actions, short& flags);
 
 struct Process {
   pid_t pid;
   pid_t parent;
 };
 
-/// The processes that there are now, but for the first of all; empty when the host does not tell.
+/// The processes that run now, without process 1; empty when they cannot be listed.
 std::vector<Process> processes();
 
 }  // namespace quelmar::platform

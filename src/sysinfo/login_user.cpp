@@ -10,8 +10,8 @@ namespace quelmar::process {
 namespace {
 
 std::optional<std::string> ask() {
-  const auto answer =
-      std::make_shared<std::optional<std::string>>();  // it may come when nobody waits any more
+  // Shared with the thread, which may still write to it after the time-out.
+  const auto answer = std::make_shared<std::optional<std::string>>();
   const bool inTime = utilities::runWithin(kLimits.loginService, [answer] {
     std::string user;
     if (getCurrentLoginUser(user)) *answer = user;
@@ -22,7 +22,7 @@ std::optional<std::string> ask() {
 }  // namespace
 
 const std::optional<std::string>& loginUser() {
-  // Never destroyed: a thread may still ask while the process ends.
+  // Never destroyed: a thread may still read it while the process ends.
   static const auto* const kUser = new std::optional<std::string>(ask());
   return *kUser;
 }

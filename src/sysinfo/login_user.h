@@ -5,8 +5,9 @@
 
 namespace quelmar::process {
 
-/// Who is logged in at the console, by getCurrentLoginUser: asked once in a run, by whoever calls first, on a
-/// thread of its own. A login service that has not answered after five seconds counts as nobody there.
+/// The user who is logged in at the console, from getCurrentLoginUser; empty when there is none, or the login
+/// service has not answered within five seconds. Asked once in a run, by the first caller, on a thread of its
+/// own; other callers wait for that. Thread-safe.
 const std::optional<std::string>& loginUser();
 
 }  // namespace quelmar::process

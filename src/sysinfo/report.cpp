@@ -11,7 +11,7 @@
 namespace quelmar::logutils::macos::details {
 namespace {
 
-constexpr std::uintmax_t kUnit = 1024;  // the shell counts in blocks of this size or of half of it
+constexpr std::uintmax_t kUnit = 1024;  // "ulimit -f" counts in blocks of this size, or of half of it
 
 std::atomic<std::uintmax_t> maxReportBytes{1'073'741'824};  // 1 GiB
 
@@ -23,8 +23,8 @@ std::string sectionBanner(const std::string& title) {
   return rule + " " + title + " " + rule + "\n";
 }
 
-bool claimReport(const char* function, const std::string& path, utilities::Wanted wanted) {
-  const std::error_code ec = utilities::discardForeignEntry(path, wanted);
+bool claimReport(const char* function, const std::string& path, utilities::Expected expected) {
+  const std::error_code ec = utilities::removeUnexpected(path, expected);
   if (ec) {
     LOG_CALL_AS(function, kWarn, "report {} left out.; Reason: code:{} msg:{}", path, ec.value(),
                 ec.message());
@@ -42,13 +42,13 @@ Report::Report(const char* function, std::string path, std::string target)
 void Report::banner(const std::string& title) {
   const std::string text = sectionBanner(title);
   endIfFull(text.size(), title);
-  if (!hasEnded_ && !utilities::discardForeignEntry(path_)) out2File(path_, text);
+  if (!hasEnded_ && !utilities::removeUnexpected(path_)) out2File(path_, text);
 }
 
 bool Report::run(const std::string& command) {
-  // The shell would write through a link.
+  // A link must be removed before: the shell would follow it.
   if (hasEnded_ || !claimReport(function_, path_)) return false;
-  std::string discarded;  // the shell has put the output into the report
+  std::string discarded;  // empty: the shell writes the output into the report
   const bool started = cmdPopen(command + target_, discarded, maxReportBytes);
   endIfFull(1, command + target_);
   return started;

@@ -7,36 +7,42 @@
 
 namespace quelmar::logutils::macos::details {
 
-/// The line that begins a report's section: 34 "=", a blank, the title, a blank, 34 "=" and a newline.
+/// The first line of a report's section: 34 "=", a blank, the title, a blank, 34 "=" and a newline.
 std::string sectionBanner(const std::string& title);
 
-/// Tells whether a report may be written to `path`, or into it when a directory is wanted there: see
-/// utilities::discardForeignEntry. When not, that it is left out is logged under the name `function`.
+/// Removes what is not expected at a report's path, or at that of its directory, as
+/// utilities::removeUnexpected does.
+/// @param function  the function name in the record of a failure
+/// @return true when the report may be written; false (logged) when it must be left out
 bool claimReport(const char* function, const std::string& path,
-                 utilities::Wanted wanted = utilities::Wanted::kFile);
+                 utilities::Expected expected = utilities::Expected::kFile);
 
-/// Sets how large each report may grow, in bytes; 1 GiB if this is never called. To be called before the
-/// first one begins.
+/// Sets the size limit of each report, in bytes; without a call it is 1 GiB. To be called before the first
+/// report is begun.
 void limitReports(std::uintmax_t bytes);
 
-/// A report that banners and commands' outputs are appended to. It ends when it has reached its limit, with a
-/// record of the log: what was written stays, what would follow is left out.
+/// A report file, to which section banners and the output of commands are appended. Once it has reached its
+/// size limit (logged), nothing more is appended.
 class Report {
  public:
-  /// @param function  the function that the record is to name
+  /// @param function  the function name in log records
   /// @param path      the report's file
-  /// @param target    the path as it follows on every command line
+  /// @param target    the path as it is appended to each command line: quoted or not
   Report(const char* function, std::string path, std::string target);
 
+  /// Tells whether the size limit was reached.
   [[nodiscard]] bool hasEnded() const { return hasEnded_; }
 
+  /// Appends a section's banner. A failure is silent.
   void banner(const std::string& title);
 
-  /// Runs `command` + target, which lets the shell append the command's output. @return cmdPopen's result
+  /// Runs `command` + target in the shell, which appends the command's output to the report.
+  /// @return cmdPopen's result; false also when the report has ended or must be left out
   bool run(const std::string& command);
 
  private:
-  /// Ends the report when `more` bytes do not go into it any more.
+  /// Ends the report (logged) when `more` bytes would exceed its size limit.
+  /// @param text  what is named in the log as missing
   void endIfFull(std::uintmax_t more, const std::string& text);
 
   const char* function_;

@@ -17,21 +17,21 @@ constexpr std::size_t kReadBytes = 4096;
 constexpr std::size_t kMaxCapturedBytes = 1024 * 1024;
 
 bool run(platform::Command& command, const std::string& cmd, std::string& output, std::uintmax_t maxFileBytes,
-         bool sparesOthers) {
+         bool keepBackground) {
   output.clear();
-  // One byte more than is ever read: the text always ends in a zero byte.
+  // One byte more than is read at a time, so that the text always ends in a zero byte.
   std::array<char, kReadBytes + 1> buffer{};
   if (const int error = command.start(cmd, maxFileBytes)) {
     LOG_CALL_AS("cmdPopen", kErr, "popen(cmd) fail,cmd:{}; Reason: errorno:{},msg:{}", cmd, error,
                 std::strerror(error));
     return false;
   }
-  // The buffer keeps its old bytes between reads, and they are appended again: kept on purpose, readers of
-  // the captured texts know it.
+  // After a short read the buffer still has older bytes behind the new ones, which are appended again: kept
+  // on purpose, readers of the captured texts know it.
   while (command.read(buffer.data(), kReadBytes) > 0) {
     if (output.size() < kMaxCapturedBytes) output += buffer.data();
   }
-  command.wait(sparesOthers);
+  command.wait(keepBackground);
   return true;
 }
 
@@ -58,7 +58,7 @@ bool cmdPopenWithin(std::chrono::seconds limit, const std::string& cmd, std::str
 }
 
 void out2File(const std::string& path, const std::string& text) {
-  // A pipe or a link that somebody left at the path must neither block nor be followed.
+  // A pipe at the path must not block, a link must not be followed.
   const int flags = O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
   const utilities::Descriptor file(open(path.c_str(), flags, 0666));
   struct stat info {};

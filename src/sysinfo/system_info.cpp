@@ -42,8 +42,8 @@ void collectSystemInfo(const std::string& path, std::uint64_t startSeconds, std:
   try {
     const utilities::DetachedCall report(
         [path] {
-          // Of an earlier run, or of somebody else's: not to be added to.
-          if (details::claimReport("collectSystemInfo", path, utilities::Wanted::kNothing)) {
+          // Whatever is there is not this run's, and must not be appended to.
+          if (details::claimReport("collectSystemInfo", path, utilities::Expected::kNothing)) {
             collectSystemInfo(path);
           }
         },

@@ -7,7 +7,7 @@
 
 namespace quelmar::logutils::macos {
 
-/// The span of an extract: local time stamps "%Y-%m-%d %H:%M:%S".
+/// The time span of an extract: local time stamps "%Y-%m-%d %H:%M:%S".
 struct WideLogSpan {
   std::string start;  ///< ten minutes before the end, normalised as local wall-clock time
   std::string end;
@@ -16,9 +16,10 @@ struct WideLogSpan {
 /// The span that ends at `now`, seconds since the epoch.
 WideLogSpan wideLogSpan(std::time_t now);
 
-/// Appends the last ten minutes of the system's unified log, as far as its messages mention the client's
-/// vendor, to "system_wide.log" in `folder`. The path reaches the shell unquoted. Blocks as long as the query
-/// takes; logs a start and a done record, and nothing of a query that fails.
+/// Appends the messages of the unified log's last ten minutes that contain "quelmar" to "system_wide.log" in
+/// `folder`. The path is passed to the shell unquoted. Blocks as long as the query takes. Logs a start and a
+/// done record; a query that fails is not logged.
+/// @param folder    must exist.
 /// @param commands  the host's command lines.
 void collectSystemWideLog(const std::string& folder, const platform::HostCommands& commands);
 

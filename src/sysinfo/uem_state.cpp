@@ -38,7 +38,7 @@ constexpr StateSection kExtensionSection = {"collectSystemStateForUem start coll
 
 void collectSystemStateForUem(const std::string& folder, const std::string& name) {
   const fs::path uemDir = fs::path(folder) / ("uem_" + name);
-  if (!details::claimReport(__func__, uemDir.string(), utilities::Wanted::kDirectory)) return;
+  if (!details::claimReport(__func__, uemDir.string(), utilities::Expected::kDirectory)) return;
   const std::string path = (uemDir / "system_state.log").string();
   details::Report report(__func__, path, path);
   const auto collect = [&report, function = __func__](const StateSection& section) {

@@ -11,7 +11,7 @@
 namespace quelmar {
 namespace {
 
-// A dump has to fit into the tool's own log with room to spare, and the run into the memory of any machine.
+// Small enough for the tool's own log, which is capped at 20 MiB, and for little memory.
 constexpr std::size_t kMaxBodyBytes = 4 * 1024 * 1024;
 constexpr std::size_t kMaxHeaderBytes = 256 * 1024;
 
@@ -33,7 +33,7 @@ struct Received {
   std::size_t headerBytes = 0;
 };
 
-// Called from C: returning less than was offered ends the exchange, and nothing may be thrown.
+// Called by libcurl: returning less than it has passed ends the exchange, and nothing may be thrown.
 std::size_t onBody(const char* data, std::size_t size, std::size_t count, void* user) noexcept {
   auto* const received = static_cast<Received*>(user);
   const std::size_t bytes = std::min(size * count, kMaxBodyBytes - received->body.size());
@@ -57,7 +57,7 @@ HeaderList headerList(const HttpHeaders& headers) {
   for (const auto& [name, value] : headers.values()) {
     curl_slist* const longer = curl_slist_append(list.get(), (name + ": " + value).c_str());
     if (longer == nullptr) throw std::bad_alloc();
-    static_cast<void>(list.release());  // the longer list owns it
+    static_cast<void>(list.release());  // `longer` is the same list
     list.reset(longer);
   }
   return list;
@@ -106,9 +106,9 @@ std::shared_ptr<NetworkReply> NetworkRequest::send(std::error_code& ec, const UR
   curl_easy_setopt(curl, CURLOPT_HTTPHEADER, headers.get());
   curl_easy_setopt(curl, CURLOPT_TIMEOUT, static_cast<long>(timeoutSeconds_));
   curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
-  // Older libraries take a peer that answers rubbish for one that speaks the first version of all.
+  // Older versions of libcurl take any answer without headers for HTTP 0.9.
   curl_easy_setopt(curl, CURLOPT_HTTP09_ALLOWED, 0L);
-  // An empty proxy also overrides the environment's.
+  // An empty text disables the proxies that the environment names, too.
   curl_easy_setopt(curl, CURLOPT_PROXY, "");
   curl_easy_setopt(curl, CURLOPT_NOPROXY, "*");
   curl_easy_setopt(curl, CURLOPT_FOLLOWLOCATION, 0L);

@@ -5,8 +5,7 @@
 
 namespace quelmar {
 
-/// HTTP headers: one value a name, ordered by name, names compared exactly. New headers hold
-/// "Content-Type", "User-Agent" and "Connection" with the client's defaults.
+/// HTTP headers: one value for each name, ordered by name; names are case-sensitive.
 class HttpHeaders {
  public:
   enum class KnownHeaders : int {
@@ -31,7 +30,7 @@ class HttpHeaders {
     kTraceId,
   };
 
-  /// The three defaults.
+  /// Starts with "Content-Type", "User-Agent" and "Connection", set to the client's defaults.
   HttpHeaders();
 
   /// The header's name on the wire; "Unknown-Header" for a value outside the enumeration.
@@ -39,7 +38,7 @@ class HttpHeaders {
 
   /// Sets a header, replacing the value it had.
   void set(const std::string& headerName, const std::string& value) { values_[headerName] = value; }
-  /// As above, by the header's known name.
+  /// As above, with the name of a known header.
   void set(KnownHeaders header, const std::string& value) { set(name(header), value); }
 
   /// All headers, ordered by name.

@@ -2,8 +2,9 @@
 
 namespace quelmar {
 
-/// Fetches the tunnel service's module dump over its loopback debug port and writes it whole into the tool's
-/// own log, then flushes the log. Blocks at most 30 seconds. Never throws: every failure is one error record.
+/// Fetches the tunnel service's module dump over its loopback debug port, writes it into the tool's own log
+/// and flushes the log. Of a dump longer than 4 MiB only the beginning is kept (logged). Blocks at most 30
+/// seconds. Never throws: a failure is logged as one error record.
 void dumpXTunnelProc();
 
 }  // namespace quelmar

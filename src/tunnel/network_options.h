@@ -16,9 +16,9 @@ struct Cookie {
 /// A cookie jar.
 using CurlCookies = std::vector<Cookie>;
 
-/// The option record that travels with a request, in the order and with the defaults that all of the client's
-/// programs share. An exchange of this tool is one direct, plain GET without cookies, so of the settings it
-/// acts on reusesConnection alone; the record is whole because it is shared.
+/// The options of a request, in the order and with the defaults that all of the client's programs share. This
+/// tool sends one plain GET without cookies and uses only reusesConnection; the other fields are here because
+/// the record is shared.
 struct NetworkOptions {
   std::uint16_t version = 1;
   std::string interfaceName;

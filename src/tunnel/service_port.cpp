@@ -12,7 +12,7 @@
 namespace quelmar {
 namespace {
 
-// Far more than any port file holds; a file that is not one must not fill the memory.
+// Far more than a port file holds; a huge file at its path must not fill the memory.
 constexpr std::size_t kMaxPortFileBytes = 64 * 1024;
 constexpr long long kPortEnd = 65536;
 
@@ -33,7 +33,8 @@ PortText parsePort(const std::string& content) {
                [](char c) { return c != ' ' && c != '\t' && c != '\n'; });
   text.isNumber = !text.digits.empty() && std::all_of(text.digits.begin(), text.digits.end(), isDigit);
   if (text.isNumber) {
-    // Saturates at the largest value, so that no number of digits comes out as a port again.
+    // strtoll returns its largest value for numbers that are too long, so none of them wraps into a valid
+    // port.
     const long long value = std::strtoll(text.digits.c_str(), nullptr, 10);
     if (value >= 1 && value < kPortEnd) text.port = static_cast<std::uint16_t>(value);
   }
@@ -47,7 +48,8 @@ std::uint16_t getServicePortViaPath(const std::string& processName, const std::s
     const std::string path = base + "/var/run" + "/" + fileName;
     const PortText text = parsePort(utilities::readRegularFile(path, kMaxPortFileBytes));
     if (!text.isNumber) {
-      // One value fewer than placeholders: kept on purpose, the record surfaces on standard error instead.
+      // One value fewer than placeholders: kept on purpose, a line on standard error appears in the record's
+      // place.
       LOG_CALL(kErr, "{}; Reason: process:{} ,service:{}, path:{}, content:{}",
                "get service port failed,content is empty or not digit", processName, serviceName,
                text.digits);

@@ -29,7 +29,7 @@ void collectSelf(const std::string& dir) {
   try {
     const fs::path copy = fs::path(dir) / fs::path(log).filename();
     ec = claimLog(log);
-    if (!ec) ec = utilities::discardForeignEntry(dir, utilities::Wanted::kDirectory);
+    if (!ec) ec = utilities::removeUnexpected(dir, utilities::Expected::kDirectory);
     if (!ec) utilities::copyRegularFile(log, copy, utilities::Overwrite::kYes, ec);
   } catch (const std::bad_alloc&) {  // all else that was collected is to be packed
     ec = std::make_error_code(std::errc::not_enough_memory);
@@ -47,7 +47,7 @@ std::vector<std::string> collectCacheLogPaths(const std::string& dir,
     std::string entries;
     const std::error_code listed = utilities::listDirectory(dir.c_str(), utilities::Links::kNone, entries);
     utilities::forEachEntry(entries, [&](utilities::EntryKind kind, const char* name) {
-      // What cannot be looked at now is handed on: the packer tells when it cannot do it either.
+      // An entry of unknown type is listed: the packer logs it when it cannot read it either.
       const bool mayBeFile = kind == utilities::EntryKind::kFile || kind == utilities::EntryKind::kUnknown;
       const bool isFile = mayBeFile && !isLeftOut(name);
       const bool isOurs = leftovers.count(name) == 0;

@@ -6,13 +6,15 @@
 
 namespace quelmar {
 
-/// Copies the tool's own log into `dir`, overwriting. A failure is logged.
+/// Copies the tool's own log into the folder `dir`, replacing an older copy. A failure is logged.
 void collectSelf(const std::string& dir);
 
-/// Lists what directly in `dir` is to be packed, in listing order: sub-directories, and regular files whose
-/// names, lower-cased, hold neither "tunnel" nor "obreladns". Links and special files are left out.
-/// @param leftovers  names that were there before the collection, and are somebody else's
-/// @return full paths; those gathered so far when the listing fails (logged).
+/// Lists the entries directly in `dir` that are to be packed, in listing order: sub-directories, and regular
+/// files whose lower-cased names contain neither "tunnel" nor "obreladns". Links and special files are left
+/// out.
+/// @param leftovers  names to leave out: entries that were there before the collection, and are another
+///                   user's
+/// @return full paths; only those listed before an error (logged) when the listing fails.
 std::vector<std::string> collectCacheLogPaths(const std::string& dir,
                                               const std::set<std::string>& leftovers = {});
 

@@ -22,7 +22,7 @@ namespace {
 
 using utilities::Links;
 
-// Fewer than this many archives stay before a run, so that with the new one at most as many remain.
+// One fewer are kept at the start of a run, so that there are at most this many after it.
 constexpr std::size_t kMaxArchives = 5;
 
 bool isArchive(const std::string& path) {
@@ -67,8 +67,8 @@ void cleanDir(const std::string& dir, bool removeItself, Links links) {
   helper::directoryWalker(
       dir, [&depth](const std::string&) { ++depth; },
       [&depth](const std::string& subdirectory) {
-        // What lies deeper goes with its folder. By its path it could lead elsewhere, were a folder on the
-        // way swapped for a link meanwhile.
+        // Deeper folders are removed with their parents. Removed by its path, one could be elsewhere if a
+        // folder above it were replaced by a link meanwhile.
         if (--depth == 0) helper::ensureRemove(subdirectory);
       },
       [&depth](const std::string& path) {

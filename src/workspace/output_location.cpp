@@ -23,8 +23,7 @@ namespace quelmar {
 namespace {
 
 constexpr const char* kDefaultRoot = "/tmp/oBrelaLog";
-// Stands for the client product, and is a constant all the same: not the version of the client that failed,
-// nor the tool's own.
+// A constant in every archive's name: neither the version of the client that failed nor the tool's own.
 constexpr const char* kProductVersion = "2.5.16.20";
 constexpr std::uintmax_t kMinAvailableBytes = 524'288'000;  // 500 MiB
 constexpr std::uintmax_t kMaxReportBytes = 1'073'741'824;   // 1 GiB
@@ -60,7 +59,7 @@ bool zipFileNameAt(std::chrono::system_clock::time_point time, std::string& name
 
 bool ensureLogRootDir(std::string& root, const std::string& executable, utilities::Links* links) {
   std::error_code ec;
-  // Asked before a file there is replaced, and of the folder that is there then.
+  // Checked twice: before a file there is replaced by a folder, and for the folder that is there then.
   const bool isNamed = !root.empty() && mayBeEmptied(root, executable) &&
                        utilities::ensureDirectoryExist(root, ec, utilities::Links::kAny) &&
                        mayBeEmptied(root, executable);
@@ -81,7 +80,7 @@ bool checkDiskIsFull(const std::string& path) {
 
 void limitReports(const std::string& root) {
   boost::system::error_code notReported;
-  // Of three reports none may take the room that the others, the copies and the archive need.
+  // There are three reports; the copies and the archive need the rest.
   const std::uintmax_t share = fs::space(root, notReported).available / 8;
   logutils::macos::details::limitReports(std::min(kMaxReportBytes, share));
 }
@@ -96,7 +95,7 @@ std::string initZipLogPath(const std::string& root) {
        time += std::chrono::seconds(1)) {
     std::string path = (fs::path(root) / name).string();
     struct stat info {};
-    // Another run is at work on an archive of that second.
+    // If it exists, another run is writing an archive with that name: try the next second.
     if (lstat((path + zipper::kPartialSuffix).c_str(), &info) != 0) return path;
   }
   LOG_CALL(kErr, "{}{}", "getZipFileName failed.", "");

@@ -6,31 +6,31 @@
 
 namespace quelmar {
 
-/// Settles the output root: `root` when it is not empty and a directory can be ensured there, else the
-/// default "/tmp/oBrelaLog", which `root` then names. A root that cannot be used is abandoned in silence, one
-/// whose housekeeping would delete what is to stay (see protectedPlaceIn) with a warning.
-/// @param executable  the program's path, counted from the current directory
-/// @param links       when not null: set to the links as which the settled root is to be followed
-/// @return true when `root` names a usable directory; false when the default fails too (logged; `root`
-///         unchanged).
+/// Chooses and prepares the output root: `root` when it is not empty and can be used, else the default
+/// "/tmp/oBrelaLog". A root that cannot be created is given up without a log record; one whose housekeeping
+/// would delete something that must stay (see protectedPlaceIn), with a warning.
+/// @param root        the folder that the user has named; receives the default when that is used
+/// @param executable  the program's path, relative to the current directory
+/// @param links       when not null: receives which links are to be followed at the chosen root
+/// @return true when `root` is a usable directory; false when the default cannot be used either (logged;
+///         `root` is unchanged).
 bool ensureLogRootDir(std::string& root, const std::string& executable = {},
                       utilities::Links* links = nullptr);
 
-/// Tells whether the volume that holds `path` has less than 500 MiB available to an unprivileged user. When
-/// the volume cannot be asked, whatever figure the query left decides.
+/// Tells whether less than 500 MiB are available to an unprivileged user on the volume of `path`. When the
+/// query fails, the value that it leaves decides.
 bool checkDiskIsFull(const std::string& path);
 
-/// Limits each report to an eighth of what is available on the volume of `root` now, and to 1 GiB: a command
-/// that prints for ever would fill the volume, and there would be no room for the archive.
+/// Limits each report to an eighth of the space that is available on the volume of `root` now, and to 1 GiB,
+/// so that a command that prints for ever cannot take the room that the archive needs.
 void limitReports(const std::string& root);
 
-/// Builds an archive's file name: "oBrelaLog_", the client product's version, "_", the local time as
-/// "%Y%m%d%H%M%S", ".zip".
-/// @return true when `name` was set; false, with `name` as it was, when anything threw.
+/// Builds an archive's file name: "oBrelaLog_2.5.16.20_", the local time as "%Y%m%d%H%M%S", ".zip".
+/// @return true when `name` was set; false, with `name` unchanged, after any exception.
 bool getZipFileName(std::string& name);
 
-/// The full path of the archive to be written into `root`: the next second's when another run is at work on
-/// one of this second. An empty string when no name could be had (logged).
+/// The path of the archive to be written into `root`, with the current time in its name, or a later second
+/// when another run is writing an archive of that name. Empty when no name could be built (logged).
 std::string initZipLogPath(const std::string& root);
 
 }  // namespace quelmar

@@ -20,7 +20,7 @@ namespace {
 constexpr unsigned kPackFlags = zipper::Zipper::CompressBest | zipper::Zipper::AppendHint;
 constexpr const char* kPackingFailed = "Generate zip file({}) throw exception; Reason: error msg={}";
 
-/// Removes files below a folder, no link being followed on the way from the folder that holds it.
+/// Removes packed copies below the folder `top`. No link is followed on the way from the parent of `top`.
 class CopyRemover {
  public:
   explicit CopyRemover(std::string top) : top_(std::move(top)), trusted_(top_.rfind('/') + 1) {}
@@ -31,9 +31,9 @@ class CopyRemover {
     if (path.compare(0, nameAt, openPath_) != 0) {
       std::error_code ec;
       openPath_ = path.substr(0, nameAt);
-      open_ = utilities::openBelow(openPath_, trusted_, ec);
+      open_ = utilities::openWithoutLinks(openPath_, trusted_, ec);
     }
-    unlinkat(open_.get(), path.c_str() + nameAt, 0);  // what stays is for the clean-up
+    unlinkat(open_.get(), path.c_str() + nameAt, 0);  // a failure is left to the clean-up
   }
 
  private:
@@ -48,7 +48,7 @@ class CopyRemover {
 int compressLogs(const std::vector<std::string>& paths, const std::string& zipPath,
                  const std::string& copies) {
   try {
-    utilities::discardForeignEntry(zipPath);
+    utilities::removeUnexpected(zipPath);
     std::optional<Losses> losses;  // of the path that is packed
     CopyRemover remover(copies);
     zipper::Zipper::Hooks hooks;

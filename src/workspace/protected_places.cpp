@@ -23,7 +23,7 @@ using logutils::macos::Source;
 using utilities::Links;
 
 constexpr const char* kUsers = "/Users";
-// Where macOS has the folders of "/" that can be written to; they appear in both places.
+// On macOS the writable folders of "/" appear below this one too.
 constexpr const char* kDataVolume = "/System/Volumes/Data";
 
 std::error_code lookUp(const fs::path& path, struct stat& info) {
@@ -38,7 +38,8 @@ class Root {
     exists_ = !lookUp(path, info_);
   }
 
-  /// Tells whether it is at, or above, `place`; where either does not exist yet, its path decides.
+  /// Tells whether this folder is `place` or above it, by device and inode, or by path where one does not
+  /// exist.
   [[nodiscard]] bool holds(const fs::path& place) const {
     for (fs::path above = place; !above.empty(); above = above.parent_path()) {
       struct stat info {};
@@ -93,7 +94,7 @@ std::string protectedPlaceIn(const std::string& root, const std::string& executa
     if (output.holds(place) || output.holds(real) || output.holds(std::string(kDataVolume) + real.string()))
       return place;
   }
-  // Whose homes there are could not be seen.
+  // When /Users exists but cannot be listed, no folder is taken for harmless.
   return ec && ec != std::errc::no_such_file_or_directory ? kUsers : std::string();
 }
 

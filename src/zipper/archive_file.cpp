@@ -25,8 +25,8 @@ ArchiveFile& fileOf(voidpf stream) {
   return *static_cast<ArchiveFile*>(stream);
 }
 
-/// Tells whether just that file bears the name; with a status of zeroes, whether nothing does.
-bool bears(const std::string& path, const struct stat& file) {
+/// Tells whether `file` is what stands at `path`; for a status of zeroes, whether nothing does.
+bool isFileAt(const std::string& path, const struct stat& file) {
   struct stat found {};
   const std::error_code ec = lookUp(AT_FDCWD, path.c_str(), Links::kNone, found);
   if (ec && ec.value() != ENOENT) return false;
@@ -75,8 +75,8 @@ bool ArchiveFile::openFile(bool create) {
   Descriptor old;
   if (!create) old = openRegular(AT_FDCWD, path_.c_str(), Links::kNone, replaced_, ec);
   if (ec) return false;
-  // Not handed down to the commands that the process starts, and never a file that is there already: another
-  // run writes to it, or somebody wants to have it written to.
+  // Not inherited by commands. Never an existing file: another run may be writing it, or another user may
+  // have put a link there.
   const int flags = O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
   file_ =
       Descriptor(::open(partial_.c_str(), flags, create ? kArchiveMode : replaced_.st_mode & kArchiveMode));
@@ -84,7 +84,7 @@ bool ArchiveFile::openFile(bool create) {
 }
 
 bool ArchiveFile::copy(int from) {
-  char bytes[kCopyBytes];  // not on the heap: no exception may pass through the library
+  char bytes[kCopyBytes];  // no allocation: no exception may pass through the library
   for (;;) {
     const ssize_t got = ::read(from, bytes, sizeof bytes);
     if (got < 0 && errno == EINTR) continue;
@@ -107,7 +107,7 @@ bool ArchiveFile::read(void* data, std::size_t size) {
 }
 
 bool ArchiveFile::write(const void* data, std::size_t size) {
-  if (failed_) return false;  // nothing that follows could make up for the gap
+  if (failed_) return false;  // the archive has a gap already
   for (const char* from = static_cast<const char*>(data); size > 0;) {
     const bool inside = position_ >= bufferStart_ && position_ <= bufferStart_ + bufferedBytes_;
     if (!inside || position_ - bufferStart_ == buffer_.size()) {
@@ -149,22 +149,22 @@ bool ArchiveFile::seekEnd() {
 
 bool ArchiveFile::isOurs() const {
   struct stat held {};
-  return ::fstat(file_.get(), &held) == 0 && bears(partial_, held);
+  return ::fstat(file_.get(), &held) == 0 && isFileAt(partial_, held);
 }
 
 bool ArchiveFile::close(bool whole) {
   const bool named = whole && finish();
-  file_ = Descriptor();  // finish() has asked for what could be reported now
+  file_ = Descriptor();  // errors that closing could report were seen by fsync in finish()
   return named;
 }
 
 bool ArchiveFile::finish() {
   if (failed_ || !flush()) return false;
-  // Added to an archive with a longer end (a comment, 64-bit records), the new end may be the shorter one.
+  // The end of the archive that was added to may have been longer (a comment, 64-bit records).
   if (::ftruncate(file_.get(), static_cast<off_t>(position_)) != 0) return false;
   if (::fsync(file_.get()) != 0 && errno != EINVAL && errno != ENOTSUP) return false;
   // Another run may have finished an archive of this name meanwhile.
-  return isOurs() && bears(path_, replaced_) && ::rename(partial_.c_str(), path_.c_str()) == 0;
+  return isOurs() && isFileAt(path_, replaced_) && ::rename(partial_.c_str(), path_.c_str()) == 0;
 }
 
 }  // namespace zipper

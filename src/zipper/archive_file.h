@@ -12,11 +12,13 @@
 
 namespace zipper {
 
-/// The file behind an archive, as the zip library sees it. The library passes over some failing writes;
-/// here every one of them is kept in mind. And it goes back to each entry's header: that costs nothing here
-/// as long as the header has not left the buffer.
-/// The archive grows under its name and kPartialSuffix, and gets its name when it is finished and on disk:
-/// what bears the name is whole. An archive of that name is added to by way of a copy.
+/// The file of an archive, used by the zip library through its callbacks. The library ignores some failed
+/// writes; failed() remembers all of them. It also goes back to each entry's header, which costs nothing here
+/// while the header is still in the buffer.
+///
+/// The archive is written as its name and kPartialSuffix, and renamed when it is complete and on disk, so
+/// that a file with an archive's name is always complete. To add to an existing archive, a copy of it is
+/// written.
 class ArchiveFile {
  public:
   ArchiveFile();
@@ -25,33 +27,33 @@ class ArchiveFile {
   /// @param path    where the archive is or is to be
   /// @param append  APPEND_STATUS_CREATE for a new archive, APPEND_STATUS_ADDINZIP to add to the existing one
   /// @return the library's handle, to be ended with zipClose and then close(); null when the file cannot be
-  /// made, when there is
-  ///         one that grows under this name already, or when what bears the name is no archive. Both stay
-  ///         then.
+  ///         created, when another run is writing an archive of this name, or when the existing file is not
+  ///         an archive. Existing files stay unchanged then.
   zipFile open(const std::string& path, int append);
 
-  /// Closes the file, with its new name if all of it has reached the disk.
-  /// @param whole  false: it does not get its name in any case
-  /// @return whether it has got its name
+  /// Closes the file, and gives it the archive's name when all of it is on disk.
+  /// @param whole  false: it is not renamed in any case
+  /// @return whether it was renamed
   bool close(bool whole);
 
-  /// Makes failed() true, and writes no more.
+  /// Makes failed() true; nothing more is written.
   void giveUp() { failed_ = true; }
 
-  /// Tells whether anything could not be written since the archive was opened, or giveUp() was called.
+  /// Tells whether a write has failed since the archive was opened, or giveUp() was called.
   bool failed() const { return failed_; }
 
   /// Where the next read or write begins, in bytes from the start of the file.
   std::uint64_t position() const { return position_; }
 
-  /// Has the next read or write begin elsewhere, which may lie beyond the end.
+  /// Sets where the next read or write begins, in bytes from the start; this may be beyond the end.
   void seek(std::uint64_t position) { position_ = position; }
 
-  /// Reads just `size` bytes and goes on behind them. @return false when there are fewer, or on an error.
+  /// Reads exactly `size` bytes and advances the position. @return false when there are fewer, or after an
+  /// error.
   bool read(void* data, std::size_t size);
 
-  /// Writes `size` bytes and goes on behind them. @return false once anything could not be written: nothing
-  /// that follows is then, and failed() tells so.
+  /// Writes `size` bytes and advances the position. @return false once any write has failed: nothing is
+  /// written any more then.
   bool write(const void* data, std::size_t size);
 
  private:
@@ -62,8 +64,8 @@ class ArchiveFile {
   bool finish();
   bool isOurs() const;
 
-  std::string path_;     // of the finished archive
-  std::string partial_;  // where it grows
+  std::string path_;     // of the complete archive
+  std::string partial_;  // of the file that is written
   quelmar::utilities::Descriptor file_;
   struct stat replaced_ {};  // the archive that is added to; all zero when there is none
   std::uint64_t position_ = 0;

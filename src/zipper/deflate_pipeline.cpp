@@ -11,14 +11,15 @@ namespace {
 
 constexpr std::size_t kStepBytes = 16'384;
 constexpr unsigned kMaxThreads = 16;
-constexpr unsigned kSparePieces =
-    4;  // beside two for each thread: 37 MiB at most, if nothing can be deflated
+// Pieces beside two for each thread; all together take 37 MiB at most.
+constexpr unsigned kSparePieces = 4;
 constexpr int kRawDeflate = -MAX_WBITS;
 constexpr int kMemoryLevel = 8;
 
 }  // namespace
 
-/// One thread's deflate, used for one piece after the other: to set it up costs more than a small file does.
+/// The deflate state of one thread, reused for all its pieces: setting it up costs more than deflating a
+/// small file.
 class DeflatePipeline::Deflater {
  public:
   explicit Deflater(int level) {
@@ -30,8 +31,9 @@ class DeflatePipeline::Deflater {
   Deflater(const Deflater&) = delete;
   Deflater& operator=(const Deflater&) = delete;
 
-  /// Deflates the piece into its own memory: the output begins where the dictionary was, and so stays behind
-  /// the data that is yet to be read. Output of random data, the longest, outgrows it by 400 bytes a piece.
+  /// Deflates the piece within its own memory: the output begins where the dictionary was, 32 KiB before the
+  /// data, and so never reaches data that has not been read. Random data, the worst case, grows by 400 bytes
+  /// a piece.
   void run(Piece& piece) {
     auto* in = reinterpret_cast<Bytef*>(piece.data());
     auto* const out = reinterpret_cast<Bytef*>(piece.packed());
@@ -74,7 +76,7 @@ DeflatePipeline::DeflatePipeline(int level, unsigned threads) {
   threads_.reserve(deflating);
   try {
     for (unsigned i = 0; i < ring_.size(); ++i) {
-      // Not made zero: what is never used is never in memory.
+      // Left uninitialised: pages that are never written take no memory.
       ring_[i].bytes.reset(new char[kDictionaryBytes + kPieceBytes]);
       if (i < deflating) deflaters_.push_back(std::make_unique<Deflater>(level));
     }
@@ -87,7 +89,7 @@ DeflatePipeline::DeflatePipeline(int level, unsigned threads) {
       threads_.emplace_back([this, &deflater = *deflaters_[threads_.size() + 1]] { work(deflater); });
     }
   } catch (const std::exception&) {
-    return;  // the system gives no more
+    return;  // go on with the threads that could be started
   }
 }
 
@@ -96,45 +98,45 @@ DeflatePipeline::~DeflatePipeline() {
     const std::lock_guard<std::mutex> lock(mutex_);
     stopping_ = true;
   }
-  pieceHandedIn_.notify_all();
+  pieceSubmitted_.notify_all();
   for (std::thread& thread : threads_) thread.join();
 }
 
 void DeflatePipeline::work(Deflater& deflater) {
   std::unique_lock<std::mutex> lock(mutex_);
   for (;;) {
-    pieceHandedIn_.wait(lock, [this] { return stopping_ || begun_ < handedIn_; });
+    pieceSubmitted_.wait(lock, [this] { return stopping_ || started_ < submitted_; });
     if (stopping_) return;
     deflateNext(lock, deflater);
   }
 }
 
 void DeflatePipeline::deflateNext(std::unique_lock<std::mutex>& lock, Deflater& deflater) {
-  const std::uint64_t number = begun_++;
+  const std::uint64_t number = started_++;
   lock.unlock();
   deflater.run(at(number));
   lock.lock();
   at(number).done = true;
-  if (number == takenOff_) frontDone_.notify_one();
+  if (number == popped_) frontDone_.notify_one();
 }
 
-Piece* DeflatePipeline::blank() {
+Piece* DeflatePipeline::freePiece() {
   const std::lock_guard<std::mutex> lock(mutex_);
-  return handedIn_ - takenOff_ < ring_.size() ? &at(handedIn_) : nullptr;
+  return submitted_ - popped_ < ring_.size() ? &at(submitted_) : nullptr;
 }
 
-void DeflatePipeline::handIn() {
+void DeflatePipeline::submit() {
   const std::lock_guard<std::mutex> lock(mutex_);
-  at(handedIn_++).done = false;
-  pieceHandedIn_.notify_one();
+  at(submitted_++).done = false;
+  pieceSubmitted_.notify_one();
 }
 
 Piece* DeflatePipeline::front() {
   std::unique_lock<std::mutex> lock(mutex_);
-  if (takenOff_ == handedIn_) return nullptr;
-  Piece& piece = at(takenOff_);
+  if (popped_ == submitted_) return nullptr;
+  Piece& piece = at(popped_);
   while (!piece.done) {
-    if (begun_ < handedIn_) {
+    if (started_ < submitted_) {
       deflateNext(lock, *deflaters_.front());
     } else {
       frontDone_.wait(lock);
@@ -143,9 +145,9 @@ Piece* DeflatePipeline::front() {
   return &piece;
 }
 
-void DeflatePipeline::takeOff() {
+void DeflatePipeline::pop() {
   const std::lock_guard<std::mutex> lock(mutex_);
-  ++takenOff_;
+  ++popped_;
 }
 
 }  // namespace zipper

@@ -11,28 +11,33 @@
 
 namespace zipper {
 
-/// So many bytes of a file are deflated at a time; shorter files come out as one deflate makes them.
+/// The size of the pieces into which files are cut, in bytes. A file of one piece gives the same output as
+/// deflating it as a whole.
 constexpr std::size_t kPieceBytes = 1'048'576;
-/// So many bytes before a piece may be referred to: all that deflate ever looks back.
+/// How many bytes before a piece serve as its dictionary: deflate's window, the farthest that it refers back.
 constexpr std::size_t kDictionaryBytes = 32'768;
 
-/// A piece of a file: first its data, then what became of it.
+/// A piece of a file: its data, which deflating replaces by the output.
 struct Piece {
-  std::string path;                ///< the file's; it and the next three are for the caller alone, and only
-  std::string name;                ///< hold in a file's first piece: its entry's name
-  bool first = false;              ///< a file begins with it
-  bool large = false;              ///< the file needs the 64-bit size fields
-  bool last = false;               ///< the file ends with it, and so does the deflate stream
+  // For the caller's own use; path, name and large are set in a file's first piece only.
+  std::string path;    ///< the file's path
+  std::string name;    ///< its entry's name
+  bool large = false;  ///< the file needs the 64-bit size fields
+  bool first = false;  ///< the file begins with this piece
+
+  // Set by the caller.
+  bool last = false;               ///< the file ends with this piece, and so does the deflate stream
   std::size_t size = 0;            ///< bytes at data(), at most kPieceBytes
   std::size_t dictionarySize = 0;  ///< bytes of the file right before data(), at most kDictionaryBytes
 
-  bool good = false;           ///< false: deflate has failed
-  bool text = false;           ///< deflate takes it for text
+  // Set by deflating.
+  bool good = false;           ///< whether deflate has succeeded
+  bool text = false;           ///< whether deflate takes the data for text
   unsigned long crc = 0;       ///< CRC-32 of the data
   std::size_t packedSize = 0;  ///< bytes at packed()
 
   char* data() { return bytes.get() + kDictionaryBytes; }
-  char* packed() const { return bytes.get(); }  // which takes the data's place: see Deflater::run
+  char* packed() const { return bytes.get(); }  // overwrites the data: see Deflater::run
 
  private:
   friend class DeflatePipeline;
@@ -40,35 +45,36 @@ struct Piece {
   bool done = false;
 };
 
-/// Deflates pieces of files on several threads and hands them out in the order in which they came. The pieces
-/// of a file, one after the other, are one deflate stream, whose bytes depend on the file alone.
+/// Deflates pieces of files on several threads and returns them in the order in which they were submitted.
+/// The outputs of a file's pieces, put together, are one deflate stream, whose bytes depend on the file
+/// alone.
 ///
-///   blank, handIn --> ring of pieces --> threads: deflate in place --> front, takeOff
+///   freePiece, submit --> ring of pieces --> threads: deflate in place --> front, pop
 ///
-/// All memory is taken at the start, and no more threads than there is memory for are started; a thread that
-/// cannot be started leaves its work to the others and to the caller, who deflates rather than waits. Too
-/// little memory for the caller alone is an std::bad_alloc of the constructor; later nothing can fail.
-/// A failed write is the caller's concern, who takes off what is under way.
+/// All memory is allocated by the constructor. It starts fewer threads when there is less memory, or when the
+/// system gives no more; the calling thread deflates too, rather than wait. The constructor throws
+/// std::bad_alloc when there is not even memory for the calling thread; the other functions cannot fail. Not
+/// for two calling threads at a time.
 class DeflatePipeline {
  public:
-  /// @param level    deflate's, 1 to 9
-  /// @param threads  how many deflate, the caller's included; at most 16
+  /// @param level    the compression level, 1 to 9
+  /// @param threads  how many threads deflate, the calling one included; more than 16 count as 16
   DeflatePipeline(int level, unsigned threads);
   ~DeflatePipeline();
   DeflatePipeline(const DeflatePipeline&) = delete;
   DeflatePipeline& operator=(const DeflatePipeline&) = delete;
 
-  /// The piece to be filled next; null when all are in use: one must be taken off first.
-  Piece* blank();
+  /// The next piece to fill; null when all are in use and one has to be popped first.
+  Piece* freePiece();
 
-  /// Gives the filled piece to the threads.
-  void handIn();
+  /// Submits the piece that freePiece() has returned for deflating.
+  void submit();
 
-  /// The oldest piece that was handed in, deflated; null when there is none.
+  /// Waits until the oldest submitted piece is deflated, and returns it; null when there is none.
   Piece* front();
 
-  /// Makes the front piece a blank one.
-  void takeOff();
+  /// Makes the front piece free again.
+  void pop();
 
  private:
   class Deflater;
@@ -80,12 +86,12 @@ class DeflatePipeline {
   std::vector<std::unique_ptr<Deflater>> deflaters_;  // the caller's first
   std::vector<Piece> ring_;
 
-  std::mutex mutex_;  // for what follows up to stopping_, and for Piece::done
-  std::condition_variable pieceHandedIn_;
+  std::mutex mutex_;  // guards the members up to stopping_, and Piece::done
+  std::condition_variable pieceSubmitted_;
   std::condition_variable frontDone_;
-  std::uint64_t handedIn_ = 0;  // so many pieces were
-  std::uint64_t begun_ = 0;     // so many of them were given to a thread
-  std::uint64_t takenOff_ = 0;
+  std::uint64_t submitted_ = 0;  // how many pieces were submitted so far
+  std::uint64_t started_ = 0;    // how many of them a thread has begun to deflate
+  std::uint64_t popped_ = 0;     // how many of them were popped
   bool stopping_ = false;
 
   std::vector<std::thread> threads_;

@@ -9,7 +9,7 @@ namespace zipper {
 
 using quelmar::utilities::EntryKind;
 using quelmar::utilities::Links;
-using quelmar::utilities::openBelow;
+using quelmar::utilities::openWithoutLinks;
 
 const std::string CDirEntry::Separator = "/";
 
@@ -43,7 +43,7 @@ FileWalk::FileWalk(std::string path, std::size_t trusted, Lost lost)
 
 bool FileWalk::open() {
   std::error_code ec;
-  directory_ = openBelow(path_, trusted_, ec);
+  directory_ = openWithoutLinks(path_, trusted_, ec);
   if (ec) lost_(path_, ec.value());
   return !ec;
 }
@@ -63,7 +63,8 @@ bool FileWalk::next(std::string& file) {
   while (!levels_.empty()) {
     Level& level = levels_.back();
     path_.resize(level.pathLength);
-    if (level.nextName < names_.size() && openLevel_ != levels_.size()) {  // back from below
+    // Back from a sub-directory: this one has to be opened again.
+    if (level.nextName < names_.size() && openLevel_ != levels_.size()) {
       openLevel_ = levels_.size();
       if (!open()) level.nextName = names_.size();
     }

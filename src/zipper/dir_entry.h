@@ -9,56 +9,57 @@
 
 namespace zipper {
 
-/// Questions about one path.
+/// Functions on a path.
 class CDirEntry {
  public:
-  /// What separates the components of a path: "/".
+  /// The separator of a path's components, "/".
   static const std::string Separator;
 
   /// Tells whether `path` is a directory; a link counts as what it points to. False when it does not exist.
   static bool isDir(const std::string& path);
 
-  /// The text after the last Separator of `path`: all of it when there is none, nothing when it ends in one.
+  /// The part of `path` after its last Separator: all of it when there is none, nothing when it ends in one.
   static std::string fileName(const std::string& path);
 };
 
 /// Tells whether `path` exists; a dangling link does not.
 bool checkFileExists(const std::string& path);
 
-/// CDirEntry::isDir by its free name.
+/// The same as CDirEntry::isDir.
 bool isDirectory(const std::string& path);
 
-/// CDirEntry::fileName by its free name.
+/// The same as CDirEntry::fileName.
 std::string fileNameFromPath(const std::string& path);
 
-/// Takes a path of which something is lost to the archive, and the number of the error.
+/// Called with a path that could not be read, or not all of it, and the error number.
 using Lost = std::function<void(const std::string& path, int error)>;
 
-/// Everything below one directory that is not a directory itself, depth first, each directory in the order
-/// in which the system lists it. It is found step by step: a directory is listed when the walk reaches it, so
-/// that only the names of the levels under way are in memory, and only one directory is open.
-/// Links are found and never followed, so that no walk runs in circles or leaves the tree, nor when a
-/// directory is replaced by a link meanwhile.
+/// Walks a directory tree and yields everything in it that is not a directory, depth first, each directory in
+/// the order in which the system lists it. A directory is listed when the walk reaches it, so only the names
+/// of the current directory and those above it are in memory, and only one directory is open. Links are
+/// yielded and never followed, so the walk cannot run in circles or leave the tree, not even when a directory
+/// is replaced by a link meanwhile.
 class FileWalk {
  public:
-  /// @param path     the directory to start in; nothing is found when it cannot be opened
-  /// @param trusted  how much of `path` may lead through links, in bytes from its start
-  /// @param lost     is told of each directory that cannot be opened or listed to its end
+  /// @param path     the directory to start in; nothing is yielded when it cannot be opened
+  /// @param trusted  in how many bytes from the start of `path` links are followed
+  /// @param lost     called for each directory that cannot be opened or listed to its end
   FileWalk(std::string path, std::size_t trusted, Lost lost);
 
-  /// Yields the next path, which is the start directory's as given, "/", and what lies below.
+  /// Yields the next path: the start directory as given, "/", and the path below it.
   /// @return false, with `file` unchanged, when there are no more.
   bool next(std::string& file);
 
-  /// The open directory with the file that next() has named last, and the file's name in it.
+  /// The open directory of the file that next() has yielded last.
   int directory() const { return directory_.get(); }
+  /// That file's name in the directory.
   const char* name() const { return path_.c_str() + levels_.back().pathLength + 1; }
 
  private:
   struct Level {
     std::size_t firstName;   // where its names begin in names_
-    std::size_t nextName;    // the one to be looked at next
-    std::size_t pathLength;  // what of path_ is the directory itself
+    std::size_t nextName;    // the next one to visit
+    std::size_t pathLength;  // the length of the directory's own path in path_
   };
 
   bool open();
@@ -67,14 +68,14 @@ class FileWalk {
   std::string path_;
   const std::size_t trusted_;
   const Lost lost_;
-  std::string names_;  // of all levels under way, as listed
+  std::string names_;  // of the current directory and those above it, as Directory::list appends them
   std::vector<Level> levels_;
   quelmar::utilities::Directory directory_;
-  std::size_t openLevel_ = 0;  // whose directory that is, counted from 1
+  std::size_t openLevel_ = 0;  // the level of directory_, counted from 1
 };
 
-/// The files below the directory `path`, see FileWalk. Where that is may be told by a link, but not what it
-/// is.
+/// A FileWalk of the directory `path` in which links are followed above that directory only. Errors are
+/// ignored.
 FileWalk filesFromDirectory(const std::string& path);
 
 }  // namespace zipper

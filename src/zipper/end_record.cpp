@@ -35,7 +35,8 @@ void put(Bytes& to, std::uint64_t value, std::size_t size) {
   for (; size > 0; --size, value >>= 8U) to.push_back(static_cast<unsigned char>(value & 0xffU));
 }
 
-/// Finds the end record in the archive's last bytes: where its comment ends just where the archive does.
+/// Finds the end record in the archive's last bytes: the one whose comment ends where the archive does.
+/// @return its position in `tail`; the size of `tail` when there is none
 std::size_t findEndRecord(const Bytes& tail) {
   for (std::size_t at = tail.size() < kEndRecordBytes ? 0 : tail.size() - kEndRecordBytes + 1; at-- > 0;) {
     if (get(&tail[at], 4) == kEndRecord && at + kEndRecordBytes + get(&tail[at + 20], 2) == tail.size()) {

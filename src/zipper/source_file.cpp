@@ -35,7 +35,7 @@ std::size_t SourceFile::read(char* to, std::size_t size) {
     if (got <= 0) break;
     count += static_cast<std::size_t>(got);
   }
-  position_ = count < wanted ? size_ : position_ + count;  // what has become shorter is at its end
+  position_ = count < wanted ? size_ : position_ + count;  // a file that was shortened ends here
   return count;
 }
 

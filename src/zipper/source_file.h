@@ -8,29 +8,30 @@
 
 namespace zipper {
 
-/// A file to be packed, read from its start to where it ended when it was opened: one that is written to all
-/// the time would otherwise never come to an end. Anything but a regular file, a link too, counts as a file
-/// that cannot be opened. Never blocks, whatever it is.
+/// A file to be packed. Not more is read of it than it had when it was opened, since a file that is written
+/// to all the time would never end. Anything that is not a regular file, links included, counts as a file
+/// that cannot be opened. Never blocks.
 class SourceFile {
  public:
-  /// A file without data.
+  /// An empty file.
   SourceFile() = default;
 
-  /// Opens the file `name` in the open directory `parent`. One that cannot be opened reads as an empty one.
+  /// Opens the file `name` in the open directory `parent`. A file that cannot be opened reads as an empty
+  /// one.
   SourceFile(int parent, const char* name);
 
-  /// How many bytes it had when it was opened; no more are read.
+  /// The number of bytes that it had when it was opened.
   std::uint64_t size() const { return size_; }
 
-  /// Reads the next `size` bytes to `to`, or fewer when the end comes first.
-  /// @return how many came; 0 at the end and after an error
+  /// Reads the next bytes, at most `size`, to `to`.
+  /// @return the number of bytes read: less than `size` only at the end and after an error
   std::size_t read(char* to, std::size_t size);
 
-  /// Tells whether nothing more will come.
+  /// Tells whether there is nothing more to read.
   bool atEnd() const { return position_ == size_; }
 
-  /// The number of the error that opening or reading has met; 0 when there was none, and for what is not a
-  /// regular file.
+  /// The error number of opening or reading it; 0 when there was no error, and for what is not a regular
+  /// file.
   int error() const { return error_; }
 
   /// Goes back to the start.
@@ -46,9 +47,9 @@ class SourceFile {
 /// Tells whether a file needs the 64-bit size fields: more than 4,294,967,294 bytes.
 bool isLargeFile(const SourceFile& stream);
 
-/// Computes the CRC-32 of a file and goes back to its start. An error ends it early.
-/// @param buffer  where the pieces are read to; its size is theirs
-/// @param crc     receives the checksum
+/// Computes the CRC-32 of a file and goes back to its start.
+/// @param buffer  the buffer to read into, not empty
+/// @param crc     receives the checksum of what could be read; see SourceFile::error
 void getFileCrc(SourceFile& stream, std::vector<char>& buffer, unsigned long& crc);
 
 }  // namespace zipper

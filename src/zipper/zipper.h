@@ -6,7 +6,7 @@
 
 namespace zipper {
 
-/// What is added to an archive's name until it is finished.
+/// What is appended to an archive's name until the archive is complete.
 constexpr char kPartialSuffix[] = ".incomplete";
 
 /// Writes files and directory trees into one zip archive (deflate, 64-bit where sizes need it). All entries
@@ -19,39 +19,40 @@ class Zipper {
     CompressFast = 0x08,   ///< deflate at level 1
     CompressBest = 0x10,   ///< deflate at level 9; outweighs CompressFast
     StoreFullPath = 0x40,  ///< a single file's entry is named by the path as given, not by its last component
-  };                       // without a level entries are stored as they are
+  };                       // without a level, entries are stored
 
-  /// What a caller may want besides.
+  /// Further settings.
   struct Hooks {
-    /// Is told of what is lost to the archive, but for added paths that are not there and what is no regular
-    /// file: a path, and the number of the error with which its reading, listing or look-up failed.
+    /// Called with each path that could not be packed, or not all of it, and the error number of reading,
+    /// listing or looking it up; but not for added paths that are missing, and not for entries that are not
+    /// regular files.
     std::function<void(const std::string& path, int error)> lost = [](const std::string&, int) {};
 
-    /// Is told of each file when its whole entry is in the archive.
+    /// Called with each file's path when its entry is complete.
     std::function<void(const std::string& path)> packed = [](const std::string&) {};
 
-    /// No link is followed below this directory; below others none from the added path's last component on.
+    /// A directory, without "/" at its end, below which no link is followed. When add() is given a path
+    /// elsewhere, links are followed in all components but the last.
     std::string trusted;
 
-    /// An archive to which no entry was added is a failure, and does not get its name.
+    /// Whether an archive to which no entry was added counts as failed, and so does not get its name.
     bool needsEntry = false;
   };
 
-  /// Opens an archive for writing: adds to it when it exists, makes it otherwise. It is written under its
-  /// name and
-  /// ".incomplete", which must be free, and gets its name when it is finished.
+  /// Opens an archive for writing: adds to it when it exists, creates it otherwise. It is written as
+  /// `zipName` + ".incomplete", which must not exist, and renamed when it is complete.
   /// @param zipName   the archive's path
-  /// @param password  entries are encrypted with it (traditional zip encryption); empty for none
+  /// @param password  entries are encrypted with it (traditional zip encryption); empty for no encryption
   /// @throws std::runtime_error "Error creating zip in file!"
   Zipper(const std::string& zipName, const std::string& password);
 
-  /// Finishes the archive when it is still open. What goes wrong then is not reported, but what bears the
-  /// archive's name is whole in any case.
+  /// Finishes the archive when it is still open. A failure is not reported, but only a complete archive is
+  /// renamed.
   ~Zipper();
   Zipper(const Zipper&) = delete;
   Zipper& operator=(const Zipper&) = delete;
 
-  /// To be called before add(); holds until release().
+  /// Sets the hooks. To be called before add(); release() forgets them.
   void setHooks(Hooks hooks);
 
   /// Opens the archive again after close() or release(), to add to it. No effect when it is open.
@@ -59,19 +60,19 @@ class Zipper {
   void open();
 
   /// Adds a file under its bare name, or all files below a directory under names that begin with the
-  /// directory's own. A file that cannot be opened makes an entry without data, and so does a link, which is
-  /// never followed; one that cannot be read to its end makes an entry with what could be read. No effect
-  /// when the archive is not open, or when nothing can be learned about the path.
+  /// directory's own. A file that cannot be opened, or is a link, gets an entry without data; one that cannot
+  /// be read to its end, an entry with what could be read. No effect when the archive is not open, or when
+  /// the path exists but its status cannot be read.
   /// @param path   the file or directory
   /// @param flags  of zipFlags
-  /// @return true in every case; data that could not be written is reported by close().
-  /// @throws std::runtime_error "Error adding '<entry name>' to zip" when the archive takes no such entry;
-  ///         what it holds so far stands, files after it under the same call are not added.
+  /// @return always true; failed writes are reported by close().
+  /// @throws std::runtime_error "Error adding '<entry name>' to zip" when no such entry can be added. The
+  ///         entries before it stay, files after it under the same call are not added.
   bool add(const std::string& path, unsigned flags);
 
-  /// Finishes the archive. No effect when it is not open.
-  /// @throws std::runtime_error "Error closing zip file!" when it could not be finished, or something could
-  ///         not be written since it was opened: it has not got its name then. It is closed all the same.
+  /// Finishes and renames the archive. No effect when it is not open.
+  /// @throws std::runtime_error "Error closing zip file!" when it could not be finished, or a write has
+  ///         failed since it was opened; it is closed all the same, but not renamed.
   void close();
 
   /// Finishes the archive as the destructor does and frees everything.

@@ -18,7 +18,7 @@ namespace {
 
 using quelmar::utilities::Directory;
 using quelmar::utilities::Links;
-using quelmar::utilities::openBelow;
+using quelmar::utilities::openWithoutLinks;
 
 constexpr std::size_t kCopyBufferBytes = 8192;
 constexpr std::size_t kMaxNameBytes = std::numeric_limits<std::uint16_t>::max();  // its length field's
@@ -29,15 +29,16 @@ int compressionLevel(unsigned flags) {
   return (flags & Zipper::CompressFast) != 0 ? 1 : 0;
 }
 
-/// The name of a file's entry: what begins at the last occurrence of the folder's name and "/", so that below
-/// a folder of the same name entries begin there. Kept on purpose: readers of archives look for such names.
+/// The name of a file's entry: the part of its path from the last occurrence of the folder's name and "/" on,
+/// so that below an inner folder of that name, entries begin there. Kept on purpose: readers of archives look
+/// for such names.
 std::string nameInTree(const std::string& file, const std::string& folder) {
   return file.substr(file.rfind(folder + CDirEntry::Separator));
 }
 
-/// The file information of an entry: of text for the library to mark it as it does itself when it deflates,
-/// none otherwise. Both leave the date and time 0, here by a month before the first one; an all-zero time
-/// would make another date in old versions.
+/// The file information of an entry: null, or for text a flag that the library sets itself when it deflates.
+/// Date and time must be 0 in the archive. The library writes 0 for an impossible month, but in old versions
+/// another date for a time that is all zero.
 const zip_fileinfo* entryInfo(bool text) {
   static const zip_fileinfo kText = [] {
     zip_fileinfo info{};
@@ -48,7 +49,7 @@ const zip_fileinfo* entryInfo(bool text) {
   return text ? &kText : nullptr;
 }
 
-/// The archive does not take an entry of this name.
+/// Thrown when an entry of this name cannot be added.
 struct EntryError : std::runtime_error {
   explicit EntryError(const std::string& name) : std::runtime_error("Error adding '" + name + "' to zip") {}
 };
@@ -83,17 +84,17 @@ void Zipper::Impl::add(const std::string& path, unsigned flags) {
   const std::size_t trusted = isBelow ? hooks.trusted.size() : parentPath.size();
 
   const quelmar::ScopeGuard forget([this] {
-    while (pipeline_ && pipeline_->front() != nullptr) pipeline_->takeOff();
+    while (pipeline_ && pipeline_->front() != nullptr) pipeline_->pop();
     if (entryIsOpen_) file_.giveUp();
     entryIsOpen_ = false;
   });
   std::error_code ec;
   struct stat status {};
-  const Directory parent = openBelow(parentPath, trusted, ec);
+  const Directory parent = openWithoutLinks(parentPath, trusted, ec);
   if (!ec) ec = lookUp(parent.get(), name.empty() ? "." : name.c_str(), Links::kNone, status);
   if (ec && ec.value() != ENOENT) {
     hooks.lost(path, ec.value());
-    // A folder of which nothing can be learned must not turn into an empty file of its name.
+    // A folder whose status cannot be read must not become an empty file.
     if (ec.value() != ENAMETOOLONG) return;
   }
   if (!ec && S_ISDIR(status.st_mode)) {
@@ -114,7 +115,7 @@ void Zipper::Impl::addTree(const std::string& path, std::size_t trusted, unsigne
       addFile(source, file, nameInTree(file, folder), flags);
     }
   } catch (const std::bad_alloc&) {
-    writeAll();  // what was read before the memory ran out
+    writeAll();  // the files before memory ran out
     throw;
   }
 }
@@ -123,7 +124,7 @@ void Zipper::Impl::addFile(SourceFile& source, const std::string& path, const st
                            unsigned flags) {
   if (name.empty()) return;
   const int level = compressionLevel(flags);
-  // What is stored waits for nothing but the disk, and encryption goes byte by byte through the archive.
+  // Storing gains nothing from threads, and encryption depends on all bytes before.
   if (level == 0 || !password_.empty()) {
     addPlainly(source, path, name, level);
   } else {
@@ -134,8 +135,8 @@ void Zipper::Impl::addFile(SourceFile& source, const std::string& path, const st
 
 void Zipper::Impl::openEntry(const std::string& name, int level, bool large, bool deflated, bool text,
                              unsigned long crc) {
-  // A longer name would make an archive that nobody can read, and nothing can be written after a failure; not
-  // every version of the library refuses the one, and none does so without a leak for the other.
+  // A longer name would make the archive unreadable, and not every version of the library refuses it. After a
+  // failed write this call would fail too, and leak memory.
   if (name.size() > kMaxNameBytes || file_.failed() ||
       zipOpenNewFileInZip3_64(archive_, name.c_str(), entryInfo(text), nullptr, 0, nullptr, 0, nullptr,
                               level == 0 ? 0 : Z_DEFLATED, level, deflated ? 1 : 0, -MAX_WBITS, kMemoryLevel,
@@ -174,8 +175,8 @@ void Zipper::Impl::addInPieces(SourceFile& source, const std::string& path, cons
   bool first = true;
   bool last = false;
   for (std::size_t dictionarySize = 0; !last; first = false) {
-    Piece* piece = pipeline_->blank();
-    for (; piece == nullptr; piece = pipeline_->blank()) writeFront();
+    Piece* piece = pipeline_->freePiece();
+    for (; piece == nullptr; piece = pipeline_->freePiece()) writeFront();
     if (first) {
       piece->path = path;
       piece->name = name;
@@ -186,10 +187,10 @@ void Zipper::Impl::addInPieces(SourceFile& source, const std::string& path, cons
     piece->size = source.read(piece->data(), kPieceBytes);
     piece->first = first;
     piece->last = last = source.atEnd();
-    // Kept before the output takes its place.
+    // Saved now, since deflating overwrites the data.
     dictionarySize = last ? 0 : kDictionaryBytes;
     std::memcpy(tail_.data(), piece->data() + kPieceBytes - dictionarySize, dictionarySize);
-    pipeline_->handIn();
+    pipeline_->submit();
   }
 }
 
@@ -206,7 +207,7 @@ void Zipper::Impl::writeFront() {
   crc_ = ::crc32_combine(crc_, piece.crc, static_cast<z_off_t>(piece.size));
   size_ += piece.size;
   const bool last = piece.last;
-  pipeline_->takeOff();
+  pipeline_->pop();
   if (!last) return;
   entryIsOpen_ = false;
   entryAdded(zipCloseFileInZipRaw64(archive_, size_, crc_), path_);

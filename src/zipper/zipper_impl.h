@@ -15,26 +15,26 @@
 
 namespace zipper {
 
-/// What is behind a Zipper: one archive and the library's handle on it.
+/// The implementation of Zipper: one archive and the library's handle for it.
 class Zipper::Impl {
  public:
   /// @param zipName   the archive's path
   /// @param password  encrypts entries unless it is empty
-  /// @param threads   how many threads may deflate, the caller's included. The archive is the same, byte for
-  ///                  byte.
+  /// @param threads   how many threads may deflate, the calling one included. The archive's bytes do not
+  ///                  depend on it.
   Impl(const std::string& zipName, const std::string& password, unsigned threads);
   ~Impl();
   Impl(const Impl&) = delete;
   Impl& operator=(const Impl&) = delete;
 
-  /// Opens the archive, or makes it. False when that fails.
+  /// Opens the archive, or creates it. @return false when that fails
   bool open();
 
   /// Adds a file, or all files below a directory; see Zipper::add.
   void add(const std::string& path, unsigned flags);
 
-  /// Finishes the archive. False when that fails, or when something could not be written since open(). True
-  /// when there is none.
+  /// Finishes and renames the archive. @return false when that fails, or a write has failed since open();
+  /// true when no archive is open
   bool close();
 
   Hooks hooks;
@@ -62,7 +62,7 @@ class Zipper::Impl {
   std::unique_ptr<DeflatePipeline> pipeline_;
   int level_ = 0;  // of pipeline_
 
-  // The entry that writeFront() is at.
+  // The entry that writeFront() is writing.
   std::string path_;
   std::uint64_t size_ = 0;
   unsigned long crc_ = 0;

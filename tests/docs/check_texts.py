@@ -1,12 +1,16 @@
-"""Every warning and error text that the tool can write is explained in docs/troubleshooting.md, and no other is."""
+"""Every warning and error text that the tool can write is explained in docs/troubleshooting.md, and no other is.
+
+docs/archive-layout.md has a row for each source that src/collect/sources.h has, and the same list of extensions.
+"""
 import pathlib
 import re
+import runpy
 import sys
 
 PROJECT = pathlib.Path(__file__).resolve().parents[2]
 GUIDE = PROJECT / "docs" / "troubleshooting.md"
 STRING = r'"(?:[^"\\]|\\.)*"'
-# Whatever is not plainly a message of lesser weight counts, a level that is passed on in a variable included.
+# Calls with a level below warning are left out; a level that is passed on in a variable counts as a warning.
 LOGGED = re.compile(r"\b(?:(?:LOG_CALL|DRIVER_LOG)\(|LOG_CALL_AS\([^,]+,|losses_?(?:\.|->)tell\()\s*(?!\s|kInfo|kDebug|kDump|level)")
 SAID = re.compile(r'\bstd::cerr\b|\bstderr\b|\bthrow\b|\bfail"|_error\("')
 VALUE = r"\{\}|%[sd]"
@@ -25,7 +29,7 @@ def texts(code):
     previous = ""
     for statement in statements(code):
         if LOGGED.search(statement) or SAID.search(statement):
-            # A text may be put together first and written then.
+            # The text may be built in the statement before the one that writes it.
             source = previous + statement if "fwrite" in statement else statement
             source = re.sub(r'\binitLogName\("\w+"|LOG_CALL_AS\("\w+"', "", source)
             source = re.sub(r"\bk[A-Z]\w+", lambda name: constants.get(name[0], ""), source)
@@ -39,7 +43,33 @@ def pattern(text):
     return re.compile(".*?".join(map(re.escape, pieces))) if len("".join(pieces)) > 4 else None
 
 
+def collected():
+    """(path in the archive, path on the Mac) of each source in the code that is copied, and the extensions."""
+    folder = PROJECT / "src/collect"
+    row = r'\{k(\w+), k\w+, "(.*?)",\s*"(.+?)"'
+    for step, source, target in re.findall(row, (folder / "sources.h").read_text()):
+        user = "FIRST" if step == "Management" else "USER"
+        shared = "/Library/Application Support/oBrela" if step == "Machine" else user
+        yield target.replace("{}", user), source.replace("{}", shared)
+    selection = (folder / "file_selection.cpp").read_text()
+    extensions = re.search(r"collectedExtensions\(\) \{(.*?)\}", selection, flags=re.S)[1]
+    yield "extensions", " ".join(re.findall(r'"(\.\w+)"', extensions))
+
+
+def documented():
+    """The same as docs/archive-layout.md has it; the tool's own log is no source."""
+    for row in runpy.run_path(str(PROJECT / "viewer/carry"))["layout"]():
+        folders = [name for name in re.findall(r"`(\w+)`", row["from"]) if "<" in row["from"]] or [""]
+        for source, folder in ((source, folder) for source in row["sources"] for folder in folders):
+            if not row["path"].startswith("LogColltionTool"):
+                yield (row["path"] + folder).rstrip("/"), (source + "/" + folder).rstrip("/")
+    yield "extensions", re.search(r"Files that end in `(.*?)`", (PROJECT / "docs/archive-layout.md").read_text())[1]
+
+
 def main():
+    code, page = set(collected()), set(documented())
+    for row in sorted(code ^ page):
+        print("only in %s: %s from %s" % ("src/collect" if row in code else "archive-layout.md", *row))
     sources = [path for path in sorted((PROJECT / "src").rglob("*")) if path.suffix in (".cpp", ".h", ".mm")]
     known = {text: pattern(text) for path in sources for text in texts(path.read_text()) if pattern(text)}
     rows = re.findall(r"^\| (.*?) \|", GUIDE.read_text(), flags=re.M)
@@ -53,7 +83,7 @@ def main():
     for line in stale:
         print("explained in %s, but written nowhere: %s" % (GUIDE.name, line[0]))
     print("%d texts, %d lines in the guide" % (len(known), len(lines)))
-    return 1 if missing or stale or len(known) < 50 else 0
+    return 1 if missing or stale or code != page or len(known) < 50 or len(code) < 20 else 0
 
 
 if __name__ == "__main__":

@@ -47,7 +47,7 @@ bool runUnconfined(const char* why) {
 
 constexpr const char* kName = "confined";  // of process 1, by which a confined process knows that it is one
 
-/// Who started all this, and what the waiting process learns of the others, in memory that all of them share.
+/// State shared by all processes involved: who started them, and what the waiting process needs to know.
 struct Outcome {
   uid_t user;
   gid_t group;
@@ -64,8 +64,7 @@ void mountAt(const std::string& path, const std::string& source, const char* typ
   must(mount(source.c_str(), path.c_str(), type, flags, options) == 0, path);
 }
 
-/// Sets and clears attributes of the mount at `path`; `depth` may be AT_RECURSIVE. Others learn nothing of
-/// it.
+/// Sets and clears attributes of the mount at `path`, in this namespace only; `depth` may be AT_RECURSIVE.
 void setMount(const std::string& path, unsigned depth, std::uint64_t set, std::uint64_t clear) {
   const std::uint64_t attributes[] = {set, clear, MS_PRIVATE, 0};
   must(syscall(SYS_mount_setattr, -1, path.c_str(), depth, attributes, sizeof attributes) == 0, path);
@@ -77,8 +76,8 @@ std::string absolute(const std::string& path) {
   return found;
 }
 
-/// Puts an empty folder of the process's own over `folder`. What `names` and, of `paths`, those that lie in
-/// it name can be seen there as before.
+/// Mounts an empty folder over `folder`. The entries `names`, and those of `paths` that are in `folder`, stay
+/// visible.
 void cover(const std::string& folder, std::set<std::string> names, const std::set<std::string>& paths) {
   const std::size_t begin = folder.size() + 1;
   for (const std::string& path : paths) {
@@ -106,7 +105,7 @@ void becomeRootOfNamespace(uid_t user, gid_t group) {
   must(geteuid() == 0, "uid_map");
 }
 
-/// In the new namespaces: changes what of the machine can be seen and written to.
+/// In the new namespaces: makes files read-only and covers folders.
 void enclose(const std::string& writable) {
   enum : std::uint64_t { kReadOnly = 1, kNoSetuid = 2 };
   const std::string here = absolute(".");
@@ -131,12 +130,12 @@ void enclose(const std::string& writable) {
   loopback.ifr_flags = IFF_UP | IFF_RUNNING;
   must(ioctl(network, SIOCSIFFLAGS, &loopback) == 0, "lo");
   close(network);
-  // Last: until here /proc/self has to be that of the mount that is there.
+  // Last: until here /proc/self of the old mount is needed.
   mountAt("/proc", "proc", "proc", MS_NOSUID | MS_NODEV | MS_NOEXEC | MS_RDONLY);
 }
 
 void giveUpRights() {
-  // Without this, whatever root executes would have them again.
+  // Without this, programs that root executes would get them back.
   must(prctl(PR_SET_SECUREBITS, SECBIT_NOROOT | SECBIT_NOROOT_LOCKED) == 0, "securebits");
   __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
   __user_cap_data_struct none[2]{};
@@ -145,7 +144,7 @@ void giveUpRights() {
 
 volatile pid_t child = -1;
 
-/// Waits for the child to end, and hands on to it what is meant for it meanwhile. Returns its wait status.
+/// Waits until the child has ended, passing on the signals meant for it. Returns its wait status.
 int waitForChild() {
   for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
     std::signal(number, [](int received) { kill(child, received); });
@@ -158,7 +157,7 @@ int waitForChild() {
   return status;
 }
 
-/// Process 1 of the namespaces. Returns in its child, the process that is confined.
+/// Becomes process 1 of the namespaces. Returns in its child, the process that is confined.
 void beginNamespaces(const std::string& writable, Rights rights, bool ownsUsers, Outcome& outcome) {
   try {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
@@ -208,7 +207,7 @@ bool confine(const std::string& writable, Rights rights) {
       mmap(nullptr, sizeof(Outcome), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
   *outcome = {geteuid(), getegid(), -1, ""};
   for (const int more : {0, CLONE_NEWUSER}) {
-    // Not unshare: that takes no user namespace once a sanitizer has started a thread.
+    // Not unshare: it cannot make a user namespace once a sanitizer has started a thread.
     const int flags = CLONE_NEWNS | CLONE_NEWPID | CLONE_NEWNET | CLONE_NEWIPC | more | SIGCHLD;
     child = static_cast<pid_t>(syscall(SYS_clone, flags, 0, 0, 0, 0));
     if (child < 0) continue;

@@ -1,5 +1,5 @@
 // confined [--writable PATH] COMMAND...: runs a command confined, as root of its namespaces. Where that is
-// not to be had it runs nothing and ends with 77, in CI with 1.
+// not possible it runs nothing and ends with 77, in CI with 1.
 #include <cstdio>
 #include <cstring>
 

@@ -4,7 +4,7 @@
 
 int main(int argc, char** argv) {
   testing::InitGoogleTest(&argc, argv);
-  // Whoever only asks for their names, as the build does, needs no namespaces.
+  // Listing the tests, as the build does, needs no namespaces.
   if (!GTEST_FLAG_GET(list_tests)) testing_support::confine();
   return RUN_ALL_TESTS();
 }

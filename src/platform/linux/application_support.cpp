@@ -23,7 +23,7 @@ std::string homeFolder() {
 
 void userApplicationSupport(std::string& path) {
   path.clear();
-  // A relative value is to be ignored, says the base directory convention.
+  // By the XDG base directory convention a relative value is ignored.
   const char* dataHome = std::getenv("XDG_DATA_HOME");
   if (dataHome != nullptr && dataHome[0] == '/') {
     path = dataHome;

@@ -12,7 +12,7 @@ namespace quelmar::platform {
 
 const std::uintmax_t kShellBlockBytes = 512;
 
-int handOnNothingElse(posix_spawn_file_actions_t& actions, short& /*flags*/) {
+int closeOtherDescriptors(posix_spawn_file_actions_t& actions, short& /*flags*/) {
   return posix_spawn_file_actions_addclosefrom_np(&actions, STDERR_FILENO + 1);
 }
 
@@ -25,7 +25,7 @@ std::vector<Process> processes() {
     const pid_t pid = std::atoi(name.c_str());
     if (pid <= 1) return;
     const std::string stat = utilities::readRegularFile("/proc/" + name + "/stat", kMaxStatBytes);
-    // The second field behind the name, which is in round brackets and may hold some itself.
+    // The parent is the second field after the name. That stands in parentheses and may contain some itself.
     const std::size_t end = stat.rfind(')');
     if (end != std::string::npos && end + 3 < stat.size())
       all.push_back({pid, std::atoi(stat.c_str() + end + 3)});

@@ -5,12 +5,11 @@
 #include "base/scope_guard.h"
 #include "platform/macos/utf8_text.h"
 
-// Foundation's own header needs an Objective-C compiler, the function does not: it is plain C, and the
-// NSArray of NSString that it answers is a CFArray of CFString to whoever asks through Core Foundation. The
-// pool's two functions are the compiler's interface to the Objective-C runtime and have no public header at
-// all.
+// Foundation's header needs an Objective-C compiler, but the function is plain C, and the NSArray of NSString
+// that it returns can be used as a CFArray of CFString. The two functions of the autorelease pool are what
+// the compiler calls for @autoreleasepool; no public header declares them.
 extern "C" {
-#if __OBJC_BOOL_IS_BOOL  // the compiler tells: it is on Apple silicon, not on Intel
+#if __OBJC_BOOL_IS_BOOL  // defined by the compiler: true on Apple silicon, not on Intel
 typedef bool ObjcBool;
 #else
 typedef signed char ObjcBool;
@@ -26,13 +25,13 @@ namespace {
 
 constexpr unsigned long kUserDomain = 1;
 constexpr unsigned long kLocalDomain = 2;
-// Without it the user's folders begin with '~', which no file function understands.
+// Otherwise the user's folders begin with '~', which file functions do not expand.
 constexpr ObjcBool kExpandTilde = true;
 
 void firstDirectory(unsigned long kind, unsigned long domain, std::string& out) {
   out.clear();
-  // The answer belongs to the innermost pool, and a plain C++ program has none: without this one, what the
-  // service makes would stay until the thread ends.
+  // The returned objects are autoreleased. A plain C++ program has no pool, so without this one they would
+  // live until the thread ends.
   void* const pool = objc_autoreleasePoolPush();
   quelmar::ScopeGuard drain([pool] { objc_autoreleasePoolPop(pool); });
   const CFArrayRef folders = NSSearchPathForDirectoriesInDomains(kind, domain, kExpandTilde);

@@ -8,7 +8,7 @@ const HostCommands& macosCommands() {
           {"os info", {"cat /System/Library/CoreServices/SystemVersion.plist >> "}},
           {"netcard", {"ifconfig >> "}},
           {"user info", {"ps aux | grep -v grep | grep loginwindow >> "}},
-          // Unlike the section above, the next two show the grep process itself: kept on purpose.
+          // Without "grep -v grep" the next two list the grep process too: kept on purpose.
           {"obrela process info", {"ps aux | grep oBrela >> "}},
           {"ferngateway process info", {"ps aux | grep FernGateway  >> "}},
           {"plist info", {"launchctl list | grep oBrela >> "}},

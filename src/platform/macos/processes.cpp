@@ -8,18 +8,18 @@ namespace quelmar::platform {
 // Of bash 3.2, the usual /bin/sh here. dash and zsh, which an administrator may choose, count in 512.
 const std::uintmax_t kShellBlockBytes = 1024;
 
-int handOnNothingElse(posix_spawn_file_actions_t& actions, short& flags) {
+int closeOtherDescriptors(posix_spawn_file_actions_t& actions, short& flags) {
   flags = static_cast<short>(flags | POSIX_SPAWN_CLOEXEC_DEFAULT);
   return posix_spawn_file_actions_addinherit_np(&actions, STDERR_FILENO);
 }
 
 std::vector<Process> processes() {
-  std::vector<pid_t> pids(100'000);  // the numbers end there
+  std::vector<pid_t> pids(100'000);  // macOS has no higher process numbers
   proc_listallpids(pids.data(), static_cast<int>(pids.size() * sizeof(pid_t)));
   std::vector<Process> all;
   for (const pid_t pid : pids) {
-    // Whether the result counts processes or bytes is documented nowhere, so the zeros of the unused places
-    // tell. None of them may reach a caller: to whoever sends signals, 0 is its own process group.
+    // It is not documented whether the result counts processes or bytes, so unused elements are recognised by
+    // their 0. No 0 may get into the result: a signal sent to it reaches the tool's own process group.
     proc_bsdshortinfo info{};
     const int size = sizeof(info);
     if (pid <= 1 || proc_pidinfo(pid, PROC_PIDT_SHORTBSDINFO, 0, &info, size) != size) continue;

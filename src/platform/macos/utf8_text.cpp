@@ -10,7 +10,7 @@ bool utf8Text(CFStringRef text, std::string& out) {
   char* buffer = nullptr;
   ScopeGuard freeBuffer([&buffer] { std::free(buffer); });
   const CFIndex size = CFStringGetMaximumSizeForEncoding(CFStringGetLength(text), kCFStringEncodingUTF8);
-  // A length beyond measure is answered with -1: the buffer is then of no size and the conversion fails.
+  // For a text that is too long the size is -1: the buffer then has no bytes and the conversion fails.
   buffer = static_cast<char*>(std::calloc(static_cast<std::size_t>(size + 1), 1));
   if (buffer == nullptr) return false;
   if (!CFStringGetCString(text, buffer, size + 1, kCFStringEncodingUTF8)) return false;

@@ -64,9 +64,9 @@ TEST(CopyOneFile, ToAVolumeThatDoesNotTellItsRoomIsTried) {
   const TempDir dir;
   const fs::path before = fs::current_path();
   fs::current_path(dir.path());
-  bool isNews = false;
+  bool worthLogging = false;
   // A bare name has no folder whose volume could be asked.
-  EXPECT_FALSE(copyOneFile(writeFile(dir / "source", "text"), "copy", isNews));
+  EXPECT_FALSE(copyOneFile(writeFile(dir / "source", "text"), "copy", worthLogging));
   fs::current_path(before);
   EXPECT_EQ(readFile(dir / "copy"), "text");
 }
