@@ -5,17 +5,15 @@ import os
 import re
 import signal
 
-import faults
-import sandbox
-from faults import GATE, LOGS
-from sandbox import MIB, OWN_LOG, ROOT_DIR, SHARED, until
+from faults import FaultCase, GATE, LOGS
+from sandbox import MIB, OWN_LOG, ROOT_DIR, SHARED, main, others, until, wait_until_alone
 
 WAITING = '[ "$2" = %d ] && ' + GATE + 'exec /bin/chmod "$@"'
 PHASES = {"set-up": {"chmod": WAITING % 666}, "copying": {"chmod": WAITING % 777}, "reports": {"ps": GATE}, "packing": {},
           "reveal": {"open": GATE}}
 
 
-class Setting(faults.FaultCase):
+class Setting(FaultCase):
     def test_environments(self):
         """Odd TZ, unknown or missing locale; a home folder that is gone, an unknown user | eight settings of TZ, LC_ALL and LANG; HOME names a missing folder, is empty or relative | a whole archive with 14 digits in its name; without a place for it, the own log's records go to standard error"""
         self.need_second_user()
@@ -79,9 +77,9 @@ class Setting(faults.FaultCase):
                 os.kill(started[0].pid, number)
                 box.finish(started, status=-number)
                 stack.close()
-                for process in sandbox.others() if number == signal.SIGKILL else ():
+                for process in others() if number == signal.SIGKILL else ():
                     os.kill(process, signal.SIGKILL)
-                sandbox.wait_until_alone()
+                wait_until_alone()
                 names = box.archives() if os.path.exists(box.path(ROOT_DIR)) else []
                 whole = [name for name in names if name.endswith(".zip")]
                 self.assertEqual(len(names), 1 if phase in ("packing", "reveal") else 0)
@@ -100,7 +98,7 @@ class Setting(faults.FaultCase):
         os.mkfifo(box.path(seat))
         box.put(root + "/logs/root.log", "root")
         box.run(env=self.failing(box, "clock_gettime", "*", 1))
-        sandbox.wait_until_alone()
+        wait_until_alone()
         self.assertEqual(self.assertWhole(box, logs=())["logs/root/root.log"], b"root")
         self.assertEqual(box.calls("ls")[:2], [["-l", "-R", SHARED], ["-l", "-R", root]])
         self.assertEqual(box.messages().count("getCurrentLoginUser failed."), 1)
@@ -109,4 +107,4 @@ class Setting(faults.FaultCase):
 
 
 if __name__ == "__main__":
-    sandbox.main()
+    main()
