@@ -1,4 +1,3 @@
-#include <chrono>
 #include <cstdint>
 #include <iostream>
 #include <set>
@@ -15,6 +14,7 @@
 #include "app/result_lines.h"
 #include "base/bounded_call.h"
 #include "base/directories.h"
+#include "base/limits.h"
 #include "base/shared_inst.h"
 #include "base/wait_group.h"
 #include "collect/file_system.h"
@@ -42,9 +42,6 @@ const std::vector<std::string> modules = {
     "trustApplication", "dataProvider", "VNIC"};
 
 namespace {
-
-constexpr std::uint64_t kSystemInfoBudgetSeconds = 60;
-constexpr std::chrono::seconds kRevealLimit{10};
 
 /// Makes the scratch folder, open to every user; the run goes on without it.
 /// @return the names in it that could not be cleared away. They are not packed: somebody may have given his
@@ -81,7 +78,8 @@ void startCollectors(const std::string& logFilesDir, const std::string& systemIn
                      std::uint64_t startSeconds, WaitGroup& group, Progress& progress) {
   group.add(1);
   std::thread([systemInfoPath, startSeconds, &group, sign = progress.collector("system information")] {
-    logutils::macos::collectSystemInfo(systemInfoPath, startSeconds, kSystemInfoBudgetSeconds, &group);
+    const auto budget = static_cast<std::uint64_t>(kLimits.systemInformation.count());
+    logutils::macos::collectSystemInfo(systemInfoPath, startSeconds, budget, &group);
   }).detach();
 
   group.add(1);
@@ -112,7 +110,7 @@ void startCollectors(const std::string& logFilesDir, const std::string& systemIn
 void openExplorer(const std::string& zipPath) {
   const std::string command = "open -R " + zipPath;
   std::string output;
-  if (!logutils::macos::details::cmdPopenWithin(kRevealLimit, command, output)) {
+  if (!logutils::macos::details::cmdPopenWithin(kLimits.reveal, command, output)) {
     LOG_CALL(kErr, "cmdPopen failed. {}; Reason: {}", command, output);
   }
 }

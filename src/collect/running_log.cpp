@@ -13,6 +13,7 @@
 #include "base/bounded_call.h"
 #include "base/directories.h"
 #include "base/directory.h"
+#include "base/limits.h"
 #include "collect/file_selection.h"
 #include "collect/okvu_gate.h"
 #include "collect/sources.h"
@@ -29,8 +30,6 @@ namespace fs = boost::filesystem;
 namespace quelmar::logutils::macos {
 namespace {
 
-constexpr std::chrono::seconds kSideCollectorLimit{30};
-constexpr std::chrono::seconds kChmodLimit{5};
 constexpr std::uintmax_t kMaxLaunchdLogBytes = 10'485'760;  // 10 MiB
 
 // Every record of the driver carries the driver's name, whichever of its steps writes it.
@@ -73,7 +72,7 @@ void openToAll(const std::string& dir) {
   // What could not be cleared away is somebody else's, whose modes are not to be changed.
   if (utilities::listDirectory(dir.c_str(), utilities::Links::kNone, entries) || !entries.empty()) {
     DRIVER_LOG(kErr, "cmdPopen {} fail; Reason: outStr:{}", command, "the folder is not empty");
-  } else if (!details::cmdPopenWithin(kChmodLimit, command, output)) {
+  } else if (!details::cmdPopenWithin(kLimits.openCopies, command, output)) {
     DRIVER_LOG(kErr, "cmdPopen {} fail; Reason: outStr:{}", command, output);
   }
 }
@@ -120,7 +119,7 @@ class SideCollector {
         }) {}
 
   void await() const {
-    const auto status = call_.await(std::chrono::steady_clock::now() + kSideCollectorLimit);
+    const auto status = call_.await(std::chrono::steady_clock::now() + kLimits.sideCollector);
     if (status == std::future_status::timeout) DRIVER_LOG(kWarn, "Exec {} is timeout", name_);
     if (status == std::future_status::deferred) DRIVER_LOG(kWarn, "Exec {} is deferred", name_);
   }

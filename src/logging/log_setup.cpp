@@ -1,6 +1,5 @@
 #include "logging/log_setup.h"
 
-#include <chrono>
 #include <iostream>
 #include <memory>
 #include <system_error>
@@ -11,6 +10,7 @@
 
 #include "base/bounded_call.h"
 #include "base/directories.h"
+#include "base/limits.h"
 #include "logging/data_folders.h"
 #include "logging/log_call.h"
 #include "platform/command.h"
@@ -19,9 +19,6 @@ namespace fs = boost::filesystem;
 
 namespace quelmar {
 namespace {
-
-// chmod on one file takes no time; whatever stands in its place must not keep the run.
-constexpr std::chrono::seconds kChmodLimit{5};
 
 std::string getAppdataPath() {
   const std::string folder = applicationDataFolder();
@@ -44,7 +41,7 @@ void changeAllUsersRW(const std::string& path) {
     bool succeeded = false;
   };
   const auto run = std::make_shared<Run>();
-  const bool ended = utilities::runWithin(kChmodLimit, [run, line = "chmod -R 666 \"" + path + "\""] {
+  const bool ended = utilities::runWithin(kLimits.openOwnLog, [run, line = "chmod -R 666 \"" + path + "\""] {
     run->succeeded = run->command.start(line) == 0 && run->command.wait();
   });
   if (!ended) run->command.end();

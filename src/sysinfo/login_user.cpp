@@ -1,20 +1,18 @@
 #include "sysinfo/login_user.h"
 
-#include <chrono>
 #include <memory>
 
 #include "base/bounded_call.h"
+#include "base/limits.h"
 #include "platform/console_user.h"
 
 namespace quelmar::process {
 namespace {
 
-constexpr std::chrono::seconds kAnswerLimit{5};
-
 std::optional<std::string> ask() {
   const auto answer =
       std::make_shared<std::optional<std::string>>();  // it may come when nobody waits any more
-  const bool inTime = utilities::runWithin(kAnswerLimit, [answer] {
+  const bool inTime = utilities::runWithin(kLimits.loginService, [answer] {
     std::string user;
     if (getCurrentLoginUser(user)) *answer = user;
   });

@@ -5,6 +5,7 @@
 
 #include <boost/exception/diagnostic_information.hpp>
 
+#include "base/limits.h"
 #include "logging/log_call.h"
 #include "tunnel/http_client.h"
 #include "tunnel/service_port.h"
@@ -13,14 +14,13 @@ namespace quelmar {
 namespace {
 
 constexpr std::uint16_t kDefaultDebugPort = 7777;
-constexpr unsigned int kExchangeSeconds = 30;
 constexpr long kHttpOk = 200;
 constexpr const char* kDumpFailed = "dump xtunnel failed.";
 
 std::shared_ptr<NetworkReply> requestModules(std::uint16_t port, std::error_code& ec) {
   const URL url("http://127.0.0.1:" + std::to_string(port) + "/debug/modules");
   const auto request = NetworkRequest::create(nullptr);
-  request->setTimeout(kExchangeSeconds);
+  request->setTimeout(static_cast<unsigned int>(kLimits.tunnelExchange.count()));
   HttpHeaders headers;
   headers.set("Accept", "*/*");
   headers.set(HttpHeaders::KnownHeaders::kUserAgent, "oBrelaLogCollection");

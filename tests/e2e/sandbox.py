@@ -5,6 +5,7 @@ a root folder on a tmpfs: the machine's programs, the tool's copy, everything el
 that root. The tests see what it did through the same tmpfs.
 """
 import collections
+import contextlib
 import ctypes
 import glob
 import os
@@ -21,7 +22,9 @@ import unittest
 import zipfile
 
 TOOL = os.environ.get("LOGTOOL", "")
+SHORT_LIMITS = os.environ.get("SHORT_LIMITS")  # the same tool, which waits some seconds only for what hangs
 ROOT_DIR = "/tmp/oBrelaLog"
+LIMIT = 200  # seconds for a run and what a test does meanwhile
 SCRATCH = ROOT_DIR + "/logFiles"
 SHARED = "/Library/Application Support/oBrela"
 OWN_LOG = "/Users/root" + SHARED + "/logs/LogColltionTool.log"
@@ -39,7 +42,7 @@ RECORD = '#!/bin/sh\nprintf "%%s\\037" %s "$@" "\n" >>/record\n'
 MS_RDONLY, MS_REMOUNT, MS_BIND, MS_REC, MNT_DETACH = 1, 32, 4096, 16384, 2
 
 Line = collections.namedtuple("Line", "thread level function message")
-LINE = re.compile(r"\[[-\d]{10} [:\d]{8}\.\d+\] \[(\w+)\] \[(\d+)\] \[LogCollectionTool:(\S+):[1-9]\d*\] (.*)")
+LINE = re.compile(r"^\[[-\d]{10} [:\d]{8}\.\d+\] \[(\w+)\] \[(\d+)\] \[LogCollectionTool:(\S+):[1-9]\d*\] ", re.MULTILINE)
 Result = collections.namedtuple("Result", "out err peak_kib")
 libc = ctypes.CDLL(None, use_errno=True)
 
@@ -62,12 +65,9 @@ def others():
             yield process
 
 
-def until(condition, seconds=60):
-    """Waits for a condition, but not for ever; returns what it was at last."""
-    end = time.monotonic() + seconds
+def until(condition):
+    """Waits for a condition, at most until the alarm; returns what it was at last."""
     while not (value := condition()):
-        if time.monotonic() > end:
-            raise AssertionError("waited %d seconds in vain" % seconds)
         time.sleep(0.001)
     return value
 
@@ -77,40 +77,52 @@ def wait_until_alone():
     until(lambda: not any(others()))
 
 
+def give_up(*_):
+    """Ends the wait that a test is in, whatever it waits for, and every process that may be the reason."""
+    left = list(others())
+    for process in left:
+        os.kill(process, signal.SIGKILL)
+    raise AssertionError("not done after %d seconds; processes: %s" % (LIMIT, left))
+
+
 def printed(name, *arguments):
     """What the fake command of this name prints; the two words let it pass the tool's greps."""
-    return "%s: %s (oBrela utun7)\n" % (name, " ".join(arguments))
+    return name + ":" + "".join(" [%s]" % text for text in arguments or [""]) + " (oBrela utun7)\n"
+
+
+def expected(name):
+    """What the tool writes letter for letter, from the folder of that name."""
+    with open(os.path.dirname(os.path.abspath(__file__)) + "/expected/" + name) as file:
+        return file.read()
 
 
 class Box:
-    def __init__(self, console=None, fakes=None):
+    def __init__(self, console=None, fakes=None, tool=TOOL):
         """console: name of uid 1000 when somebody is logged in there; fakes: shell text in place of the usual."""
+        signal.alarm(LIMIT)
         self.root = tempfile.mkdtemp()
         mount("tmpfs", self.root, "tmpfs", 0, "size=4g,mode=755")
         for folder in "/fakes /opt/tool /var/log /run /Library /System /Users /tmp /dev".split():
             os.makedirs(self.path(folder))
         os.chmod(self.path("/tmp"), 0o1777)
-        for name in ["usr"] + [n for n in os.listdir("/") if re.fullmatch("s?bin|lib[0-9x]*", n)]:
-            if os.path.islink("/" + name):
-                os.symlink(os.readlink("/" + name), self.path("/" + name))
-            else:
-                self.bind("/" + name)
-        for path in "/proc /dev/null /dev/zero /dev/full /dev/urandom".split():
-            self.bind(path)
+        programs = ["/" + name for name in os.listdir("/") if re.fullmatch("usr|s?bin|lib[0-9x]*", name)]
+        for path in programs + "/proc /dev/null /dev/zero /dev/full /dev/urandom".split():
+            self.link(os.readlink(path), path) if os.path.islink(path) else self.bind(path)
         self.copy("/etc/ld.so.cache", "/etc/ld.so.cache")
-        self.copy(TOOL, "/opt/tool/LogCollectionTool")
+        self.copy(tool, "/opt/tool/LogCollectionTool")
         self.put("/etc/passwd", "root:x:0:0::/root:/bin/sh\n%s:x:1000:1000::/:/bin/sh\n" % console)
         self.put("/etc/os-release", "NAME=box\n")
         self.put("/etc/resolv.conf", "nameserver 192.0.2.1\n")
         if console:
             self.put("/run/systemd/seats/seat0", "IS_SEAT0=1\nACTIVE=c1\nACTIVE_UID=1000\n")
         self.put("/record", mode=0o666)
-        bodies = {name: 'echo "%s: $* (oBrela utun7)"' % name for name in FAKES}
+        bodies = dict.fromkeys(FAKES, 'printf "${0##*/}:"; printf " [%s]" "$@"; echo " (oBrela utun7)"')
         bodies.update({"chmod": 'exec /bin/chmod "$@"', "ps": "printf '%s' '" + PS + "'"}, **(fakes or {}))
         for name, body in bodies.items():
             self.put("/fakes/" + name, RECORD % name + body + "\n", mode=0o755)
 
     def close(self):
+        signal.alarm(0)
         libc.umount2(self.root.encode(), MNT_DETACH)
         os.rmdir(self.root)
 
@@ -153,6 +165,7 @@ class Box:
 
     def start(self, *arguments, argv0="/opt/tool/LogCollectionTool", shell=None, user=None, env=()):
         """Starts the tool; `shell` is a shell line that ends in running "$@"."""
+        signal.alarm(LIMIT)
         command = ["chroot"] + (["--userspec=%d:%d" % (user, user)] if user else []) + [self.root]
         command += ["/bin/sh", "-c", shell, "sh"] if shell else []
         environment = {k: v for k, v in os.environ.items() if k.endswith("SAN_OPTIONS")}
@@ -163,18 +176,13 @@ class Box:
         return subprocess.Popen(command + [argv0, *arguments], env=environment, stdin=subprocess.DEVNULL,
                                 stdout=out, stderr=err, start_new_session=True), out, err
 
-    def finish(self, started, status=0, limit=100):
-        """Waits for the tool alone: commands that it left running are no reason to wait, and are ended here. Any `status`: None."""
+    def finish(self, started, status=0):
+        """Waits for the tool alone: commands that it left running are no reason to wait, and are ended here. None: any status."""
         process, *files = started
-        timer = threading.Timer(limit, os.killpg, (process.pid, signal.SIGKILL))
-        timer.start()
         _, wait_status, usage = os.wait4(process.pid, 0)
-        timer.cancel()
         process.returncode = os.waitstatus_to_exitcode(wait_status)
-        try:
+        with contextlib.suppress(ProcessLookupError):
             os.killpg(process.pid, signal.SIGKILL)
-        except ProcessLookupError:
-            pass
         texts = [(file.seek(0), file.read().decode(errors="surrogateescape"), file.close())[1] for file in files]
         if status not in (process.returncode, None) or re.search("Sanitizer|runtime error:", texts[1]):
             raise AssertionError("ended with %d, not %d\n%s%s" % (process.returncode, status, *texts))
@@ -190,14 +198,10 @@ class Box:
 
     def log(self, path=OWN_LOG):
         """The own log as Lines; text that does not begin like a record belongs to the record before it."""
-        lines = []
-        for text in self.read(path).decode(errors="surrogateescape").split("\n")[:-1]:
-            match = LINE.fullmatch(text)
-            if not match:
-                lines[-1] = lines[-1]._replace(message=lines[-1].message + "\n" + text)
-            else:
-                lines.append(Line(match[2], match[1], match[3], match[4]))
-        return lines
+        before, *parts = LINE.split(self.read(path).decode(errors="surrogateescape"))
+        assert before == "", before
+        return [Line(thread, level, function, message[:-1])
+                for level, thread, function, message in zip(*[iter(parts)] * 4)]
 
     def messages(self, function=None):
         return [line.message for line in self.log() if function in (None, line.function)]
@@ -234,10 +238,8 @@ class Server(socketserver.ThreadingTCPServer):
 
     def finish_request(self, request, client_address):
         self.requests.append(request.recv(65536))
-        try:
+        with contextlib.suppress(OSError):  # the tool hung up
             self.answer(request) if callable(self.answer) else request.sendall(self.answer)
-        except OSError:
-            pass  # the tool hung up
 
 
 class Case(unittest.TestCase):
@@ -266,4 +268,5 @@ def main(writable=None):
         if file.read() != "confined\n":
             confined = [os.path.dirname(TOOL) + "/confined"] + (["--writable", writable] if writable else [])
             os.execv(confined[0], confined + [sys.executable, "-B"] + sys.argv)
+    signal.signal(signal.SIGALRM, give_up)
     unittest.main()

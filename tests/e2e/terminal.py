@@ -6,6 +6,7 @@ import re
 import select
 import struct
 import termios
+import time
 
 
 class Terminal:
@@ -13,12 +14,10 @@ class Terminal:
         self.master, self.slave = pty.openpty()
         self.descriptors = [self.master, self.slave]
         self.name = os.ttyname(self.slave)
-        self.rows, self.row, self.column = [""], 0, 0
+        self.rows, self.row, self.column, self.raw = [""], 0, 0, b""
         self.resize(columns)
-        self.raw = b""
 
     def resize(self, columns):
-        self.columns = columns
         self.rows = [row[:columns] for row in self.rows]
         fcntl.ioctl(self.slave, termios.TIOCSWINSZ, struct.pack("4H", 24, columns, 0, 0))
 
@@ -37,6 +36,7 @@ class Terminal:
         return True
 
     def show(self, piece):
+        """Rows are as long as what is written to them: what is too wide is seen to be so."""
         if piece == "\r":
             self.column = 0
         elif piece == "\n":
@@ -47,24 +47,20 @@ class Terminal:
         elif piece == "\x1b[J":
             self.rows[self.row:] = [self.rows[self.row][:self.column]]
         else:
-            for letter in piece:
-                if self.column == self.columns:
-                    self.show("\r"), self.show("\n")
-                line = self.rows[self.row].ljust(self.column)
-                self.rows[self.row] = line[:self.column] + letter + line[self.column + 1:]
-                self.column += 1
+            row, end = self.rows[self.row].ljust(self.column), self.column + len(piece)
+            self.rows[self.row], self.column = row[:self.column] + piece + row[end:], end
 
     def lines(self):
         return [row.rstrip() for row in self.rows if row.strip()]
 
     def wait_for(self, pattern, seconds=60):
         """Reads until the pattern is to be seen; returns the match."""
-        while True:
-            match = re.search(pattern, "\n".join(self.lines()), re.MULTILINE)
-            if match:
-                return match
-            if not self.read(seconds):
+        limit = time.monotonic() + seconds
+        while not re.search(pattern, "\n".join(self.lines()), re.MULTILINE):
+            if time.monotonic() > limit:
                 raise AssertionError("no %r on the terminal:\n%s" % (pattern, "\n".join(self.lines())))
+            self.read(1)
+        return re.search(pattern, "\n".join(self.lines()), re.MULTILINE)
 
     def rest(self):
         """Everything that was written and not yet read; returns the lines that are seen in the end."""

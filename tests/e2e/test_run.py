@@ -1,115 +1,42 @@
-"""Whole runs: every record in order, progress lines, archive and clean-up, by mode."""
+"""Whole runs by mode: every record in order, progress lines, archive and clean-up; and runs that end early."""
 import os
+import pathlib
 import re
+import signal
 import time
 import zipfile
 
 import sandbox
-from sandbox import ALWAYS, APP, OWN_LOG, ROOT_DIR, SCRATCH, SHARED
+from sandbox import ALWAYS, MS_RDONLY, OWN_LOG, ROOT_DIR, SCRATCH
 
-STDOUT = """app path:/opt/tool/LogCollectionTool
-set sdp agent current work path /opt/tool
-Start collecting logs...
-name:root uid:0
-log dir:/Users/root/Library/Application Support/oBrela/logs log name:LogColltionTool.log
-log debug file path:/Library/Application Support/oBrela/debug
-Collection log completed.
-"""
-AGENTS = ["okvu_agent_sys", "okvu_agent_user", "okvu_packman", "okvu_service", "okvusp_driver"]
-EAST = 13 * 3600 + 1800  # seconds
-GONE = "code:2 msg:No such file or directory"
-
-
-def records(text):
-    """Expected records, one a line: level, function, message; "!" stands for the report of a missing source."""
-    rows = [line.strip().split(" ", 2) for line in text.strip().splitlines()]
-    return [(level, function, re.sub("^!(.*)", r"Source directory \1 not exist.; Reason: " + GONE, message))
-            for level, function, message in rows]
-
-
-MAIN = """info main Collection log start
-          info main begin flush log ...
-          info main begin compress running log to ARCHIVE ...
-          info main end compress running log to ARCHIVE
-          info main begin clear cache log
-          info main clear cache log done
-          info main Collection log completed"""
-SYSTEM_INFO = """info collectSystemInfo wait for collectSystemInfo ...
-                 info collectSystemInfo wait for collectSystemInfo done"""
-TUNNEL = """info operator() begin dump trust xtunnel process info ...
-            error getServicePortViaPath get service port failed; Reason: process:oBrelaAgent ,service:debugserver
-            error dumpXTunnelProc dump xtunnel failed.; Reason: http reply failed, ec:TEXT
-            info operator() end dump trust xtunnel proces info"""
-STATE = "\n".join("info collectSystemStateForUem collectSystemStateForUem start collect " + what + "\n"
-                  "info collectSystemStateForUem collectSystemStateForUem collect " + what + " done, ret=true"
-                  for what in ("uem process", "kernel state", "SIP state", "KEXT state"))
-WIDE_LOG = """info collectSystemWideLog collectSystemWideLog start
-              info collectSystemWideLog collectSystemWideLog done, ret=true"""
-INSTALLER = ["/var/log/quelmar/sdp/oBrelaInstallOut.log", SCRATCH + "/logs/oBrelaInstallOut.log"]
-RUNNING = f"""info operator() begin collect running log {SCRATCH} ...
-    error collectRunningLog copy_file {" to ".join(INSTALLER)} failed.; Reason: {GONE}
-    error collectRunningLog getCurrentLoginUser failed.
-    info collectRunningLog collect uem logs...
-    info collectRunningLog copy uem logs ...
-    warning copyDir !/Library/Application Support/uem/logs/quelmarlogs
-    info collectRunningLog copy user crash logs ...
-    warning copyDir !/Users/root/Library/Logs/DiagnosticReports
-    info collectRunningLog copy system crash logs ...
-    warning copyDir !/Library/Logs/DiagnosticReports
-    info collectRunningLog start uem system state collection thread ...
-    info collectRunningLog collect user files ...
-    info checkIsCollectOkvuLog okvuLogPath original size(0M), will collect
-    {chr(10).join("warning copyDir !/var/log/quelmar/OKVU3_LOG/" + agent for agent in AGENTS)}
-    warning copyDir !{SHARED}/netData
-    warning copyDir !/Users/root{SHARED}/database
-    warning copyDir !/Users/root{SHARED}/nsdbase
-    warning copyDir !/Users/root/Library/Logs/DiagnosticReports
-    warning copyDir !/Users/root{SHARED}/Electron Crashes
-    info collectRunningLog copy shared database ...
-    warning copyDir !{SHARED}/database
-    info collectRunningLog copy iddbase ...
-    warning copyDir !{SHARED}/iddbase
-    info collectRunningLog copy dump files ...
-    warning copyDir !{SHARED}/Crash
-    error copyFile2Dir !{APP}
-    error collectRunningLog copy portal file sdpc_md5.json failed.
-    error copyFile2Dir !{APP}/static
-    error collectRunningLog copy portal file .portal.json failed.
-    error collectRunningLog launchd.log not exist, not collected.
-    info collectRunningLog wait for uem collect system state log ...
-    info collectRunningLog wait for uem collect system state done
-    info collectRunningLog wait for uem collect system log ...
-    info collectRunningLog wait for uem collect system done
-    info collectRunningLog collectRunningLog done
-    info operator() end collect running log {SCRATCH}"""
+ENOUGH = 524288000  # bytes available from which on a drive is not full
 
 
 class Runs(sandbox.Case):
-    def check_log(self, box, main):
+    def check_log(self, box, main_has=""):
         """Compares the records thread by thread, and that all workers' lie between preparation and packing."""
         # Written to after the reference time, the own log may be too young for a key log.
         log, threads = [x for x in box.log() if not x.message.endswith(OWN_LOG + ") will ignore")], {}
         for line in log:
             message = re.sub(r"(http reply failed, ec:).+", r"\1TEXT", line.message)
-            threads.setdefault(line.thread, []).append((line.level, line.function, message))
-        main = records(main.replace("ARCHIVE", ROOT_DIR + "/" + box.archives()[0]))
-        expected = [records(text) for text in (SYSTEM_INFO, TUNNEL, RUNNING, STATE, WIDE_LOG)]
-        expected[2][-1] = expected[2][-1][:2] + (expected[2][-1][2] + " ",)
-        self.assertEqual(sorted(threads.values()), sorted(expected + [main]))
-        mine = [line.thread == log[0].thread for line in log]
-        self.assertEqual(mine, [True] * (len(main) - 5) + [False] * (len(log) - len(main)) + [True] * 5)
+            threads.setdefault(line.thread, []).append("%s %s %s" % (line.level, line.function, message))
+        expected = sandbox.expected("bare_machine.log").replace("ARCHIVE", ROOT_DIR + "/" + box.archives()[0])
+        expected = expected.replace("info main begin flush", main_has + "info main begin flush")
+        self.assertEqual(sorted("\n".join(lines) for lines in threads.values()), sorted(expected.rstrip("\n").split("\n\n")))
+        mine, main = [line.thread == log[0].thread for line in log], len(threads[log[0].thread])
+        self.assertEqual(mine, [True] * (main - 5) + [False] * (len(log) - main) + [True] * 5)
 
     def test_default_run_on_a_bare_machine(self):
-        box = self.box()
-        stamps = [time.strftime("%Y%m%d%H%M%S", time.gmtime(time.time() + EAST))]
-        result = box.run(env={"TZ": "LCT-13:30"})  # archives are named by local time
-        self.assertEqual(result.out, STDOUT)
+        box, now = self.box(), time.time()
+        east = 23 - time.gmtime(now).tm_hour  # archives are named by local time; it is 11 at night there
+        result = box.run(env={"TZ": "LCT-%d" % east})
+        self.assertEqual(result.out, sandbox.expected("stdout"))
         told = [line for line in result.err.splitlines() if not line.startswith("sh: ")]
         self.assertRegex("|".join(told), r"\A\[LogCollectionTool:getServicePortViaPath:\d+\]: [^|]+\Z")
-        stamps += [re.fullmatch(r"oBrelaLog_2\.5\.16\.20_(\d{14})\.zip", box.archives()[0])[1],
-                   time.strftime("%Y%m%d%H%M%S", time.gmtime(time.time() + EAST))]
-        self.assertEqual(stamps, sorted(stamps))
-        self.check_log(box, MAIN)
+        stamp = re.fullmatch(r"oBrelaLog_2\.5\.16\.20_(\d{14})\.zip", box.archives()[0])[1]
+        stamps = [time.strftime("%Y%m%d%H%M%S", time.gmtime(t + east * 3600)) for t in (now, time.time())]
+        self.assertTrue(stamps[0] <= stamp <= stamps[1], stamp)
+        self.check_log(box)
         self.assertEqual(os.listdir(box.path(ROOT_DIR)), box.archives(), "only the archive stays")
         archive, contents, whole = ROOT_DIR + "/" + box.archives()[0], box.zip(), box.read(OWN_LOG)
         self.assertEqual(set(contents), ALWAYS)
@@ -125,11 +52,62 @@ class Runs(sandbox.Case):
     def test_modes(self):
         box = self.box()
         self.assertIn("Collection log completed.\n", box.run("--onlyKey", "--quiet").out)
-        self.check_log(box, MAIN.replace("info main begin flush", "info main Collection log(onlyKey) is enable\n"
-                                                                  "info main begin flush"))
+        self.check_log(box, "info main Collection log(onlyKey) is enable\n")
         box.run("-kq", "--dir=/out")
         self.assertEqual((box.calls("open"), len(box.archives("/out"))), ([], 1))
         self.assertEqual(len(box.calls("chmod")), 3, "an own log that is there already keeps its mode")
+
+    def test_runs_that_touch_nothing(self):
+        box = self.box()
+        before = box.tree()
+        usage = r"usage: /opt/tool/LogCollectionTool \[options\] \.\.\. \noptions:\n(  -.+\n){5}\n"
+        for arguments, out, err in (("--help", "", usage), ("-d /out --help -v", "", usage),
+                                    ("-qkv --dir=/out --foo", "2.2.10.300", "")):
+            result = box.run(*arguments.split())
+            self.assertEqual(result.out, out)
+            self.assertRegex(result.err, r"\A%s\Z" % err)
+        box.run(argv0="LogCollectionTool", status=-signal.SIGABRT)  # no folder to change to
+        self.assertEqual(box.tree(), before)
+
+    def test_folders_that_the_script_keeps_from_the_tool(self):
+        box = self.box()
+        box.put("/project/dev", (pathlib.Path(__file__).parents[2] / "dev").read_bytes(), mode=0o755)
+        box.put("/full/letter", "somebody's")
+        for paths, reason in ((["/full", "/", "//", "../full", "/full/"], "holds nothing of this tool"),
+                              (["/full/letter", "/dev/null"], "is a file"), ([""], "needs a folder"),
+                              (["/a" + c for c in " \t\n|&;<>()$`\\\"'*?[]{}~#!"], "a shell acts on")):
+            for arguments in [a for p in paths for a in (["--dir", p], ["-kqd", p], ["--dir=%s" % p])]:
+                result = box.run("collect", *arguments, argv0="/project/dev", status=1)
+                self.assertIn(reason, result.err, arguments)
+        self.assertEqual(os.listdir(box.path("/project")), ["dev"])
+
+    def test_early_ends(self):
+        """(arguments, read-only /tmp, bytes missing on /drive) -> status and the records after the first."""
+        no_root = ("error", "ensureLogRootDir", "ensureDirectoryExist /tmp/oBrelaLog failed.")
+        full = "Log collection failure; Reason: The space of the drive where the (/drive/out) resides is full"
+        for arguments, read_only, missing, status, after in (
+                (["--dir=/proc/x"], MS_RDONLY, 0, 161, [no_root, ("error", "main", "ensureLogRootDir /proc/x failed.")]),
+                (["--dir=/drive/out"], 0, 4096, 163, [("error", "main", full)]), (["--dir=/drive/out"], 0, 0, 0, None)):
+            with self.subTest(status):
+                box = self.box()
+                sandbox.mount("tmpfs", box.path("/tmp"), "tmpfs", read_only)
+                box.make(os.mkdir, "/drive")
+                sandbox.mount("tmpfs", box.path("/drive"), "tmpfs", 0, "size=%d" % (ENOUGH - missing))
+                out = box.run(*arguments, status=status).out
+                self.assertEqual(("Collection log completed.\n" in out, len(box.calls("open"))), (not status, not status))
+                if after:
+                    self.assertEqual([x[1:] for x in box.log()], [("info", "main", "Collection log start")] + after)
+
+    def test_own_log_that_cannot_be_had(self):
+        """(what stands in its place) -> whether there is a log all the same; the archive is made in any case."""
+        for make, path, logged in ((os.mknod, os.path.dirname(OWN_LOG), True), (os.mkdir, OWN_LOG, False),
+                                   (os.mkfifo, OWN_LOG, True)):
+            box = self.box()
+            box.make(make, path)
+            result = box.run()
+            self.assertEqual("LogColltionTool.log" in box.zip(), logged)
+            self.assertEqual("log isn't inited." in result.err, not logged)
+            self.assertIn("Collection log completed.\n", result.out)
 
 
 if __name__ == "__main__":

