@@ -6,7 +6,7 @@ import re
 import signal
 
 from faults import FaultCase, GATE, LOGS
-from sandbox import MIB, OWN_LOG, ROOT_DIR, SHARED, main, others, until, wait_until_alone
+from sandbox import MIB, OWN_LOG, ROOT_DIR, SHARED, SHORT_LIMITS, main, others, until, wait_until_alone
 
 WAITING = '[ "$2" = %d ] && ' + GATE + 'exec /bin/chmod "$@"'
 PHASES = {"set-up": {"chmod": WAITING % 666}, "copying": {"chmod": WAITING % 777}, "reports": {"ps": GATE}, "packing": {},
@@ -91,8 +91,8 @@ class Setting(FaultCase):
                 self.assertEqual(len(box.archives()), len(whole) + 1)
 
     def test_no_command_outlives_the_run(self):
-        """A login service that does not answer; a command that outlives its limit, ignores SIGTERM and has started others; the wall clock set back by a day meanwhile | the file that the service is asked for blocks whoever opens it; the file browser's command hangs | after five seconds nobody counts as logged in: the report has both listings that need no name, and root's files are in the archive; after ten the run ends with status 0 and takes the command and all its offspring with it"""
-        box = self.box(fakes={"open": "trap '' TERM HUP\n(setsid sleep 1000000; :) & (yes >/dev/null &) & sleep 1000000"})
+        """A login service that does not answer; a command that outlives its limit, ignores SIGTERM and has started others; the wall clock set back by a day meanwhile | the file that the service is asked for blocks whoever opens it; the file browser's command hangs | after their limits (5 and 10 seconds, shorter here) nobody counts as logged in: the report has both listings that need no name, and root's files are in the archive; the run ends with status 0 and takes the command and all its offspring with it"""
+        box = self.box(tool=SHORT_LIMITS, fakes={"open": "trap '' TERM HUP\n(setsid sleep 1000000; :) & (yes >/dev/null &) & sleep 1000000"})
         seat, root = "/run/systemd/seats/seat0", "/Users/root" + SHARED
         os.unlink(box.path(seat))
         os.mkfifo(box.path(seat))
