@@ -21,6 +21,7 @@
 #include "collect/running_log.h"
 #include "logging/log_call.h"
 #include "logging/log_setup.h"
+#include "sysinfo/report.h"
 #include "sysinfo/shell.h"
 #include "sysinfo/system_info.h"
 #include "tunnel/module_dump.h"
@@ -174,7 +175,11 @@ int main(int argc, char** argv) {
 
   // 5. A clean output root with an empty scratch folder.
   LOG_CALL(kInfo, "{}", "begin flush log ...");  // the text is older than what follows it: kept on purpose
-  checkAndCleanLogDir(dir, links);
+  try {
+    checkAndCleanLogDir(dir, links);
+  } catch (const std::exception& failure) {  // no memory: what is left there harms nothing
+    LOG_CALL(kErr, "{}; Reason: exception:{}", "delete file error", failure.what());
+  }
   const std::string logFilesDir = (fs::path(dir) / "logFiles").string();
   const std::set<std::string> leftovers = prepareScratch(logFilesDir);
 
@@ -192,7 +197,7 @@ int main(int argc, char** argv) {
   const std::string zipPath = initZipLogPath(dir);
   LOG_CALL(kInfo, "begin compress running log to {} ...", zipPath);
   std::vector<std::string> paths = collectCacheLogPaths(logFilesDir, leftovers);
-  if (!utilities::discardForeignEntry(systemInfoPath)) paths.push_back(systemInfoPath);
+  if (logutils::macos::details::claimReport("main", systemInfoPath)) paths.push_back(systemInfoPath);
   progress.step("packing", zipPath + zipper::kPartialSuffix);
   compressLogs(paths, zipPath, logFilesDir);
   result.archive(zipPath);

@@ -15,7 +15,7 @@ namespace fs = boost::filesystem;
 namespace quelmar::helper {
 namespace {
 
-constexpr fs::perms kWriteForAll = static_cast<fs::perms>(0222);
+constexpr mode_t kWriteForAll = 0222;
 
 void addWritePermission(const fs::path& path) {
   try {
@@ -25,8 +25,10 @@ void addWritePermission(const fs::path& path) {
     }
     // chmod would go through a link, and for all names of a file, to what is not ours.
     if (!S_ISDIR(info.st_mode) && (!S_ISREG(info.st_mode) || info.st_nlink != 1)) return;
-    // All other bits are replaced: kept on purpose.
-    fs::permissions(path, kWriteForAll);
+    // All other bits are replaced: kept on purpose. Not of what a link leads to that was put there just now.
+    if (fchmodat(AT_FDCWD, path.c_str(), kWriteForAll, AT_SYMLINK_NOFOLLOW) != 0) {
+      throw std::system_error(utilities::lastError());
+    }
   } catch (const std::exception&) {
     LOG_CALL(kErr, "{} permissions exception; Reason: {}", path.string(),
              boost::current_exception_diagnostic_information());

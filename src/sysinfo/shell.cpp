@@ -62,7 +62,7 @@ void out2File(const std::string& path, const std::string& text) {
   const int flags = O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
   const utilities::Descriptor file(open(path.c_str(), flags, 0666));
   struct stat info {};
-  if (fstat(file.get(), &info) != 0 || !S_ISREG(info.st_mode)) return;
+  if (fstat(file.get(), &info) != 0 || !S_ISREG(info.st_mode) || info.st_nlink != 1) return;
   for (std::size_t at = 0; at < text.size();) {
     const ssize_t put = write(file.get(), text.data() + at, text.size() - at);
     if (put < 0 && errno != EINTR) return;

@@ -50,7 +50,8 @@ void collectSystemStateForUem(const std::string& folder, const std::string& name
   };
   for (const StateSection& section : kSections) collect(section);
   boost::system::error_code ec;
-  if (fs::exists(fs::symlink_status(kExtensionDatabase, ec))) collect(kExtensionSection);
+  // plutil tells of one that cannot be looked at.
+  if (fs::symlink_status(kExtensionDatabase, ec).type() != fs::file_not_found) collect(kExtensionSection);
 }
 
 }  // namespace quelmar::logutils::macos

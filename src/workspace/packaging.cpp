@@ -51,7 +51,6 @@ int compressLogs(const std::vector<std::string>& paths, const std::string& zipPa
   std::optional<Losses> losses;  // of the path that is packed
   CopyRemover remover(copies);
   try {
-    zipper::Zipper zip(zipPath, "");
     zipper::Zipper::Hooks hooks;
     hooks.lost = [&](const std::string& path, int error) {
       const std::error_code ec(error, std::generic_category());
@@ -60,6 +59,7 @@ int compressLogs(const std::vector<std::string>& paths, const std::string& zipPa
     hooks.packed = [&](const std::string& path) { remover.remove(path); };
     hooks.trusted = boost::filesystem::path(zipPath).parent_path().string();
     hooks.needsEntry = !paths.empty();
+    zipper::Zipper zip(zipPath, "");
     zip.setHooks(std::move(hooks));
     for (const std::string& path : paths) {
       losses.emplace("compressLogs", path);

@@ -70,6 +70,7 @@ bool ArchiveFile::openFile(bool create) {
   position_ = bufferStart_ = bufferedBytes_ = 0;
   failed_ = false;
   replaced_ = {};
+  if (path_.empty()) return false;
   std::error_code ec;
   Descriptor old;
   if (!create) old = openRegular(AT_FDCWD, path_.c_str(), Links::kNone, replaced_, ec);

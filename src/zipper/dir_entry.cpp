@@ -75,12 +75,15 @@ bool FileWalk::next(std::string& file) {
     const auto kind = static_cast<EntryKind>(names_[level.nextName]);
     const char* name = names_.c_str() + level.nextName + 1;
     struct stat status {};
-    const bool isTree = kind == EntryKind::kDirectory ||
-                        (kind == EntryKind::kUnknown && !lookUp(directory(), name, Links::kNone, status) &&
-                         S_ISDIR(status.st_mode));
     level.nextName += std::strlen(name) + 2;
     path_.append(CDirEntry::Separator).append(name);
-    if (!isTree) {
+    if (kind == EntryKind::kUnknown) {
+      if (const std::error_code ec = lookUp(directory(), name, Links::kNone, status)) {
+        lost_(path_, ec.value());  // of a folder no empty file of its name may be made
+        continue;
+      }
+    }
+    if (kind != EntryKind::kDirectory && !S_ISDIR(status.st_mode)) {
       file = path_;
       return true;
     }

@@ -21,7 +21,7 @@ SourceFile::SourceFile(int parent, const char* name) {
   std::error_code ec;
   descriptor_ = quelmar::utilities::openRegular(parent, name, quelmar::utilities::Links::kNone, status, ec);
   if (!ec) size_ = static_cast<std::uint64_t>(status.st_size);
-  if (!isNoLoss(ec.value())) error_ = ec.value();
+  if (ec && ec != std::errc::not_supported) error_ = ec.value();
 }
 
 std::size_t SourceFile::read(char* to, std::size_t size) {
@@ -37,11 +37,6 @@ std::size_t SourceFile::read(char* to, std::size_t size) {
   }
   position_ = count < wanted ? size_ : position_ + count;  // what has become shorter is at its end
   return count;
-}
-
-bool isNoLoss(int error) {
-  return error == 0 || error == ENOENT || error == ENOTDIR || error == EACCES || error == ENOTSUP ||
-         error == ELOOP;
 }
 
 bool isLargeFile(const SourceFile& stream) {

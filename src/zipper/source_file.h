@@ -29,8 +29,8 @@ class SourceFile {
   /// Tells whether nothing more will come.
   bool atEnd() const { return position_ == size_; }
 
-  /// The number of the error that opening or reading has met; 0 when there was none, and for a file that is
-  /// not there, may not be opened or is not a regular one.
+  /// The number of the error that opening or reading has met; 0 when there was none, and for what is not a
+  /// regular file.
   int error() const { return error_; }
 
   /// Goes back to the start.
@@ -42,10 +42,6 @@ class SourceFile {
   std::uint64_t position_ = 0;
   int error_ = 0;
 };
-
-/// Tells whether an error in looking up or opening a single file is none to tell of: it is not there, may not
-/// be opened, or is no regular file.
-bool isNoLoss(int error);
 
 /// Tells whether a file needs the 64-bit size fields: more than 4,294,967,294 bytes.
 bool isLargeFile(const SourceFile& stream);

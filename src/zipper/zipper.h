@@ -23,9 +23,8 @@ class Zipper {
 
   /// What a caller may want besides.
   struct Hooks {
-    /// Is told of what is lost to the archive, but for single files that are not there, may not be opened or
-    /// are no regular files: a path, and the number of the error with which its reading, listing or look-up
-    /// failed.
+    /// Is told of what is lost to the archive, but for added paths that are not there and what is no regular
+    /// file: a path, and the number of the error with which its reading, listing or look-up failed.
     std::function<void(const std::string& path, int error)> lost = [](const std::string&, int) {};
 
     /// Is told of each file when its whole entry is in the archive.

@@ -91,7 +91,7 @@ void Zipper::Impl::add(const std::string& path, unsigned flags) {
   struct stat status {};
   const Directory parent = openBelow(parentPath, trusted, ec);
   if (!ec) ec = lookUp(parent.get(), name.empty() ? "." : name.c_str(), Links::kNone, status);
-  if (!isNoLoss(ec.value()) || ec.value() == EACCES) {
+  if (ec && ec.value() != ENOENT) {
     hooks.lost(path, ec.value());
     // A folder of which nothing can be learned must not turn into an empty file of its name.
     if (ec.value() != ENAMETOOLONG) return;
@@ -196,10 +196,10 @@ void Zipper::Impl::addInPieces(SourceFile& source, const std::string& path, cons
 void Zipper::Impl::writeFront() {
   const Piece& piece = *pipeline_->front();
   if (piece.first) {
+    path_ = piece.path;  // may throw, as long as the entry is not begun
+    size_ = crc_ = 0;
     openEntry(piece.name, level_, piece.large, true, piece.text, 0);
     entryIsOpen_ = true;
-    path_ = piece.path;
-    size_ = crc_ = 0;
   }
   write(piece.packed(), piece.packedSize);
   if (!piece.good) file_.giveUp();

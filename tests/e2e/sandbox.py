@@ -177,7 +177,7 @@ class Box:
                                 stdout=out, stderr=err, start_new_session=True), out, err
 
     def finish(self, started, status=0):
-        """Waits for the tool alone: commands that it left running are no reason to wait, and are ended here. None: any status."""
+        """Waits for the tool alone: commands that it left running are no reason to wait, and are ended here. Any `status`: None."""
         process, *files = started
         _, wait_status, usage = os.wait4(process.pid, 0)
         process.returncode = os.waitstatus_to_exitcode(wait_status)
