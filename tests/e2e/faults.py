@@ -3,8 +3,7 @@ import contextlib
 import os
 import time
 
-import sandbox
-from sandbox import ROOT_DIR, SHARED, until
+from sandbox import Case, MS_REMOUNT, ROOT_DIR, SHARED, mount, until
 
 LOGS = "/Users/ada" + SHARED + "/logs/"
 GATE = "[ -p /gate ] && cat /gate\n"  # a fake command that waits here is let go by FaultCase.held
@@ -17,7 +16,7 @@ def archive_names(suffix=""):
     return ["/oBrelaLog_2.5.16.20_%s.zip%s" % (stamp, suffix) for stamp in stamps]
 
 
-class FaultCase(sandbox.Case):
+class FaultCase(Case):
     def box(self, drive=None, **options):
         """A box where ada is logged in and has one log; `drive`: MiB of a volume of its own at /drive."""
         box = super().box(console="ada", **options)
@@ -25,7 +24,7 @@ class FaultCase(sandbox.Case):
         os.mkfifo(box.path("/gate"))
         if drive:
             os.mkdir(box.path("/drive"))
-            sandbox.mount("tmpfs", box.path("/drive"), "tmpfs", 0, "size=%dm" % drive)
+            mount("tmpfs", box.path("/drive"), "tmpfs", 0, "size=%dm" % drive)
         return box
 
     @contextlib.contextmanager
@@ -44,7 +43,7 @@ class FaultCase(sandbox.Case):
         """Takes the drive's free room away but for some bytes, at once: the volume becomes as small as what is in it."""
         room = os.statvfs(box.path("/drive"))
         used = (room.f_blocks - room.f_bfree) * room.f_bsize
-        sandbox.mount("tmpfs", box.path("/drive"), None, sandbox.MS_REMOUNT, "size=%d" % max(used + left, 1))
+        mount("tmpfs", box.path("/drive"), None, MS_REMOUNT, "size=%d" % max(used + left, 1))
 
     def failing(self, box, calls, path, error, first=1):
         """The environment in which these calls of the tool's fail on paths like this one: see failing_calls.cpp."""

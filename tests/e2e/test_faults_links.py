@@ -3,9 +3,8 @@ cannot be removed, and not when a look-up fails."""
 import errno
 import os
 
-import faults
-import sandbox
-from sandbox import APP, LAUNCHD, OWN_LOG, ROOT_DIR, SCRATCH, SHARED
+from faults import FaultCase, archive_names
+from sandbox import APP, LAUNCHD, MS_BIND, OWN_LOG, ROOT_DIR, SCRATCH, SHARED, main, mount
 
 ADA, BOB = 1000, 1001
 REPORT = ROOT_DIR + "/system_info.log"
@@ -14,7 +13,7 @@ VICTIM = "/Users/ada/Documents"
 KEEP, NEW = VICTIM + "/keep.log", VICTIM + "/new.log"
 
 
-class Links(faults.FaultCase):
+class Links(FaultCase):
     def plant(self, box, links):
         """Makes links that are ada's; a target that begins with "=" gets a hard link."""
         for path, target in links.items():
@@ -36,7 +35,7 @@ class Links(faults.FaultCase):
         swap = "if [ $2 != 666 ] && [ ! -L {0} ]; then rm -rf {0}; ln -s {1} {0}; chown -h 1000:1000 {0}; fi\n"
         fakes = {"ip": swap.format(REPORT, KEEP) + "echo ip",
                  "chmod": swap.format(SCRATCH + "/logs", VICTIM) + 'exec /bin/chmod "$@"'}
-        later = [ROOT_DIR + name for name in faults.archive_names()]
+        later = [ROOT_DIR + name for name in archive_names()]
         for links, swaps in (({ROOT_DIR: VICTIM, OWN_FOLDER: VICTIM}, {}),
                              ({SCRATCH: VICTIM, REPORT: KEEP, OWN_LOG: KEEP, ROOT_DIR + "/d/a": VICTIM, **dict.fromkeys(later, KEEP)}, {}),
                              ({SCRATCH + "/logs": VICTIM, REPORT: NEW, OWN_LOG: NEW, **dict.fromkeys(later, NEW)}, {}),
@@ -111,7 +110,7 @@ class Links(faults.FaultCase):
         box.put("/etc/passwd", "root:x:0:0::/root:/bin/sh\nada:x:1000:1000::/:/bin/sh\nbob:x:1001:1001::/home/bob:/bin/sh\n")
         self.plant(box, {"/linked": "/Users", "/to-out": "/linked to"})
         os.mkdir(box.path("/mounted"))
-        sandbox.mount(box.path("/Library"), box.path("/mounted"), None, sandbox.MS_BIND)
+        mount(box.path("/Library"), box.path("/mounted"), None, MS_BIND)
         kept = ["/", "/root", ".", "/Users/./ada/Library/..", "/linked/ada/", "/mounted", "/home/bob", OWN_LOG, SHARED + "/Crash", SHARED,
                 agent, APP, LAUNCHD, os.path.dirname(LAUNCHD)]
         for number, name in enumerate(kept + ["/out", "/to-out", "/Users/ada/Desktop"], 1):
@@ -143,4 +142,4 @@ class Links(faults.FaultCase):
 
 
 if __name__ == "__main__":
-    sandbox.main()
+    main()

@@ -5,17 +5,15 @@ import os
 import re
 import signal
 
-import faults
-import sandbox
-from faults import GATE, LOGS
-from sandbox import MIB, OWN_LOG, ROOT_DIR, SHARED, until
+from faults import FaultCase, GATE, LOGS
+from sandbox import MIB, OWN_LOG, ROOT_DIR, SHARED, SHORT_LIMITS, main, others, until, wait_until_alone
 
 WAITING = '[ "$2" = %d ] && ' + GATE + 'exec /bin/chmod "$@"'
 PHASES = {"set-up": {"chmod": WAITING % 666}, "copying": {"chmod": WAITING % 777}, "reports": {"ps": GATE}, "packing": {},
           "reveal": {"open": GATE}}
 
 
-class Setting(faults.FaultCase):
+class Setting(FaultCase):
     def test_environments(self):
         """Odd TZ, unknown or missing locale; a home folder that is gone, an unknown user | eight settings of TZ, LC_ALL and LANG; HOME names a missing folder, is empty or relative | a whole archive with 14 digits in its name; without a place for it, the own log's records go to standard error"""
         self.need_second_user()
@@ -79,9 +77,9 @@ class Setting(faults.FaultCase):
                 os.kill(started[0].pid, number)
                 box.finish(started, status=-number)
                 stack.close()
-                for process in sandbox.others() if number == signal.SIGKILL else ():
+                for process in others() if number == signal.SIGKILL else ():
                     os.kill(process, signal.SIGKILL)
-                sandbox.wait_until_alone()
+                wait_until_alone()
                 names = box.archives() if os.path.exists(box.path(ROOT_DIR)) else []
                 whole = [name for name in names if name.endswith(".zip")]
                 self.assertEqual(len(names), 1 if phase in ("packing", "reveal") else 0)
@@ -93,14 +91,14 @@ class Setting(faults.FaultCase):
                 self.assertEqual(len(box.archives()), len(whole) + 1)
 
     def test_no_command_outlives_the_run(self):
-        """A login service that does not answer; a command that outlives its limit, ignores SIGTERM and has started others; the wall clock set back by a day meanwhile | the file that the service is asked for blocks whoever opens it; the file browser's command hangs | after five seconds nobody counts as logged in: the report has both listings that need no name, and root's files are in the archive; after ten the run ends with status 0 and takes the command and all its offspring with it"""
-        box = self.box(fakes={"open": "trap '' TERM HUP\n(setsid sleep 1000000; :) & (yes >/dev/null &) & sleep 1000000"})
+        """A login service that does not answer; a command that outlives its limit, ignores SIGTERM and has started others; the wall clock set back by a day meanwhile | the file that the service is asked for blocks whoever opens it; the file browser's command hangs | after their limits (5 and 10 seconds, shorter here) nobody counts as logged in: the report has both listings that need no name, and root's files are in the archive; the run ends with status 0 and takes the command and all its offspring with it"""
+        box = self.box(tool=SHORT_LIMITS, fakes={"open": "trap '' TERM HUP\n(setsid sleep 1000000; :) & (yes >/dev/null &) & sleep 1000000"})
         seat, root = "/run/systemd/seats/seat0", "/Users/root" + SHARED
         os.unlink(box.path(seat))
         os.mkfifo(box.path(seat))
         box.put(root + "/logs/root.log", "root")
         box.run(env=self.failing(box, "clock_gettime", "*", 1))
-        sandbox.wait_until_alone()
+        wait_until_alone()
         self.assertEqual(self.assertWhole(box, logs=())["logs/root/root.log"], b"root")
         self.assertEqual(box.calls("ls")[:2], [["-l", "-R", SHARED], ["-l", "-R", root]])
         self.assertEqual(box.messages().count("getCurrentLoginUser failed."), 1)
@@ -109,4 +107,4 @@ class Setting(faults.FaultCase):
 
 
 if __name__ == "__main__":
-    sandbox.main()
+    main()
