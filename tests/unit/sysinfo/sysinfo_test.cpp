@@ -1,5 +1,7 @@
 #include <cstdlib>
 #include <ctime>
+#include <thread>
+#include <vector>
 
 #include <gtest/gtest.h>
 #include <sys/wait.h>
@@ -27,6 +29,21 @@ TEST(CmdPopen, CapturesInReadsOf4096BytesWithTheStaleTail) {
     EXPECT_TRUE(details::cmdPopen(one.command, output));
     EXPECT_EQ(output, one.output) << one.command;
   }
+  EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a command is left that nobody has waited for";
+}
+
+TEST(CmdPopen, ServesManyThreadsAtOnce) {
+  std::vector<std::thread> threads;
+  for (int number = 0; number < 4; ++number) {
+    threads.emplace_back([] {
+      for (int command = 0; command < 50; ++command) {
+        std::string output;
+        EXPECT_TRUE(details::cmdPopen("head -c 131072 /dev/zero | tr '\\0' a", output));
+        EXPECT_EQ(output, std::string(131072, 'a'));
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a command is left that nobody has waited for";
 }
 

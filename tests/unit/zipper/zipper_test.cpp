@@ -1,10 +1,13 @@
 #include <functional>
+#include <initializer_list>
 #include <map>
 #include <random>
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <unzip.h>
+#include <zip.h>
+#include <zlib.h>
 
 #include "support/temp_dir.h"
 #include "zipper/zipper_impl.h"
@@ -142,6 +145,23 @@ std::string packed(const fs::path& tree, unsigned threads, unsigned flags) {
   return readFile(dir / "a.zip");
 }
 
+/// What the zip library makes of the tree when it does all by itself.
+std::string packedPlainly(const fs::path& tree) {
+  const TempDir dir;
+  const zipFile zip = zipOpen64((dir / "plain.zip").c_str(), APPEND_STATUS_CREATE);
+  for (const fs::directory_entry& entry : fs::recursive_directory_iterator(tree)) {
+    if (fs::is_directory(entry.symlink_status())) continue;
+    const std::string file = entry.path().string();
+    const std::string content = fs::is_regular_file(entry.symlink_status()) ? readFile(file) : "";
+    zipOpenNewFileInZip64(zip, file.substr(file.rfind("tree/")).c_str(), nullptr, nullptr, 0, nullptr, 0,
+                          nullptr, Z_DEFLATED, 9, 0);
+    zipWriteInFileInZip(zip, content.data(), static_cast<unsigned>(content.size()));
+    zipCloseFileInZip(zip);
+  }
+  zipClose(zip, nullptr);
+  return readFile(dir / "plain.zip");
+}
+
 TEST(Zipper, TreesComeBackWholeAndAsTheSameArchiveFromAnyNumberOfThreads) {
   const TempDir dir;
   const fs::path tree = dir / "tree";
@@ -153,17 +173,22 @@ TEST(Zipper, TreesComeBackWholeAndAsTheSameArchiveFromAnyNumberOfThreads) {
   const char* const folders[] = {"tree/", "tree/sub/", "tree/sub/tree/", "tree/tree/tree/deeper/"};
   constexpr std::size_t kPiece = zipper::kPieceBytes;
   std::mt19937 random(7);  // NOLINT: the same each time
-  for (const std::size_t size : {0UL, 1UL, 8193UL, kPiece, kPiece + 1, 2 * kPiece, 3 * kPiece + 12'345}) {
-    std::string text;
-    while (text.size() < size / 2) text += std::to_string(text.size() * size) + " is a line\n";
-    while (text.size() < size) text += static_cast<char>(random());
-    text.resize(size);
-    add(folders[size % 4] + std::to_string(size), text);
-  }
+  const auto addSizes = [&](std::initializer_list<std::size_t> sizes) {
+    for (const std::size_t size : sizes) {
+      std::string text;
+      while (text.size() < size / 2) text += std::to_string(text.size() * size) + " is a line\n";
+      while (text.size() < size) text += static_cast<char>(random());
+      text.resize(size);
+      add(folders[size % 4] + std::to_string(size), text);
+    }
+  };
+  addSizes({0, 1, 8193, kPiece});
   for (unsigned i = 0; i < 200; ++i) add("tree/many/" + std::to_string(i), std::to_string(i));
   for (const char* name : {".hidden", "new\nline", "\xff\xfe"}) add("tree/" + std::string(name), name);
   fs::create_symlink("many", tree / "link");
   ASSERT_EQ(mkfifo((tree / "fifo.log").c_str(), 0600), 0);
+  EXPECT_TRUE(packed(tree, 3, Zipper::CompressBest) == packedPlainly(tree)) << "no file is over a piece";
+  addSizes({kPiece + 1, 2 * kPiece, 3 * kPiece + 12'345});
   for (const unsigned flags : {unsigned{Zipper::CompressBest}, unsigned{Zipper::CompressFast}, 0U}) {
     const std::string archive = packed(tree, 1, flags);
     for (const unsigned threads : {0U, 3U, 16U})
