@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Breaks one half of a universal macOS executable in every way that packaging/macos/check looks for, and sees it say so.
+"""Breaks a universal macOS executable in every way that packaging/macos/check looks for, and sees it say so.
 
 Usage: macos_check.py EXECUTABLE, one that is as it should be. Run by packaging/macos/build.
 """
@@ -13,38 +13,57 @@ MACOS = pathlib.Path(__file__).resolve().parents[2] / "packaging/macos"
 sys.path.append(str(MACOS))
 import code_signature  # noqa: E402
 
-BUILD_VERSION, UNKNOWN = 0x32, 0x7f
+BUNDLE = 8
+UNKNOWN = 0x7f
+BUILD_VERSION = 0x32
+MACOS_12 = 12 << 16
+
+
+def put(half, at, number, size=4):
+    half[at:at + size] = number.to_bytes(size, "little")
 
 
 def command(half, wanted):
     return next(at for number, at in code_signature.load_commands(half) if number == wanted)
 
 
-def signature(half):
-    return command(half, code_signature.CODE_SIGNATURE)
+def replace(half, old, new):
+    assert old in half and len(old) == len(new)
+    half[:] = half.replace(old, new)
 
 
-# Where the bytes are that change, or which ones, what they become, and what the check says then; the first ones are
-# signed again.
-RESIGNED = [
-    (lambda half: 12, b"\x08", ["is no 64-bit executable for arm64"]),
-    (lambda half: command(half, BUILD_VERSION) + 12, b"\0\0\x0c\0", ["asks for macOS 12.0 or newer, not for 11.0"]),
-    (lambda half: half.index(b"/usr/lib/libz.1"), b"/opt",
+# What is done to both halves, which are signed again then, and what the check says of each.
+BOTH = [
+    (lambda half: put(half, 12, BUNDLE), ["is no 64-bit executable for {}"]),
+    (lambda half: put(half, command(half, BUILD_VERSION) + 12, MACOS_12),
+     ["asks for macOS 12.0 or newer, not for 11.0"]),
+    (lambda half: replace(half, b"/usr/lib/libz.1", b"/opt/lib/libz.1"),
      ["loads /opt/lib/libz.1.dylib, which a user's Mac may not have"]),
-    (lambda half: half.index(b"_deflateEnd\0"), b"_deflateEmd",
+    (lambda half: replace(half, b"_deflateEnd\0", b"_deflateEmd\0"),
      ["takes libz _deflateEmd, which no stub lists", "does not use libz _deflateEnd: take it out of the stub"]),
-    (lambda half: half.index(b"cat /etc/resolv.conf >"), b"cat /etc/resolv_",
+    (lambda half: replace(half, b"cat /etc/resolv.conf >", b"cat /etc/resolv_conf >"),
      ["lacks the command text 'cat /etc/resolv.conf >> '"]),
-    (lambda half: half.index(b"__unwind_info\0") + 40, bytes(8), ["has no unwind information"]),
-    (lambda half: half.index(b"__DATA_CONST\0") + 60, bytes(4),
+    (lambda half: put(half, half.index(b"__unwind_info\0") + 40, 0, 8), ["has no unwind information"]),
+    (lambda half: put(half, half.index(b"__DATA_CONST\0") + 60, 0),
      ["names the SDK 14.0, but does not mark __DATA_CONST as read-only"]),
 ]
+
+# What is done to the arm64 half alone, after it was signed.
 SIGNED = [
-    (signature, bytes([UNKNOWN]), ["has no code signature"]),
-    (lambda half: signature(half) + 12, b"\1\0\0\0", ["has a code signature for another length"]),
-    (lambda half: half.index(b"cat /etc/resolv.conf >"), b"C",
-     ["has a code signature that does not fit 1 of its {} pages"]),
+    (lambda half, _: put(half, command(half, code_signature.CODE_SIGNATURE), UNKNOWN), "has no code signature"),
+    (lambda half, _: put(half, command(half, code_signature.CODE_SIGNATURE) + 12, 1),
+     "has a code signature for another length"),
+    (lambda half, _: put(half, len(half) // 2, half[len(half) // 2] ^ 1, 1),
+     "has a code signature that does not fit 1 of its {pages} pages"),
+    (code_signature.sign, "has a code signature that does not fit {pages} of its {pages} pages"),
 ]
+
+
+def halves_of(universal):
+    """Where the halves lie in the file, by architecture."""
+    names = {0x01000007: "x86_64", 0x0100000c: "arm64"}
+    entries = [struct.unpack_from(">5I", universal, 8 + 20 * entry) for entry in range(universal[7])]
+    return {names[kind]: slice(start, start + size) for kind, _, start, size, _ in entries}
 
 
 def expect(sentences, content):
@@ -58,18 +77,24 @@ def expect(sentences, content):
 
 def main(program):
     whole = pathlib.Path(program).read_bytes()
-    places = {kind: slice(at, at + size) for kind, _, at, size, _ in struct.iter_unpack(">5I", whole[8:48])}
+    halves = halves_of(whole)
     expect([" is as it should be"], whole)
-    expect([": is for x86_64, not for x86_64 and arm64"], whole[places[0x01000007]])
-    for row in RESIGNED + SIGNED:
-        half = bytearray(whole[places[0x0100000c]])
-        pages, at = len(code_signature.Signature(half).hashes), row[0](half)
-        half[at:at + len(row[1])] = row[1]
-        if row in RESIGNED:
-            code_signature.sign(half, half)
+    expect([": is for x86_64, not for x86_64 and arm64"], whole[halves["x86_64"]])
+    for change, sentences in BOTH:
         broken = bytearray(whole)
-        broken[places[0x0100000c]] = half
-        expect([f" (arm64): {text.format(pages)}" for text in row[2]], broken)
+        for place in halves.values():
+            half = broken[place]
+            change(half)
+            code_signature.sign(half, half)
+            broken[place] = half
+        expect([f" ({name}): {text.format(name)}" for name in halves for text in sentences], broken)
+    for change, sentence in SIGNED:
+        half = bytearray(whole[halves["arm64"]])
+        pages = len(code_signature.Signature(half).hashes)
+        change(half, whole[halves["x86_64"]])
+        broken = bytearray(whole)
+        broken[halves["arm64"]] = half
+        expect([f" (arm64): {sentence.format(pages=pages)}"], broken)
 
 
 main(sys.argv[1])
