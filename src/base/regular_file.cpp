@@ -66,22 +66,31 @@ std::error_code copyBytes(int from, int to, std::uintmax_t bytes, CopyBuffer& bu
   return {};
 }
 
+Descriptor openChecked(int parent, const char* name, Links links, struct stat& info, std::error_code& ec) {
+  ec.clear();
+  const int noFollow = links == Links::kNone ? O_NOFOLLOW : 0;
+  Descriptor file(openat(parent, name, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC | noFollow));
+  if (!file || fstat(file.get(), &info) != 0) ec = lastError();
+  if (!ec && !S_ISREG(info.st_mode)) ec = std::make_error_code(std::errc::not_supported);
+  return ec ? Descriptor() : std::move(file);
+}
+
 }  // namespace
 
 Descriptor openRegular(int parent, const char* name, Links links, struct stat& info, std::error_code& ec) {
   struct stat seen {};
   ec = lookUp(parent, name, links, seen);
-  Descriptor file;
-  if (!ec && S_ISREG(seen.st_mode)) {
-    const int noFollow = links == Links::kNone ? O_NOFOLLOW : 0;
-    file = Descriptor(openat(parent, name, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC | noFollow));
-    if (!file || fstat(file.get(), &info) != 0) ec = lastError();
-  }
+  if (!ec && !S_ISREG(seen.st_mode)) ec = std::make_error_code(std::errc::not_supported);
+  if (ec) return Descriptor();
+  Descriptor file = openChecked(parent, name, links, info, ec);
   // Another process may have replaced it between the two calls.
-  const bool isTheSame = file && info.st_dev == seen.st_dev && info.st_ino == seen.st_ino;
+  const bool isTheSame = info.st_dev == seen.st_dev && info.st_ino == seen.st_ino;
   if (!ec && !isTheSame && links != Links::kAny) ec = std::make_error_code(std::errc::not_supported);
-  if (!ec && (!file || !S_ISREG(info.st_mode))) ec = std::make_error_code(std::errc::not_supported);
   return ec ? Descriptor() : std::move(file);
+}
+
+Descriptor openListed(int parent, const char* name, struct stat& info, std::error_code& ec) {
+  return openChecked(parent, name, Links::kNone, info, ec);
 }
 
 std::error_code copyOpened(const Descriptor& source, const struct stat& info, int parent, const char* name,

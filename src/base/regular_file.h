@@ -24,6 +24,11 @@ enum class Overwrite { kNo, kYes };
 /// @return the descriptor; an empty one when `ec` is set
 Descriptor openRegular(int parent, const char* name, Links links, struct stat& info, std::error_code& ec);
 
+/// As openRegular, for an entry that a listing has just named as a regular file: without another look before
+/// opening it. A link that has replaced it since is not followed.
+/// @param ec  ELOOP for such a link, ENOTSUP for anything else that is not a regular file
+Descriptor openListed(int parent, const char* name, struct stat& info, std::error_code& ec);
+
 /// The buffer of a copy, allocated by the first copy that is given it; may be used for many, one after the
 /// other.
 using CopyBuffer = std::unique_ptr<char[]>;

@@ -225,7 +225,12 @@ class TreeCopy {
     if (kind == EntryKind::kOther) return {};
     std::error_code ec;
     struct stat info {};
-    const Descriptor file = utilities::openRegular(level.source.open.get(), name, Links::kAny, info, ec);
+    const int folder = level.source.open.get();
+    Descriptor file;
+    if (kind == EntryKind::kFile) file = utilities::openListed(folder, name, info, ec);
+    if (kind != EntryKind::kFile || isNoFolder(ec)) {
+      file = utilities::openRegular(folder, name, Links::kAny, info, ec);
+    }
     const bool leadsNowhere = kind == EntryKind::kLink && isNoFolder(ec);
     if (ec) return isIgnorable(ec) || leadsNowhere ? std::error_code() : ec;
     if (isTooLong(name)) return std::make_error_code(std::errc::filename_too_long);

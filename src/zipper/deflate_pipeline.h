@@ -61,8 +61,6 @@ class DeflatePipeline {
   /// @param threads  how many threads deflate, the calling one included; more than 16 count as 16
   DeflatePipeline(int level, unsigned threads);
   ~DeflatePipeline();
-  DeflatePipeline(const DeflatePipeline&) = delete;
-  DeflatePipeline& operator=(const DeflatePipeline&) = delete;
 
   /// The next piece to fill; null when all are in use and one has to be popped first.
   Piece* freePiece();

@@ -95,7 +95,7 @@ Bytes endRecord64(std::uint64_t entries, std::uint64_t size, std::uint64_t offse
 
 }  // namespace
 
-bool completeEndRecord(ArchiveFile& archive) {
+bool completeEndRecord(ArchiveFile& archive) try {
   const std::uint64_t end = archive.position();
   Bytes tail(static_cast<std::size_t>(std::min<std::uint64_t>(end, kMaxTailBytes)));
   archive.seek(end - tail.size());
@@ -119,6 +119,8 @@ bool completeEndRecord(ArchiveFile& archive) {
   records.insert(records.end(), tail.cbegin() + static_cast<std::ptrdiff_t>(at), tail.cend());
   archive.seek(position);
   return archive.write(records.data(), records.size());
+} catch (const std::bad_alloc&) {
+  return false;
 }
 
 }  // namespace zipper

@@ -24,18 +24,6 @@ constexpr std::size_t kCopyBufferBytes = 8192;
 constexpr std::size_t kMaxNameBytes = std::numeric_limits<std::uint16_t>::max();  // its length field's
 constexpr int kMemoryLevel = 8;
 
-int compressionLevel(unsigned flags) {
-  if ((flags & Zipper::CompressBest) != 0) return 9;
-  return (flags & Zipper::CompressFast) != 0 ? 1 : 0;
-}
-
-/// The name of a file's entry: the part of its path from the last occurrence of the folder's name and "/" on,
-/// so that below an inner folder of that name, entries begin there. Kept on purpose: readers of archives look
-/// for such names.
-std::string nameInTree(const std::string& file, const std::string& folder) {
-  return file.substr(file.rfind(folder + CDirEntry::Separator));
-}
-
 /// The file information of an entry: null, or for text a flag that the library sets itself when it deflates.
 /// Date and time must be 0 in the archive. The library writes 0 for an impossible month, but in old versions
 /// another date for a time that is all zero.
@@ -48,11 +36,6 @@ const zip_fileinfo* entryInfo(bool text) {
   }();
   return text ? &kText : nullptr;
 }
-
-/// Thrown when an entry of this name cannot be added.
-struct EntryError : std::runtime_error {
-  explicit EntryError(const std::string& name) : std::runtime_error("Error adding '" + name + "' to zip") {}
-};
 
 }  // namespace
 
@@ -107,12 +90,14 @@ void Zipper::Impl::add(const std::string& path, unsigned flags) {
 }
 
 void Zipper::Impl::addTree(const std::string& path, std::size_t trusted, unsigned flags) {
-  const std::string folder = fileNameFromPath(path);
+  // Names begin with the last occurrence of this in the path, so below an inner folder of the same name with
+  // that one. Kept on purpose: readers of archives look for such names.
+  const std::string nameStart = fileNameFromPath(path) + CDirEntry::Separator;
   FileWalk files(path, trusted, hooks.lost);
   try {
     for (std::string file; files.next(file);) {
       SourceFile source(files.directory(), files.name());
-      addFile(source, file, nameInTree(file, folder), flags);
+      addFile(source, file, file.substr(file.rfind(nameStart)), flags);
     }
   } catch (const std::bad_alloc&) {
     writeAll();  // the files before memory ran out
@@ -123,7 +108,7 @@ void Zipper::Impl::addTree(const std::string& path, std::size_t trusted, unsigne
 void Zipper::Impl::addFile(SourceFile& source, const std::string& path, const std::string& name,
                            unsigned flags) {
   if (name.empty()) return;
-  const int level = compressionLevel(flags);
+  const int level = (flags & Zipper::CompressBest) != 0 ? 9 : (flags & Zipper::CompressFast) != 0 ? 1 : 0;
   // Storing gains nothing from threads, and encryption depends on all bytes before.
   if (level == 0 || !password_.empty()) {
     addPlainly(source, path, name, level);
@@ -142,7 +127,7 @@ void Zipper::Impl::openEntry(const std::string& name, int level, bool large, boo
                               level == 0 ? 0 : Z_DEFLATED, level, deflated ? 1 : 0, -MAX_WBITS, kMemoryLevel,
                               Z_DEFAULT_STRATEGY, password_.empty() ? nullptr : password_.c_str(), crc,
                               large ? 1 : 0) != ZIP_OK) {
-    throw EntryError(name);
+    throw std::runtime_error("Error adding '" + name + "' to zip");
   }
 }
 
@@ -221,11 +206,7 @@ bool Zipper::Impl::close() {
   if (archive_ == nullptr) return true;
   bool whole = zipClose(archive_, nullptr) == ZIP_OK && (entries_ > 0 || !hooks.needsEntry);
   archive_ = nullptr;
-  try {
-    whole = whole && completeEndRecord(file_);
-  } catch (const std::bad_alloc&) {
-    whole = false;
-  }
+  whole = whole && completeEndRecord(file_);
   return file_.close(whole);
 }
 

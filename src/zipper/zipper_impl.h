@@ -24,8 +24,6 @@ class Zipper::Impl {
   ///                  depend on it.
   Impl(const std::string& zipName, const std::string& password, unsigned threads);
   ~Impl();
-  Impl(const Impl&) = delete;
-  Impl& operator=(const Impl&) = delete;
 
   /// Opens the archive, or creates it. @return false when that fails
   bool open();

@@ -158,13 +158,14 @@ int waitForChild() {
 }
 
 /// Becomes process 1 of the namespaces. Returns in its child, the process that is confined.
-void beginNamespaces(const std::string& writable, Rights rights, bool ownsUsers, Outcome& outcome) {
+void beginNamespaces(const std::string& writable, Rights rights, Nesting nesting, bool ownsUsers,
+                     Outcome& outcome) {
   try {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     setsid();  // a signal to the process group of the test stays in here as well
     if (ownsUsers) becomeRootOfNamespace(outcome.user, outcome.group);
     enclose(writable);
-    prctl(PR_SET_NAME, kName);
+    prctl(PR_SET_NAME, nesting == Nesting::kNo ? kName : "nesting");
     child = fork();
     must(child >= 0, "fork");
     if (child == 0 && rights == Rights::kNone) giveUpRights();
@@ -199,7 +200,7 @@ bool isConfined() {
 
 #ifdef __linux__
 
-bool confine(const std::string& writable, Rights rights) {
+bool confine(const std::string& writable, Rights rights, Nesting nesting) {
   if (isConfined()) return true;
   std::fflush(nullptr);
   std::signal(SIGCHLD, SIG_DFL);
@@ -212,7 +213,7 @@ bool confine(const std::string& writable, Rights rights) {
     child = static_cast<pid_t>(syscall(SYS_clone, flags, 0, 0, 0, 0));
     if (child < 0) continue;
     if (child == 0) {
-      beginNamespaces(writable, rights, more != 0, *outcome);
+      beginNamespaces(writable, rights, nesting, more != 0, *outcome);
       return true;
     }
     const int ended = waitForChild();
@@ -224,7 +225,7 @@ bool confine(const std::string& writable, Rights rights) {
 
 #else
 
-bool confine(const std::string& /*writable*/, Rights /*rights*/) {
+bool confine(const std::string& /*writable*/, Rights /*rights*/, Nesting /*nesting*/) {
   return runUnconfined("this system has no namespaces");
 }
 
