@@ -116,7 +116,7 @@ void run(const std::vector<std::string>& words) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  testing_support::confine();
+  testing_support::confine({argv, argv + argc});
   try {
     run({argv + 1, argv + argc});
     return EXIT_SUCCESS;

@@ -1,12 +1,11 @@
 """Runs the real LogCollectionTool on a machine of its own.
 
-A test module is confined first (see main): the machine is read-only for it, and only /tmp its own. Each Box is then
+Test modules are run by sandbox.py MODULE [TEST...], confined first: the machine is read-only for it, and only /tmp its own. Each Box is then
 a root folder on a tmpfs: the machine's programs, the tool's copy, everything else a fixture. The tool is started with
 that root. The tests see what it did through the same tmpfs.
 """
 import collections
 import contextlib
-import ctypes
 import glob
 import os
 import re
@@ -20,6 +19,9 @@ import threading
 import time
 import unittest
 import zipfile
+
+sys.path.append(os.path.dirname(os.path.abspath(__file__)) + "/../support")
+from confined import MS_BIND, MS_RDONLY, MS_REC, MS_REMOUNT, call, confine, mount  # noqa: E402,F401
 
 TOOL = os.environ.get("LOGTOOL", "")
 SHORT_LIMITS = os.environ.get("SHORT_LIMITS")  # the same tool, which waits some seconds only for what hangs
@@ -39,18 +41,11 @@ PS = "1 loginwindow\n2 oBrelaAgent\n3 FernGateway\n4 QMUem\n5 grep QMUem oBrela 
 FAKES = ("open log journalctl uname ip who loginctl systemctl ls sysctl csrutil kextstat plutil ifconfig netstat "
          "launchctl ps chmod").split()
 RECORD = '#!/bin/sh\nprintf "%%s\\037" %s "$@" "\n" >>/record\n'
-MS_RDONLY, MS_REMOUNT, MS_BIND, MS_REC, MNT_DETACH = 1, 32, 4096, 16384, 2
+MNT_DETACH = 2
 
 Line = collections.namedtuple("Line", "thread level function message")
 LINE = re.compile(r"^\[[-\d]{10} [:\d]{8}\.\d+\] \[(\w+)\] \[(\d+)\] \[LogCollectionTool:(\S+):[1-9]\d*\] ", re.MULTILINE)
 Result = collections.namedtuple("Result", "out err peak_kib")
-libc = ctypes.CDLL(None, use_errno=True)
-
-
-def mount(source, target, kind=None, flags=0, data=None):
-    texts = [None if x is None else os.fsencode(x) for x in (source, target, kind, data)]
-    if libc.mount(*texts[:3], ctypes.c_ulong(flags), texts[3]) != 0:
-        raise OSError(ctypes.get_errno(), "mount " + target)
 
 
 def others():
@@ -123,7 +118,7 @@ class Box:
 
     def close(self):
         signal.alarm(0)
-        libc.umount2(self.root.encode(), MNT_DETACH)
+        call("umount2", self.root.encode(), MNT_DETACH)
         os.rmdir(self.root)
 
     def path(self, path):
@@ -262,11 +257,7 @@ class Case(unittest.TestCase):
         return server
 
 
-def main(writable=None):
-    """Runs the module's tests confined; where that is not to be had it skips them, in CI it fails."""
-    with open("/proc/1/comm") as file:
-        if file.read() != "confined\n":
-            confined = [os.path.dirname(TOOL) + "/confined"] + (["--writable", writable] if writable else [])
-            os.execv(confined[0], confined + [sys.executable, "-B"] + sys.argv)
+if __name__ == "__main__":
+    confine(TOOL)
     signal.signal(signal.SIGALRM, give_up)
-    unittest.main()
+    unittest.main(sys.argv.pop(1))

@@ -4,7 +4,7 @@ import errno
 import os
 
 from faults import FaultCase, archive_names
-from sandbox import APP, LAUNCHD, MS_BIND, OWN_LOG, ROOT_DIR, SCRATCH, SHARED, main, mount
+from sandbox import APP, LAUNCHD, MS_BIND, OWN_LOG, ROOT_DIR, SCRATCH, SHARED, mount
 
 ADA, BOB = 1000, 1001
 REPORT = ROOT_DIR + "/system_info.log"
@@ -139,7 +139,3 @@ class Links(FaultCase):
                                  ["old%d.zip" % number for number in range(kept)])
                 self.assertEqual([m[:38] for m in box.messages("checkAndCleanLogDir")],
                                  ["delete file error; Reason: file system"] * (kept == 6))
-
-
-if __name__ == "__main__":
-    main()

@@ -5,7 +5,7 @@ import re
 import signal
 
 from faults import FaultCase, GATE, LOGS, SANITIZED, archive_names
-from sandbox import APP, LAUNCHD, MIB, MS_BIND, ROOT_DIR, SCRATCH, UEM_LOGS, main, mount, until
+from sandbox import APP, LAUNCHD, MIB, MS_BIND, ROOT_DIR, SCRATCH, UEM_LOGS, mount, until
 
 INSTALLER = "/var/log/quelmar/sdp/oBrelaInstallOut.log"
 OUT = "/drive/out"
@@ -200,7 +200,3 @@ class Losses(FaultCase):
             self.assertEqual(len(contents[name]), 600 // 8 << 20, name)
             [record] = [message for message in box.messages(function) if " at its limit of " in message]
             self.assertRegex(record, r"report \S+/%s ends .*: %s.*%s" % (name.split("/")[-1], re.escape(command), name))
-
-
-if __name__ == "__main__":
-    main()

@@ -6,7 +6,7 @@ import re
 import signal
 
 from faults import FaultCase, GATE, LOGS
-from sandbox import MIB, OWN_LOG, ROOT_DIR, SHARED, SHORT_LIMITS, main, others, until, wait_until_alone
+from sandbox import MIB, OWN_LOG, ROOT_DIR, SHARED, SHORT_LIMITS, others, until, wait_until_alone
 
 WAITING = '[ "$2" = %d ] && ' + GATE + 'exec /bin/chmod "$@"'
 PHASES = {"set-up": {"chmod": WAITING % 666}, "copying": {"chmod": WAITING % 777}, "reports": {"ps": GATE}, "packing": {},
@@ -104,7 +104,3 @@ class Setting(FaultCase):
         self.assertEqual(box.messages().count("getCurrentLoginUser failed."), 1)
         days = re.findall(r"^\[[0-9-]*", box.read(OWN_LOG).decode(), re.M)
         self.assertGreater(days[0], days[-1])
-
-
-if __name__ == "__main__":
-    main()

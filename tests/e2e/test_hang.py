@@ -46,7 +46,3 @@ class Hang(sandbox.Case):
             self.assertIn(b"Exec collectSystemInfo is timeout", contents["LogColltionTool.log"])
             self.assertEqual(os.listdir(box.path(sandbox.ROOT_DIR)), box.archives())
         sandbox.wait_until_alone()
-
-
-if __name__ == "__main__":
-    sandbox.main()

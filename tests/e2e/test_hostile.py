@@ -124,7 +124,3 @@ class Hostile(sandbox.Case):
             for started in [box.start(), box.start("-k"), box.start("--dir=" + ROOT_DIR)]:
                 box.finish(started)
             self.assertEqual(box.messages().count("Collection log completed"), 3)
-
-
-if __name__ == "__main__":
-    sandbox.main()

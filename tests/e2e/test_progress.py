@@ -113,7 +113,3 @@ class Progress(sandbox.Case):
         self.let_go("/go_logs")
         self.finish(started, NO_PORT_FILE, *RESULT, r"\[1\].*Done.*")  # the last is the shell's
         self.assertNotRegex(self.terminal.raw, b"\r[^\n]", "rows above are somebody else's")
-
-
-if __name__ == "__main__":
-    sandbox.main()

@@ -58,7 +58,3 @@ class Reports(sandbox.Case):
         [query] = box.calls("log")
         self.check_query(query, ["show", "--start", "--end", "--predicate", 'eventMessage contains "quelmar"'], began)
         self.assertEqual(box.zip()["logs/system_wide.log"].decode(), printed("log", *query))
-
-
-if __name__ == "__main__":
-    sandbox.main()

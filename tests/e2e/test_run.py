@@ -108,7 +108,3 @@ class Runs(sandbox.Case):
             self.assertEqual("LogColltionTool.log" in box.zip(), logged)
             self.assertEqual("log isn't inited." in result.err, not logged)
             self.assertIn("Collection log completed.\n", result.out)
-
-
-if __name__ == "__main__":
-    sandbox.main()

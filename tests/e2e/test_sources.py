@@ -67,7 +67,3 @@ class Sources(sandbox.Case):
         box.run()
         self.assertEqual(box.zip()["dns.log"], b"777\n")
         self.assertEqual(set(box.zip()), ALWAYS | {"dns.log", "any.exe", "tunnel/tunnel.log"})
-
-
-if __name__ == "__main__":
-    sandbox.main()

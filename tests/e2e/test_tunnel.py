@@ -80,7 +80,3 @@ class Tunnel(sandbox.Case):
                                  [("error", "getServicePortViaPath", text) for text in told] +
                                  [("info", "dumpXTunnelProc", "xtunnel dump:\nfound")])
                 self.assertEqual(self.result.err.count("[LogCollectionTool:getServicePortViaPath:"), malformed)
-
-
-if __name__ == "__main__":
-    sandbox.main()

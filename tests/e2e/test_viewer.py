@@ -9,6 +9,8 @@ import browser
 import sandbox
 from sandbox import LAUNCHD, MIB, ROOT_DIR, SHARED
 
+browser.need()
+
 RECORD = "[2026-11-20 12:00:%02d.000] [%s] [7] [LogCollectionTool:%s:9] %s\n"
 START = RECORD % (0, "info", "main", "Collection log start")
 MARKUP = "<img src=x onerror=document.title='caught'>"
@@ -117,8 +119,3 @@ class Viewer(sandbox.Case):
         for name, told in TOLD.items():
             self.assertRegex(self.open(name), told)
         self.assertEqual([x["message"] for x in self.page.get_log("browser")], [])
-
-
-if __name__ == "__main__":
-    browser.need()
-    sandbox.main()
