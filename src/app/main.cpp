@@ -146,9 +146,8 @@ void removeScratch(const std::string& logFilesDir, const std::string& systemInfo
 /// Shows the archive in the file browser. The path is not quoted: kept on purpose.
 void openExplorer(const std::string& zipPath) {
   const std::string command = "open -R " + zipPath;
-  std::string output;
-  if (!logutils::macos::details::cmdPopenWithin(kLimits.reveal, command, output)) {
-    LOG_CALL(kErr, "cmdPopen failed. {}; Reason: {}", command, output);
+  if (!logutils::macos::details::cmdPopenWithin(kLimits.reveal, command)) {
+    LOG_CALL(kErr, "cmdPopen failed. {}; Reason: {}", command, "");  // there is no output then
   }
 }
 

@@ -4,14 +4,12 @@
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
-#include <system_error>
 
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
-#include "app/result_lines.h"
-#include "base/bounded_call.h"
+#include "app/end_by_signal.h"
 #include "logging/logger.h"
 #include "platform/command.h"
 
@@ -29,34 +27,6 @@ void raiseDescriptorLimit() {
   setrlimit(RLIMIT_NOFILE, &limit);
 }
 
-/// Makes SIGHUP, SIGINT, SIGQUIT and SIGTERM end the running commands before they end the process. Ctrl-C in
-/// the terminal does not reach the commands, since each has a session of its own. A thread waits for the
-/// signals, because a signal handler may call almost nothing; when it cannot be started, they end this
-/// process only. A signal that the process was started to ignore (nohup) stays ignored.
-void endBySignal() {
-  sigset_t awaited;
-  sigemptyset(&awaited);
-  for (const int number : {SIGHUP, SIGINT, SIGQUIT, SIGTERM}) {
-    struct sigaction present {};
-    sigaction(number, nullptr, &present);
-    if (present.sa_handler != SIG_IGN) sigaddset(&awaited, number);
-  }
-  pthread_sigmask(SIG_BLOCK, &awaited, nullptr);
-  try {
-    utilities::DetachedCall([awaited] {
-      int number = 0;
-      sigwait(&awaited, &number);
-      platform::endCommands();
-      ResultLines::tellInterrupted();
-      pthread_sigmask(SIG_UNBLOCK, &awaited, nullptr);
-      raise(number);
-      std::_Exit(128 + number);  // process 1 of a container survives the signal
-    });
-  } catch (const std::system_error&) {
-    pthread_sigmask(SIG_UNBLOCK, &awaited, nullptr);
-  }
-}
-
 }  // namespace
 
 void prepareProcess() {
@@ -69,12 +39,8 @@ void prepareProcess() {
     dup2(fd, STDIN_FILENO);
     close(fd);
   }
-  // An empty handler, not SIG_IGN: commands would inherit SIG_IGN, a handler is reset to the default for
-  // them.
-  struct sigaction pipeAction {};
-  pipeAction.sa_handler = [](int) {};
-  pipeAction.sa_flags = SA_RESTART;
-  sigaction(SIGPIPE, &pipeAction, nullptr);
+  // Commands get the default action again.
+  std::signal(SIGPIPE, SIG_IGN);
   // While SIGCHLD is ignored, waitid and waitpid cannot tell how a command ended.
   std::signal(SIGCHLD, SIG_DFL);
   endBySignal();

@@ -40,18 +40,6 @@ ssize_t readSome(int fd, char* buffer, std::size_t size) {
   return got;
 }
 
-bool writeAll(int fd, const char* data, std::size_t size) {
-  while (size > 0) {
-    const ssize_t put = write(fd, data, size);
-    if (put < 0 && errno == EINTR) continue;
-    if (put == 0) errno = EIO;  // else this loop might not end
-    if (put <= 0) return false;
-    data += put;
-    size -= static_cast<std::size_t>(put);
-  }
-  return true;
-}
-
 std::error_code copyBytes(int from, int to, std::uintmax_t bytes, CopyBuffer& buffer) {
   if (!buffer) buffer.reset(new (std::nothrow) char[kCopyBufferBytes]);
   if (!buffer) return std::make_error_code(std::errc::not_enough_memory);
@@ -76,6 +64,18 @@ Descriptor openChecked(int parent, const char* name, Links links, struct stat& i
 }
 
 }  // namespace
+
+bool writeAll(int fd, const char* data, std::size_t size) {
+  while (size > 0) {
+    const ssize_t put = write(fd, data, size);
+    if (put < 0 && errno == EINTR) continue;
+    if (put == 0) errno = EIO;  // else this loop might not end
+    if (put <= 0) return false;
+    data += put;
+    size -= static_cast<std::size_t>(put);
+  }
+  return true;
+}
 
 Descriptor openRegular(int parent, const char* name, Links links, struct stat& info, std::error_code& ec) {
   struct stat seen {};

@@ -29,6 +29,9 @@ Descriptor openRegular(int parent, const char* name, Links links, struct stat& i
 /// @param ec  ELOOP for such a link, ENOTSUP for anything else that is not a regular file
 Descriptor openListed(int parent, const char* name, struct stat& info, std::error_code& ec);
 
+/// write(2), repeated until all is written. @return false, with errno set, when that fails
+bool writeAll(int fd, const char* data, std::size_t size);
+
 /// The buffer of a copy, allocated by the first copy that is given it; may be used for many, one after the
 /// other.
 using CopyBuffer = std::unique_ptr<char[]>;

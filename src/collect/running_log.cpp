@@ -63,12 +63,11 @@ std::error_code clearLink(const fs::path& folder) {
 void openToAll(const std::string& dir) {
   const std::string command = "chmod -R 777 " + dir;
   std::string entries;
-  std::string output;
   // What the clean-up could not remove belongs to another user: its modes must not be changed.
   if (utilities::listDirectory(dir.c_str(), utilities::Links::kNone, entries) || !entries.empty()) {
     DRIVER_LOG(kErr, "cmdPopen {} fail; Reason: outStr:{}", command, "the folder is not empty");
-  } else if (!details::cmdPopenWithin(kLimits.openCopies, command, output)) {
-    DRIVER_LOG(kErr, "cmdPopen {} fail; Reason: outStr:{}", command, output);
+  } else if (!details::cmdPopenWithin(kLimits.openCopies, command)) {
+    DRIVER_LOG(kErr, "cmdPopen {} fail; Reason: outStr:{}", command, "");
   }
 }
 

@@ -1,14 +1,12 @@
 #include "logging/log_setup.h"
 
 #include <iostream>
-#include <memory>
 #include <system_error>
 
 #include <boost/filesystem/path.hpp>
 #include <fcntl.h>
 #include <unistd.h>
 
-#include "base/bounded_call.h"
 #include "base/directories.h"
 #include "base/limits.h"
 #include "logging/data_folders.h"
@@ -36,16 +34,8 @@ std::string getAppdataPath() {
 }
 
 void changeAllUsersRW(const std::string& path) {
-  struct Run {
-    platform::Command command;
-    bool succeeded = false;
-  };
-  const auto run = std::make_shared<Run>();
-  const bool ended = utilities::runWithin(kLimits.openOwnLog, [run, line = "chmod -R 666 \"" + path + "\""] {
-    run->succeeded = run->command.start(line) == 0 && run->command.wait();
-  });
-  if (!ended) run->command.end();
-  if (!ended || !run->succeeded) std::cout << "changeAllUsersRW:" << path << " fail" << std::endl;
+  const auto outcome = platform::runCommand(kLimits.openOwnLog, "chmod -R 666 \"" + path + "\"");
+  if (!outcome.succeeded) std::cout << "changeAllUsersRW:" << path << " fail" << std::endl;
 }
 
 void createLogFile(const std::string& path) {

@@ -1,17 +1,17 @@
 #include "platform/command.h"
 
-#include <algorithm>
-#include <chrono>
 #include <csignal>
 #include <mutex>
 #include <new>
-#include <thread>
-#include <vector>
+#include <set>
+#include <utility>
 
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 
+#include "base/bounded_call.h"
+#include "base/descriptor.h"
 #include "platform/processes.h"
 
 extern "C" char** environ;
@@ -19,12 +19,12 @@ extern "C" char** environ;
 namespace quelmar::platform {
 namespace {
 
-/// The shells that run, each the leader of a session. A shell is reaped and removed from this list under the
-/// mutex, so no number in the list can belong to another process. Never destroyed, since detached threads
+/// The shells that run, each the leader of a session. A shell is reaped and removed from this set under the
+/// mutex, so no number in the set can belong to another process. Never destroyed, since detached threads
 /// start commands while the process ends.
 struct Leaders {
-  std::mutex mutex;
-  std::vector<pid_t> pids;
+  std::timed_mutex mutex;
+  std::set<pid_t> pids;
 };
 
 Leaders& leaders() {
@@ -34,37 +34,29 @@ Leaders& leaders() {
 
 /// Locks the mutex, or gives up after a second: a start that hangs while it holds the mutex must not keep the
 /// process from ending.
-std::unique_lock<std::mutex> tryLock() {
-  std::unique_lock<std::mutex> lock(leaders().mutex, std::try_to_lock);
-  for (int tries = 0; !lock && tries < 100; ++tries) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    static_cast<void>(lock.try_lock());
-  }
-  return lock;
+std::unique_lock<std::timed_mutex> tryLock() {
+  return {leaders().mutex, std::chrono::seconds(1)};
 }
 
-/// Kills these shells, all processes in their sessions, and all descendants. All are stopped first: a stopped
-/// process can neither start others nor exit, so none is missed. A shell's process group gets its signals at
-/// once; the table of processes shows the descendants that have made a group or a session of their own.
-void endSessions(const std::vector<pid_t>& shells) {
-  for (const pid_t shell : shells) kill(-shell, SIGSTOP);
-  std::vector<pid_t> found = shells;
-  const auto isIn = [](const std::vector<pid_t>& some, pid_t process) {
-    return std::find(some.begin(), some.end(), process) != some.end();
-  };
+/// Kills these shells, all processes in their sessions, and all descendants: the table of processes is needed
+/// for those that have made a group or a session of their own. All are stopped first: a stopped process can
+/// neither start others nor exit, so none is missed.
+void endSessions(const std::set<pid_t>& shells) {
+  std::set<pid_t> found;
   try {
-    for (std::size_t before = 0; before != found.size();) {
-      before = found.size();
+    for (bool isMore = !shells.empty(); isMore;) {
+      isMore = false;
       for (const Process& one : processes()) {
-        if (isIn(found, one.pid) || !(isIn(found, one.parent) || isIn(shells, getsid(one.pid)))) continue;
+        if (found.count(one.parent) == 0 && shells.count(getsid(one.pid)) == 0) continue;
+        if (!found.insert(one.pid).second) continue;
         kill(one.pid, SIGSTOP);
-        found.push_back(one.pid);
+        isMore = true;
       }
     }
   } catch (const std::bad_alloc&) {  // NOLINT(bugprone-empty-catch): kill those found so far
   }
-  for (const pid_t shell : shells) kill(-shell, SIGKILL);
   for (const pid_t process : found) kill(process, SIGKILL);
+  for (const pid_t shell : shells) kill(-shell, SIGKILL);
 }
 
 int spawnShell(std::string line, int output, pid_t& pid) {
@@ -103,37 +95,30 @@ int Command::start(const std::string& line, std::uintmax_t maxFileBytes) {
   int ends[2];
   if (pipe(ends) != 0) return errno;
   for (const int end : ends) fcntl(end, F_SETFD, FD_CLOEXEC);
-  output_ = utilities::Descriptor(ends[0]);
+  utilities::Descriptor output(ends[0]);
   const utilities::Descriptor input(ends[1]);
-  const std::lock_guard<std::mutex> lock(leaders().mutex);
-  leaders().pids.reserve(leaders().pids.size() + 1);
+  output_.reset(fdopen(output.get(), "r"));
+  if (!output_) return errno;
+  output.release();
+  auto place = std::set<pid_t>{0}.extract(0);  // allocated before the shell runs: then nothing may fail
+  const std::lock_guard<std::timed_mutex> lock(leaders().mutex);
   const int error = spawnShell(limit + line, input.get(), pid_);
-  if (error == 0) leaders().pids.push_back(pid_);
+  place.value() = pid_;
+  if (error == 0) leaders().pids.insert(std::move(place));
   return error;
 }
 
-std::size_t Command::read(char* buffer, std::size_t size) {
-  std::size_t length = 0;
-  while (length < size) {
-    const ssize_t got = ::read(output_.get(), buffer + length, size - length);
-    if (got < 0 && errno == EINTR) continue;
-    if (got <= 0) break;
-    length += static_cast<std::size_t>(got);
-  }
-  return length;
-}
-
 bool Command::wait(bool keepBackground) {
-  output_ = utilities::Descriptor();
+  output_.reset();
   siginfo_t info{};
   while (waitid(P_PID, static_cast<id_t>(pid_), &info, WEXITED | WNOWAIT) != 0 && errno == EINTR) {
   }
   // After endCommands this blocks for ever, so that callers neither write nor log anything about a command
   // that was killed because the process ends.
-  const std::lock_guard<std::mutex> lock(leaders().mutex);
+  const std::lock_guard<std::timed_mutex> lock(leaders().mutex);
   if (!keepBackground) kill(-pid_, SIGKILL);
   waitpid(pid_, nullptr, 0);
-  leaders().pids.erase(std::find(leaders().pids.begin(), leaders().pids.end(), std::exchange(pid_, -1)));
+  leaders().pids.erase(std::exchange(pid_, -1));
   return info.si_code == CLD_EXITED && info.si_status == 0;
 }
 
@@ -142,10 +127,25 @@ void Command::end() {
   if (lock && pid_ > 0) endSessions({pid_});
 }
 
+Outcome runCommand(std::chrono::seconds limit, const std::string& line) {
+  const auto run = std::make_shared<std::pair<Command, Outcome>>();
+  const bool ended = utilities::runWithin(limit, [run, line] {
+    auto& [command, outcome] = *run;
+    outcome.startError = command.start(line);
+    if (outcome.startError != 0) return;
+    for (char dropped[4096]; command.read(dropped, sizeof dropped) > 0;) continue;
+    outcome.succeeded = command.wait(true);
+    outcome.inTime = true;
+  });
+  if (ended) return run->second;
+  run->first.end();
+  return {};
+}
+
 void endCommands() {
   auto lock = tryLock();
   if (!lock) return;
-  if (!leaders().pids.empty()) endSessions(leaders().pids);
+  endSessions(leaders().pids);
   lock.release();  // never given back
 }
 

@@ -1,9 +1,13 @@
 #pragma once
 
+#include <chrono>
+#include <cstddef>
 #include <cstdint>
+#include <cstdio>
+#include <memory>
 #include <string>
 
-#include "base/descriptor.h"
+#include <sys/types.h>
 
 namespace quelmar::platform {
 
@@ -20,7 +24,7 @@ class Command {
 
   /// Reads what the command prints. Blocks until `size` bytes have come or the output has ended.
   /// @return the number of bytes read; less than `size` only at the end of the output or after an error
-  std::size_t read(char* buffer, std::size_t size);
+  std::size_t read(char* buffer, std::size_t size) { return std::fread(buffer, 1, size, output_.get()); }
 
   /// Closes the output, waits until the shell has exited, and kills the background processes that it has left
   /// in its process group, unless `keepBackground` is true. @return true when the shell's exit status is 0
@@ -31,9 +35,20 @@ class Command {
   void end();
 
  private:
-  utilities::Descriptor output_;
+  std::unique_ptr<FILE, int (*)(FILE*)> output_{nullptr, &std::fclose};
   pid_t pid_ = -1;
 };
+
+/// What became of a command that had a limit.
+struct Outcome {
+  int startError = 0;      ///< the error number when the shell could not be started
+  bool inTime = false;     ///< it was started and ended within the limit
+  bool succeeded = false;  ///< ... and its exit status was 0
+};
+
+/// Runs a command line, drops what it prints, and kills it and its descendants when `limit` has passed.
+/// Background processes of a command that has ended in time keep running.
+Outcome runCommand(std::chrono::seconds limit, const std::string& line);
 
 /// Kills all running commands and their descendants. To be called when the process is about to exit: after
 /// it, Command::start and Command::wait block for ever, so no thread can start a command or act on a killed

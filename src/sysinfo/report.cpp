@@ -3,8 +3,11 @@
 #include <atomic>
 #include <utility>
 
+#include <fcntl.h>
 #include <sys/stat.h>
 
+#include "base/descriptor.h"
+#include "base/regular_file.h"
 #include "logging/log_call.h"
 #include "sysinfo/shell.h"
 
@@ -21,6 +24,15 @@ std::string sectionBanner(const std::string& title) {
   constexpr std::size_t kRuleWidth = 34;
   const std::string rule(kRuleWidth, '=');
   return rule + " " + title + " " + rule + "\n";
+}
+
+void out2File(const std::string& path, const std::string& text) {
+  // A pipe at the path must not block, a link must not be followed.
+  const int flags = O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
+  const utilities::Descriptor file(open(path.c_str(), flags, 0666));
+  struct stat info {};
+  if (fstat(file.get(), &info) != 0 || !S_ISREG(info.st_mode) || info.st_nlink != 1) return;
+  utilities::writeAll(file.get(), text.data(), text.size());
 }
 
 bool claimReport(const char* function, const std::string& path, utilities::Expected expected) {

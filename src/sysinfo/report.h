@@ -10,6 +10,10 @@ namespace quelmar::logutils::macos::details {
 /// The first line of a report's section: 34 "=", a blank, the title, a blank, 34 "=" and a newline.
 std::string sectionBanner(const std::string& title);
 
+/// Appends `text` to the regular file at `path`, which is created when missing; anything else at that path is
+/// left unchanged. A failure is silent.
+void out2File(const std::string& path, const std::string& text);
+
 /// Removes what is not expected at a report's path, or at that of its directory, as
 /// utilities::removeUnexpected does.
 /// @param function  the function name in the record of a failure

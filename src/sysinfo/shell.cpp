@@ -2,13 +2,9 @@
 
 #include <array>
 #include <cstring>
-#include <memory>
 
-#include <fcntl.h>
-#include <sys/stat.h>
-
-#include "base/bounded_call.h"
 #include "logging/log_call.h"
+#include "platform/command.h"
 
 namespace quelmar::logutils::macos::details {
 namespace {
@@ -16,58 +12,33 @@ namespace {
 constexpr std::size_t kReadBytes = 4096;
 constexpr std::size_t kMaxCapturedBytes = 1024 * 1024;
 
-bool run(platform::Command& command, const std::string& cmd, std::string& output, std::uintmax_t maxFileBytes,
-         bool keepBackground) {
-  output.clear();
-  // One byte more than is read at a time, so that the text always ends in a zero byte.
-  std::array<char, kReadBytes + 1> buffer{};
-  if (const int error = command.start(cmd, maxFileBytes)) {
-    LOG_CALL_AS("cmdPopen", kErr, "popen(cmd) fail,cmd:{}; Reason: errorno:{},msg:{}", cmd, error,
-                std::strerror(error));
-    return false;
-  }
-  // After a short read the buffer still has older bytes behind the new ones, which are appended again: kept
-  // on purpose, readers of the captured texts know it.
-  while (command.read(buffer.data(), kReadBytes) > 0) {
-    if (output.size() < kMaxCapturedBytes) output += buffer.data();
-  }
-  command.wait(keepBackground);
-  return true;
+void logNotStarted(const std::string& cmd, int error) {
+  LOG_CALL_AS("cmdPopen", kErr, "popen(cmd) fail,cmd:{}; Reason: errorno:{},msg:{}", cmd, error,
+              std::strerror(error));
 }
 
 }  // namespace
 
 bool cmdPopen(const std::string& cmd, std::string& output, std::uintmax_t maxFileBytes) {
+  output.clear();
+  // One byte more than is read at a time, so that the text always ends in a zero byte.
+  std::array<char, kReadBytes + 1> buffer{};
   platform::Command command;
-  return run(command, cmd, output, maxFileBytes, false);
-}
-
-bool cmdPopenWithin(std::chrono::seconds limit, const std::string& cmd, std::string& output) {
-  struct Run {
-    platform::Command command;
-    std::string text;
-    bool isStarted = false;
-  };
-  const auto shared = std::make_shared<Run>();
-  const bool ended = utilities::runWithin(limit, [shared, cmd] {
-    shared->isStarted = run(shared->command, cmd, shared->text, UINTMAX_MAX, true);
-  });
-  if (!ended) shared->command.end();
-  output = ended ? shared->text : "";
-  return ended && shared->isStarted;
-}
-
-void out2File(const std::string& path, const std::string& text) {
-  // A pipe at the path must not block, a link must not be followed.
-  const int flags = O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
-  const utilities::Descriptor file(open(path.c_str(), flags, 0666));
-  struct stat info {};
-  if (fstat(file.get(), &info) != 0 || !S_ISREG(info.st_mode) || info.st_nlink != 1) return;
-  for (std::size_t at = 0; at < text.size();) {
-    const ssize_t put = write(file.get(), text.data() + at, text.size() - at);
-    if (put < 0 && errno != EINTR) return;
-    if (put > 0) at += static_cast<std::size_t>(put);
+  const int error = command.start(cmd, maxFileBytes);
+  if (error != 0) return logNotStarted(cmd, error), false;
+  // After a short read the buffer still has older bytes behind the new ones, which are appended again: kept
+  // on purpose, readers of the captured texts know it.
+  while (command.read(buffer.data(), kReadBytes) > 0) {
+    if (output.size() < kMaxCapturedBytes) output += buffer.data();
   }
+  command.wait();
+  return true;
+}
+
+bool cmdPopenWithin(std::chrono::seconds limit, const std::string& cmd) {
+  const platform::Outcome outcome = platform::runCommand(limit, cmd);
+  if (outcome.startError != 0) logNotStarted(cmd, outcome.startError);
+  return outcome.inTime;
 }
 
 }  // namespace quelmar::logutils::macos::details

@@ -1,9 +1,8 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <string>
-
-#include "platform/command.h"
 
 namespace quelmar::logutils::macos::details {
 
@@ -20,13 +19,9 @@ namespace quelmar::logutils::macos::details {
 ///         (logged).
 bool cmdPopen(const std::string& cmd, std::string& output, std::uintmax_t maxFileBytes = UINTMAX_MAX);
 
-/// As cmdPopen, but kills the command and its descendants after `limit`. Background processes of a command
-/// that has ended in time keep running.
-/// @return as cmdPopen; false, with an empty `output`, also when the limit has passed (not logged).
-bool cmdPopenWithin(std::chrono::seconds limit, const std::string& cmd, std::string& output);
-
-/// Appends `text` to the regular file at `path`, which is created when missing; anything else at that path is
-/// left unchanged. A failure is silent.
-void out2File(const std::string& path, const std::string& text);
+/// Runs a command line, drops what it prints, and kills it and its descendants after `limit`. Background
+/// processes of a command that has ended in time keep running.
+/// @return true when the shell could be started (else logged as by cmdPopen) and has exited within the limit
+bool cmdPopenWithin(std::chrono::seconds limit, const std::string& cmd);
 
 }  // namespace quelmar::logutils::macos::details
