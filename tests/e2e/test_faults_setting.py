@@ -30,10 +30,11 @@ class Setting(FaultCase):
 
     def test_own_log_at_its_cap(self):
         """The own log is as large as it may get | 20 MiB when the run starts; the name that it gets is free, or cannot be had | it is kept beside the new one, which holds the whole run; else the run is added to it, and nothing of it is lost"""
-        for calls, expected in (("", (True, False, True, False)), ("rename", (False, True, True, True))):
-            with self.subTest(calls):
+        for size, calls, expected in ((20, "", (True, False, True, False)), (20, "rename", (False, True, True, True)),
+                                      (11, "", (False, True, True, False))):
+            with self.subTest(calls, size=size):
                 box = self.box()
-                box.put(OWN_LOG, "x" * 100 + "\n", size=20 * MIB)
+                box.put(OWN_LOG, "x" * 100 + "\n", size=size * MIB)
                 box.run(env=self.failing(box, calls, OWN_LOG, errno.EPERM))
                 self.assertWhole(box)
                 kept, log = os.path.exists(box.path(OWN_LOG.replace(".log", ".1.log"))), box.read(OWN_LOG)

@@ -1,10 +1,10 @@
 """What the tool may meet on a disk, and what it must not touch."""
 import os
 import socket
-import threading
+import subprocess
 
 import sandbox
-from sandbox import APP, LAUNCHD, MIB, ROOT_DIR, SHARED
+from sandbox import APP, LAUNCHD, ROOT_DIR, SCRATCH, SHARED
 
 LOGS, REPORTS = "/Users/ada" + SHARED + "/logs/", "/Library/Logs/DiagnosticReports/"
 AGENT = "/var/log/quelmar/OKVU3_LOG/okvu_service/"
@@ -40,8 +40,10 @@ class Hostile(sandbox.Case):
         self.assertIn("The condition not met, the filePath(%s%%s{}{0}%%n.exe) will ignore" % LOGS, box.messages())
 
     def test_links_and_special_files(self):
-        """A link to a file is that file's content; nothing else that is not a regular file is copied or waited for."""
-        box = self.box(console="ada")
+        """A link to a file is that file's content; nothing else that is not a regular file is copied or waited for. In the
+        scratch folder, a file that is there stays, and one that is in a folder's way does not."""
+        box = self.box(console="ada", fakes={"chmod": "cd %s && mkdir -p logs/ada && echo early >logs/ada/plain.log && "
+                                             "echo early >logs/OKVU" % SCRATCH})
         for folder, ext in ((LOGS, ".log"), (AGENT, ".log"), (REPORTS, ".ips")):
             box.put(folder + "plain" + ext, "plain")
             box.make(os.mkfifo, folder + "fifo" + ext)
@@ -54,10 +56,11 @@ class Hostile(sandbox.Case):
                                  ("link" + ext, KEEP)):
                 box.link(target, folder + name)
         found = self.survive(box)
-        self.assertEqual({n: c for n, c in found.items() if n.startswith("logs/") and "system_" not in n and "root" not in n}, {
-            folder + name + ext: text for name, text in (("plain", b"plain"), ("link", b"precious"))
-            for folder, ext in (("logs/ada/", ".log"), ("logs/OKVU/okvu_service/", ".log"),
-                                ("logs/uem_ada/DiagnosticReports/", ".ips"))})
+        expected = {folder + name + ext: text for name, text in (("plain", b"plain"), ("link", b"precious"))
+                    for folder, ext in (("logs/ada/", ".log"), ("logs/OKVU/okvu_service/", ".log"),
+                                        ("logs/uem_ada/DiagnosticReports/", ".ips"))}
+        self.assertEqual({n: c for n, c in found.items() if n.startswith("logs/") and "system_" not in n and "root" not in n},
+                         {**expected, "logs/ada/plain.log": b"early\n"})
 
     def test_fixed_files_that_are_something_else(self):
         for kind in (os.mkfifo, os.mkdir, lambda p: os.symlink("/dev/zero", p), lambda p: os.symlink("/nowhere", p)):
@@ -96,22 +99,13 @@ class Hostile(sandbox.Case):
             self.assertNotRegex(b"".join(found.values()), b"app path:|completed\\.|argument not found", redirection)
 
     def test_files_that_come_grow_and_go(self):
-        box, done = self.box(console="ada"), threading.Event()
+        box = self.box(console="ada")
         for number in range(2000):
             box.put("%s%d/%d.log" % (LOGS, number % 7, number), "x" * number)
-        box.put(LOGS + "grow.log")
-
-        def churn():
-            while not done.is_set():
-                box.put(LOGS + "gone.log", "x" * 9000)
-                with open(box.path(LOGS + "grow.log"), "ab") as file:
-                    file.write(b"line\n" * 200 if file.tell() < 32 * MIB else b"")
-                os.unlink(box.path(LOGS + "gone.log"))
-
-        thread = threading.Thread(target=churn)
-        thread.start()
-        self.addCleanup(thread.join)
-        self.addCleanup(done.set)
+        churn = subprocess.Popen(["sh", "-c", "while :; do seq 2000 >gone.log; echo line >>grow.log; rm gone.log; done"],
+                                 cwd=box.path(LOGS))
+        self.addCleanup(churn.wait)
+        self.addCleanup(churn.kill)
         found = self.survive(box)
         self.assertEqual(sum(len(c) for n, c in found.items() if n.count("/") == 3), sum(range(2000)))
         self.assertEqual(found["logs/ada/grow.log"].replace(b"line\n", b""), b"")

@@ -7,7 +7,6 @@ rights on files than their owner. With --nesting, tests that it starts confine t
 not to be had, a command with --plain is run as an ordinary user, and another one is not: that ends with 77. When CI is
 "true", both end with 1.
 """
-import argparse
 import ctypes
 import fcntl
 import os
@@ -162,12 +161,16 @@ def confine(command=None, writable=None, plain=False, nesting=False):
     os._exit(0)  # and with it ends whatever is left in here
 
 
+def main(words):
+    """Options come first, in any order; what is writable follows its option."""
+    plain, nesting, writable = False, False, None
+    while words[0].startswith("--"):
+        option = words.pop(0)
+        plain, nesting = plain or option == "--plain", nesting or option == "--nesting"
+        writable = words.pop(0) if option == "--writable" else writable
+    confine(words[0], writable, plain, nesting)
+    os.execvp(words[0], words)
+
+
 if __name__ == "__main__":
-    parser = argparse.ArgumentParser()
-    parser.add_argument("--nesting", action="store_true")
-    parser.add_argument("--plain", action="store_true")
-    parser.add_argument("--writable")
-    parser.add_argument("command", nargs=argparse.REMAINDER)
-    options = parser.parse_args()
-    confine(options.command[0], options.writable, options.plain, options.nesting)
-    os.execvp(options.command[0], options.command)
+    main(sys.argv[1:])

@@ -1,10 +1,7 @@
 #include "collect/file_system.h"
 
-#include <set>
-
 #include <gtest/gtest.h>
 
-#include "collect/okvu_gate.h"
 #include "collect/tree_copy.h"
 #include "support/temp_dir.h"
 
@@ -12,63 +9,12 @@ using namespace quelmar;
 using namespace quelmar::helper;
 using namespace testing_support;
 
-namespace {
-
-/// All paths below `root`, directories with a trailing slash, sorted.
-std::string tree(const fs::path& root) {
-  std::set<std::string> paths;
-  for (const auto& entry : fs::recursive_directory_iterator(root)) {
-    const bool isDirectory = fs::is_directory(entry.symlink_status());
-    paths.insert(fs::relative(entry.path(), root).string() + (isDirectory ? "/ " : " "));
-  }
-  std::string text;
-  for (const std::string& path : paths) text += path;
-  return text;
-}
-
-}  // namespace
-
-TEST(CopyDir, KeepsWhatIsThereAndEntersNoLinks) {
-  const LogCapture log;
-  const TempDir dir;
-  writeFile(dir / "src/a.log", "new");
-  writeFile(dir / "src/sub/b.log", "b");
-  writeFile(dir / "src/refused.exe", "x");
-  fs::create_directory(dir / "src/empty");
-  writeFile(dir / "elsewhere/foreign.log", "x");
-  for (const char* target : {"a.log", ".", "../elsewhere", "gone", "to gone", "a.log/x"}) {
-    fs::create_symlink(target, dir / "src" / ("to " + fs::path(target).filename().string()));
-  }
-  ASSERT_EQ(mkfifo((dir / "src/fifo.log").c_str(), 0600), 0);
-  writeFile(dir / "dst/a.log", "old");
-  writeFile(dir / "dst/sub", "in the way");
-  const FileFilter filter = [](const std::string& path) { return path.find(".exe") == std::string::npos; };
-  EXPECT_FALSE(copyDir(dir / "src", dir / "dst", filter));
-  EXPECT_EQ(tree(dir / "dst"), "a.log empty/ sub/ sub/b.log to a.log ");
-  EXPECT_EQ(readFile(dir / "dst/a.log") + readFile(dir / "dst/to a.log"), "oldnew");
-  EXPECT_EQ(log.text(), "");
-  std::error_code ec;
-  EXPECT_EQ(getDirTotalSize((dir / "src").string(), {".log"}, ec), 4U);
-  EXPECT_EQ(getDirTotalSize((dir / "src/to elsewhere").string(), {".log"}, ec), 0U);
-}
-
 TEST(CopyDir, EndsWithinItsOwnOutput) {
   const TempDir dir;
   writeFile(dir / "logs/a.log", "a");
   EXPECT_FALSE(copyDir(dir / "logs", dir / "logs/out/copy", {}));
-  EXPECT_EQ(tree(dir / "logs/out/copy"), "a.log out/ ");
+  EXPECT_TRUE(fs::exists(dir / "logs/out/copy/a.log") && fs::is_empty(dir / "logs/out/copy/out"));
   EXPECT_EQ(copyDir(dir / "logs/a.log", dir / "none", {}), std::errc::not_a_directory);
-}
-
-TEST(CopyOneFile, ToAVolumeThatDoesNotTellItsRoomIsTried) {
-  const TempDir dir;
-  const fs::path before = fs::current_path();
-  fs::current_path(dir.path());
-  bool worthLogging = false;
-  // A bare name has no folder whose volume could be asked.
-  EXPECT_FALSE(copyOneFile(writeFile(dir / "source", "text"), "copy", worthLogging));
-  fs::current_path(before);
-  EXPECT_EQ(readFile(dir / "copy"), "text");
 }
 
 TEST(EnsureRemove, ChangesTheModeOfWhatCannotBeRemovedButNotThroughLinks) {

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "support/temp_dir.h"
+#include "workspace/cached_logs.h"
 #include "workspace/housekeeping.h"
 #include "workspace/packaging.h"
 
@@ -30,6 +31,8 @@ TEST(CheckAndCleanLogDir, KeepsTheFourNewestArchivesAndNothingElse) {
 TEST(CompressLogs, AnArchiveWithoutEntriesIsOneOnlyWhenNothingWasToBePacked) {
   const LogCapture log;
   const TempDir dir;
+  collectSelf((dir / "no folder").string());
+  EXPECT_EQ(log.text().rfind("[warning] [LogCollectionTool:collectSelf] collect(", 0), 0U);
   const std::string file = writeFile(dir / "file", "1").string();
   const std::string tooLong = std::string(65'536, '/') + std::string(65'536, 'n');
   compressLogs({}, (dir / "empty.zip").string());

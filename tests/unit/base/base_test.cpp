@@ -2,6 +2,7 @@
 #include <pthread.h>
 
 #include "base/bounded_call.h"
+#include "base/limits.h"
 #include "base/regular_file.h"
 #include "support/temp_dir.h"
 
@@ -41,3 +42,13 @@ TEST(RunWithin, WorkForWhichThereIsNoThreadIsNotDone) {
   EXPECT_TRUE(runWithin(std::chrono::seconds(60), [] {}));
 }
 #endif
+
+// The end-to-end tests of what hangs run with others; these are what users are told.
+TEST(Limits, AreTheProducts) {
+  const auto& [systemInformation, sideCollector, tunnel, loginService, ownLog, copies, reveal] =
+      quelmar::kLimits;
+  EXPECT_EQ(systemInformation.count(), 60);
+  for (const auto& limit : {sideCollector, tunnel}) EXPECT_EQ(limit.count(), 30);
+  for (const auto& limit : {loginService, ownLog, copies}) EXPECT_EQ(limit.count(), 5);
+  EXPECT_EQ(reveal.count(), 10);
+}
