@@ -20,6 +20,7 @@ using quelmar::utilities::Links;
 constexpr mode_t kArchiveMode = 0666;  // less the umask
 constexpr std::size_t kBufferBytes = 65'536;
 constexpr std::size_t kCopyBytes = 8192;
+constexpr off_t kLeastArchiveBytes = 22;  // its end record
 
 ArchiveFile& fileOf(voidpf stream) {
   return *static_cast<ArchiveFile*>(stream);
@@ -74,7 +75,8 @@ bool ArchiveFile::openFile(bool create) {
   std::error_code ec;
   Descriptor old;
   if (!create) old = openRegular(AT_FDCWD, path_.c_str(), Links::kNone, replaced_, ec);
-  if (ec) return false;
+  // The library takes what is too short to be an archive for an empty one, and would replace it.
+  if (ec || (replaced_.st_size > 0 && replaced_.st_size < kLeastArchiveBytes)) return false;
   // Not inherited by commands. Never an existing file: another run may be writing it, or another user may
   // have put a link there.
   const int flags = O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
