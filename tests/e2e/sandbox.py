@@ -41,23 +41,19 @@ PS = "1 loginwindow\n2 oBrelaAgent\n3 FernGateway\n4 QMUem\n5 grep QMUem oBrela 
 FAKES = ("open log journalctl uname ip who loginctl systemctl ls sysctl csrutil kextstat plutil ifconfig netstat "
          "launchctl ps chmod").split()
 RECORD = '#!/bin/sh\nprintf "%%s\\037" %s "$@" "\n" >>/record\n'
-MNT_DETACH = 2
 
 Line = collections.namedtuple("Line", "thread level function message")
 LINE = re.compile(r"^\[[-\d]{10} [:\d]{8}\.\d+\] \[(\w+)\] \[(\d+)\] \[LogCollectionTool:(\S+):[1-9]\d*\] ", re.MULTILINE)
-Result = collections.namedtuple("Result", "out err peak_kib")
+Result = collections.namedtuple("Result", "out err")
 
 
 def others():
     """Every other process here that has not ended, but process 1, which confines all of them."""
     for path in glob.glob("/proc/[0-9]*/stat"):
-        try:
-            with open(path) as file:
-                process, (state, *_) = int(path.split("/")[2]), file.read().rpartition(")")[2].split()
-        except OSError:
-            continue  # it has ended meanwhile
-        if process not in (1, os.getpid()) and state not in "ZX":
-            yield process
+        with contextlib.suppress(OSError), open(path) as file:  # it may have ended meanwhile
+            process, (state, *_) = int(path.split("/")[2]), file.read().rpartition(")")[2].split()
+            if process not in (1, os.getpid()) and state not in "ZX":
+                yield process
 
 
 def until(condition):
@@ -103,8 +99,8 @@ class Box:
         programs = ["/" + name for name in os.listdir("/") if re.fullmatch("usr|s?bin|lib[0-9x]*", name)]
         for path in programs + "/proc /dev/null /dev/zero /dev/full /dev/urandom".split():
             self.link(os.readlink(path), path) if os.path.islink(path) else self.bind(path)
-        self.copy("/etc/ld.so.cache", "/etc/ld.so.cache")
-        self.copy(tool, "/opt/tool/LogCollectionTool")
+        self.make(lambda where: shutil.copy("/etc/ld.so.cache", where), "/etc/ld.so.cache")
+        shutil.copy(tool, self.path("/opt/tool/LogCollectionTool"))
         self.put("/etc/passwd", "root:x:0:0::/root:/bin/sh\n%s:x:1000:1000::/:/bin/sh\n" % console)
         self.put("/etc/os-release", "NAME=box\n")
         self.put("/etc/resolv.conf", "nameserver 192.0.2.1\n")
@@ -118,7 +114,7 @@ class Box:
 
     def close(self):
         signal.alarm(0)
-        call("umount2", self.root.encode(), MNT_DETACH)
+        call("umount2", self.root.encode(), 2)  # MNT_DETACH
         os.rmdir(self.root)
 
     def path(self, path):
@@ -130,21 +126,15 @@ class Box:
         os.makedirs(where) if os.path.isdir(source) else self.put(target or source)
         mount(source, where, None, MS_BIND | MS_REC)
 
-    def copy(self, source, target):
-        self.make(lambda where: shutil.copy(source, where), target)
-
-    def put(self, path, content="", size=None, age=None, mode=None):
+    def put(self, path, content="", size=None, age=None, mode=0o644):
         """Makes a regular file: content, or `size` bytes of hole; `age` is in seconds before now."""
         where = self.path(path)
         os.makedirs(os.path.dirname(where), exist_ok=True)
         with open(where, "wb") as file:
             file.write(content if isinstance(content, bytes) else content.encode())
-            if size is not None:
-                file.truncate(size)
-        if age is not None:
-            os.utime(where, (time.time() - age,) * 2)
-        if mode is not None:
-            os.chmod(where, mode)
+            file.truncate(size)
+        os.utime(where, None if age is None else (time.time() - age,) * 2)
+        os.chmod(where, mode)
 
     def make(self, how, path, *arguments):
         """Calls os.mkdir, os.mkfifo, ... on a path in the box."""
@@ -174,14 +164,13 @@ class Box:
     def finish(self, started, status=0):
         """Waits for the tool alone: commands that it left running are no reason to wait, and are ended here. Any `status`: None."""
         process, *files = started
-        _, wait_status, usage = os.wait4(process.pid, 0)
-        process.returncode = os.waitstatus_to_exitcode(wait_status)
+        process.wait()
         with contextlib.suppress(ProcessLookupError):
             os.killpg(process.pid, signal.SIGKILL)
         texts = [(file.seek(0), file.read().decode(errors="surrogateescape"), file.close())[1] for file in files]
         if status not in (process.returncode, None) or re.search("Sanitizer|runtime error:", texts[1]):
             raise AssertionError("ended with %d, not %d\n%s%s" % (process.returncode, status, *texts))
-        return Result(*texts, usage.ru_maxrss)
+        return Result(*texts)
 
     def run(self, *arguments, status=0, **how):
         return self.finish(self.start(*arguments, **how), status)

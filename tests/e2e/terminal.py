@@ -5,20 +5,24 @@ import pty
 import re
 import select
 import struct
+import sys
 import termios
 import time
+
+sys.path.append("/usr/lib/python3/dist-packages")  # where Debian has pyte, whichever Python runs this
+import pyte  # noqa: E402
 
 
 class Terminal:
     def __init__(self, columns=100):
         self.master, self.slave = pty.openpty()
         self.descriptors = [self.master, self.slave]
-        self.name = os.ttyname(self.slave)
-        self.rows, self.row, self.column, self.raw = [""], 0, 0, b""
+        self.name, self.raw, self.screen = os.ttyname(self.slave), b"", pyte.Screen(columns, 24)
+        self.stream = pyte.ByteStream(self.screen)
         self.resize(columns)
 
     def resize(self, columns):
-        self.rows = [row[:columns] for row in self.rows]
+        self.screen.resize(columns=columns)
         fcntl.ioctl(self.slave, termios.TIOCSWINSZ, struct.pack("4H", 24, columns, 0, 0))
 
     def close(self):
@@ -31,27 +35,11 @@ class Terminal:
             return False
         data = os.read(self.master, 65536)
         self.raw += data
-        for piece in re.findall(r"\x1b\[\d*[A-Za-z]|\r|\n|[^\r\n\x1b]+", data.decode()):
-            self.show(piece)
+        self.stream.feed(data)
         return True
 
-    def show(self, piece):
-        """Rows are as long as what is written to them: what is too wide is seen to be so."""
-        if piece == "\r":
-            self.column = 0
-        elif piece == "\n":
-            self.row += 1
-            self.rows += [""] * (self.row == len(self.rows))
-        elif piece == "\x1b[2A":
-            self.row -= 2
-        elif piece == "\x1b[J":
-            self.rows[self.row:] = [self.rows[self.row][:self.column]]
-        else:
-            row, end = self.rows[self.row].ljust(self.column), self.column + len(piece)
-            self.rows[self.row], self.column = row[:self.column] + piece + row[end:], end
-
     def lines(self):
-        return [row.rstrip() for row in self.rows if row.strip()]
+        return [row.rstrip() for row in self.screen.display if row.strip()]
 
     def wait_for(self, pattern, seconds=60):
         """Reads until the pattern is to be seen; returns the match."""

@@ -25,10 +25,9 @@ class Hostile(sandbox.Case):
         return box.zip()
 
     def test_names(self):
-        names = ["new\nline", "quo'te\"", "$(touch pwned)", "`touch pwned`;touch pwned;", "-rf", "\udcff\udcfe",
-                 "%s{}{0}%n", "n" * 251, " lead and trail ", ".", "*"]
         box, expected = self.box(console="ada"), set()
-        for name in names:
+        for name in ("new\nline", "quo'te\"", "$(touch pwned)", "`touch pwned`;touch pwned;", "-rf", "\udcff\udcfe",
+                     "%s{}{0}%n", "n" * 251, " lead and trail ", ".", "*"):
             nested = "dir%s/%s" % (name[:200], name)
             for path in LOGS + name + ".log", LOGS + nested + ".log", REPORTS + name + ".ips", LOGS + name + ".exe":
                 box.put(path, "x")
@@ -74,22 +73,19 @@ class Hostile(sandbox.Case):
 
     def test_ordinary_user_meets_closed_doors(self):
         self.need_second_user()
-        for own, env in (("/home/some/.local/share", {"XDG_DATA_HOME": "relative"}), ("/data", {"XDG_DATA_HOME": "/data"}),
-                         (None, {"XDG_DATA_HOME": "/closed"})):
+        for data, own in (("relative", "/home/some/.local/share"), ("/data", "/data"), ("/closed", None)):
             box = self.box(console="ada")
             for folder, mode in (("/home/some", 0o755), ("/data", 0o755), ("/closed", 0o555)):
                 box.make(os.makedirs, folder, mode)
                 os.chown(box.path(folder), 65534, 65534)
-            box.put(LOGS + "open.log", "x")
-            box.put(LOGS + "closed.log", "secret", mode=0)
-            box.put(LOGS + "closed/x.log", "secret")
+            for name, mode in (("open.log", 0o644), ("closed.log", 0), ("closed/x.log", 0o644)):
+                box.put(LOGS + name, "x", mode=mode)
             os.chmod(box.path(LOGS + "closed"), 0o700)
-            found = self.survive(box, "--dir=/not/allowed", user=65534, env=env)
+            found = self.survive(box, "--dir=/not/allowed", user=65534, env={"XDG_DATA_HOME": data})
             self.assertEqual({n for n in found if n.startswith("logs/ada/")}, {"logs/ada/open.log"})
-            self.assertEqual("LogColltionTool.log" in found, own is not None)
             self.assertNotIn("666", [call[1] for call in box.calls("chmod")])
-            if own:
-                self.assertEqual(box.log(own + "/oBrela/logs/LogColltionTool.log")[-1].message, "Collection log completed")
+            log = [line.message for line in box.log(own + "/oBrela/logs/LogColltionTool.log")] if own else []
+            self.assertEqual(("LogColltionTool.log" in found, log[-1:]), (bool(own), ["Collection log completed"] * bool(own)))
 
     def test_standard_streams_closed_or_full(self):
         for redirection in ("<&- >&- 2>&-", ">&-", "2>&-", ">/dev/full 2>/dev/full"):

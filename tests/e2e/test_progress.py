@@ -60,17 +60,6 @@ class Progress(sandbox.Case):
         self.assertRegex(self.terminal.lines()[-1], "^%.1f MiB, %d files, " % (
             os.path.getsize(archive) / sandbox.MIB, len(self.tool_box.zip())))
 
-    def test_nobody_else_sees_anything_of_it(self):
-        started = self.start("--quiet", seen="", uname=SLOW)
-        self.let_go("/go_logs")
-        self.finish(started, NO_PORT_FILE)
-        self.assertNotIn(b"\r\x1b", self.terminal.raw)
-        for shell in 'exec "$@" 2>&1 >/out | cat >&2', 'exec "$@" >/out':
-            plain = self.box(fakes={"uname": SLOW, "journalctl": ""})
-            plain.put(sandbox.UEM_LOGS + "agent.log")
-            self.assertRegex(plain.run(shell=shell, env={"TERM": "xterm"}).err, "^%s\n$" % NO_PORT_FILE)
-            self.assertRegex(plain.read("/out").decode(), r"\Aapp path:[^\x1b]*\nCollection log completed.\n\Z")
-
     def test_a_terminal_that_stops_or_goes_away_holds_up_nobody(self):
         for end in lambda: termios.tcflow(self.terminal.slave, termios.TCOOFF), lambda: self.terminal.close():
             started = self.start(shell='trap "" HUP; exec "$@" 2<>%s')
@@ -92,24 +81,18 @@ class Progress(sandbox.Case):
                 self.finish(started, NO_PORT_FILE, *result, status=-signal.SIGINT)
                 sandbox.wait_until_alone()
 
-    def test_an_ignored_interrupt_at_a_terminal_without_escape_sequences(self):
-        started = self.start(shell='trap "" INT; exec "$@" 2<>%s', term="dumb")
-        os.kill(started[0].pid, signal.SIGINT)
-        self.terminal.wait_for("^[3-9] s")  # it is still there
-        self.let_go()
-        self.finish(started, NO_PORT_FILE, *RESULT)
-        self.assertNotIn(b"\x1b", self.terminal.raw)
-
-    def test_what_a_run_without_an_archive_says(self):
-        for how, messages, status in (
-                ({"argv0": "LogCollectionTool"}, ["terminate called.*", ".*", "no archive, and no log either: .*"],
+    def test_runs_without_a_progress_line(self):
+        """(arguments, how it is started) -> what is on the terminal in the end, and the status."""
+        for arguments, how, messages, status in (
+                (["--quiet"], {}, [NO_PORT_FILE], 0),
+                ([], {"shell": """exec 2<>%s; exec bash -mc '"$@" & wait' bash "$@" """},  # in the background
+                 [NO_PORT_FILE, *RESULT, r"\[1\].*Done.*"], 0),  # the last is the shell's
+                ([], {"argv0": "LogCollectionTool"}, ["terminate called.*", ".*", "no archive, and no log either: .*"],
                  -signal.SIGABRT),
-                ({"shell": 'exec 2<>%s; mount -t tmpfs -o ro none /tmp && exec "$@"'},
+                ([], {"shell": 'exec 2<>%s; mount -t tmpfs -o ro none /tmp && exec "$@"'},
                  ["no archive; the log is %s" % re.escape(sandbox.OWN_LOG)], 161)):
-            self.finish(self.start(seen="", **how), *messages, status=status)
-
-    def test_a_run_in_the_background_shows_its_result_only(self):
-        started = self.start(seen="", shell="""exec 2<>%s; exec bash -mc '"$@" & wait' bash "$@" """, uname=SLOW)
-        self.let_go("/go_logs")
-        self.finish(started, NO_PORT_FILE, *RESULT, r"\[1\].*Done.*")  # the last is the shell's
-        self.assertNotRegex(self.terminal.raw, b"\r[^\n]", "rows above are somebody else's")
+            started = self.start(*arguments, seen="", uname=SLOW, **how)
+            if status == 0:
+                self.let_go("/go_logs")
+            self.finish(started, *messages, status=status)
+            self.assertNotRegex(self.terminal.raw, b"\r[^\r\n]", "rows above are somebody else's")

@@ -10,18 +10,17 @@ not to be had, a command with --plain is run as an ordinary user, and another on
 import ctypes
 import fcntl
 import os
-import resource
 import signal
 import socket
 import stat
 import struct
 import sys
 
-NEWNS, NEWIPC, NEWUSER, NEWPID, NEWNET = 0x20000, 0x8000000, 0x10000000, 0x20000000, 0x40000000
+# Of Linux: mounts, ipc, processes and network; and users.
+NAMESPACES, NEWUSER = 0x20000 | 0x8000000 | 0x20000000 | 0x40000000, 0x10000000
 MS_RDONLY, MS_NOSUID, MS_NODEV, MS_NOEXEC, MS_REMOUNT, MS_BIND, MS_REC, MS_PRIVATE = 1, 2, 4, 8, 32, 4096, 16384, 1 << 18
-AT_RECURSIVE, SYS_MOUNT_SETATTR = 0x8000, 442
-PR_SET_PDEATHSIG, PR_SET_NAME, PR_SET_SECUREBITS, NO_ROOT_AND_LOCKED = 1, 15, 28, 3
-CAPABILITY_VERSION_3, SIOCSIFFLAGS, UP_AND_RUNNING = 0x20080522, 0x8914, 0x41
+AT_RECURSIVE, SYS_MOUNT_SETATTR, SIOCSIFFLAGS, UP_AND_RUNNING = 0x8000, 442, 0x8914, 0x41
+PR_SET_PDEATHSIG, PR_SET_NAME, PR_SET_SECUREBITS, NO_ROOT_AND_LOCKED, CAPABILITY_VERSION_3 = 1, 15, 28, 3, 0x20080522
 NOBODY = 65534
 libc = ctypes.CDLL(None, use_errno=True)
 
@@ -78,11 +77,6 @@ def enclose(writable, command):
     mount("proc", "/proc", "proc", MS_NOSUID | MS_NODEV | MS_NOEXEC | MS_RDONLY)
 
 
-def give_up_rights():
-    call("prctl", PR_SET_SECUREBITS, NO_ROOT_AND_LOCKED)  # else programs that root executes would get them back
-    call("capset", ctypes.c_char_p(struct.pack("2I", CAPABILITY_VERSION_3, 0)), ctypes.c_char_p(bytes(24)))
-
-
 def wait_for(child):
     """Waits until the child has ended, passing on the signals meant for it, and reaps others; returns its wait status."""
     for number in signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGQUIT:
@@ -95,9 +89,9 @@ def wait_for(child):
 def make_namespaces():
     maps = (("setgroups", "deny"), ("gid_map", "0 %d 1" % os.getegid()), ("uid_map", "0 %d 1" % os.geteuid()))
     try:
-        call("unshare", NEWNS | NEWPID | NEWNET | NEWIPC)
+        call("unshare", NAMESPACES)
     except OSError:  # not root: then as root of a namespace of users
-        call("unshare", NEWNS | NEWPID | NEWNET | NEWIPC | NEWUSER)
+        call("unshare", NAMESPACES | NEWUSER)
         for name, text in maps:
             with open("/proc/self/" + name, "w") as file:
                 file.write(text)
@@ -118,14 +112,6 @@ def run_unconfined(why, plain):
     os.environ["UNCONFINED"] = "1"
 
 
-def end_as(status):
-    if os.WIFSIGNALED(status):
-        resource.setrlimit(resource.RLIMIT_CORE, (0, 0))  # no second core
-        signal.signal(os.WTERMSIG(status), signal.SIG_DFL)
-        os.kill(os.getpid(), os.WTERMSIG(status))
-    os._exit(os.waitstatus_to_exitcode(status))
-
-
 def confine(command=None, writable=None, plain=False, nesting=False):
     """Returns in a child of process 1 of the new namespaces; this process waits for it and ends as it does."""
     if sys.platform != "linux":
@@ -143,15 +129,19 @@ def confine(command=None, writable=None, plain=False, nesting=False):
     if first:
         os.close(writer)
         ended, told = wait_for(first), os.read(reader, 1000).decode()
-        return run_unconfined(told[1:], plain) if told[:1] == "!" else end_as(int(told or ended))
+        if told[:1] == "!":
+            return run_unconfined(told[1:], plain)
+        code = os.waitstatus_to_exitcode(int(told or ended))
+        os._exit(code if code >= 0 else 128 - code)
     try:
         call("prctl", PR_SET_PDEATHSIG, signal.SIGKILL)
         os.setsid()  # a signal to the process group of the test stays in here as well
         enclose(writable, command)
         call("prctl", PR_SET_NAME, b"nesting" if nesting else b"confined")
         child = os.fork()
-        if child == 0 and plain:
-            give_up_rights()
+        if child == 0 and plain:  # no capability, and none again for programs that root executes
+            call("prctl", PR_SET_SECUREBITS, NO_ROOT_AND_LOCKED)
+            call("capset", ctypes.c_char_p(struct.pack("2I", CAPABILITY_VERSION_3, 0)), ctypes.c_char_p(bytes(24)))
     except OSError as failure:
         os.write(writer, b"!%s" % str(failure).encode())
         os._exit(1)
@@ -161,16 +151,10 @@ def confine(command=None, writable=None, plain=False, nesting=False):
     os._exit(0)  # and with it ends whatever is left in here
 
 
-def main(words):
-    """Options come first, in any order; what is writable follows its option."""
-    plain, nesting, writable = False, False, None
+if __name__ == "__main__":
+    words, given = sys.argv[1:], {"--writable": None}
     while words[0].startswith("--"):
         option = words.pop(0)
-        plain, nesting = plain or option == "--plain", nesting or option == "--nesting"
-        writable = words.pop(0) if option == "--writable" else writable
-    confine(words[0], writable, plain, nesting)
+        given[option] = words.pop(0) if option == "--writable" else True
+    confine(words[0], given["--writable"], "--plain" in given, "--nesting" in given)
     os.execvp(words[0], words)
-
-
-if __name__ == "__main__":
-    main(sys.argv[1:])
