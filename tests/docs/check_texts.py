@@ -1,6 +1,7 @@
 """Every warning and error text that the tool can write is explained in docs/troubleshooting.md, and no other is.
 
-docs/archive-layout.md has a row for each source that src/collect/sources.h has, and the same list of extensions.
+docs/archive-layout.md has a row for each source that src/collect/sources.h has, and the same list of extensions. The
+manual page has the options that the tool has.
 """
 import pathlib
 import re
@@ -51,9 +52,10 @@ def collected():
         user = "FIRST" if step == "Management" else "USER"
         shared = "/Library/Application Support/oBrela" if step == "Machine" else user
         yield target.replace("{}", user), source.replace("{}", shared)
-    selection = (folder / "file_selection.cpp").read_text()
-    extensions = re.search(r"collectedExtensions\(\) \{(.*?)\}", selection, flags=re.S)[1]
+    extensions = re.search(r"collectedExtensions\(\) \{(.*?)\}", (folder / "file_selection.cpp").read_text(), flags=re.S)[1]
     yield "extensions", " ".join(re.findall(r'"(\.\w+)"', extensions))
+    options = re.findall(r'"(\w+)", \'.\', "', (PROJECT / "src/app/param_check.cpp").read_text())
+    yield "options", " ".join(sorted(options))
 
 
 def documented():
@@ -64,12 +66,14 @@ def documented():
             if not row["path"].startswith("LogColltionTool"):
                 yield (row["path"] + folder).rstrip("/"), (source + "/" + folder).rstrip("/")
     yield "extensions", re.search(r"Files that end in `(.*?)`", (PROJECT / "docs/archive-layout.md").read_text())[1]
+    manual = (PROJECT / "packaging/LogCollectionTool.1").read_text()
+    yield "options", " ".join(sorted(re.findall(r"^\.It .*Fl Fl (\w*)", manual, flags=re.M)))
 
 
 def main():
     code, page = set(collected()), set(documented())
     for row in sorted(code ^ page):
-        print("only in %s: %s from %s" % ("src/collect" if row in code else "archive-layout.md", *row))
+        print("only in the %s: %s from %s" % ("code" if row in code else "documents", *row))
     sources = [path for path in sorted((PROJECT / "src").rglob("*")) if path.suffix in (".cpp", ".h", ".mm")]
     known = {text: pattern(text) for path in sources for text in texts(path.read_text()) if pattern(text)}
     rows = re.findall(r"^\| (.*?) \|", GUIDE.read_text(), flags=re.M)

@@ -2,20 +2,10 @@
 
 #include "app/command_line.h"
 #include "app/param_check.h"
-#include "app/result_codes.h"
 
 using namespace quelmar;
 
 using Texts = std::vector<std::string>;
-
-namespace {
-
-bool parse(cmdline::parser& parser, std::vector<const char*> arguments) {
-  arguments.insert(arguments.begin(), "tool");
-  return parser.parse(static_cast<int>(arguments.size()), arguments.data());
-}
-
-}  // namespace
 
 TEST(Options, AreReadInAllForms) {
   const struct {
@@ -39,7 +29,10 @@ TEST(Options, AreReadInAllForms) {
     const ParamCheck options;
     EXPECT_NE(options.parser().usage().find("\n  -k, --onlyKey    "), std::string::npos);
     const std::string label = one.arguments.front();
-    EXPECT_EQ(parse(options.parser(), one.arguments), one.errors.empty()) << label;
+    std::vector<const char*> words = one.arguments;
+    words.insert(words.begin(), "tool");
+    EXPECT_EQ(options.parser().parse(static_cast<int>(words.size()), words.data()), one.errors.empty())
+        << label;
     EXPECT_EQ(options.parser().errors(), one.errors) << label;
     EXPECT_EQ(options.parser().rest(), one.rest) << label;
     EXPECT_EQ(options.getValue<std::string>("dir"), one.dir) << label;
@@ -48,9 +41,4 @@ TEST(Options, AreReadInAllForms) {
       EXPECT_EQ(options.parser().exist(name), one.flags.find(letter) != std::string::npos) << label << name;
     }
   }
-}
-
-TEST(CollectionCategory, HasTextsForItsCodesOnly) {
-  EXPECT_EQ(collection_category().message(3), "rpc with obrela tunnel disconnected");
-  EXPECT_EQ(collection_category().message(5), "unknown error, error code is not defined");
 }

@@ -2,7 +2,6 @@
 
 #include "tunnel/http_client.h"
 #include "tunnel/service_port.h"
-#include "tunnel/trace_id.h"
 
 using namespace quelmar;
 
@@ -28,12 +27,6 @@ TEST(ParsePort, TakesDigitsBetweenBlanksAndNothingElse) {
     EXPECT_EQ(text.isNumber, one.isNumber) << one.content;
     EXPECT_EQ(text.port, one.port) << one.content;
   }
-}
-
-TEST(TraceId, IsEightHexDigitsAndVaries) {
-  const std::string id = generateTraceId();
-  EXPECT_TRUE(id.size() == 8 && id.find_first_not_of("0123456789abcdef") == std::string::npos) << id;
-  EXPECT_NE(id, generateTraceId());
 }
 
 TEST(NetworkRequest, IsMadeByPlainHttpOnly) {

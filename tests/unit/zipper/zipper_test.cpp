@@ -34,10 +34,9 @@ std::map<std::string, std::string> readZip(const fs::path& archive) {
     name.resize(info.size_filename);
     std::string& content = entries[name];
     content.resize(info.uncompressed_size);
-    EXPECT_EQ(unzOpenCurrentFile(zip), UNZ_OK) << name;
-    const int read = unzReadCurrentFile(zip, content.data(), static_cast<unsigned>(content.size()));
-    EXPECT_EQ(read, static_cast<int>(content.size())) << name;
-    EXPECT_EQ(unzCloseCurrentFile(zip), UNZ_OK) << name;
+    unzOpenCurrentFile(zip);
+    unzReadCurrentFile(zip, content.data(), static_cast<unsigned>(content.size()));
+    EXPECT_EQ(unzCloseCurrentFile(zip), UNZ_OK) << name;  // it verifies the checksum
   }
   unzClose(zip);
   return entries;
