@@ -28,7 +28,7 @@ Written by `./dev bench`; do not edit. Ratios compare well between machines, tim
 
 A made-up tree like that of a Mac with the client on it (text logs, JSON, databases, crash dumps, thousands of small
 files; the same bytes for the same size and seed) is packed, copied and collected by this project and by its peers. They
-run in turn, round after round, each round beginning with another one. Each is a process of its own, and all files are
+run in turn, round after round, each round beginning with another one and every other round backwards. Each is a process of its own, and all files are
 in memory (on macOS in a temporary folder), so that no disk hides what a program costs. A measurement during which other
 programs took more than 3 % of the machine is taken again, twice at most. Wall times include a process's start; CPU
 time and peak memory are what the system tells of the process and its children.
@@ -88,7 +88,8 @@ class Contest:
     def run(self, rounds):
         for number in range(rounds):
             first = number % len(self.entries)
-            for entry in self.entries[first:] + self.entries[:first]:
+            # A program finds the memory as the one before has left it: every other round runs backwards.
+            for entry in (self.entries[first:] + self.entries[:first])[::-1 if number % 2 else 1]:
                 self.samples[entry[0]].append(self.sample(*entry))
             print("round %d of %d done" % (number + 1, rounds), flush=True)
 

@@ -45,7 +45,7 @@ ROWS = [
     ("Folders and files that the user may not read", "passed over, the rest is collected", "test_hostile.py", "test_ordinary_user_meets_closed_doors"),
     ("A parallel rewrite drops or doubles files", "the archive is compared with the tree, entry by entry", "test_run.py", "test_modes"),
     ("Two runs at once", "both end with 0; the later one may take the earlier one's copies away", "test_hostile.py", "test_runs_at_once_in_the_same_folder"),
-    ("An own log that cannot be written", "the records go to standard error", "test_run.py", "test_own_log_that_cannot_be_had"),
+    ("An own log that cannot be written", "the records go to standard error", "test_faults_setting.py", "test_environments"),
 ]
 TAIL = """
 Progress characters in logs and pipes: progress and result lines are written on a terminal only; `--quiet` does not affect

@@ -97,14 +97,3 @@ class Runs(sandbox.Case):
                 self.assertEqual(("Collection log completed.\n" in out, len(box.calls("open"))), (not status, not status))
                 if after:
                     self.assertEqual([x[1:] for x in box.log()], [("info", "main", "Collection log start")] + after)
-
-    def test_own_log_that_cannot_be_had(self):
-        """(what stands in its place) -> whether there is a log all the same; the archive is made in any case."""
-        for make, path, logged in ((os.mknod, os.path.dirname(OWN_LOG), True), (os.mkdir, OWN_LOG, False),
-                                   (os.mkfifo, OWN_LOG, True)):
-            box = self.box()
-            box.make(make, path)
-            result = box.run()
-            self.assertEqual("LogColltionTool.log" in box.zip(), logged)
-            self.assertEqual("log isn't inited." in result.err, not logged)
-            self.assertIn("Collection log completed.\n", result.out)
