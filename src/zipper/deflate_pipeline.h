@@ -51,10 +51,10 @@ struct Piece {
 ///
 ///   freePiece, submit --> ring of pieces --> threads: deflate in place --> front, pop
 ///
-/// All memory is allocated by the constructor. It starts fewer threads when there is less memory, or when the
-/// system gives no more; the calling thread deflates too, rather than wait. The constructor throws
-/// std::bad_alloc when there is not even memory for the calling thread; the other functions cannot fail. Not
-/// for two calling threads at a time.
+/// All memory is allocated by the constructor: with less of it there are fewer threads, and std::bad_alloc is
+/// thrown when it does not do for one. A thread that cannot be started is done without; the calling thread
+/// deflates too, rather than wait. The other functions cannot fail: after a failed write the caller pops what
+/// is left, and writes nothing of it. Not for two calling threads at a time.
 class DeflatePipeline {
  public:
   /// @param level    the compression level, 1 to 9
