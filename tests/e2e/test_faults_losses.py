@@ -128,10 +128,11 @@ class Losses(FaultCase):
         self.assertEqual([m[-5:] for m in box.messages("collectSystemWideLog")], ["start", "false"])
 
     def test_what_runs_out(self):
-        """No more processes and threads; no more file descriptors | a limit of 1 to 14 for an ordinary user; of 3 to 30 | without its three workers the run ends abnormally and leaves no archive; it ends with 0 else, an archive that is there is whole, and from 16 descriptors on it has everything"""
+        """No more processes and threads; no more file descriptors; hardly any memory | a limit of 1 to 14 for an ordinary user; of 3 to 30; of 3 to 20 MB of data | without its three workers the run ends abnormally and leaves no archive; it ends with 0 else, an archive that is there is whole, and from 16 descriptors and 8 MB on it has everything"""
         self.need_second_user()
-        # A sanitizer needs descriptors for its own checks.
+        # A sanitizer needs descriptors and much memory for its own checks.
         limits = [("p", n, 20000 + n) for n in range(1, 15)] + [("n", n, None) for n in range(20 if SANITIZED else 3, 31)]
+        limits += [("s 256; ulimit -d", n, None) for n in (3000, 5000, 8000, 20000) if not SANITIZED]
         runs = [(box, box.start(shell='ulimit -%s %d; exec "$@"' % (kind, n), user=user), kind, n)
                 for kind, n, user in limits for box in [self.box()]]
         for box, started, kind, number in runs:
@@ -142,7 +143,7 @@ class Losses(FaultCase):
                 self.assertIn(status, (0, -signal.SIGABRT) if kind == "p" else (0,) if number > 8 else (0, 127, 161, 163))
                 if kind == "p":
                     self.assertEqual(contents is None, status != 0)
-                elif number >= 16:
+                elif number >= (16 if kind == "n" else 8000):
                     self.assertEqual((contents["logs/ada/kept.log"], "LogColltionTool.log" in contents), (b"kept", True))
 
     def run_in_little_memory(self, box, *arguments, **how):
