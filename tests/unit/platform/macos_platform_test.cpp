@@ -20,7 +20,6 @@ using Folders = std::vector<std::string>;
 const std::string* consoleUser = nullptr;
 bool conversionFails = false;
 std::map<unsigned long, Folders> folders;  // by domain
-std::map<pid_t, pid_t> parents;            // of processes; -1 for one that has ended meanwhile
 int pools = 0;                             // that are open
 
 const std::string& textOf(CFStringRef text) {
@@ -80,15 +79,14 @@ CFArrayRef NSSearchPathForDirectoriesInDomains(unsigned long kind, unsigned long
 }
 
 int proc_listallpids(void* buffer, int /*bufferBytes*/) {
-  auto* next = static_cast<pid_t*>(buffer);
-  for (const auto& [pid, parent] : parents) *next++ = pid;
-  return static_cast<int>(parents.size());
+  const pid_t pids[] = {0, 1, 101, 102, 103};
+  std::memcpy(buffer, pids, sizeof pids);
+  return 5;
 }
 
 int proc_pidinfo(int pid, int /*flavor*/, std::uint64_t /*argument*/, void* buffer, int bufferBytes) {
-  if (parents.count(pid) == 0 || parents[pid] < 0) return 0;
-  static_cast<proc_bsdshortinfo*>(buffer)->pbsi_ppid = static_cast<std::uint32_t>(parents[pid]);
-  return bufferBytes;
+  static_cast<proc_bsdshortinfo*>(buffer)->pbsi_ppid = pid == 103 ? 101 : 1;
+  return pid == 102 ? 0 : bufferBytes;  // that one has ended meanwhile
 }
 
 int posix_spawn_file_actions_addinherit_np(posix_spawn_file_actions_t* /*actions*/, int /*fd*/) {
@@ -126,7 +124,6 @@ TEST(MacosPlatform, FoldersAreTheFirstAnswerOfTheirDomainOrEmpty) {
 }
 
 TEST(MacosPlatform, ProcessesAreThoseThatHaveNotEnded) {
-  parents = {{0, 0}, {1, 0}, {101, 1}, {102, -1}, {103, 101}};
   const auto all = processes();
   ASSERT_EQ(all.size(), 2U);
   EXPECT_TRUE(all[0].pid == 101 && all[0].parent == 1 && all[1].pid == 103 && all[1].parent == 101);
