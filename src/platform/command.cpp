@@ -4,6 +4,7 @@
 #include <mutex>
 #include <new>
 #include <set>
+#include <thread>
 #include <utility>
 
 #include <fcntl.h>
@@ -23,7 +24,7 @@ namespace {
 /// mutex, so no number in the set can belong to another process. Never destroyed, since detached threads
 /// start commands while the process ends.
 struct Leaders {
-  std::timed_mutex mutex;
+  std::mutex mutex;
   std::set<pid_t> pids;
 };
 
@@ -33,9 +34,14 @@ Leaders& leaders() {
 }
 
 /// Locks the mutex, or gives up after a second: a start that hangs while it holds the mutex must not keep the
-/// process from ending.
-std::unique_lock<std::timed_mutex> tryLock() {
-  return {leaders().mutex, std::chrono::seconds(1)};
+/// process from ending. (Not by try_lock_for, which clang's thread sanitizer does not know.)
+std::unique_lock<std::mutex> tryLock() {
+  std::unique_lock<std::mutex> lock(leaders().mutex, std::try_to_lock);
+  for (int tries = 0; !lock && tries < 100; ++tries) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    static_cast<void>(lock.try_lock());
+  }
+  return lock;
 }
 
 /// Kills these shells, all processes in their sessions, and all descendants: the table of processes is needed
@@ -101,7 +107,7 @@ int Command::start(const std::string& line, std::uintmax_t maxFileBytes) {
   if (!output_) return errno;
   output.release();
   auto place = std::set<pid_t>{0}.extract(0);  // allocated before the shell runs: then nothing may fail
-  const std::lock_guard<std::timed_mutex> lock(leaders().mutex);
+  const std::lock_guard<std::mutex> lock(leaders().mutex);
   const int error = spawnShell(limit + line, input.get(), pid_);
   place.value() = pid_;
   if (error == 0) leaders().pids.insert(std::move(place));
@@ -115,7 +121,7 @@ bool Command::wait(bool keepBackground) {
   }
   // After endCommands this blocks for ever, so that callers neither write nor log anything about a command
   // that was killed because the process ends.
-  const std::lock_guard<std::timed_mutex> lock(leaders().mutex);
+  const std::lock_guard<std::mutex> lock(leaders().mutex);
   if (!keepBackground) kill(-pid_, SIGKILL);
   waitpid(pid_, nullptr, 0);
   leaders().pids.erase(std::exchange(pid_, -1));
