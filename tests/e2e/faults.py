@@ -47,6 +47,8 @@ class FaultCase(Case):
 
     def failing(self, box, calls, path, error, first=1):
         """The environment in which these calls of the tool's fail on paths like this one: see failing_calls.cpp."""
+        if "fstat" in calls.split() and "/tsan/" in os.environ["LOGTOOL"]:
+            self.skipTest("the thread sanitizer calls an fstat of its own")
         box.bind(os.environ["FAILING_CALLS"], "/failing_calls.so")
         names = calls.split() + [name + "64" for name in calls.split()]
         return {"LD_PRELOAD": "/failing_calls.so", "FAIL_CALL": ",%s," % ",".join(names), "FAIL_PATH": path,
