@@ -25,7 +25,10 @@ bool cmdPopen(const std::string& cmd, std::string& output, std::uintmax_t maxFil
   std::array<char, kReadBytes + 1> buffer{};
   platform::Command command;
   const int error = command.start(cmd, maxFileBytes);
-  if (error != 0) return logNotStarted(cmd, error), false;
+  if (error != 0) {
+    logNotStarted(cmd, error);
+    return false;
+  }
   // After a short read the buffer still has older bytes behind the new ones, which are appended again: kept
   // on purpose, readers of the captured texts know it.
   while (command.read(buffer.data(), kReadBytes) > 0) {

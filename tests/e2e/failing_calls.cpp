@@ -3,12 +3,10 @@
 //   FAIL_PATH   a pattern (fnmatch's) for the path that a call names, or that its descriptor is open on
 //   FAIL_ERRNO  the error; 0: a pwrite takes one byte less than it is given
 //   FAIL_FROM   the first such call that fails, counted from 1
-// "clock_gettime" does not fail: from one or two seconds after the start on, the wall clock is a day behind.
 #include <atomic>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
 #include <string>
 
 #include <dirent.h>
@@ -85,12 +83,3 @@ FAILING(ssize_t, write, (int fd, const void* data, size_t size), fd, data, size)
 FAILING(ssize_t, pread, (int fd, void* data, size_t size, off_t at), fd, data, size, at)
 FAILING(ssize_t, pwrite, (int fd, const void* data, size_t size, off_t at), fd, data, size, at)
 FAILING_BY(nullptr, void*, readdir, (DIR * folder), folder)
-
-extern "C" int clock_gettime(clockid_t clock, timespec* now) noexcept {
-  static const auto real = reinterpret_cast<int (*)(clockid_t, timespec*)>(dlsym(RTLD_NEXT, "clock_gettime"));
-  static const time_t kBegan = real(CLOCK_MONOTONIC, now) == 0 ? now->tv_sec : 0;
-  const bool isLater = real(CLOCK_MONOTONIC, now) == 0 && now->tv_sec > kBegan + 1;  // one second at least
-  const int result = real(clock, now);
-  if (clock == CLOCK_REALTIME && isLater && fails("clock_gettime", clock)) now->tv_sec -= 86400;
-  return result;
-}

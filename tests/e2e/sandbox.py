@@ -8,6 +8,7 @@ import collections
 import contextlib
 import glob
 import os
+import pathlib
 import re
 import shutil
 import signal
@@ -83,14 +84,12 @@ def printed(name, *arguments):
 
 def expected(name):
     """What the tool writes letter for letter, from the folder of that name."""
-    with open(os.path.dirname(os.path.abspath(__file__)) + "/expected/" + name) as file:
-        return file.read()
+    return pathlib.Path(__file__).with_name("expected").joinpath(name).read_text()
 
 
 class Box:
     def __init__(self, console=None, fakes=None, tool=TOOL):
         """console: name of uid 1000 when somebody is logged in there; fakes: shell text in place of the usual."""
-        signal.alarm(LIMIT)
         self.root = tempfile.mkdtemp()
         mount("tmpfs", self.root, "tmpfs", 0, "size=4g,mode=755")
         for folder in "/fakes /opt/tool /var/log /run /Library /System /Users /tmp /dev".split():
@@ -145,8 +144,7 @@ class Box:
         self.make(lambda where: os.symlink(target, where), path)
 
     def read(self, path):
-        with open(self.path(path), "rb") as file:
-            return file.read()
+        return pathlib.Path(self.path(path)).read_bytes()
 
     def start(self, *arguments, argv0="/opt/tool/LogCollectionTool", shell=None, user=None, env=()):
         """Starts the tool; `shell` is a shell line that ends in running "$@"."""
@@ -200,14 +198,10 @@ class Box:
                     archive.read(i) for i in archive.infolist()}
 
     def tree(self, top=""):
-        """Every path of the box below `top` (host's programs left out), with what would change if it were touched."""
-        found = {}
-        for folder, folders, files in os.walk(self.path(top)):
-            folders[:] = [f for f in folders if folder != self.root or f not in ("usr", "lib", "bin", "sbin", "proc")]
-            for path in [folder] + [folder + "/" + f for f in files]:
-                status = os.lstat(path)
-                found[path[len(self.root):]] = (status.st_mode, status.st_size, status.st_mtime_ns)
-        return found
+        """Every path of the box below `top` (what is bound in left out), with what would change if it were touched."""
+        found = subprocess.check_output(["find", self.path(top), "-xdev", "-printf", "/%P\\0%m %s %T@\\0"])
+        texts = os.fsdecode(found).split("\0")
+        return dict(zip(texts[::2], texts[1::2]))
 
 
 class Server(socketserver.ThreadingTCPServer):
@@ -235,9 +229,8 @@ class Case(unittest.TestCase):
         return box
 
     def need_second_user(self):
-        with open("/proc/self/uid_map") as mapped:
-            if mapped.read().split()[2] == "1":
-                (self.fail if os.environ.get("CI") == "true" else self.skipTest)("only root has a second user here")
+        if pathlib.Path("/proc/self/uid_map").read_text().split()[2] == "1":
+            (self.fail if os.environ.get("CI") == "true" else self.skipTest)("only root has a second user here")
 
     def server(self, answer, port=0):
         server = Server(answer, port)

@@ -155,9 +155,9 @@ class Losses(FaultCase):
         self.assertTrue(SANITIZED or peak < 32 * 1024, peak)
 
     def test_much_data_and_little_memory(self):
-        """Much data, many files, deep trees, long paths, little memory | a log of 256 MiB, 20,000 others, 500 levels, a log whose path is too long but whose copy's is not, and a folder for which both are; in the output folder a tree deeper than any path; 128 MiB of data, 512 KiB a stack, 256 descriptors to begin with | what has a path in the scratch folder is in the archive, else it is named; the deep tree is removed; at most 32 MiB of memory"""
+        """Much data, many files, deep trees, long paths, little memory | a log of 256 MiB, 66,000 others, 500 levels, a log whose path is too long but whose copy's is not, and a folder for which both are; in the output folder a tree deeper than any path; 128 MiB of data, 512 KiB a stack, 256 descriptors to begin with | what has a path in the scratch folder is in the archive, else it is named; the deep tree is removed; at most 32 MiB of memory"""
         # A sanitizer needs terabytes of address space, and its frames are much larger.
-        size, count, limits = (64 * MIB, 2000, "") if SANITIZED else (256 * MIB, 20000, "ulimit -s 512; ulimit -d 131072; ")
+        size, count, limits = (64 * MIB, 2000, "") if SANITIZED else (256 * MIB, 66000, "ulimit -s 512; ulimit -d 131072; ")
         box, deep, path = self.box(fakes={"open": GATE}), "d/" * 500 + "deep.log", ("m" * 200 + "/") * 20
         box.put(LOGS + deep, "deep")
         box.put(LOGS + "giant.log", size=size)
@@ -175,6 +175,8 @@ class Losses(FaultCase):
         self.run_in_little_memory(box, shell=limits + 'ulimit -S -n 256; exec "$@"')
         contents = self.assertWhole(box, logs=((deep, b"deep"), (path + log, b""), ("kept.log", b"kept")))
         self.assertEqual((len(contents["logs/ada/giant.log"]), len([n for n in contents if n.startswith("logs/ada/")])), (size, count + 4))
+        archive = box.read(ROOT_DIR + "/" + box.archives()[0])  # its last records tell the number of entries
+        self.assertEqual(archive[-98:-94] == b"PK\6\6", count > 65535)
         self.assertEqual(self.told(box), [COPY % (LOGS + path + folder, ADA + "/" + path[:-1], 36, "File name too long")])
 
     def test_volume_that_fills_up(self):

@@ -91,16 +91,14 @@ class Setting(FaultCase):
                 self.assertEqual(len(box.archives()), len(whole) + 1)
 
     def test_no_command_outlives_the_run(self):
-        """A login service that does not answer; a command that outlives its limit, ignores SIGTERM and has started others; the wall clock set back by a day meanwhile | the file that the service is asked for blocks whoever opens it; the file browser's command hangs | after their limits (5 and 10 seconds, shorter here) nobody counts as logged in: the report has both listings that need no name, and root's files are in the archive; the run ends with status 0 and takes the command and all its offspring with it"""
+        """A login service that does not answer; a command that outlives its limit, ignores SIGTERM and has started others | the file that the service is asked for blocks whoever opens it; the file browser's command hangs | after their limits (5 and 10 seconds, shorter here) nobody counts as logged in: the report has both listings that need no name, and root's files are in the archive; the run ends with status 0 and takes the command and all its offspring with it"""
         box = self.box(tool=SHORT_LIMITS, fakes={"open": "trap '' TERM HUP\n(setsid sleep 1000000; :) & (yes >/dev/null &) & sleep 1000000"})
         seat, root = "/run/systemd/seats/seat0", "/Users/root" + SHARED
         os.unlink(box.path(seat))
         os.mkfifo(box.path(seat))
         box.put(root + "/logs/root.log", "root")
-        box.run(env=self.failing(box, "clock_gettime", "*", 1))
+        box.run()
         wait_until_alone()
         self.assertEqual(self.assertWhole(box, logs=())["logs/root/root.log"], b"root")
         self.assertEqual(box.calls("ls")[:2], [["-l", "-R", SHARED], ["-l", "-R", root]])
         self.assertEqual(box.messages().count("getCurrentLoginUser failed."), 1)
-        days = re.findall(r"^\[[0-9-]*", box.read(OWN_LOG).decode(), re.M)
-        self.assertGreater(days[0], days[-1])

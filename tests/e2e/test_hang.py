@@ -6,9 +6,8 @@ import sandbox
 from sandbox import BANNER, SHARED, UEM_LOGS
 
 RUNS = 20
-TIMEOUTS = {("collectRunningLog", "Exec collectSystemStateForUem is timeout"),
-            ("collectRunningLog", "Exec collectSystemWideLog is timeout"),
-            ("collectSystemInfo", "Exec collectSystemInfo is timeout")}
+TIMEOUTS = {("collect" + function, "Exec collect%s is timeout" % what) for function, what in (
+    ("RunningLog", "SystemStateForUem"), ("RunningLog", "SystemWideLog"), ("SystemInfo", "SystemInfo"))}
 
 
 def drip(connection):

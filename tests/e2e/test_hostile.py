@@ -39,8 +39,7 @@ class Hostile(sandbox.Case):
         self.assertIn("The condition not met, the filePath(%s%%s{}{0}%%n.exe) will ignore" % LOGS, box.messages())
 
     def test_links_and_special_files(self):
-        """A link to a file is that file's content; nothing else that is not a regular file is copied or waited for. In the
-        scratch folder, a file that is there stays, and one that is in a folder's way does not."""
+        """A link to a file is that file's content; no other one is copied or waited for. A copy that is there already stays."""
         box = self.box(console="ada", fakes={"chmod": "cd %s && mkdir -p logs/ada && echo early >logs/ada/plain.log && "
                                              "echo early >logs/OKVU" % SCRATCH})
         for folder, ext in ((LOGS, ".log"), (AGENT, ".log"), (REPORTS, ".ips")):

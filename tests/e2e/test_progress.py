@@ -1,5 +1,6 @@
 """What a person at a terminal sees of a run, and nobody else: the line while it goes on, the result at its end."""
 import os
+import pathlib
 import re
 import signal
 import termios
@@ -32,8 +33,7 @@ class Progress(sandbox.Case):
 
     def let_go(self, *fifos):
         for fifo in fifos or ("/go_info", "/go_logs"):
-            with open(self.tool_box.path(fifo), "w") as file:
-                file.write("\n")
+            pathlib.Path(self.tool_box.path(fifo)).write_text("\n")
 
     def finish(self, started, *messages, status=0):
         """Ends the run; nothing but the messages may be left on the terminal, each line whole."""

@@ -39,17 +39,6 @@ class Reports(sandbox.Case):
             self.check_query(query, ["--no-pager", "--since", "--until", "--case-sensitive=yes", "--grep=quelmar"], began)
             self.assertEqual(contents["logs/system_wide.log"], printed("journalctl", *query))
 
-    def test_blanks_in_the_output_folder(self):
-        """The system report quotes its target; the others do not, and their redirection breaks at the blank."""
-        box = self.box(console="ada")
-        box.put(UEM_LOGS + "u.log")
-        box.run("--dir", "/out/with blank")
-        contents = box.zip("/out/with blank")
-        self.assertEqual(contents["system_info.log"].decode(), expected("system_info.linux"))
-        self.assertNotIn("logs/system_wide.log", contents)
-        self.assertEqual(box.calls("open"), [["-R", "/out/with", "blank/" + box.archives("/out/with blank")[0]]])
-        self.assertIn(["-R", "777", "/out/with", "blank/logFiles"], box.calls("chmod"))
-
     def test_command_lines_of_macos(self):
         box, began = self.box(console="ada", tool=os.environ["MACOS_COMMANDS"]), time.time()
         box.put("/System/Library/CoreServices/SystemVersion.plist", "<plist/>\n")

@@ -9,7 +9,6 @@ import zipfile
 import sandbox
 from sandbox import ALWAYS, MS_RDONLY, OWN_LOG, ROOT_DIR, SCRATCH
 
-ENOUGH = 524288000  # bytes available from which on a drive is not full
 
 
 class Runs(sandbox.Case):
@@ -53,8 +52,10 @@ class Runs(sandbox.Case):
         box = self.box()
         self.assertIn("Collection log completed.\n", box.run("--onlyKey", "--quiet").out)
         self.check_log(box, "info main Collection log(onlyKey) is enable\n")
-        box.run("-kq", "--dir=/out")
-        self.assertEqual((box.calls("open"), len(box.archives("/out"))), ([], 1))
+        box.run("-kq", "--dir", "/out/with blank")  # one report's target is quoted, the others' redirection breaks
+        self.assertEqual({n for n in box.zip("/out/with blank") if n.startswith("system_") or "wide" in n}, {"system_info.log"})
+        self.assertIn(["-R", "777", "/out/with", "blank/logFiles"], box.calls("chmod"))
+        self.assertEqual((box.calls("open"), len(box.archives("/out/with blank"))), ([], 1))
         self.assertEqual(len(box.calls("chmod")), 3, "an own log that is there already keeps its mode")
 
     def test_runs_that_touch_nothing(self):
@@ -92,7 +93,7 @@ class Runs(sandbox.Case):
                 box = self.box()
                 sandbox.mount("tmpfs", box.path("/tmp"), "tmpfs", read_only)
                 box.make(os.mkdir, "/drive")
-                sandbox.mount("tmpfs", box.path("/drive"), "tmpfs", 0, "size=%d" % (ENOUGH - missing))
+                sandbox.mount("tmpfs", box.path("/drive"), "tmpfs", 0, "size=%d" % (524288000 - missing))
                 out = box.run(*arguments, status=status).out
                 self.assertEqual(("Collection log completed.\n" in out, len(box.calls("open"))), (not status, not status))
                 if after:

@@ -6,13 +6,11 @@ from sandbox import ALWAYS, LAUNCHD, MIB, SCRATCH, SHARED
 
 LOGS = "/Users/ada" + SHARED + "/logs/"
 REPORTS, AGENTS = "/Library/Logs/DiagnosticReports", "/var/log/quelmar/OKVU3_LOG/"
-DAY = 86400
 
 
 class Sources(sandbox.Case):
     def test_every_source_and_destination(self):
-        """Of extensions the last one counts, in any case; none is fine, an unknown one is not; a leading dot starts one.
-        Entries' names begin at the last "logs/" of the path."""
+        """Of extensions the last one counts, in any case; none is fine. Names begin at the last "logs/" of the path."""
         box, expected = self.box(console="ada"), {}
         sources = [line.split(" -> ") for line in sandbox.expected("sources").splitlines()]
         for source, *entries in sources:
@@ -34,7 +32,7 @@ class Sources(sandbox.Case):
         """Files' times are UTC and are compared with local time read as UTC."""
         box = self.box(console="ada")
         box.put(LOGS + "early.log", age=-4 * 3600)
-        box.put(LOGS + "late.log", age=30 * DAY - 4 * 3600)
+        box.put(LOGS + "late.log", age=30 * 86400 - 4 * 3600)
         box.run("-k", env={"TZ": "<+05>-5"})
         self.assertEqual({n for n in box.zip() if n.startswith("logs/ada/")}, {"logs/ada/early.log"})
         refused = "Collect key logs is enable, the filePath(%slate.log) will ignore" % LOGS

@@ -49,14 +49,10 @@ class Viewer(sandbox.Case):
     def find(self, selector):
         return self.page.find_element("css selector", selector)
 
-    def wait(self, function):
-        while not function():
-            time.sleep(0.02)
-
     def show(self, path):
         self.page.execute_script("document.body.dataset.state = 'empty'")
         self.find("input[type=file]").send_keys(path)
-        self.wait(lambda: self.find("body").get_attribute("data-state") in ("shown", "failed"))
+        sandbox.until(lambda: self.find("body").get_attribute("data-state") in ("shown", "failed"))
         return self.find("body").get_attribute("data-state") + "\n" + self.find("body").text
 
     def open(self, name):
@@ -66,7 +62,7 @@ class Viewer(sandbox.Case):
             self.page.execute_script("document.querySelectorAll('.tree details').forEach((d) => d.open = true)")
         self.page.execute_script("document.getElementById('viewer').close()")
         self.page.execute_script("arguments[0].click()", self.page.find_elements("xpath", button)[-1])
-        self.wait(lambda: self.find("#viewer pre").text or self.find("#viewer .faint").text)
+        sandbox.until(lambda: self.find("#viewer pre").text or self.find("#viewer .faint").text)
         return self.find("#viewer").text
 
     def test_one_archive_after_the_other(self):
@@ -100,7 +96,7 @@ class Viewer(sandbox.Case):
         self.find("#viewer input").send_keys("CONNECT")
         self.assertRegex(self.find("#viewer pre").text, r"\A\S+ \S+ connect failed\Z")
         self.find("#viewer .save button").click()
-        self.wait(lambda: os.path.exists(self.files.path("/downloads/client.log")))
+        sandbox.until(lambda: os.path.exists(self.files.path("/downloads/client.log")))
         self.assertEqual(self.files.read("/downloads/client.log"), self.files.read(CLIENT_LOG))
 
     def check_hostile_archives(self):

@@ -1,8 +1,6 @@
 #!/usr/bin/env python3
-"""Breaks a universal macOS executable in every way that packaging/macos/check looks for, and sees it say so.
-
-Usage: macos_check.py EXECUTABLE, one that is as it should be. Run by packaging/macos/build.
-"""
+"""macos_check.py EXECUTABLE: breaks this one, which is as it should be, in every way that packaging/macos/check looks for,
+and sees it say so. Run by packaging/macos/build."""
 import pathlib
 import struct
 import subprocess
@@ -13,10 +11,7 @@ MACOS = pathlib.Path(__file__).resolve().parents[2] / "packaging/macos"
 sys.path.append(str(MACOS))
 import code_signature  # noqa: E402
 
-BUNDLE = 8
-UNKNOWN = 0x7f
-BUILD_VERSION = 0x32
-MACOS_12 = 12 << 16
+BUNDLE, UNKNOWN, BUILD_VERSION, MACOS_12 = 8, 0x7f, 0x32, 12 << 16
 
 
 def put(half, at, number, size=4):

@@ -1,15 +1,15 @@
 #!/usr/bin/env python3
 """confined.py [--nesting] [--plain] [--writable PATH] COMMAND...: runs a command where it cannot harm the machine.
 
-All files are read-only for it, but what is below PATH; /tmp, /run and /dev are its own, it sees no processes but its own
-and has no network but a loopback of its own. It is root of its namespaces, and may mount; with --plain root has no more
-rights on files than their owner. With --nesting, tests that it starts confine themselves once more. Where namespaces are
-not to be had, a command with --plain is run as an ordinary user, and another one is not: that ends with 77. When CI is
-"true", both end with 1.
+All files are read-only for it, but what is below PATH; /tmp, /run, /dev, processes and network (loopback) are its own. It
+is root of its namespaces, and may mount; with --plain root has no more rights on files than their owner. With --nesting,
+tests that it starts confine themselves once more. Where namespaces are not to be had, a command with --plain is run as an
+ordinary user, and another one is not: that ends with 77. When CI is "true", both end with 1.
 """
 import ctypes
 import fcntl
 import os
+import pathlib
 import signal
 import socket
 import stat
@@ -21,7 +21,6 @@ NAMESPACES, NEWUSER = 0x20000 | 0x8000000 | 0x20000000 | 0x40000000, 0x10000000
 MS_RDONLY, MS_NOSUID, MS_NODEV, MS_NOEXEC, MS_REMOUNT, MS_BIND, MS_REC, MS_PRIVATE = 1, 2, 4, 8, 32, 4096, 16384, 1 << 18
 AT_RECURSIVE, SYS_MOUNT_SETATTR, SIOCSIFFLAGS, UP_AND_RUNNING = 0x8000, 442, 0x8914, 0x41
 PR_SET_PDEATHSIG, PR_SET_NAME, PR_SET_SECUREBITS, NO_ROOT_AND_LOCKED, CAPABILITY_VERSION_3 = 1, 15, 28, 3, 0x20080522
-NOBODY = 65534
 libc = ctypes.CDLL(None, use_errno=True)
 
 
@@ -93,8 +92,7 @@ def make_namespaces():
     except OSError:  # not root: then as root of a namespace of users
         call("unshare", NAMESPACES | NEWUSER)
         for name, text in maps:
-            with open("/proc/self/" + name, "w") as file:
-                file.write(text)
+            pathlib.Path("/proc/self", name).write_text(text)
 
 
 def run_unconfined(why, plain):
@@ -104,11 +102,9 @@ def run_unconfined(why, plain):
         sys.exit(1)
     if not plain:
         sys.exit(77)
-    try:
-        for change, to in ((os.setgroups, []), (os.setgid, NOBODY), (os.setuid, NOBODY)) * (os.geteuid() == 0):
+    if os.geteuid() == 0:  # an error ends it: then nothing is run
+        for change, to in (os.setgroups, []), (os.setgid, 65534), (os.setuid, 65534):
             change(to)
-    except OSError:
-        sys.exit("Nor can root become an ordinary user here: nothing is run.")
     os.environ["UNCONFINED"] = "1"
 
 
@@ -116,9 +112,8 @@ def confine(command=None, writable=None, plain=False, nesting=False):
     """Returns in a child of process 1 of the new namespaces; this process waits for it and ends as it does."""
     if sys.platform != "linux":
         return run_unconfined("this system has no namespaces", plain)
-    with open("/proc/1/comm") as name:
-        if name.read() == "confined\n":
-            return None
+    if pathlib.Path("/proc/1/comm").read_text() == "confined\n":
+        return None
     signal.signal(signal.SIGCHLD, signal.SIG_DFL)
     reader, writer = os.pipe()
     try:

@@ -5,7 +5,6 @@
 #include <string>
 
 #include <boost/filesystem/operations.hpp>
-#include <sys/stat.h>
 
 #include "logging/logger.h"
 
@@ -39,11 +38,6 @@ inline fs::path writeFile(const fs::path& path, const std::string& content) {
 inline std::string readFile(const fs::path& path) {
   std::ifstream stream(path.string(), std::ios::binary);
   return {std::istreambuf_iterator<char>(stream), {}};
-}
-
-inline mode_t modeOf(const fs::path& path) {
-  struct stat info {};
-  return lstat(path.c_str(), &info) == 0 ? info.st_mode & 07777 : 0;
 }
 
 /// Sends the tool's log into the file "test.log" of a folder of its own. Debugging is switched on by a file.

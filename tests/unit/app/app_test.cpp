@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include "app/command_line.h"
 #include "app/param_check.h"
 
 using namespace quelmar;

@@ -62,6 +62,6 @@ TEST(EnsureRemove, ChangesTheModeOfWhatCannotBeRemovedButNotThroughLinks) {
     EXPECT_EQ(ec, std::errc::permission_denied) << name;
   }
   fs::permissions(dir / "locked", fs::owner_all);
-  EXPECT_EQ(modeOf(dir / "locked/file"), 0222U);
-  EXPECT_EQ(modeOf(target), 0640U);
+  EXPECT_TRUE(fs::status(dir / "locked/file").permissions() == 0222);
+  EXPECT_TRUE(fs::status(target).permissions() == 0640);
 }

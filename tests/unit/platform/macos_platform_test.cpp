@@ -5,12 +5,9 @@
 #include <CoreFoundation/CoreFoundation.h>
 #include <SystemConfiguration/SystemConfiguration.h>
 #include <gtest/gtest.h>
-#include <libproc.h>
-#include <spawn.h>
 
 #include "platform/application_support.h"
 #include "platform/console_user.h"
-#include "platform/processes.h"
 
 namespace {
 
@@ -78,21 +75,6 @@ CFArrayRef NSSearchPathForDirectoriesInDomains(unsigned long kind, unsigned long
   return folders.count(domain) == 0 ? nullptr : reinterpret_cast<CFArrayRef>(&folders[domain]);
 }
 
-int proc_listallpids(void* buffer, int /*bufferBytes*/) {
-  const pid_t pids[] = {0, 1, 101, 102, 103};
-  std::memcpy(buffer, pids, sizeof pids);
-  return 5;
-}
-
-int proc_pidinfo(int pid, int /*flavor*/, std::uint64_t /*argument*/, void* buffer, int bufferBytes) {
-  static_cast<proc_bsdshortinfo*>(buffer)->pbsi_ppid = pid == 103 ? 101 : 1;
-  return pid == 102 ? 0 : bufferBytes;  // that one has ended meanwhile
-}
-
-int posix_spawn_file_actions_addinherit_np(posix_spawn_file_actions_t* /*actions*/, int /*fd*/) {
-  return 0;
-}
-
 }  // extern "C"
 
 namespace quelmar::platform {
@@ -121,12 +103,6 @@ TEST(MacosPlatform, FoldersAreTheFirstAnswerOfTheirDomainOrEmpty) {
     machineApplicationSupport(text);
     EXPECT_EQ(text, "");
   }
-}
-
-TEST(MacosPlatform, ProcessesAreThoseThatHaveNotEnded) {
-  const auto all = processes();
-  ASSERT_EQ(all.size(), 2U);
-  EXPECT_TRUE(all[0].pid == 101 && all[0].parent == 1 && all[1].pid == 103 && all[1].parent == 101);
 }
 
 }  // namespace quelmar::platform
