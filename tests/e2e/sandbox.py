@@ -242,4 +242,4 @@ class Case(unittest.TestCase):
 if __name__ == "__main__":
     confine(TOOL)
     signal.signal(signal.SIGALRM, give_up)
-    unittest.main(sys.argv.pop(1))
+    unittest.main(sys.argv.pop(1), failfast="MUTATE_CONFINED" in os.environ)  # the runner of faults needs one failure
