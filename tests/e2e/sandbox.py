@@ -27,7 +27,7 @@ from confined import MS_BIND, MS_RDONLY, MS_REC, MS_REMOUNT, call, confine, moun
 TOOL = os.environ.get("LOGTOOL", "")
 SHORT_LIMITS = os.environ.get("SHORT_LIMITS")  # the same tool, which waits some seconds only for what hangs
 ROOT_DIR = "/tmp/oBrelaLog"
-LIMIT = 180  # seconds for a run and what a test does meanwhile
+LIMIT = 60 if "MUTATE_CONFINED" in os.environ else 180  # seconds for a run and what a test does meanwhile
 SCRATCH = ROOT_DIR + "/logFiles"
 SHARED = "/Library/Application Support/oBrela"
 OWN_LOG = "/Users/root" + SHARED + "/logs/LogColltionTool.log"
