@@ -109,7 +109,7 @@ def run_unconfined(why, plain):
 
 
 def confine(command=None, writable=None, plain=False, nesting=False):
-    """Returns in a child of process 1 of the new namespaces; this process waits for it and ends as it does."""
+    """Returns in a child of process 1 of the new namespaces; this process waits and ends with its status, 128 + N after signal N."""
     if sys.platform != "linux":
         return run_unconfined("this system has no namespaces", plain)
     if pathlib.Path("/proc/1/comm").read_text() == "confined\n":
