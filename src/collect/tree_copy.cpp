@@ -7,7 +7,6 @@
 #include <cstdint>
 #include <cstring>
 #include <deque>
-#include <limits>
 #include <new>
 #include <string>
 #include <utility>
@@ -73,8 +72,7 @@ class Room {
 
   void ask() {
     boost::system::error_code ec;
-    free_ = fs::space(folder_, ec).available;
-    if (ec) free_ = std::numeric_limits<std::uintmax_t>::max();
+    free_ = fs::space(folder_, ec).available;  // the largest number after an error
     taken_ = 0;
   }
 

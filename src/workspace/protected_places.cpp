@@ -68,9 +68,7 @@ std::vector<std::string> places(const std::string& executable, std::error_code& 
   utilities::forEachEntry(entries, [&](utilities::EntryKind, const char* name) {
     struct stat info {};
     const std::string home = std::string(kUsers) + "/" + name;
-    if (lookUp(home, info) || !S_ISDIR(info.st_mode)) return;
-    users.emplace_back(name);
-    found.push_back(home);
+    if (!lookUp(home, info) && S_ISDIR(info.st_mode)) users.emplace_back(name);
   });
   std::error_code ignored;
   const std::string shared = utilities::macos::getSharedDataPath(ignored);

@@ -80,7 +80,7 @@ class Losses(FaultCase):
                  "\n2 more of %s/logs lost; Reason: code:5 msg:Input/output error" % SCRATCH)):
             with self.subTest(calls, path=path, first=first):
                 box = self.box()
-                box.put(LOGS + "noise.log", os.urandom(3 * MIB))
+                box.put(LOGS + "noise.log", os.urandom(9 if error == ENOSPC else 3 * MIB))  # 9: written at the end
                 for number in range(3):
                     box.put(LOGS + "more/%d.log" % number, "more")
                 box.run(env=self.failing(box, calls, path, error, first))

@@ -92,7 +92,7 @@ class Setting(FaultCase):
 
     def test_no_command_outlives_the_run(self):
         """A login service that does not answer; a command that outlives its limit, ignores SIGTERM and has started others | the file that the service is asked for blocks whoever opens it; the file browser's command hangs | after their limits (5 and 10 seconds, shorter here) nobody counts as logged in: the report has both listings that need no name, and root's files are in the archive; the run ends with status 0 and takes the command and all its offspring with it"""
-        box = self.box(tool=SHORT_LIMITS, fakes={"open": "trap '' TERM HUP\n(setsid sleep 1000000; :) & (yes >/dev/null &) & sleep 1000000"})
+        box = self.box(tool=SHORT_LIMITS, fakes={"uname": "sleep 1000000 &", "open": "trap '' TERM HUP\n(setsid sleep 1000000; :) & (yes >/dev/null &) & sleep 1000000"})
         seat, root = "/run/systemd/seats/seat0", "/Users/root" + SHARED
         os.unlink(box.path(seat))
         os.mkfifo(box.path(seat))

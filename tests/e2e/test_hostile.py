@@ -66,7 +66,12 @@ class Hostile(sandbox.Case):
             for path in FIXED:
                 box.make(kind, path)
             box.link("/", LOGS[:-1])
+            writers = [subprocess.Popen(["sh", "-c", ': >"$0"', box.path(path)]) for path in FIXED * (kind is os.mkfifo)]
             found = self.survive(box)
+            self.assertEqual([writer.poll() for writer in writers], [None] * len(writers), "a FIFO was opened")
+            for writer in writers:
+                writer.kill()
+                writer.wait()
             self.assertEqual({n for n in found if "logs/" not in n},
                              {"system_info.log"} if kind is os.mkdir else {"LogColltionTool.log", "system_info.log"})
             self.assertEqual([n for n in found if n.startswith("logs/ada")], [], "the whole disk was copied")
@@ -88,8 +93,9 @@ class Hostile(sandbox.Case):
             self.assertEqual(("LogColltionTool.log" in found, log[-1:]), (bool(own), ["Collection log completed"] * bool(own)))
 
     def test_standard_streams_closed_or_full(self):
-        for redirection in ("<&- >&- 2>&-", ">&-", "2>&-", ">/dev/full 2>/dev/full"):
+        for redirection in ("<&- >&- 2>&-", ">&-", "2>&-", ">/dev/full 2>/dev/full", "3<>/gone >/gone 2>/gone 3>&-"):
             box = self.box()
+            box.make(os.mkfifo, "/gone")  # to be written to, and nobody reads it any more
             found = self.survive(box, shell='exec "$@" ' + redirection)
             self.assertEqual(set(found), sandbox.ALWAYS, redirection)
             self.assertNotRegex(b"".join(found.values()), b"app path:|completed\\.|argument not found", redirection)

@@ -87,11 +87,12 @@ class Runs(sandbox.Case):
         no_root = ("error", "ensureLogRootDir", "ensureDirectoryExist /tmp/oBrelaLog failed.")
         full = "Log collection failure; Reason: The space of the drive where the (/drive/out) resides is full"
         for arguments, read_only, missing, status, after in (
-                (["--dir=/proc/x"], MS_RDONLY, 0, 161, [no_root, ("error", "main", "ensureLogRootDir /proc/x failed.")]),
+                (["--dir=/link"], MS_RDONLY, 0, 161, [no_root, ("error", "main", "ensureLogRootDir /link failed.")]),
                 (["--dir=/drive/out"], 0, 4096, 163, [("error", "main", full)]), (["--dir=/drive/out"], 0, 0, 0, None)):
             with self.subTest(status):
                 box = self.box()
                 sandbox.mount("tmpfs", box.path("/tmp"), "tmpfs", read_only)
+                box.link("/nowhere", "/link")
                 box.make(os.mkdir, "/drive")
                 sandbox.mount("tmpfs", box.path("/drive"), "tmpfs", 0, "size=%d" % (524288000 - missing))
                 out = box.run(*arguments, status=status).out

@@ -61,7 +61,7 @@ class Sources(sandbox.Case):
         """Something drops files into the top of the scratch folder, which is open to all, while the tool collects."""
         box = self.box(fakes={"chmod": "", "journalctl": "cd %s && touch Tunnel.log oBrelaDNS.log a-tunnel any.exe && "
                               "ln -s any.exe link && mkdir tunnel empty && touch tunnel/tunnel.log && "
-                              "stat -c %%a . >dns.log" % SCRATCH})
+                              "stat -c %%a . .. >dns.log" % SCRATCH})
         box.run()
-        self.assertEqual(box.zip()["dns.log"], b"777\n")
+        self.assertEqual(box.zip()["dns.log"], b"777\n777\n")
         self.assertEqual(set(box.zip()), ALWAYS | {"dns.log", "any.exe", "tunnel/tunnel.log"})

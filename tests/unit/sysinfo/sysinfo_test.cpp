@@ -22,6 +22,7 @@ TEST(CmdPopen, CapturesInReadsOf4096BytesWithTheStaleTail) {
       {as + "head -c 904 /dev/zero | tr '\\0' b",
        std::string(4096, 'a') + std::string(904, 'b') + std::string(3192, 'a')},
       {"printf 'ab\\0cd'", "ab"},
+      {"head -c 2000000 /dev/zero | tr '\\0' a", std::string(1048576, 'a')},
       {"exit 3", ""},
   };
   for (const auto& one : cases) {

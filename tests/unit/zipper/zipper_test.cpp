@@ -140,7 +140,8 @@ TEST(Zipper, TreesComeBackWholeAndAsTheSameArchiveFromAnyNumberOfThreads) {
   const auto addSizes = [&](std::initializer_list<std::size_t> sizes) {
     for (const std::size_t size : sizes) {
       std::string text;
-      while (text.size() < size / 2) text += std::to_string(text.size() * size) + " is a line\n";
+      while (text.size() < size / 2)
+        text += text.size() < 30'000 ? std::to_string(random()) + " is a line\n" : text.substr(0, 30'000);
       while (text.size() < size) text += static_cast<char>(random());
       text.resize(size);
       add(folders[size % 4] + std::to_string(size), text);
@@ -153,6 +154,7 @@ TEST(Zipper, TreesComeBackWholeAndAsTheSameArchiveFromAnyNumberOfThreads) {
   ASSERT_EQ(mkfifo((tree / "fifo.log").c_str(), 0600), 0);
   EXPECT_TRUE(packed(tree, 3, Zipper::CompressBest) == packedPlainly(tree)) << "no file is over a piece";
   addSizes({kPiece + 1, 2 * kPiece, 3 * kPiece + 12'345});
+  EXPECT_LT(packed(tree, 1, Zipper::CompressBest).size(), packedPlainly(tree).size() + 5'000);
   for (const unsigned flags : {unsigned{Zipper::CompressBest}, unsigned{Zipper::CompressFast}, 0U}) {
     const std::string archive = packed(tree, 1, flags);
     for (const unsigned threads : {0U, 3U, 16U})
