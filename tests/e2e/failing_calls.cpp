@@ -2,7 +2,7 @@
 //   FAIL_CALL   the functions' names as the program links them, each between commas: ",openat,open,"
 //   FAIL_PATH   a pattern (fnmatch's) for the path that a call names, or that its descriptor is open on
 //   FAIL_ERRNO  the error; 0: a pwrite takes one byte less than it is given
-//   FAIL_FROM   the first such call that fails, counted from 1
+//   FAIL_FROM   the first such call that fails, counted from 1; -N: only the Nth fails
 #include <atomic>
 #include <cerrno>
 #include <cstdlib>
@@ -46,7 +46,8 @@ bool fails(const char* call, Args&... args) {
   static const int error = std::atoi(std::getenv("FAIL_ERRNO")), first = std::atoi(std::getenv("FAIL_FROM"));
   static std::atomic<int> seen{0};
   if (!isTool || calls.find("," + std::string(call) + ",") == std::string::npos) return false;
-  if (fnmatch(pattern.c_str(), pathOf(args...).c_str(), 0) != 0 || ++seen < first) return false;
+  if (fnmatch(pattern.c_str(), pathOf(args...).c_str(), 0) != 0) return false;
+  if (const int number = ++seen; first > 0 ? number < first : number != -first) return false;
   if (error == 0) shorten(args...);
   errno = error;
   return error != 0;

@@ -64,13 +64,13 @@ class Losses(FaultCase):
                     self.assertEqual(len(contents["logs/ada/a.log"]), 65536)
 
     def test_packing(self):
-        """A call fails while the archive is written: on its file, or on the copies | opening, writing (at once, late, or less than was given), asking for its state, flushing, shortening, renaming; opening, listing, reading | the archive is whole or no file has an archive's name and what there is of it ends in ".incomplete"; the first loss of each folder and error is in the log, with the number of the others """
+        """A call fails while the archive is written: on its file, or on the copies | opening, writing (at the end, one time in between, or less than was given), asking for its state, flushing, shortening, renaming; opening, listing, reading | the archive is whole or no file has an archive's name and what there is of it ends in ".incomplete"; the first loss of each folder and error is in the log, with the number of the others """
         archive, noise, more = "*/oBrelaLog_*", ADA + "/noise.log", ADA + "/more"
         closing = r"Generate zip file.*Error (closing zip|adding '.*' to zip).*"
         lost = r"pack %s failed.; Reason: code:5 msg:Input/output error"
         for calls, path, error, first, left, told in (
                 ("open", archive, EACCES, 1, [], "Generate zip file.*Error creating zip in.*"),
-                ("pwrite", archive, ENOSPC, 1, [".incomplete"], closing), ("pwrite", archive, EIO, 20, [".incomplete"], closing),
+                ("pwrite", archive, ENOSPC, 1, [".incomplete"], closing), ("pwrite", archive, EIO, -20, [".incomplete"], closing),
                 ("fstat", archive, EIO, 1, [".incomplete"], closing), ("fsync", archive, EIO, 1, [".incomplete"], closing),
                 ("ftruncate", archive, EIO, 1, [".incomplete"], closing), ("rename", archive, EIO, 1, [".incomplete"], closing),
                 ("pwrite", archive, 0, 1, [""], ""), ("pread", noise, EIO, 2, [""], lost % noise),
