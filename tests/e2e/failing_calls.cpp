@@ -1,8 +1,8 @@
 // Preloaded by tests: some calls of the C library fail in the tool, and only there.
 //   FAIL_CALL   the functions' names as the program links them, each between commas: ",openat,open,"
 //   FAIL_PATH   a pattern (fnmatch's) for the path that a call names, or that its descriptor is open on
-//   FAIL_ERRNO  the error; 0: a pwrite takes one byte less than it is given
-//   FAIL_FROM   the first such call that fails, counted from 1; -N: only the Nth fails
+//   FAIL_ERRNO  the error; 0: a pwrite takes one byte less than it is given, and folders tell no kinds of
+//   entries FAIL_FROM   the first such call that fails, counted from 1; -N: only the Nth fails
 #include <atomic>
 #include <cerrno>
 #include <cstdlib>
@@ -57,13 +57,12 @@ bool fails(const char* call, Args&... args) {
 
 // The C library declares some functions with variable arguments, and its names with and without 64 differ in
 // their types only: so each is defined under a name of its own, and an assembler name that the program links.
-#define FAILING_BY(FAILURE, RESULT, NAME, PARAMETERS, ...)                                    \
+#define FAILING(RESULT, NAME, PARAMETERS, ...)                                                \
   extern "C" RESULT my_##NAME PARAMETERS __asm__(#NAME);                                      \
   extern "C" RESULT my_##NAME PARAMETERS {                                                    \
     static const auto real = reinterpret_cast<RESULT(*) PARAMETERS>(dlsym(RTLD_NEXT, #NAME)); \
-    return fails(#NAME, __VA_ARGS__) ? FAILURE : real(__VA_ARGS__);                           \
+    return fails(#NAME, __VA_ARGS__) ? -1 : real(__VA_ARGS__);                                \
   }
-#define FAILING(...) FAILING_BY(-1, __VA_ARGS__)
 
 FAILING(int, open, (const char* path, int flags, mode_t mode), path, flags, mode)
 FAILING(int, open64, (const char* path, int flags, mode_t mode), path, flags, mode)
@@ -83,4 +82,11 @@ FAILING(ssize_t, read, (int fd, void* data, size_t size), fd, data, size)
 FAILING(ssize_t, write, (int fd, const void* data, size_t size), fd, data, size)
 FAILING(ssize_t, pread, (int fd, void* data, size_t size, off_t at), fd, data, size, at)
 FAILING(ssize_t, pwrite, (int fd, const void* data, size_t size, off_t at), fd, data, size, at)
-FAILING_BY(nullptr, void*, readdir, (DIR * folder), folder)
+
+extern "C" dirent* my_readdir(DIR* folder) __asm__("readdir");
+extern "C" dirent* my_readdir(DIR* folder) {
+  static const auto real = reinterpret_cast<dirent* (*)(DIR*)>(dlsym(RTLD_NEXT, "readdir"));
+  dirent* const entry = fails("readdir", folder) ? nullptr : real(folder);
+  if (entry != nullptr && std::strcmp(std::getenv("FAIL_ERRNO"), "0") == 0) entry->d_type = DT_UNKNOWN;
+  return entry;
+}
