@@ -97,6 +97,10 @@ def expected(name):
     return pathlib.Path(__file__).with_name("expected").joinpath(name).read_text()
 
 
+# Level, function and text of every warning and error that a test brings about.
+RECORDS = re.compile("|".join(re.escape(row).replace(r"\{\}", ".*") for row in expected("records").splitlines()), re.DOTALL)
+
+
 class Box:
     def __init__(self, console=None, fakes=None, tool=TOOL):
         """console: name of uid 1000 when somebody is logged in there; fakes: shell text in place of the usual."""
@@ -192,8 +196,11 @@ class Box:
         """The own log as Lines; text that does not begin like a record belongs to the record before it."""
         before, *parts = LINE.split(self.read(path).decode(errors="surrogateescape"))
         assert before == "", before
-        return [Line(thread, level, function, message[:-1])
-                for level, thread, function, message in zip(*[iter(parts)] * 4)]
+        lines = [Line(thread, level, function, message[:-1])
+                 for level, thread, function, message in zip(*[iter(parts)] * 4)]
+        for line in lines:
+            assert line.level == "info" or RECORDS.fullmatch("%s %s %s" % line[1:]), line
+        return lines
 
     def messages(self, function=None):
         return [line.message for line in self.log() if function in (None, line.function)]
