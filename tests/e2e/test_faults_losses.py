@@ -12,6 +12,7 @@ OUT = "/drive/out"
 ADA = SCRATCH + "/logs/ada"
 EIO, EACCES, ENOENT, EDQUOT, ENOSPC = 5, 13, 2, 122, 28
 COPY = "copy %s to %s failed.; Reason: code:%d msg:%s"
+NOT_MADE = "Unable to create destination directory %s .; Reason: code:5 msg:Input/output error"
 FOLDER = "read directory %s failed.; Reason: code:%d msg:%s"
 
 
@@ -27,7 +28,7 @@ class Losses(FaultCase):
     def told(self, box):
         """The records of losses, but for the installer's log where there is none."""
         return [re.sub(r"many/[\d./log]+", "many/N", m) for m in box.messages()
-                if re.match(r"(copy|copy_file|read directory) .* failed\.; |\d+ more of ", m)
+                if re.match(r"(copy|copy_file|read directory) .* failed\.; |\d+ more of |Unable to ", m)
                 and "oBrelaInstallOut.log failed.; Reason: code:2 " not in m]
 
     def test_single_faults(self):
@@ -44,6 +45,7 @@ class Losses(FaultCase):
                 ("openat", ADA + "/a.log", ENOENT, 1, COPY % (a, ADA, ENOENT, "No such file or directory")),
                 ("write", ADA + "/a.log", EDQUOT, 2, COPY % (a, ADA, EDQUOT, quota)),
                 ("close", ADA + "/a.log", EIO, 1, COPY % (a, ADA, EIO, io)),
+                ("mkdirat", ADA + "/sub", EIO, 1, NOT_MADE % (ADA + "/sub")), ("mkdir", ADA, EIO, 1, NOT_MADE % ADA),
                 ("openat", many, EIO, 1, COPY % (LOGS + "many/N", ADA + "/many/N", EIO, io),
                  "29 more of %s lost; Reason: code:5 msg:%s" % (LOGS[:-1], io)),
                 ("read", LAUNCHD, EIO, 1, COPY % (LAUNCHD, SCRATCH + "/system/com.apple.xpc.launchd", EIO, io)),
@@ -58,7 +60,7 @@ class Losses(FaultCase):
                 contents = self.assertWhole(box, logs=())
                 self.assertEqual(self.told(box), expected, result.err)
                 whole = len([c for c in contents.values() if c == b"text" * 50000])
-                self.assertGreaterEqual(whole, 4 if path == LOGS[:-1] else 6 if "*" in path else 5)
+                self.assertGreaterEqual(whole, 4 if path in (ADA, LOGS[:-1]) else 6 if "*" in path else 5)
                 if first == 5:  # "." and ".." come first
                     self.assertEqual(len({n.split("/")[2] for n in contents if n.startswith("logs/ada/")}), 2)
                 if first == 2:
