@@ -27,6 +27,8 @@ class Tunnel(sandbox.Case):
         self.peer = self.server(answer, port)
         box = self.box()
         box.put(PORT_FILE, str(self.peer.port) if port_file is None else port_file)
+        if port:
+            box.put(SHARED + "/debug")  # switches debug records on
         self.result = box.run("-q", env=env)
         self.peer.shutdown()
         self.peer.server_close()
@@ -77,5 +79,6 @@ class Tunnel(sandbox.Case):
             with self.subTest(content):
                 self.assertEqual(self.fetch(ok(b"found"), port=7777, port_file=content),
                                  [("error", "getServicePortViaPath", text) for text in told] +
+                                 [("debug", "getServicePortViaPath", "port file path:%s,port:7777" % PORT_FILE)] * (not told) +
                                  [("info", "dumpXTunnelProc", "xtunnel dump:\nfound")])
                 self.assertEqual(self.result.err.count("[LogCollectionTool:getServicePortViaPath:"), malformed)
