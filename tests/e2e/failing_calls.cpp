@@ -1,8 +1,8 @@
 // Preloaded by tests: some calls of the C library fail in the tool, and only there.
 //   FAIL_CALL   the functions' names as the program links them, each between commas: ",openat,open,"
 //   FAIL_PATH   a pattern (fnmatch's) for the path that a call names, or that its descriptor is open on
-//   FAIL_ERRNO  the error; 0: a pwrite takes one byte less than it is given, and folders tell no kinds of
-//   entries FAIL_FROM   the first such call that fails, counted from 1; -N: only the Nth fails
+//   FAIL_ERRNO  the error; 0: a pwrite takes a byte less than it is given, and a folder tells no kinds
+//   FAIL_FROM   the first such call that fails, counted from 1; -N: only the Nth fails
 #include <atomic>
 #include <cerrno>
 #include <cstdlib>
