@@ -75,6 +75,7 @@ class Losses(FaultCase):
                 ("open", archive, EACCES, 1, [], "Generate zip file.*Error creating zip in.*"),
                 ("pwrite", archive, ENOSPC, 1, [".incomplete"], closing), ("pwrite", archive, EIO, -20, [".incomplete"], closing),
                 ("fstat", archive, EIO, 1, [".incomplete"], closing), ("fsync", archive, EIO, 1, [".incomplete"], closing),
+                ("fstatat", "*.zip", EIO, 1, [".incomplete"], closing),
                 ("ftruncate", archive, EIO, 1, [".incomplete"], closing), ("rename", archive, EIO, 1, [".incomplete"], closing),
                 ("pwrite", archive, 0, 1, [""], ""), ("pread", noise, EIO, 2, [""], lost % noise),
                 ("openat", ADA, EIO, 1, [""], lost % ADA), ("readdir", more, EIO, 5, [""], lost % more),
