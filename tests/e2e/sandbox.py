@@ -97,7 +97,7 @@ def expected(name):
     return pathlib.Path(__file__).with_name("expected").joinpath(name).read_text()
 
 
-# Level, function and text of every warning and error that a test brings about.
+# Level, function and text of every record that a test brings about, but for those at level info.
 RECORDS = re.compile("|".join(re.escape(row).replace(r"\{\}", ".*") for row in expected("records").splitlines()), re.DOTALL)
 
 
