@@ -1,14 +1,76 @@
 #pragma once
 
+#include <cstdint>
+#include <functional>
 #include <string>
 #include <system_error>
 
 #include <boost/filesystem/path.hpp>
+#include <sys/stat.h>
 
+#include "base/descriptor.h"
 #include "base/directory.h"
 
 namespace quelmar::utilities {
 
+/// Makes the run use this open folder for everything at `path` or below it from now on: the functions here
+/// then begin at the descriptor, whatever bears the name meanwhile, and follow no link on the way.
+/// Requires: called before other threads start. The folder stays open until the process ends.
+/// @param isOwn  whether this run has made the folder: then folders of other users that stand below it are
+///               replaced by makeFolder
+/// @return the descriptor
+int hold(const std::string& path, Descriptor folder, bool isOwn);
+
+/// Tells whether opening a folder failed because the entry is none, or a link that is not followed.
+bool isNoFolder(const std::error_code& ec);
+
+/// Tells by its owner whether a link is followed. @return EPERM when it is not
+std::error_code judgeLink(Links links, uid_t owner, uid_t ownerOfTarget);
+
+/// Opens the folder `name`, or one of several levels ("a/b"), in the open folder `parent`. No link is
+/// followed. A folder that may be passed through but not listed is opened for that, where the system can.
+/// @param ec  cleared, then set when it cannot be opened
+Descriptor openFolder(int parent, const std::string& name, std::error_code& ec);
+
+/// Opens the folder at `path`; empty is the current one. Below a held folder no link is followed.
+/// @param links  which links are followed elsewhere, in every component
+/// @param ec     cleared, then set when it cannot be opened: EPERM for a link that must not be followed
+Descriptor openFolder(const std::string& path, Links links, std::error_code& ec);
+
+/// As openFolder; makes the folder, and those above it, when they are missing (mode 0755 less the umask).
+/// What stands at `path` and is no folder is removed, but a link at it is an error for kAny. Below a held
+/// folder the same holds for each component, and for folders of other users too.
+/// @param made  when not null: set to true when the last folder was made
+Descriptor makeFolder(const std::string& path, Links links, std::error_code& ec, bool* made = nullptr);
+
+/// Where an entry is: the open folder, and the entry's name in it.
+struct Place {
+  Descriptor folder;
+  std::string name;
+};
+
+/// Opens the folder that holds the entry at `path`, as openFolder does. The entry itself need not exist and
+/// is not looked at. Blanks at the end of the path such as "/" and "/." do not count.
+Place locate(const std::string& path, Links links, std::error_code& ec);
+
+/// Where the link `name` of an open folder leads. Whether it may be followed, judgeLink tells when the owner
+/// of what is there is known.
+/// @param owner  receives the link's owner
+/// @param ec     cleared, then set when the folder there cannot be opened: ENOTSUP when `name` is no link
+Place targetOfLink(int parent, const std::string& name, Links links, uid_t& owner, std::error_code& ec);
+
+/// Reads the status of the entry at `path`, never through a link at it. @return the error of that
+std::error_code lookUp(const std::string& path, Links links, struct stat& info);
+
+/// Appends the entries of an open folder, as Directory::list does. @return the error that ended it early
+std::error_code listFolder(int folder, std::string& entries);
+
+/// Runs `work` while nobody else can exchange the entry at `path`: every folder on the way belongs to root or
+/// the calling user, and others may not write to it or its sticky bit is set; the last one's is set for that
+/// time when it is the calling user's. @return false when that is not so; `work` is not run then
+bool whileFixed(const std::string& path, const std::function<void()>& work);
+
+// --- until all callers use the functions above
 /// What may stand at a path that the tool is about to use: nothing, a regular file with a single link, or a
 /// directory.
 enum class Expected { kNothing, kFile, kDirectory };

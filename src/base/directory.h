@@ -12,8 +12,12 @@
 
 namespace quelmar::utilities {
 
-/// Which symbolic links are followed: none, those that root or the calling user owns, all.
-enum class Links { kNone, kOwn, kAny };
+/// Which symbolic links are followed:
+/// - kNone: none;
+/// - kOwn: those that root or the calling user owns;
+/// - kJudged: those, and links whose owner owns what they lead to: a user's links to their own files;
+/// - kAny: all.
+enum class Links { kNone, kOwn, kJudged, kAny };
 
 /// Reads the status of `name` in the open directory `parent` (AT_FDCWD: the current one). Of a link that
 /// `links` allows to follow it is the target's status, of another link the link's own.

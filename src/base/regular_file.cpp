@@ -10,6 +10,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "base/directories.h"
+
 namespace fs = boost::filesystem;
 
 namespace quelmar::utilities {
@@ -17,6 +19,7 @@ namespace {
 
 // Too large for the stack: some hosts give threads 512 KiB.
 constexpr std::size_t kCopyBufferBytes = 64 * 1024;
+constexpr int kMaxLinks = 40;
 
 /// Creates a file. With kYes, an entry that is there is removed before, never opened.
 Descriptor makeFile(int parent, const char* name, mode_t mode, Overwrite overwrite, std::error_code& ec) {
@@ -77,16 +80,39 @@ bool writeAll(int fd, const char* data, std::size_t size) {
   return true;
 }
 
-Descriptor openRegular(int parent, const char* name, Links links, struct stat& info, std::error_code& ec) {
+namespace {
+
+/// See openRegular. @param linksLeft  how many links may follow each other
+Descriptor openEntry(int parent, const std::string& name, Links links, int linksLeft, struct stat& info,
+                     std::error_code& ec) {
   struct stat seen {};
-  ec = lookUp(parent, name, links, seen);
+  ec = fstatat(parent, name.c_str(), &seen, AT_SYMLINK_NOFOLLOW) == 0 ? std::error_code() : lastError();
+  if (!ec && S_ISLNK(seen.st_mode) && links != Links::kNone && linksLeft > 0) {
+    uid_t owner = 0;
+    const Place target = targetOfLink(parent, name, links, owner, ec);
+    Descriptor file =
+        ec ? Descriptor() : openEntry(target.folder.get(), target.name, links, linksLeft - 1, info, ec);
+    if (!ec) ec = judgeLink(links, owner, info.st_uid);
+    return ec ? Descriptor() : std::move(file);
+  }
   if (!ec && !S_ISREG(seen.st_mode)) ec = std::make_error_code(std::errc::not_supported);
   if (ec) return Descriptor();
-  Descriptor file = openChecked(parent, name, links, info, ec);
-  // Another process may have replaced it between the two calls.
+  Descriptor file = openChecked(parent, name.c_str(), Links::kNone, info, ec);
+  // Another process may have exchanged it between the two calls.
   const bool isTheSame = info.st_dev == seen.st_dev && info.st_ino == seen.st_ino;
-  if (!ec && !isTheSame && links != Links::kAny) ec = std::make_error_code(std::errc::not_supported);
+  if (!ec && !isTheSame) ec = std::make_error_code(std::errc::not_supported);
   return ec ? Descriptor() : std::move(file);
+}
+
+}  // namespace
+
+Descriptor openRegular(int parent, const char* name, Links links, struct stat& info, std::error_code& ec) {
+  return openEntry(parent, name, links, kMaxLinks, info, ec);
+}
+
+Descriptor openRegular(const std::string& path, Links links, struct stat& info, std::error_code& ec) {
+  const Place place = locate(path, links, ec);
+  return ec ? Descriptor() : openEntry(place.folder.get(), place.name, links, kMaxLinks, info, ec);
 }
 
 Descriptor openListed(int parent, const char* name, struct stat& info, std::error_code& ec) {

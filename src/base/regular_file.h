@@ -24,6 +24,9 @@ enum class Overwrite { kNo, kYes };
 /// @return the descriptor; an empty one when `ec` is set
 Descriptor openRegular(int parent, const char* name, Links links, struct stat& info, std::error_code& ec);
 
+/// As above, for the entry at `path`; see locate. Links above it are followed by the same rule.
+Descriptor openRegular(const std::string& path, Links links, struct stat& info, std::error_code& ec);
+
 /// As openRegular, for an entry that a listing has just named as a regular file: without another look before
 /// opening it. A link that has replaced it since is not followed.
 /// @param ec  ELOOP for such a link, ENOTSUP for anything else that is not a regular file

@@ -1,11 +1,29 @@
-#include "base/bounded_call.h"
+#include "base/threads.h"
 
 #include <exception>
 #include <system_error>
 #include <thread>
 #include <utility>
 
-namespace quelmar::utilities {
+namespace quelmar {
+void WaitGroup::add(int delta) {
+  // Notify while holding the mutex: a waiter may destroy the group as soon as it returns.
+  const std::lock_guard<std::mutex> lock(mutex_);
+  count_ += delta;
+  if (count_ <= 0) done_.notify_all();
+}
+
+void WaitGroup::wait() {
+  std::unique_lock<std::mutex> lock(mutex_);
+  done_.wait(lock, [this] { return count_ <= 0; });
+}
+
+bool WaitGroup::wait(std::chrono::milliseconds limit) {
+  std::unique_lock<std::mutex> lock(mutex_);
+  return done_.wait_for(lock, limit, [this] { return count_ <= 0; });
+}
+
+namespace utilities {
 
 using std::chrono::steady_clock;
 
@@ -37,4 +55,5 @@ std::uint64_t steadySeconds() {
   return static_cast<std::uint64_t>(now.count());
 }
 
-}  // namespace quelmar::utilities
+}  // namespace utilities
+}  // namespace quelmar
