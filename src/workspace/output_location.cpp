@@ -13,7 +13,7 @@
 
 #include "base/directories.h"
 #include "logging/log_call.h"
-#include "sysinfo/report.h"
+#include "sysinfo/reports.h"
 #include "workspace/protected_places.h"
 #include "zipper/zipper.h"
 

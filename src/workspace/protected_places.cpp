@@ -11,8 +11,8 @@
 
 #include "base/directory.h"
 #include "collect/sources.h"
-#include "logging/data_folders.h"
 #include "logging/logger.h"
+#include "platform/users.h"
 
 namespace fs = boost::filesystem;
 
