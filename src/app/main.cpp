@@ -1,5 +1,6 @@
 #include <cstdint>
 #include <iostream>
+#include <memory>
 #include <set>
 #include <string>
 #include <thread>
@@ -21,9 +22,8 @@
 #include "collect/running_log.h"
 #include "logging/log_call.h"
 #include "logging/log_setup.h"
-#include "sysinfo/report.h"
+#include "sysinfo/reports.h"
 #include "sysinfo/shell.h"
-#include "sysinfo/system_info.h"
 #include "tunnel/module_dump.h"
 #include "workspace/cached_logs.h"
 #include "workspace/housekeeping.h"
@@ -104,12 +104,13 @@ std::set<std::string> prepareScratch(const std::string& logFilesDir) {
 
 /// Starts the three collectors, each on a detached thread that calls group.add(-1) when it is done.
 /// Throws std::system_error when a thread cannot be started.
-void startCollectors(const std::string& logFilesDir, const std::string& systemInfoPath,
+void startCollectors(const std::string& logFilesDir,
+                     const std::shared_ptr<logutils::macos::details::Report>& systemInfo,
                      std::uint64_t startSeconds, WaitGroup& group, Progress& progress) {
   group.add(1);
-  std::thread([systemInfoPath, startSeconds, &group, token = progress.collector("system information")] {
+  std::thread([systemInfo, startSeconds, &group, token = progress.collector("system information")] {
     const auto budget = static_cast<std::uint64_t>(kLimits.systemInformation.count());
-    logutils::macos::collectSystemInfo(systemInfoPath, startSeconds, budget, &group);
+    logutils::macos::collectSystemInfo(systemInfo, startSeconds, budget, &group);
   }).detach();
 
   group.add(1);
@@ -208,7 +209,8 @@ int main(int argc, char** argv) {
   WaitGroup group;
   const std::string systemInfoPath = (fs::path(dir) / "system_info.log").string();
   limitReports(dir);
-  startCollectors(logFilesDir, systemInfoPath, startSeconds, group, progress);
+  const auto systemInfo = logutils::macos::makeSystemInfo(systemInfoPath);
+  startCollectors(logFilesDir, systemInfo, startSeconds, group, progress);
   group.wait();
 
   // 7. Copy the tool's own log, then pack everything into one archive.
@@ -217,7 +219,7 @@ int main(int argc, char** argv) {
   const std::string zipPath = initZipLogPath(dir);
   LOG_CALL(kInfo, "begin compress running log to {} ...", zipPath);
   std::vector<std::string> paths = collectCacheLogPaths(logFilesDir, leftovers);
-  if (logutils::macos::details::claimReport("main", systemInfoPath)) paths.push_back(systemInfoPath);
+  if (systemInfo->isMade()) paths.push_back(systemInfoPath);
   progress.step("packing", zipPath + zipper::kPartialSuffix);
   compressLogs(paths, zipPath, logFilesDir);
   result.archive(zipPath);

@@ -19,12 +19,10 @@
 #include "collect/selection.h"
 #include "collect/sources.h"
 #include "collect/tree_copy.h"
-#include "logging/data_folders.h"
 #include "logging/log_call.h"
-#include "sysinfo/login_user.h"
+#include "platform/users.h"
+#include "sysinfo/reports.h"
 #include "sysinfo/shell.h"
-#include "sysinfo/system_wide_log.h"
-#include "sysinfo/uem_state.h"
 
 namespace fs = boost::filesystem;
 

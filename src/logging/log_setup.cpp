@@ -9,9 +9,9 @@
 
 #include "base/directories.h"
 #include "base/limits.h"
-#include "logging/data_folders.h"
 #include "logging/log_call.h"
 #include "platform/command.h"
+#include "platform/users.h"
 
 namespace fs = boost::filesystem;
 

@@ -1,15 +1,43 @@
-#include "tunnel/http_client.h"
+#include "tunnel/http.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
+#include <ctime>
 #include <exception>
+#include <mutex>
 #include <new>
-#include <utility>
 
+#include <boost/random/mersenne_twister.hpp>
+#include <boost/random/uniform_int_distribution.hpp>
 #include <curl/curl.h>
 
 namespace quelmar {
 namespace {
+
+// In the order of KnownHeaders.
+constexpr const char* kHeaderNames[] = {"Content-Type",
+                                        "Content-Length",
+                                        "Location",
+                                        "Last-Modified",
+                                        "Cookie",
+                                        "Set-Cookie",
+                                        "Content-Disposition",
+                                        "User-Agent",
+                                        "Server",
+                                        "If-Modified-Since",
+                                        "ETag",
+                                        "If-Match",
+                                        "If-None-Match",
+                                        "Transfer-Encoding",
+                                        "Access-Control-Allow-Origin",
+                                        "Referer",
+                                        "Accept-Encoding",
+                                        "Connection",
+                                        "x-sdp-traceid"};
+
+constexpr char kDigits[] = "0123456789abcdef";
+constexpr std::size_t kTraceIdLength = 8;
 
 // Small enough for the tool's own log, which is capped at 20 MiB, and for little memory.
 constexpr std::size_t kMaxBodyBytes = 4 * 1024 * 1024;
@@ -19,6 +47,7 @@ using EasyHandle = std::unique_ptr<CURL, decltype(&curl_easy_cleanup)>;
 using HeaderList = std::unique_ptr<curl_slist, decltype(&curl_slist_free_all)>;
 using UrlHandle = std::unique_ptr<CURLU, decltype(&curl_url_cleanup)>;
 
+/// Transport errors: libcurl's codes, with its messages.
 class TransportCategory : public std::error_category {
  public:
   [[nodiscard]] const char* name() const noexcept override { return "transport"; }
@@ -26,6 +55,11 @@ class TransportCategory : public std::error_category {
     return curl_easy_strerror(static_cast<CURLcode>(code));
   }
 };
+
+std::error_code transportError(CURLcode code) {
+  static const auto* const kCategory = new TransportCategory;
+  return {static_cast<int>(code), *kCategory};
+}
 
 struct Received {
   std::string body;
@@ -63,15 +97,28 @@ HeaderList headerList(const HttpHeaders& headers) {
   return list;
 }
 
-std::error_code transportError(CURLcode code) {
-  return {static_cast<int>(code), transportCategory()};
-}
-
 }  // namespace
 
-const std::error_category& transportCategory() {
-  static const auto* const kCategory = new TransportCategory;
-  return *kCategory;
+HttpHeaders::HttpHeaders() {
+  set(KnownHeaders::kContentType, "application/x-www-form-urlencoded");
+  set(KnownHeaders::kUserAgent, "SPCClientType oBrelaTray");
+  set(KnownHeaders::kConnection, "close");
+}
+
+const char* HttpHeaders::name(KnownHeaders header) {
+  const auto index = static_cast<std::size_t>(header);
+  return index < std::size(kHeaderNames) ? kHeaderNames[index] : "Unknown-Header";
+}
+
+std::string generateTraceId() {
+  static boost::random::mt19937 generator(
+      static_cast<boost::random::mt19937::result_type>(std::time(nullptr)));
+  static std::mutex mutex;
+  const std::lock_guard<std::mutex> lock(mutex);
+  const boost::random::uniform_int_distribution<std::size_t> index(0, sizeof(kDigits) - 2);
+  std::string id;
+  while (id.size() < kTraceIdLength) id += kDigits[index(generator)];
+  return id;
 }
 
 URL::URL(const std::string& address) : text_(address) {
@@ -89,13 +136,9 @@ std::shared_ptr<NetworkRequest> NetworkRequest::create(const std::shared_ptr<Net
 
 std::shared_ptr<NetworkReply> NetworkRequest::send(std::error_code& ec, const URL& url) {
   ec.clear();
-  if (!url.isValid()) {
-    ec = transportError(CURLE_URL_MALFORMAT);
-    return nullptr;
-  }
   const EasyHandle handle(curl_easy_init(), &curl_easy_cleanup);
-  if (!handle) {
-    ec = transportError(CURLE_FAILED_INIT);
+  if (!url.isValid() || !handle) {
+    ec = transportError(url.isValid() ? CURLE_FAILED_INIT : CURLE_URL_MALFORMAT);
     return nullptr;
   }
   CURL* const curl = handle.get();
@@ -108,9 +151,8 @@ std::shared_ptr<NetworkReply> NetworkRequest::send(std::error_code& ec, const UR
   curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
   // Older versions of libcurl take any answer without headers for HTTP 0.9.
   curl_easy_setopt(curl, CURLOPT_HTTP09_ALLOWED, 0L);
-  // An empty text disables the proxies that the environment names, too.
+  // An empty text: not one that the environment names, either.
   curl_easy_setopt(curl, CURLOPT_PROXY, "");
-  curl_easy_setopt(curl, CURLOPT_NOPROXY, "*");
   curl_easy_setopt(curl, CURLOPT_FOLLOWLOCATION, 0L);
   curl_easy_setopt(curl, CURLOPT_FORBID_REUSE, options_.reusesConnection ? 0L : 1L);
   curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, &onBody);

@@ -1,6 +1,8 @@
-#include "platform/processes.h"
+#include "platform/host.h"
 
 #include <libproc.h>
+#include <sys/mount.h>
+#include <sys/param.h>
 #include <unistd.h>
 
 namespace quelmar::platform {
@@ -8,7 +10,7 @@ namespace quelmar::platform {
 // Of bash 3.2, the usual /bin/sh here. dash and zsh, which an administrator may choose, count in 512.
 const std::uintmax_t kShellBlockBytes = 1024;
 
-int closeOtherDescriptors(posix_spawn_file_actions_t& actions, short& flags) {
+int closeDescriptorsAbove(int /*last*/, posix_spawn_file_actions_t& actions, short& flags) {
   flags = static_cast<short>(flags | POSIX_SPAWN_CLOEXEC_DEFAULT);
   return posix_spawn_file_actions_addinherit_np(&actions, STDERR_FILENO);
 }
@@ -25,6 +27,14 @@ std::vector<Process> processes() {
     if (pid <= 1 || proc_pidinfo(pid, PROC_PIDT_SHORTBSDINFO, 0, &info, size) != size) continue;
     all.push_back({pid, static_cast<pid_t>(info.pbsi_ppid)});
   }
+  return all;
+}
+
+std::vector<std::string> mountPoints() {
+  std::vector<std::string> all;
+  struct statfs* mounts = nullptr;
+  const int count = getmntinfo(&mounts, MNT_NOWAIT);
+  for (int number = 0; number < count; ++number) all.emplace_back(mounts[number].f_mntonname);
   return all;
 }
 

@@ -1,8 +1,10 @@
-#include "platform/processes.h"
+#include "platform/host.h"
 
+#include <cstdio>
 #include <cstdlib>
-#include <string>
+#include <memory>
 
+#include <mntent.h>
 #include <unistd.h>
 
 #include "base/directory.h"
@@ -12,8 +14,8 @@ namespace quelmar::platform {
 
 const std::uintmax_t kShellBlockBytes = 512;
 
-int closeOtherDescriptors(posix_spawn_file_actions_t& actions, short& /*flags*/) {
-  return posix_spawn_file_actions_addclosefrom_np(&actions, STDERR_FILENO + 1);
+int closeDescriptorsAbove(int last, posix_spawn_file_actions_t& actions, short& /*flags*/) {
+  return posix_spawn_file_actions_addclosefrom_np(&actions, last + 1);
 }
 
 std::vector<Process> processes() {
@@ -30,6 +32,14 @@ std::vector<Process> processes() {
     if (end != std::string::npos && end + 3 < stat.size())
       all.push_back({pid, std::atoi(stat.c_str() + end + 3)});
   });
+  return all;
+}
+
+std::vector<std::string> mountPoints() {
+  std::vector<std::string> all;
+  const std::unique_ptr<FILE, int (*)(FILE*)> table(setmntent("/proc/self/mounts", "re"), &endmntent);
+  while (const mntent* const mount = table ? getmntent(table.get()) : nullptr)
+    all.emplace_back(mount->mnt_dir);
   return all;
 }
 

@@ -1,7 +1,11 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
+
+#include <spawn.h>
+#include <sys/types.h>
 
 namespace quelmar::platform {
 
@@ -31,12 +35,29 @@ struct HostCommands {
   WideLogQuery wideLog;
 };
 
-/// The tables of both systems, compiled on each, so that both can be tested on one. Created on first use and
-/// never destroyed, since a report thread may still read them while the process ends.
-const HostCommands& macosCommands();
-const HostCommands& linuxCommands();
-
-/// The table of the system that this build is for.
+/// The table of this system. A test links the other system's. Created on first use and never destroyed, since
+/// a report thread may still read it while the process ends.
 const HostCommands& hostCommands();
+
+/// The unit of "ulimit -f" in this host's sh, in bytes. Where its shells differ, the largest one: a limit may
+/// come out lower than asked for, never higher.
+extern const std::uintmax_t kShellBlockBytes;
+
+/// Adds to `actions` or `flags` what makes posix_spawn close all descriptors above `last` in the new process,
+/// whether they are close-on-exec or not.
+/// Requires: `actions` open all others but standard error.
+/// @return 0 or an error number
+int closeDescriptorsAbove(int last, posix_spawn_file_actions_t& actions, short& flags);
+
+struct Process {
+  pid_t pid;
+  pid_t parent;
+};
+
+/// The processes that run now, without process 1; empty when they cannot be listed.
+std::vector<Process> processes();
+
+/// The paths at which something is mounted; empty when they are not known. Not thread-safe.
+std::vector<std::string> mountPoints();
 
 }  // namespace quelmar::platform
