@@ -301,7 +301,7 @@ class TreeCopy {
 };
 
 /// Checks the source and makes the destination for copyDir and copyFile2Dir; logs failures under `function`.
-std::error_code prepareCopy(const char* function, Level missingSourceLevel, const fs::path& src,
+std::error_code prepareCopy(const char* function, LogLevel missingSourceLevel, const fs::path& src,
                             const fs::path& dst) {
   struct stat info {};
   // A link to a directory does not count as one, not even as the source itself: it may lead to "/".
