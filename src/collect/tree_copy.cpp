@@ -188,7 +188,7 @@ class TreeCopy {
 };
 
 /// Opens the source and makes the destination for copyDir and copyFile2Dir; logs failures under `function`.
-std::error_code prepareCopy(const char* function, int missingSourceLevel, const fs::path& src, const fs::path& dst,
+std::error_code prepareCopy(const char* function, LogLevel missingSourceLevel, const fs::path& src, const fs::path& dst,
                             Folder& source, Folder& target) {
   std::error_code ec;
   // A link to a directory does not count as one, not even as the source itself: it may lead to "/".
