@@ -15,7 +15,7 @@
 #include "logging/log_call.h"
 #include "sysinfo/report.h"
 #include "workspace/protected_places.h"
-#include "zipper/zipper.h"
+#include "zipper/archive_file.h"
 
 namespace fs = boost::filesystem;
 

@@ -50,19 +50,21 @@ int compressLogs(const std::vector<std::string>& paths, const std::string& zipPa
   try {
     utilities::removeUnexpected(zipPath);
     std::optional<Losses> losses;  // of the path that is packed
+    const std::string* added = nullptr;
     CopyRemover remover(copies);
     zipper::Zipper::Hooks hooks;
     hooks.lost = [&](const std::string& path, int error) {
+      if (error == ENOENT && path == *added) return;  // kept on purpose: its entry without data tells it
       const std::error_code ec(error, std::generic_category());
       losses->tell(kWarn, ec, "pack {} failed.; Reason: code:{} msg:{}", path);
     };
     hooks.packed = [&](const std::string& path) { remover.remove(path); };
-    hooks.trusted = boost::filesystem::path(zipPath).parent_path().string();
     hooks.needsEntry = !paths.empty();
     zipper::Zipper zip(zipPath, "");
     zip.setHooks(std::move(hooks));
     for (const std::string& path : paths) {
       losses.emplace("compressLogs", path);
+      added = &path;
       if (!zip.add(path, kPackFlags)) LOG_CALL(kWarn, "Add dirPath({}) to zip return failed{}", path, "");
     }
     zip.close();
