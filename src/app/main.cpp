@@ -29,7 +29,7 @@
 #include "workspace/housekeeping.h"
 #include "workspace/output_location.h"
 #include "workspace/packaging.h"
-#include "zipper/zipper.h"
+#include "zipper/archive_file.h"
 
 namespace fs = boost::filesystem;
 
