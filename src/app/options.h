@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "logging/log_call.h"
+#include "logging/logger.h"
 
 namespace cmdline {
 

@@ -7,7 +7,7 @@
 #include <boost/exception/diagnostic_information.hpp>
 
 #include "base/tree_walk.h"
-#include "logging/log_call.h"
+#include "logging/logger.h"
 
 namespace fs = boost::filesystem;
 

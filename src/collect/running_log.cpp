@@ -19,7 +19,7 @@
 #include "collect/selection.h"
 #include "collect/sources.h"
 #include "collect/tree_copy.h"
-#include "logging/log_call.h"
+#include "logging/logger.h"
 #include "platform/users.h"
 #include "sysinfo/reports.h"
 #include "sysinfo/shell.h"
@@ -34,21 +34,16 @@ constexpr std::uintmax_t kMaxLaunchdLogBytes = 10'485'760;  // 10 MiB
 // All records of the driver carry the name of its main function, in whichever step they are written.
 #define DRIVER_LOG(level, ...) LOG_CALL_AS("collectRunningLog", level, __VA_ARGS__)
 
-/// Makes the folder `name` below the scratch folder. @return false after a failure (logged)
-bool makeFolder(const fs::path& dir, const fs::path& name) {
+/// Makes a folder below the scratch folder. @return false after a failure (logged)
+bool makeFolder(const fs::path& folder, bool isForAll) {
   std::error_code ec;
-  utilities::makeFolder((dir / name).string(), utilities::Links::kOwn, ec);
-  if (ec) DRIVER_LOG(kErr, "dir {} not exist; Reason: code:{} msg:{}", (dir / name).string(), ec.value(), ec.message());
+  if (isForAll) {
+    utilities::ensureDirectoryExist(folder.string(), ec);
+  } else {
+    utilities::makeFolder(folder.string(), utilities::Links::kOwn, ec);
+  }
+  if (ec) DRIVER_LOG(kErr, "dir {} not exist; Reason: code:{} msg:{}", folder.string(), ec.value(), ec.message());
   return !ec;
-}
-
-/// As makeFolder, open to every user.
-bool makeOpenFolder(const fs::path& dir, const fs::path& name) {
-  std::error_code ec;
-  if (!makeFolder(dir, name)) return false;
-  const utilities::Descriptor folder = utilities::openFolder((dir / name).string(), utilities::Links::kOwn, ec);
-  if (!ec) fchmod(folder.get(), 0777);
-  return true;
 }
 
 void openToAll(const std::string& dir) {
@@ -91,7 +86,7 @@ void copySources(Step step, const std::string& name,
 /// Copies the folders of a step into the scratch folder `dir`.
 void copyFolders(Step step, const std::string& name, const fs::path& dir, const FileFilter& filter) {
   copySources(step, name, [dir, filter](const Source& source, const fs::path& from, const fs::path& to) {
-    if (!makeFolder(dir, to.parent_path())) return;
+    if (!makeFolder((dir / to).parent_path(), false)) return;
     helper::copyDir(from, dir / to, source.kind == kCrashReports ? diagnosticReportFilter() : filter);
   });
 }
@@ -176,7 +171,7 @@ void copyLaunchdLog(const fs::path& source, const fs::path& dir, const fs::path&
     DRIVER_LOG(kErr, "{}{}", "launchd.log file size > 10MB, not collected.", "");
     return;
   }
-  if (!makeOpenFolder(dir, target.parent_path())) return;
+  if (!makeFolder((dir / target).parent_path(), true)) return;
   copyFile(source, dir / target.parent_path());
   DRIVER_LOG(kInfo, "launchd.log file size {}", size);
 }
@@ -195,9 +190,8 @@ void collectRunningLog(const std::string& dir) {
   const fs::path scratch(dir);
   const fs::path logsDir = scratch / "logs";
   std::error_code ec;
-  utilities::makeFolder(dir, utilities::Links::kOwn, ec);
-  if (!ec) openToAll(dir);
-  if (!makeOpenFolder(scratch, "logs")) return;
+  if (utilities::ensureDirectoryExist(dir, ec)) openToAll(dir);
+  if (!makeFolder(logsDir, true)) return;
   copySources(kInstaller, "", [scratch](const Source& /*source*/, const fs::path& from, const fs::path& to) {
     copyInstallerLog(from, scratch / to);
   });

@@ -17,7 +17,7 @@
 #include "base/threads.h"
 #include "base/tree_walk.h"
 #include "collect/sources.h"
-#include "logging/log_call.h"
+#include "logging/logger.h"
 
 namespace fs = boost::filesystem;
 

@@ -117,8 +117,8 @@ class TreeCopy {
       std::error_code ec;
       Folder source = walk_->open(ec);
       if (!ec) return enter(std::move(source));
-      if (kind == EntryKind::kDirectory || !isNoFolder(ec)) {
-        const bool hasGone = isNoFolder(ec) || ec == std::errc::no_such_file_or_directory;
+      if (kind == EntryKind::kDirectory || !utilities::isNoFolder(ec)) {
+        const bool hasGone = utilities::isNoFolder(ec) || ec == std::errc::no_such_file_or_directory;
         losses_.tell(kWarn, ec, hasGone ? kMissingSource : kUnreadable, walk_->path());
         return;
       }
@@ -133,7 +133,7 @@ class TreeCopy {
     std::error_code ec;
     struct stat info {};
     const Descriptor file = utilities::openRegular(walk_->folder(), walk_->name(), Links::kJudged, info, ec);
-    const bool leadsNowhere = kind == EntryKind::kLink && isNoFolder(ec);
+    const bool leadsNowhere = kind == EntryKind::kLink && utilities::isNoFolder(ec);
     if (ec) return isUsualLoss(ec) || leadsNowhere ? std::error_code() : ec;
     if (kind != EntryKind::kLink && mayBeBorrowed(info, walk_->folders().info())) {
       return std::make_error_code(std::errc::operation_not_permitted);

@@ -11,7 +11,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "base/bounded_call.h"
+#include "base/threads.h"
 #include "base/descriptor.h"
 #include "platform/host.h"
 

@@ -11,7 +11,7 @@
 #include <pwd.h>
 #include <unistd.h>
 
-#include "base/bounded_call.h"
+#include "base/threads.h"
 #include "base/limits.h"
 
 namespace quelmar {

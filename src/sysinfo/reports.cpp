@@ -14,11 +14,10 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 
-#include "base/bounded_call.h"
+#include "base/threads.h"
 #include "base/directory.h"
 #include "base/regular_file.h"
-#include "base/scope_guard.h"
-#include "logging/log_call.h"
+#include "logging/logger.h"
 #include "platform/host.h"
 #include "platform/users.h"
 #include "sysinfo/shell.h"
@@ -162,8 +161,7 @@ void collectSystemInfo(details::Report& report) {
 }
 
 void collectSystemInfo(const std::shared_ptr<details::Report>& report, std::uint64_t startSeconds,
-                       std::uint64_t limitSeconds, WaitGroup* group) {
-  const ScopeGuard signOff([group] { group->add(-1); });
+                       std::uint64_t limitSeconds) {
   const auto failed = [](const char* reason) {
     LOG_CALL_AS("collectSystemInfo", kErr, "collectSystemInfo failed; Reason: {}", reason);
   };

@@ -20,10 +20,10 @@
 #include "base/tree_walk.h"
 #include "collect/removal.h"
 #include "collect/selection.h"
-#include "logging/log_call.h"
-#include "sysinfo/report.h"
+#include "logging/logger.h"
+#include "sysinfo/reports.h"
 #include "workspace/protected_places.h"
-#include "zipper/zipper.h"
+#include "zipper/archive_file.h"
 
 namespace fs = boost::filesystem;
 
@@ -71,9 +71,8 @@ bool mayBeEmptied(const std::string& root, const std::string& executable) {
 /// Opens the folder at `path`, which is made when it is missing, holds and locks it. @return whether it is there
 bool takeRoot(const std::string& path, Links links) {
   std::error_code ec;
-  bool made = false;
-  Descriptor folder = utilities::makeFolder(path, links, ec, &made);
-  if (!ec && made && fchmod(folder.get(), 0777) != 0) ec = lastError();
+  if (!utilities::ensureDirectoryExist(path, ec, links)) return false;
+  Descriptor folder = utilities::openFolder(path, links, ec);
   if (ec) return false;
   Root root;
   root.isLocked = flock(folder.get(), LOCK_EX | LOCK_NB) == 0;

@@ -1,5 +1,6 @@
 #include "workspace/packing.h"
 
+#include <cerrno>
 #include <new>
 #include <optional>
 #include <stdexcept>
@@ -13,7 +14,7 @@
 
 #include "base/directories.h"
 #include "base/regular_file.h"
-#include "logging/log_call.h"
+#include "logging/logger.h"
 #include "logging/losses.h"
 #include "zipper/zipper.h"
 
@@ -73,8 +74,11 @@ void collectSelf(const std::string& dir) {
   const std::string& log = Logger::GetInstance().options().logFile;
   std::error_code ec;
   try {
+    // The open file is copied, whatever bears its name now: everybody may write to its folder.
     struct stat info {};
-    const Descriptor file = utilities::openRegular(log, Links::kOwn, info, ec);
+    ec = utilities::lookUp(log, Links::kOwn, info);
+    const Descriptor file(ec ? -1 : dup(Logger::GetInstance().descriptor()));
+    if (!ec && fstat(file.get(), &info) != 0) ec = utilities::lastError();
     const Descriptor folder = ec ? Descriptor() : utilities::openFolder(dir, Links::kOwn, ec);
     const std::string name = fs::path(log).filename().string();
     if (!ec) ec = utilities::copyOpened(file, info, folder.get(), name.c_str(), utilities::Overwrite::kYes);
@@ -115,9 +119,11 @@ int compressLogs(const std::vector<std::string>& paths, const std::string& zipPa
   if (entries != nullptr) *entries = 0;
   try {
     std::optional<Losses> losses;  // of the path that is packed
+    const std::string* added = nullptr;
     Copies own(copies);
     zipper::Zipper::Hooks hooks;
     hooks.lost = [&](const std::string& path, int error) {
+      if (error == ENOENT && path == *added) return;  // kept on purpose: its entry without data tells it
       const std::error_code ec(error, std::generic_category());
       losses->tell(kWarn, ec, "pack {} failed.; Reason: code:{} msg:{}", path);
     };
@@ -128,6 +134,7 @@ int compressLogs(const std::vector<std::string>& paths, const std::string& zipPa
     zip.setHooks(std::move(hooks));
     for (const std::string& path : paths) {
       losses.emplace("compressLogs", path);
+      added = &path;
       if (!zip.add(path, kPackFlags)) LOG_CALL(kWarn, "Add dirPath({}) to zip return failed{}", path, "");
     }
     zip.close();
