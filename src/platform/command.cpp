@@ -11,8 +11,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "base/bounded_call.h"
 #include "base/descriptor.h"
+#include "base/threads.h"
 #include "platform/host.h"
 
 extern "C" char** environ;

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "base/descriptor.h"
-#include "base/wait_group.h"
+#include "base/threads.h"
 
 namespace quelmar::logutils::macos {
 namespace details {

@@ -5,7 +5,7 @@
 #include <CoreFoundation/CoreFoundation.h>
 #include <SystemConfiguration/SystemConfiguration.h>
 
-#include "base/scope_guard.h"
+#include "base/threads.h"
 
 // Foundation's header needs an Objective-C compiler, but the function is plain C, and the NSArray of NSString
 // that it returns can be used as a CFArray of CFString. The two functions of the autorelease pool are what
