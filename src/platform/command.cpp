@@ -58,7 +58,7 @@ std::unique_lock<std::mutex> lockUntilEnd() {
 void endSessions(const std::set<pid_t>& shells, bool withChildren) {
   std::set<pid_t> found;
   try {
-    for (bool isMore = true; isMore;) {
+    for (bool isMore = withChildren || !shells.empty(); isMore;) {
       isMore = false;
       for (const Process& one : processes()) {
         const pid_t session = getsid(one.pid);
