@@ -12,10 +12,8 @@
 #include "platform/users.h"
 #include "logging/logger.h"
 =======
-#include "logging/logger.h"
 >>>>>>> f9990b247363f533d606480a38ac01964427917c
 #include "platform/command.h"
-#include "platform/users.h"
 
 namespace fs = boost::filesystem;
 

@@ -11,8 +11,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "base/threads.h"
 #include "base/descriptor.h"
+#include "base/threads.h"
 #include "platform/host.h"
 
 extern "C" char** environ;
@@ -58,7 +58,7 @@ std::unique_lock<std::mutex> lockUntilEnd() {
 void endSessions(const std::set<pid_t>& shells, bool withChildren) {
   std::set<pid_t> found;
   try {
-    for (bool isMore = true; isMore;) {
+    for (bool isMore = withChildren || !shells.empty(); isMore;) {
       isMore = false;
       for (const Process& one : processes()) {
         const pid_t session = getsid(one.pid);

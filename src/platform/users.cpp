@@ -11,8 +11,8 @@
 #include <pwd.h>
 #include <unistd.h>
 
-#include "base/threads.h"
 #include "base/limits.h"
+#include "base/threads.h"
 
 namespace quelmar {
 namespace {

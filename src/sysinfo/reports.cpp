@@ -14,8 +14,7 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 
-#include "base/threads.h"
-#include "base/directory.h"
+#include "base/directories.h"
 #include "base/regular_file.h"
 #include "logging/logger.h"
 #include "platform/host.h"
@@ -33,18 +32,18 @@ constexpr int kFileSizeExceeded = 128 + SIGXFSZ;
 
 std::atomic<std::uintmax_t> maxReportBytes{1'073'741'824};  // 1 GiB
 
-/// Makes the file at `path` in its folder, which is opened without following a link.
-utilities::Descriptor makeFile(const fs::path& path, std::error_code& ec) {
-  const utilities::Directory folder(AT_FDCWD, path.parent_path().c_str(), utilities::Links::kNone, ec);
+/// Makes the file at `path`; what stands there is removed, unless it is a folder.
+utilities::Descriptor makeFile(const std::string& path, std::error_code& ec) {
+  const utilities::Place place = utilities::locate(path, utilities::Links::kOwn, ec);
   if (ec) return utilities::Descriptor();
-  const std::string name = path.filename().string();
   const int flags = O_WRONLY | O_APPEND | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
-  if (unlinkat(folder.get(), name.c_str(), 0) != 0 && errno != ENOENT) ec = utilities::lastError();
-  utilities::Descriptor file(openat(folder.get(), name.c_str(), flags, 0666));
-  if (file)
+  if (unlinkat(place.folder.get(), place.name.c_str(), 0) != 0) ec = utilities::lastError();
+  utilities::Descriptor file(openat(place.folder.get(), place.name.c_str(), flags, 0666));
+  if (file) {
     ec.clear();
-  else if (!ec)
+  } else if (!ec || ec == std::errc::no_such_file_or_directory) {
     ec = utilities::lastError();
+  }
   return file;
 }
 

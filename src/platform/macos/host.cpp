@@ -10,9 +10,12 @@ namespace quelmar::platform {
 // Of bash 3.2, the usual /bin/sh here. dash and zsh, which an administrator may choose, count in 512.
 const std::uintmax_t kShellBlockBytes = 1024;
 
-int closeDescriptorsAbove(int /*last*/, posix_spawn_file_actions_t& actions, short& flags) {
+int closeDescriptorsAbove(int last, posix_spawn_file_actions_t& actions, short& flags) {
   flags = static_cast<short>(flags | POSIX_SPAWN_CLOEXEC_DEFAULT);
-  return posix_spawn_file_actions_addinherit_np(&actions, STDERR_FILENO);
+  int error = 0;
+  for (int kept = STDERR_FILENO; kept <= last && error == 0; ++kept)
+    error = posix_spawn_file_actions_addinherit_np(&actions, kept);
+  return error;
 }
 
 std::vector<Process> processes() {
