@@ -1,22 +1,21 @@
 #include <cstdint>
-#include <iostream>
 #include <set>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include <boost/filesystem/operations.hpp>
+#include <unistd.h>
 
-#include "app/param_check.h"
-#include "app/process_setup.h"
-#include "app/progress.h"
+#include "app/options.h"
+#include "app/process.h"
 #include "app/result_codes.h"
-#include "app/result_lines.h"
-#include "base/bounded_call.h"
+#include "app/terminal.h"
+#include "base/threads.h"
 #include "base/directories.h"
 #include "base/limits.h"
-#include "base/shared_inst.h"
-#include "base/wait_group.h"
+
+#include "base/threads.h"
 #include "collect/file_system.h"
 #include "collect/running_log.h"
 #include "logging/log_call.h"
@@ -29,7 +28,7 @@
 #include "workspace/housekeeping.h"
 #include "workspace/output_location.h"
 #include "workspace/packaging.h"
-#include "zipper/zipper.h"
+#include "zipper/entry_count.h"
 
 namespace fs = boost::filesystem;
 
@@ -47,21 +46,17 @@ namespace {
 /// Answers --help or --version, which end the run at once. @return false when neither was given
 bool showHelpOrVersion(const cmdline::parser& parser) {
   if (parser.exist("help")) {
-    std::cerr << parser.usage() << std::endl;
+    tell(STDERR_FILENO, parser.usage() + "\n");
     return true;
   }
   if (!parser.exist("version")) return false;
-  std::cout << logcollect_version_string();
+  tell(STDOUT_FILENO, logcollect_version_string());
   return true;
 }
 
 /// Opens the tool's own log; the run goes on without it.
-void openOwnLog(ResultLines& result) {
-  if (initLogName("LogColltionTool")) {
-    result.log(Logger::GetInstance().options().logFile);
-  } else {
-    LOG_CALL_AS("main", kErr, "{}{}", "initLogName failed.", "");
-  }
+void openOwnLog() {
+  if (!initLogName("LogColltionTool")) LOG_CALL_AS("main", kErr, "{}{}", "initLogName failed.", "");
 }
 
 /// Removes old output; the run goes on when that fails.
@@ -105,23 +100,28 @@ std::set<std::string> prepareScratch(const std::string& logFilesDir) {
 /// Starts the three collectors, each on a detached thread that calls group.add(-1) when it is done.
 /// Throws std::system_error when a thread cannot be started.
 void startCollectors(const std::string& logFilesDir, const std::string& systemInfoPath,
-                     std::uint64_t startSeconds, WaitGroup& group, Progress& progress) {
+                     std::uint64_t startSeconds, WaitGroup& group, Terminal& terminal) {
+  terminal.begin("system information");
   group.add(1);
-  std::thread([systemInfoPath, startSeconds, &group, token = progress.collector("system information")] {
+  std::thread([systemInfoPath, startSeconds, &group, &terminal] {
     const auto budget = static_cast<std::uint64_t>(kLimits.systemInformation.count());
     logutils::macos::collectSystemInfo(systemInfoPath, startSeconds, budget, &group);
+    terminal.done("system information");
   }).detach();
 
+  terminal.begin("tunnel dump");
   group.add(1);
-  std::thread([&group, token = progress.collector("tunnel dump")] {
+  std::thread([&group, &terminal] {
     LOG_CALL(kInfo, "{}", "begin dump trust xtunnel process info ...");
     dumpXTunnelProc();
     LOG_CALL(kInfo, "{}", "end dump trust xtunnel proces info");
+    terminal.done("tunnel dump");
     group.add(-1);
   }).detach();
 
+  terminal.begin("running logs");
   group.add(1);
-  std::thread([logFilesDir, &group, token = progress.collector("running logs")] {
+  std::thread([logFilesDir, &group, &terminal] {
     LOG_CALL(kInfo, "begin collect running log {} ...", logFilesDir);
     try {
       logutils::macos::collectRunningLog(logFilesDir);
@@ -132,6 +132,7 @@ void startCollectors(const std::string& logFilesDir, const std::string& systemIn
       LOG_CALL(kErr, "{}; Reason: exception:{}", "collect running log failed.", "unknown");
     }
     LOG_CALL(kInfo, "end collect running log {} ", logFilesDir);
+    terminal.done("running logs");
     group.add(-1);
   }).detach();
 }
@@ -165,19 +166,18 @@ int main(int argc, char** argv) {
   const bool isQuiet = parser.exist("quiet");
 
   // 2. Change to the executable's folder. The exception of a failure is not caught: it ends the run here.
-  prepareProcess();
-  ResultLines result(!isQuiet);
-  const auto showResult = [&result] { result.show(); };
+  Terminal terminal(!isQuiet);
+  prepareProcess(terminal);
   const std::string program = argc > 0 ? argv[0] : "";
   const fs::path folder = fs::path(program).parent_path();
-  std::cout << "app path:" << program << std::endl;
-  std::cout << "set sdp agent current work path " << folder.string() << std::endl;
+  tell(STDOUT_FILENO, "app path:" + program + "\n");
+  tell(STDOUT_FILENO, "set sdp agent current work path " + folder.string() + "\n");
   fs::current_path(folder);
-  std::cout << "Start collecting logs..." << std::endl;
+  tell(STDOUT_FILENO, "Start collecting logs...\n");
 
   // 3. The tool's own log.
   const std::uint64_t startSeconds = utilities::steadySeconds();
-  openOwnLog(result);
+  openOwnLog();
   LOG_CALL(kInfo, "{}", "Collection log start");
   std::string dir = parser.exist("dir") ? options.getValue<std::string>("dir") : "";
   if (parser.exist("onlyKey")) {
@@ -189,12 +189,12 @@ int main(int argc, char** argv) {
   utilities::Links links{};
   if (!ensureLogRootDir(dir, fs::path(program).filename().string(), &links)) {
     LOG_CALL(kErr, "ensureLogRootDir {} failed.{}", dir, "");
-    endProcess(kResultNoOutputRoot, showResult);
+    endProcess(kResultNoOutputRoot);
   }
   if (checkDiskIsFull(dir)) {
     LOG_CALL(kErr, "{}; Reason: The space of the drive where the ({}) resides is full",
              "Log collection failure", dir);
-    endProcess(kResultDiskFull, showResult);
+    endProcess(kResultDiskFull);
   }
 
   // 5. Remove old output, make an empty scratch folder.
@@ -204,12 +204,11 @@ int main(int argc, char** argv) {
   const std::set<std::string> leftovers = prepareScratch(logFilesDir);
 
   // 6. The three collectors, in parallel.
-  Progress progress(!isQuiet);
   WaitGroup group;
   const std::string systemInfoPath = (fs::path(dir) / "system_info.log").string();
   limitReports(dir);
-  startCollectors(logFilesDir, systemInfoPath, startSeconds, group, progress);
-  group.wait();
+  startCollectors(logFilesDir, systemInfoPath, startSeconds, group, terminal);
+  terminal.wait(group);
 
   // 7. Copy the tool's own log, then pack everything into one archive.
   Logger::GetInstance().flush();
@@ -218,19 +217,16 @@ int main(int argc, char** argv) {
   LOG_CALL(kInfo, "begin compress running log to {} ...", zipPath);
   std::vector<std::string> paths = collectCacheLogPaths(logFilesDir, leftovers);
   if (logutils::macos::details::claimReport("main", systemInfoPath)) paths.push_back(systemInfoPath);
-  progress.step("packing", zipPath + zipper::kPartialSuffix);
-  compressLogs(paths, zipPath, logFilesDir);
-  result.archive(zipPath);
+  terminal.run("packing", [&] { compressLogs(paths, zipPath, logFilesDir); });
+  terminal.setArchive(zipPath, zipper::entryCount(zipPath).value_or(0));
   LOG_CALL(kInfo, "end compress running log to {}", zipPath);
 
   // 8. Remove everything but the archive, and show that.
   LOG_CALL(kInfo, "{}", "begin clear cache log");
-  progress.step("clearing up");
-  removeScratch(logFilesDir, systemInfoPath);
+  terminal.run("clearing up", [&] { removeScratch(logFilesDir, systemInfoPath); });
   LOG_CALL(kInfo, "{}", "clear cache log done");
-  progress.end();
   if (!isQuiet) openExplorer(zipPath);
   LOG_CALL(kInfo, "{}", "Collection log completed");
-  std::cout << "Collection log completed." << std::endl;
-  endProcess(kResultSuccess, showResult);
+  tell(STDOUT_FILENO, "Collection log completed.\n");
+  endProcess(kResultSuccess);
 }

@@ -13,7 +13,7 @@
 #include <unistd.h>
 
 #include "app/terminal.h"
-#include "base/bounded_call.h"
+#include "base/threads.h"
 #include "logging/logger.h"
 #include "platform/command.h"
 

@@ -117,7 +117,7 @@ void Terminal::showResult(bool interrupted) {
   const Logger& logger = Logger::GetInstance();
   if (!archive_.empty()) {
     text += fmt::format("{}, {}\n", archive_, secondsSince(start_));
-  } else if (!interrupted && logger.isOpen()) {
+  } else if (!interrupted && logger.descriptor() >= 0) {
     text += fmt::format("no archive; the log is {}\n", printable(logger.options().logFile));
   } else if (!interrupted) {
     text += "no archive, and no log either: what is above is all there is\n";

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "base/wait_group.h"
+#include "base/threads.h"
 
 namespace quelmar {
 

@@ -3,12 +3,12 @@
 #include <array>
 #include <cerrno>
 #include <cstdio>
-#include <iostream>
 #include <vector>
 
 #include <pwd.h>
 #include <unistd.h>
 
+#include "logging/logger.h"
 #include "platform/application_support.h"
 
 namespace quelmar {
@@ -61,7 +61,7 @@ std::string homeFolder(uid_t user) {
 std::string applicationDataFolder() {
   const uid_t uid = geteuid();
   const std::string user = userEntry(uid, &passwd::pw_name);
-  std::cout << "name:" << user << " uid:" << uid << std::endl;
+  tell(STDOUT_FILENO, "name:" + user + " uid:" + std::to_string(uid) + "\n");
   if (user == "root") return usersFolder(user);
   std::string support;
   platform::userApplicationSupport(support);

@@ -3,25 +3,245 @@
 #include <algorithm>
 #include <chrono>
 #include <climits>
+#include <cstdint>
 #include <iterator>
-#include <limits>
 #include <mutex>
-#include <system_error>
 #include <utility>
 
 #include <boost/filesystem/operations.hpp>
 #include <fcntl.h>
 #include <spdlog/logger.h>
 #include <spdlog/sinks/base_sink.h>
-#include <spdlog/sinks/rotating_file_sink.h>
 #include <sys/select.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include "base/directories.h"
 #include "base/regular_file.h"
-#include "logging/log_file.h"
 
 namespace fs = boost::filesystem;
 
 namespace quelmar {
+namespace {
+
+constexpr std::size_t kInlineMessageBytes = 500;
+constexpr std::size_t kLongLineBytes = 2048;
+constexpr std::size_t kCutLineBytes = 2045;
+constexpr std::int64_t kRunReserveBytes = 8 * 1024 * 1024;  // more than the records of a run take
+constexpr std::chrono::seconds kOutputLimit{1};
+constexpr const char* kLinePattern = "[%Y-%m-%d %H:%M:%S.%e] [%l] [%t] %v";
+
+std::int64_t sizeOf(int file) {
+  struct stat info {};
+  return fstat(file, &info) == 0 ? info.st_size : 0;
+}
+
+/// The log's file. Each record is appended with one call, so that two runs may share the file.
+class FileSink : public spdlog::sinks::base_sink<std::mutex> {
+ public:
+  /// @param cap  the size at which the file is put away, and a new one begun
+  FileSink(utilities::Place place, utilities::Descriptor file, std::int64_t cap)
+      : place_(std::move(place)), file_(std::move(file)), cap_(cap) {}
+
+  [[nodiscard]] int descriptor() const { return file_.get(); }
+
+  /// Puts the file away when `bytes` more would exceed the cap. When that fails, the file has no cap any more.
+  std::error_code makeRoom(std::int64_t bytes) {
+    if (sizeOf(file_.get()) <= cap_ - bytes) return {};
+    const std::error_code ec = rotate();
+    if (ec) cap_ = INT64_MAX;
+    return ec;
+  }
+
+ private:
+  void sink_it_(const spdlog::details::log_msg& record) override {
+    spdlog::memory_buf_t text;
+    formatter_->format(record, text);
+    makeRoom(static_cast<std::int64_t>(text.size()));
+    if (!utilities::writeAll(file_.get(), text.data(), text.size()))
+      throw spdlog::spdlog_ex("log file cannot be written", errno);
+  }
+
+  void flush_() override {}
+
+  std::error_code rotate() {
+    const fs::path name(place_.name);
+    const std::string kept = name.stem().string() + ".1" + name.extension().string();
+    const int folder = place_.folder.get();
+    struct stat named {
+    }, open{};
+    // Another run may have put the file away already.
+    const bool isThere = fstatat(folder, name.c_str(), &named, AT_SYMLINK_NOFOLLOW) == 0 &&
+                         fstat(file_.get(), &open) == 0 && named.st_dev == open.st_dev &&
+                         named.st_ino == open.st_ino;
+    if (isThere && renameat(folder, name.c_str(), folder, kept.c_str()) != 0) return utilities::lastError();
+    std::error_code ec;
+    const utilities::Descriptor fresh = openLog(folder, place_.name, ec);
+    // The descriptor's number stays, since others know it.
+    if (!ec && dup2(fresh.get(), file_.get()) < 0) ec = utilities::lastError();
+    fcntl(file_.get(), F_SETFD, FD_CLOEXEC);
+    return ec;
+  }
+
+  const utilities::Place place_;
+  const utilities::Descriptor file_;
+  std::int64_t cap_;
+};
+
+/// Tells, until `deadline` at most, whether a write of PIPE_BUF bytes would not block.
+bool canTake(int descriptor, std::chrono::steady_clock::time_point deadline) {
+  const auto left = std::chrono::duration_cast<std::chrono::microseconds>(deadline - std::chrono::steady_clock::now());
+  timeval limit{0, static_cast<suseconds_t>(std::clamp<std::int64_t>(left.count(), 0, 999'999))};
+  fd_set descriptors;
+  FD_ZERO(&descriptors);
+  FD_SET(descriptor, &descriptors);
+  // Not poll: on some hosts it does not work on terminals.
+  return select(descriptor + 1, nullptr, &descriptors, nullptr, &limit) == 1;
+}
+
+}  // namespace
+
+utilities::Descriptor openLog(int folder, const std::string& name, std::error_code& ec, bool* made) {
+  constexpr int kFlags = O_RDWR | O_APPEND | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+  for (bool isLast = false;; isLast = true) {
+    ec.clear();
+    utilities::Descriptor file(openat(folder, name.c_str(), kFlags | O_CREAT | O_EXCL, 0666));
+    if (file) {
+      if (geteuid() == 0) fchmod(file.get(), 0666);  // whatever the umask is: other users log here too
+      if (made != nullptr) *made = true;
+      return file;
+    }
+    if (errno == EEXIST) file = utilities::Descriptor(openat(folder, name.c_str(), kFlags));
+    if (!file) ec = utilities::lastError();
+    struct stat info {};
+    const int status = file ? fstat(file.get(), &info) : fstatat(folder, name.c_str(), &info, AT_SYMLINK_NOFOLLOW);
+    const bool isExpected = status != 0 || (S_ISREG(info.st_mode) && info.st_nlink == 1);
+    if (isExpected && (file || status == 0 || isLast)) return file;
+    if (!isExpected && (isLast || unlinkat(folder, name.c_str(), 0) != 0)) {
+      if (!ec) ec = utilities::lastError();
+      return utilities::Descriptor();
+    }
+  }
+}
+
+void tell(int descriptor, std::string_view text) {
+  static std::atomic<bool> isStuck[STDERR_FILENO + 1];
+  const auto now = std::chrono::steady_clock::now();
+  const auto deadline = isStuck[descriptor] ? now : now + kOutputLimit;
+  while (!text.empty()) {
+    const bool isReady = canTake(descriptor, deadline);
+    const ssize_t put = isReady ? write(descriptor, text.data(), std::min<std::size_t>(text.size(), PIPE_BUF)) : -1;
+    if (put <= 0) {
+      isStuck[descriptor] = true;
+      return;
+    }
+    text.remove_prefix(static_cast<std::size_t>(put));
+  }
+}
+
+std::string printable(std::string_view text) {
+  std::string shown;
+  for (const char byte : text) {
+    const auto value = static_cast<unsigned char>(byte);
+    if (value < 0x20 || value == 0x7f) {
+      shown += fmt::format("\\x{:02x}", value);
+    } else {
+      shown += byte;
+    }
+  }
+  return shown;
+}
+
+void reportLoggerFailure(const char* function, int line) noexcept {
+  // The misspelt words are kept on purpose: support staff search for them.
+  try {
+    std::string text;
+    try {
+      throw;
+    } catch (const spdlog::spdlog_ex& failure) {
+      text = fmt::format("sdplog exception[{}:{}:{}]: {}", kFileTag, function, line, failure.what());
+    } catch (const std::exception& failure) {
+      text = fmt::format("[{}:{}:{}]: {}", kFileTag, function, line, failure.what());
+    } catch (...) {
+      text = "Unknown excepiton When logger";
+    }
+    tell(STDERR_FILENO, printable(text) + "\n");
+  } catch (...) {  // NOLINT(bugprone-empty-catch): no memory for the text
+  }
+}
+
+Logger& Logger::GetInstance() {
+  static auto* const kInstance = new Logger;
+  return *kInstance;
+}
+
+void Logger::setOptions(LoggerOptions& options) {
+  options_ = options;
+  std::error_code ec;
+  utilities::makeFolder(fs::path(options_.logFile).parent_path().string(), utilities::Links::kOwn, ec);
+  utilities::Place place = utilities::locate(options_.logFile, utilities::Links::kOwn, ec);
+  utilities::Descriptor file;
+  if (!ec) file = openLog(place.folder.get(), place.name, ec);
+  if (ec) {
+    LOG_CALL(kErr, "log file {} cannot be opened: {}", options_.logFile, ec.message());
+    throw std::system_error(ec);
+  }
+  auto sink = std::make_shared<FileSink>(std::move(place), std::move(file), options_.maxFileBytes);
+  const std::error_code notRotated = sink->makeRoom(kRunReserveBytes);
+  descriptor_ = sink->descriptor();
+  // This class applies the minimum level; spdlog's logger filters nothing.
+  auto logger = std::make_shared<spdlog::logger>(kFileTag, std::move(sink));
+  logger->set_level(spdlog::level::trace);
+  logger->set_pattern(kLinePattern);
+  logger->set_error_handler([](const std::string& text) {
+    static std::atomic<bool> wasTold{false};  // the next record would fail in the same way
+    if (!wasTold.exchange(true)) tell(STDERR_FILENO, "[*** LOG ERROR ***] " + printable(text) + "\n");
+  });
+
+  boost::system::error_code ignored;
+  const bool debug = fs::exists(options_.debugSwitch, ignored);
+  minimumLevel_ = debug ? static_cast<int>(kDebug) : options_.level;
+  sinks_.push_back(logger);
+  sink_ = logger.get();
+  if (notRotated) {
+    LOG_CALL(kWarn, "log {} not rotated.; Reason: code:{} msg:{}", options_.logFile, notRotated.value(),
+             notRotated.message());
+  }
+}
+
+std::string Logger::GetFmt(const char* file, const char* function, int line, fmt::string_view message) {
+  std::string text;
+  text.reserve(message.size() + 64);
+  fmt::format_to(std::back_inserter(text), "[{}:{}:{}] ", file, function, line);
+  return text.append(message.data(), message.size());
+}
+
+void Logger::flush() {
+  if (spdlog::logger* sink = sink_) sink->flush();
+}
+
+void Logger::write(int level, const char* file, const char* function, int line, const Context& context,
+                   fmt::string_view format, fmt::format_args args) {
+  spdlog::logger* const sink = sink_;
+  if (sink != nullptr && level < minimumLevel_) return;
+
+  std::string text;
+  {
+    // In its own scope: a dump takes megabytes, which are freed before the sink allocates as much.
+    fmt::basic_memory_buffer<char, kInlineMessageBytes> message;
+    fmt::vformat_to(fmt::appender(message), format, args);
+    const fmt::string_view all(message.data(), message.size());
+    text = sink != nullptr ? GetFmt(file, function, line, all) : "log isn't inited." + fmt::to_string(message);
+  }
+  if (context && sink != nullptr) text += context();
+  if (level != kDump) text = printable(text);
+  if (sink == nullptr) return tell(STDERR_FILENO, text + "\n");
+  if (level == kInfo && text.size() > kLongLineBytes && minimumLevel_ > kDebug) {
+    text.resize(kCutLineBytes);
+    text += "...";
+  }
+  const int written = level > kOff ? static_cast<int>(kInfo) : level;
+  sink->log(static_cast<spdlog::level::level_enum>(written), spdlog::string_view_t(text));
+}
+
+}  // namespace quelmar

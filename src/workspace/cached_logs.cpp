@@ -28,8 +28,7 @@ void collectSelf(const std::string& dir) {
   std::error_code ec;
   try {
     const fs::path copy = fs::path(dir) / fs::path(log).filename();
-    ec = claimLog(log);
-    if (!ec) ec = utilities::removeUnexpected(dir, utilities::Expected::kDirectory);
+    ec = utilities::removeUnexpected(dir, utilities::Expected::kDirectory);
     if (!ec) utilities::copyRegularFile(log, copy, utilities::Overwrite::kYes, ec);
   } catch (const std::bad_alloc&) {  // all else that was collected is to be packed
     ec = std::make_error_code(std::errc::not_enough_memory);
