@@ -1,4 +1,5 @@
 #include <cstdint>
+#include <memory>
 #include <set>
 #include <string>
 #include <thread>
@@ -20,9 +21,8 @@
 #include "collect/running_log.h"
 #include "logging/log_call.h"
 #include "logging/log_setup.h"
-#include "sysinfo/report.h"
+#include "sysinfo/reports.h"
 #include "sysinfo/shell.h"
-#include "sysinfo/system_info.h"
 #include "tunnel/module_dump.h"
 #include "workspace/cached_logs.h"
 #include "workspace/housekeeping.h"
@@ -99,13 +99,14 @@ std::set<std::string> prepareScratch(const std::string& logFilesDir) {
 
 /// Starts the three collectors, each on a detached thread that calls group.add(-1) when it is done.
 /// Throws std::system_error when a thread cannot be started.
-void startCollectors(const std::string& logFilesDir, const std::string& systemInfoPath,
+void startCollectors(const std::string& logFilesDir,
+                     const std::shared_ptr<logutils::macos::details::Report>& systemInfo,
                      std::uint64_t startSeconds, WaitGroup& group, Terminal& terminal) {
   terminal.begin("system information");
   group.add(1);
-  std::thread([systemInfoPath, startSeconds, &group, &terminal] {
+  std::thread([systemInfo, startSeconds, &group, &terminal] {
     const auto budget = static_cast<std::uint64_t>(kLimits.systemInformation.count());
-    logutils::macos::collectSystemInfo(systemInfoPath, startSeconds, budget, &group);
+    logutils::macos::collectSystemInfo(systemInfo, startSeconds, budget, &group);
     terminal.done("system information");
   }).detach();
 
@@ -207,7 +208,8 @@ int main(int argc, char** argv) {
   WaitGroup group;
   const std::string systemInfoPath = (fs::path(dir) / "system_info.log").string();
   limitReports(dir);
-  startCollectors(logFilesDir, systemInfoPath, startSeconds, group, terminal);
+  const auto systemInfo = logutils::macos::makeSystemInfo(systemInfoPath);
+  startCollectors(logFilesDir, systemInfo, startSeconds, group, terminal);
   terminal.wait(group);
 
   // 7. Copy the tool's own log, then pack everything into one archive.
@@ -216,7 +218,7 @@ int main(int argc, char** argv) {
   const std::string zipPath = initZipLogPath(dir);
   LOG_CALL(kInfo, "begin compress running log to {} ...", zipPath);
   std::vector<std::string> paths = collectCacheLogPaths(logFilesDir, leftovers);
-  if (logutils::macos::details::claimReport("main", systemInfoPath)) paths.push_back(systemInfoPath);
+  if (systemInfo->isMade()) paths.push_back(systemInfoPath);
   terminal.run("packing", [&] { compressLogs(paths, zipPath, logFilesDir); });
   terminal.setArchive(zipPath, zipper::entryCount(zipPath).value_or(0));
   LOG_CALL(kInfo, "end compress running log to {}", zipPath);

@@ -4,7 +4,6 @@
 #include <array>
 #include <climits>
 #include <deque>
-#include <optional>
 #include <utility>
 
 #include <boost/filesystem/operations.hpp>
@@ -34,7 +33,6 @@ constexpr mode_t kFolderMode = 0755;  // less the umask
 struct Held {
   std::string path;  // without "/" at its end
   int folder;
-  std::optional<uid_t> owner;  // of all folders below it, when those are this run's own
 };
 
 std::deque<Held>& heldFolders() {
@@ -175,10 +173,11 @@ bool isWayFixed(const fs::path& path, int linksLeft = kMaxLinks) {
 
 }  // namespace
 
-int hold(const std::string& path, Descriptor folder, bool isOwn) {
-  struct stat info {};
-  const bool isKnown = isOwn && fstat(folder.get(), &info) == 0;
-  heldFolders().push_back({trimmed(path), folder.get(), isKnown ? std::optional(info.st_uid) : std::nullopt});
+int hold(const std::string& path, Descriptor folder) {
+  std::deque<Held>& all = heldFolders();
+  const auto isAt = [&path](const Held& one) { return one.path == trimmed(path); };
+  all.erase(std::remove_if(all.begin(), all.end(), isAt), all.end());
+  all.push_back({trimmed(path), folder.get()});
   return folder.release();
 }
 
@@ -217,6 +216,15 @@ Descriptor openFolder(const std::string& path, Links links, std::error_code& ec)
 
 namespace {
 
+/// Removes the entry `name`, if there is one, and makes a folder of that name.
+Descriptor replaceByFolder(int parent, const std::string& name, std::error_code& ec, bool* made) {
+  ec = removeEntry(parent, name.c_str());
+  const bool isNew = !ec && mkdirat(parent, name.c_str(), kFolderMode) == 0;
+  if (isNew && made != nullptr) *made = true;
+  if (!ec && !isNew && errno != EEXIST) ec = lastError();  // another run may have made it meanwhile
+  return ec ? Descriptor() : openOne(parent, name, ec);
+}
+
 /// See makeFolder. @param mayReplace  whether what stands at `path` and is no folder is removed
 Descriptor makeOne(const std::string& path, Way& way, bool mayReplace, std::error_code& ec, bool* made) {
   const Held* const held = nearestHeld(path);
@@ -226,29 +234,17 @@ Descriptor makeOne(const std::string& path, Way& way, bool mayReplace, std::erro
   const bool isTop = slash == 0 || slash == std::string::npos;
   Descriptor parent = isTop ? start(slash == 0, ec) : makeOne(path.substr(0, slash), way, false, ec, nullptr);
   if (ec || name.empty() || name == ".") return parent;
+  if (held != nullptr) return makeFolder(parent.get(), name, ec);
 
+  Descriptor folder = way.component(parent.get(), name, ec);
   struct stat info {};
-  Descriptor folder =
-      held != nullptr ? openOne(parent.get(), name, ec) : way.component(parent.get(), name, ec);
-  const bool isForeign =
-      !ec && held != nullptr && held->owner && fstat(folder.get(), &info) == 0 && info.st_uid != *held->owner;
-  if (!ec && !isForeign) return folder;
+  if (!ec) return folder;
   if (fstatat(parent.get(), name.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0) {
+    // A link that the user has named is not removed.
     const bool isUsersLink = S_ISLNK(info.st_mode) && way.links() == Links::kAny;
-    if (held == nullptr && (S_ISDIR(info.st_mode) || isUsersLink || !mayReplace)) {
-      // The user has named this link, so the tool does not remove it.
-      if (!ec) ec = std::make_error_code(std::errc::not_a_directory);
-      return Descriptor();
-    }
-    if (ec && S_ISDIR(info.st_mode)) return Descriptor();
-    ec = removeEntry(parent.get(), name.c_str());
-    if (ec) return Descriptor();
+    if (S_ISDIR(info.st_mode) || isUsersLink || !mayReplace) return Descriptor();
   }
-  ec.clear();
-  const bool isNew = mkdirat(parent.get(), name.c_str(), kFolderMode) == 0;
-  if (isNew && made != nullptr) *made = true;
-  if (!isNew && errno != EEXIST) ec = lastError();  // another run may have made it meanwhile
-  return ec ? Descriptor() : openOne(parent.get(), name, ec);
+  return replaceByFolder(parent.get(), name, ec, made);
 }
 
 }  // namespace
@@ -256,6 +252,17 @@ Descriptor makeOne(const std::string& path, Way& way, bool mayReplace, std::erro
 Descriptor makeFolder(const std::string& path, Links links, std::error_code& ec, bool* made) {
   Way way(links);
   return makeOne(trimmed(path), way, true, ec, made);
+}
+
+Descriptor makeFolder(int parent, const std::string& name, std::error_code& ec) {
+  Descriptor folder = openOne(parent, name, ec);
+  struct stat info {
+  }, own{};
+  const bool isForeign =
+      !ec && fstat(folder.get(), &info) == 0 && fstat(parent, &own) == 0 && info.st_uid != own.st_uid;
+  if (!ec && !isForeign) return folder;
+  if (ec && !isNoFolder(ec) && ec != std::errc::no_such_file_or_directory) return Descriptor();
+  return replaceByFolder(parent, name, ec, nullptr);
 }
 
 Place locate(const std::string& path, Links links, std::error_code& ec) {

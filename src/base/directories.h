@@ -16,10 +16,8 @@ namespace quelmar::utilities {
 /// Makes the run use this open folder for everything at `path` or below it from now on: the functions here
 /// then begin at the descriptor, whatever bears the name meanwhile, and follow no link on the way.
 /// Requires: called before other threads start. The folder stays open until the process ends.
-/// @param isOwn  whether this run has made the folder: then folders of other users that stand below it are
-///               replaced by makeFolder
 /// @return the descriptor
-int hold(const std::string& path, Descriptor folder, bool isOwn);
+int hold(const std::string& path, Descriptor folder);
 
 /// Tells whether opening a folder failed because the entry is none, or a link that is not followed.
 bool isNoFolder(const std::error_code& ec);
@@ -39,9 +37,13 @@ Descriptor openFolder(const std::string& path, Links links, std::error_code& ec)
 
 /// As openFolder; makes the folder, and those above it, when they are missing (mode 0755 less the umask).
 /// What stands at `path` and is no folder is removed, but a link at it is an error for kAny. Below a held
-/// folder the same holds for each component, and for folders of other users too.
+/// folder each component is treated as by the function below.
 /// @param made  when not null: set to true when the last folder was made
 Descriptor makeFolder(const std::string& path, Links links, std::error_code& ec, bool* made = nullptr);
+
+/// Makes the folder `name` in a folder of this run's own, or opens it when it is there. What stands there and
+/// is no folder, or one of another user, is removed.
+Descriptor makeFolder(int parent, const std::string& name, std::error_code& ec);
 
 /// Where an entry is: the open folder, and the entry's name in it.
 struct Place {

@@ -8,9 +8,9 @@
 
 #include "base/directories.h"
 #include "base/limits.h"
-#include "logging/data_folders.h"
 #include "logging/logger.h"
 #include "platform/command.h"
+#include "platform/users.h"
 
 namespace fs = boost::filesystem;
 
@@ -18,6 +18,7 @@ namespace quelmar {
 namespace {
 
 std::string getAppdataPath() {
+  tell(STDOUT_FILENO, fmt::format("name:{} uid:{}\n", userName(geteuid()), geteuid()));
   const std::string folder = applicationDataFolder();
   std::error_code ec;
   utilities::makeFolder(folder, utilities::Links::kOwn, ec);

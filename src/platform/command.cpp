@@ -8,52 +8,62 @@
 #include <utility>
 
 #include <fcntl.h>
-#include <sys/resource.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include "base/bounded_call.h"
 #include "base/descriptor.h"
-#include "platform/processes.h"
+#include "platform/host.h"
 
 extern "C" char** environ;
 
 namespace quelmar::platform {
 namespace {
 
-/// The shells that run, each the leader of a session. A shell is reaped and removed from this set under the
-/// mutex, so no number in the set can belong to another process. Never destroyed, since detached threads
-/// start commands while the process ends.
-struct Leaders {
+using std::chrono_literals::operator""ms;
+
+constexpr auto kPause = 10ms;
+constexpr int kMaxPauses = 100;
+
+/// The commands of this process. Never destroyed, since detached threads start commands while it ends.
+struct Commands {
+  /// Held for moments only: neither while a command is started, which an endpoint agent can delay, nor while
+  /// one is waited for. A shell is reaped and removed from the set under it, so no number in the set can
+  /// belong to another process.
   std::mutex mutex;
-  std::set<pid_t> pids;
+  std::set<pid_t> shells;  ///< that run, each the leader of a session
+  int starting = 0;
+  bool haveEnded = false;
 };
 
-Leaders& leaders() {
-  static auto* const kLeaders = new Leaders;
-  return *kLeaders;
+Commands& commands() {
+  static auto* const kCommands = new Commands;
+  return *kCommands;
 }
 
-/// Locks the mutex, or gives up after a second: a start that hangs while it holds the mutex must not keep the
-/// process from ending. (Not by try_lock_for, which clang's thread sanitizer does not know.)
-std::unique_lock<std::mutex> tryLock() {
-  std::unique_lock<std::mutex> lock(leaders().mutex, std::try_to_lock);
-  for (int tries = 0; !lock && tries < 100; ++tries) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    static_cast<void>(lock.try_lock());
-  }
+/// Locks the mutex. After endCommands it blocks for ever, so that callers neither write nor log anything
+/// about a command that was killed because the process ends.
+std::unique_lock<std::mutex> lockUntilEnd() {
+  std::unique_lock<std::mutex> lock(commands().mutex);
+  if (commands().haveEnded) lock.unlock();
+  while (!lock) pause();
   return lock;
 }
 
 /// Kills these shells, all processes in their sessions, and all descendants: the table of processes is needed
 /// for those that have made a group or a session of their own. All are stopped first: a stopped process can
 /// neither start others nor exit, so none is missed.
-void endSessions(const std::set<pid_t>& shells) {
+/// @param withChildren  kill also children of this process that lead a session: a shell whose start is not
+///                      done is one. (Whoever started this process may have left it other children.)
+void endSessions(const std::set<pid_t>& shells, bool withChildren) {
   std::set<pid_t> found;
   try {
-    for (bool isMore = !shells.empty(); isMore;) {
+    for (bool isMore = true; isMore;) {
       isMore = false;
       for (const Process& one : processes()) {
-        if (found.count(one.parent) == 0 && shells.count(getsid(one.pid)) == 0) continue;
+        const pid_t session = getsid(one.pid);
+        const bool isNewShell = withChildren && one.parent == getpid() && session == one.pid;
+        if (!isNewShell && found.count(one.parent) == 0 && shells.count(session) == 0) continue;
         if (!found.insert(one.pid).second) continue;
         kill(one.pid, SIGSTOP);
         isMore = true;
@@ -65,7 +75,7 @@ void endSessions(const std::set<pid_t>& shells) {
   for (const pid_t shell : shells) kill(-shell, SIGKILL);
 }
 
-int spawnShell(std::string line, int output, pid_t& pid) {
+int spawnShell(char* line, int output, int file, pid_t& pid) {
   posix_spawn_file_actions_t actions{};
   posix_spawnattr_t attributes{};
   // A session of its own, not only a group: a background group of the terminal's session may be stopped when
@@ -75,16 +85,18 @@ int spawnShell(std::string line, int output, pid_t& pid) {
   sigemptyset(&none);
   sigfillset(&all);
   for (const int fixed : {SIGKILL, SIGSTOP}) sigdelset(&all, fixed);
+  int last = STDERR_FILENO;
   int error = posix_spawn_file_actions_init(&actions);
   if (error == 0) error = posix_spawnattr_init(&attributes);
   if (error == 0) error = posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
   if (error == 0) error = posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
-  if (error == 0) error = closeOtherDescriptors(actions, flags);
+  if (error == 0 && file >= 0) error = posix_spawn_file_actions_adddup2(&actions, file, ++last);
+  if (error == 0) error = closeDescriptorsAbove(last, actions, flags);
   if (error == 0) error = posix_spawnattr_setsigmask(&attributes, &none);
   if (error == 0) error = posix_spawnattr_setsigdefault(&attributes, &all);
   if (error == 0) error = posix_spawnattr_setflags(&attributes, flags);
   char shell[] = "sh", option[] = "-c";
-  char* const arguments[] = {shell, option, line.data(), nullptr};
+  char* const arguments[] = {shell, option, line, nullptr};
   if (error == 0) error = posix_spawn(&pid, "/bin/sh", &actions, &attributes, arguments, environ);
   posix_spawnattr_destroy(&attributes);
   posix_spawn_file_actions_destroy(&actions);
@@ -93,11 +105,10 @@ int spawnShell(std::string line, int output, pid_t& pid) {
 
 }  // namespace
 
-int Command::start(const std::string& line, std::uintmax_t maxFileBytes) {
-  rlimit present{};
-  std::string limit;
-  if (getrlimit(RLIMIT_FSIZE, &present) == 0 && maxFileBytes < present.rlim_cur)
-    limit = "ulimit -S -f " + std::to_string(maxFileBytes / kShellBlockBytes) + "; ";
+int Command::start(const CommandLine& line) try {
+  std::string text = line.text;
+  if (line.maxFileBytes != UINTMAX_MAX)
+    text.insert(0, "ulimit -S -f " + std::to_string(line.maxFileBytes / kShellBlockBytes) + "; ");
   int ends[2];
   if (pipe(ends) != 0) return errno;
   for (const int end : ends) fcntl(end, F_SETFD, FD_CLOEXEC);
@@ -107,40 +118,58 @@ int Command::start(const std::string& line, std::uintmax_t maxFileBytes) {
   if (!output_) return errno;
   output.release();
   auto place = std::set<pid_t>{0}.extract(0);  // allocated before the shell runs: then nothing may fail
-  const std::lock_guard<std::mutex> lock(leaders().mutex);
-  const int error = spawnShell(limit + line, input.get(), pid_);
-  place.value() = pid_;
-  if (error == 0) leaders().pids.insert(std::move(place));
+  Commands& all = commands();
+  {
+    const auto lock = lockUntilEnd();
+    ++all.starting;
+  }
+  pid_t pid = -1;
+  const int error = spawnShell(text.data(), input.get(), line.file, pid);
+  {
+    const std::lock_guard<std::mutex> lock(all.mutex);
+    --all.starting;
+    if (error == 0) {
+      place.value() = pid_ = pid;
+      all.shells.insert(std::move(place));
+      if (all.haveEnded || isToEnd_) kill(-pid, SIGKILL);
+    }
+  }
+  lockUntilEnd();
   return error;
+} catch (const std::bad_alloc&) {
+  return ENOMEM;
 }
 
-bool Command::wait(bool keepBackground) {
+int Command::wait(bool keepBackground) {
   output_.reset();
   siginfo_t info{};
-  while (waitid(P_PID, static_cast<id_t>(pid_), &info, WEXITED | WNOWAIT) != 0 && errno == EINTR) {
+  // On macOS this returns for a shell that is stopped, too.
+  while (waitid(P_PID, static_cast<id_t>(pid_), &info, WEXITED | WNOWAIT) == 0 &&
+         info.si_code != CLD_EXITED && info.si_code != CLD_KILLED && info.si_code != CLD_DUMPED) {
+    std::this_thread::sleep_for(kPause);
   }
-  // After endCommands this blocks for ever, so that callers neither write nor log anything about a command
-  // that was killed because the process ends.
-  const std::lock_guard<std::mutex> lock(leaders().mutex);
+  const auto lock = lockUntilEnd();
   if (!keepBackground) kill(-pid_, SIGKILL);
-  waitpid(pid_, nullptr, 0);
-  leaders().pids.erase(std::exchange(pid_, -1));
-  return info.si_code == CLD_EXITED && info.si_status == 0;
+  int status = 0;
+  waitpid(pid_, &status, WNOHANG);
+  commands().shells.erase(std::exchange(pid_, -1));
+  return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
 }
 
 void Command::end() {
-  const auto lock = tryLock();
-  if (lock && pid_ > 0) endSessions({pid_});
+  const std::lock_guard<std::mutex> lock(commands().mutex);
+  isToEnd_ = true;
+  if (pid_ > 0) endSessions({pid_}, false);
 }
 
 Outcome runCommand(std::chrono::seconds limit, const std::string& line) {
   const auto run = std::make_shared<std::pair<Command, Outcome>>();
   const bool ended = utilities::runWithin(limit, [run, line] {
     auto& [command, outcome] = *run;
-    outcome.startError = command.start(line);
+    outcome.startError = command.start({line});
     if (outcome.startError != 0) return;
     for (char dropped[4096]; command.read(dropped, sizeof dropped) > 0;) continue;
-    outcome.succeeded = command.wait(true);
+    outcome.succeeded = command.wait(true) == 0;
     outcome.inTime = true;
   });
   if (ended) return run->second;
@@ -149,10 +178,17 @@ Outcome runCommand(std::chrono::seconds limit, const std::string& line) {
 }
 
 void endCommands() {
-  auto lock = tryLock();
-  if (!lock) return;
-  endSessions(leaders().pids);
-  lock.release();  // never given back
+  Commands& all = commands();
+  std::unique_lock<std::mutex> lock(all.mutex);
+  all.haveEnded = true;
+  for (int pauses = 0; pauses <= kMaxPauses; ++pauses) {
+    const bool isLast = all.starting == 0;
+    endSessions(all.shells, !isLast);
+    if (isLast) return;
+    lock.unlock();
+    std::this_thread::sleep_for(kPause);
+    lock.lock();
+  }
 }
 
 }  // namespace quelmar::platform

@@ -11,32 +11,40 @@
 
 namespace quelmar::platform {
 
+/// A command line, and what it gets besides standard input, output and error.
+struct CommandLine {
+  std::string text;
+  int file = -1;                              ///< handed on as descriptor 3; -1: none is
+  std::uintmax_t maxFileBytes = UINTMAX_MAX;  ///< the size that no file which it writes can exceed
+};
+
 /// A command line run by /bin/sh in a session of its own. Standard input is /dev/null, standard output a pipe
-/// to this process, standard error is inherited, no other descriptor is. All signals have their default
+/// to this process, standard error is inherited; no descriptor above 3 is. All signals have their default
 /// action.
 class Command {
  public:
   /// Starts the command line.
-  /// @param maxFileBytes  the size that no file which the command writes can exceed (RLIMIT_FSIZE); the limit
-  ///                      of this process holds too
+  /// Requires: `maxFileBytes`, when it is given, is at most the present limit (RLIMIT_FSIZE).
   /// @return 0, or the error number when the shell cannot be started
-  int start(const std::string& line, std::uintmax_t maxFileBytes = UINTMAX_MAX);
+  int start(const CommandLine& line);
 
   /// Reads what the command prints. Blocks until `size` bytes have come or the output has ended.
   /// @return the number of bytes read; less than `size` only at the end of the output or after an error
   std::size_t read(char* buffer, std::size_t size) { return std::fread(buffer, 1, size, output_.get()); }
 
   /// Closes the output, waits until the shell has exited, and kills the background processes that it has left
-  /// in its process group, unless `keepBackground` is true. @return true when the shell's exit status is 0
-  bool wait(bool keepBackground = false);
+  /// in its process group, unless `keepBackground` is true.
+  /// @return the shell's exit status; 128 and the number of the signal when one has ended it
+  int wait(bool keepBackground = false);
 
-  /// Kills the command, if it runs, and its descendants. Unlike the other functions it may be called by
-  /// another thread. Blocks for a second at most.
+  /// Kills the command and its descendants; one that is just being started, as soon as that is done.
+  /// Thread-safe.
   void end();
 
  private:
   std::unique_ptr<FILE, int (*)(FILE*)> output_{nullptr, &std::fclose};
   pid_t pid_ = -1;
+  bool isToEnd_ = false;
 };
 
 /// What became of a command that had a limit.
@@ -50,9 +58,9 @@ struct Outcome {
 /// Background processes of a command that has ended in time keep running.
 Outcome runCommand(std::chrono::seconds limit, const std::string& line);
 
-/// Kills all running commands and their descendants. To be called when the process is about to exit: after
-/// it, Command::start and Command::wait block for ever, so no thread can start a command or act on a killed
-/// one. Blocks for a second at most.
+/// Kills all running commands and their descendants, also those whose start is not done: for these it waits a
+/// second at most. To be called when the process is about to exit: after it, Command::start and Command::wait
+/// block for ever, so no thread can start a command or act on a killed one.
 void endCommands();
 
 }  // namespace quelmar::platform

@@ -2,9 +2,9 @@
 
 #include <array>
 #include <cstring>
+#include <new>
 
 #include "logging/log_call.h"
-#include "platform/command.h"
 
 namespace quelmar::logutils::macos::details {
 namespace {
@@ -19,22 +19,32 @@ void logNotStarted(const std::string& cmd, int error) {
 
 }  // namespace
 
-bool cmdPopen(const std::string& cmd, std::string& output, std::uintmax_t maxFileBytes) {
+bool cmdPopen(const std::string& cmd, std::string& output) {
+  int status = 0;
+  return cmdPopen(cmd, {cmd}, output, status);
+}
+
+bool cmdPopen(const std::string& cmd, const platform::CommandLine& line, std::string& output, int& status) {
   output.clear();
   // One byte more than is read at a time, so that the text always ends in a zero byte.
   std::array<char, kReadBytes + 1> buffer{};
   platform::Command command;
-  const int error = command.start(cmd, maxFileBytes);
+  const int error = command.start(line);
   if (error != 0) {
     logNotStarted(cmd, error);
     return false;
   }
   // After a short read the buffer still has older bytes behind the new ones, which are appended again: kept
   // on purpose, readers of the captured texts know it.
-  while (command.read(buffer.data(), kReadBytes) > 0) {
-    if (output.size() < kMaxCapturedBytes) output += buffer.data();
+  for (bool isFull = false; command.read(buffer.data(), kReadBytes) > 0;) {
+    isFull = isFull || output.size() >= kMaxCapturedBytes;
+    try {
+      if (!isFull) output += buffer.data();
+    } catch (const std::bad_alloc&) {
+      isFull = true;
+    }
   }
-  command.wait();
+  status = command.wait();
   return true;
 }
 

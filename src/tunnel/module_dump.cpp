@@ -7,7 +7,7 @@
 
 #include "base/limits.h"
 #include "logging/log_call.h"
-#include "tunnel/http_client.h"
+#include "tunnel/http.h"
 #include "tunnel/service_port.h"
 
 namespace quelmar {

@@ -3,11 +3,10 @@
 #include <algorithm>
 #include <cstdlib>
 #include <iterator>
-#include <vector>
 
 #include "base/regular_file.h"
-#include "logging/data_folders.h"
 #include "logging/log_call.h"
+#include "platform/users.h"
 
 namespace quelmar {
 namespace {
@@ -18,11 +17,6 @@ constexpr long long kPortEnd = 65536;
 
 bool isDigit(char c) {
   return c >= '0' && c <= '9';
-}
-
-std::vector<std::string> baseFolders() {
-  std::error_code ignored;
-  return {utilities::macos::getSharedDataPath(ignored)};
 }
 
 }  // namespace
@@ -43,24 +37,21 @@ PortText parsePort(const std::string& content) {
 
 std::uint16_t getServicePortViaPath(const std::string& processName, const std::string& serviceName,
                                     const std::string& subFolder) {
-  const std::string fileName = subFolder.empty() ? serviceName : subFolder + "/" + serviceName;
-  for (const std::string& base : baseFolders()) {
-    const std::string path = base + "/var/run" + "/" + fileName;
-    const PortText text = parsePort(utilities::readRegularFile(path, kMaxPortFileBytes));
-    if (!text.isNumber) {
-      // One value fewer than placeholders: kept on purpose, a line on standard error appears in the record's
-      // place.
-      LOG_CALL(kErr, "{}; Reason: process:{} ,service:{}, path:{}, content:{}",
-               "get service port failed,content is empty or not digit", processName, serviceName,
-               text.digits);
-    } else if (text.port == 0) {
-      LOG_CALL(kErr, "{}; Reason: process:{} ,service:{},path:{},content:{}",
-               "get service port failed,the port is out of range", processName, serviceName, path,
-               text.digits);
-    } else {
-      LOG_CALL(kDebug, "port file path:{},port:{}", path, text.port);
-      return text.port;
-    }
+  std::error_code ignored;
+  const std::string folder = utilities::macos::getSharedDataPath(ignored) + "/var/run/";
+  const std::string path = folder + (subFolder.empty() ? serviceName : subFolder + "/" + serviceName);
+  const PortText text = parsePort(utilities::readRegularFile(path, kMaxPortFileBytes));
+  if (!text.isNumber) {
+    // One value fewer than placeholders: kept on purpose, a line on standard error appears in the record's
+    // place.
+    LOG_CALL(kErr, "{}; Reason: process:{} ,service:{}, path:{}, content:{}",
+             "get service port failed,content is empty or not digit", processName, serviceName, text.digits);
+  } else if (text.port == 0) {
+    LOG_CALL(kErr, "{}; Reason: process:{} ,service:{},path:{},content:{}",
+             "get service port failed,the port is out of range", processName, serviceName, path, text.digits);
+  } else {
+    LOG_CALL(kDebug, "port file path:{},port:{}", path, text.port);
+    return text.port;
   }
   LOG_CALL(kErr, "{}; Reason: process:{} ,service:{}", "get service port failed", processName, serviceName);
   return 0;

@@ -72,7 +72,7 @@ class Links(FaultCase):
                 ("", "", {SCRATCH: VICTIM, data + "/LogColltionTool.1.log": KEEP}, not_made, "log .* not rotated"),
                 ("", "", {SCRATCH + "/logs": VICTIM}, "dir .*/logs not exist"),
                 ("", "", {SCRATCH + "/logs/uem_ada": VICTIM, SCRATCH + "/logs/system_wide.log": KEEP, REPORT: KEEP},
-                 "report .*/uem_ada left out", "report .*/system_wide.log left out", "report .*/system_info.log left out"),
+                 "report .*/uem_ada/system_state.log left out", "report .*/system_wide.log left out", "report .*/system_info.log left out"),
                 ("", "", {SCRATCH + "/database": VICTIM, SCRATCH + "/closed/x": "=" + KEEP, REPORT: "=" + KEEP},
                  "dir .*/database not exist", "cmdPopen chmod -R 777 .* fail", "report .*/system_info.log left out"),
                 ("", "", {data: VICTIM}), ("", "", {"/data/oBrela": VICTIM}), ("", "", {data + "/LogColltionTool.log": KEEP}),

@@ -6,8 +6,7 @@
 #include <SystemConfiguration/SystemConfiguration.h>
 #include <gtest/gtest.h>
 
-#include "platform/application_support.h"
-#include "platform/console_user.h"
+#include "platform/users.h"
 
 namespace {
 
@@ -94,14 +93,10 @@ TEST(MacosPlatform, ConsoleUserComesWholeInAnyScriptOrNotAtAll) {
 TEST(MacosPlatform, FoldersAreTheFirstAnswerOfTheirDomainOrEmpty) {
   for (const Folders& answer : {Folders{"/Users/J\u00fcrgen", "/elsewhere"}, Folders{}}) {
     folders = {{1, answer}, {2, {"/Library"}}};
-    std::string text = "stale";
-    userApplicationSupport(text);
-    EXPECT_EQ(text, answer.empty() ? "" : answer[0]);
-    machineApplicationSupport(text);
-    EXPECT_EQ(text, "/Library");
+    EXPECT_EQ(userApplicationSupport(), answer.empty() ? "" : answer[0]);
+    EXPECT_EQ(machineApplicationSupport(), "/Library");
     folders.clear();
-    machineApplicationSupport(text);
-    EXPECT_EQ(text, "");
+    EXPECT_EQ(machineApplicationSupport(), "");
   }
 }
 

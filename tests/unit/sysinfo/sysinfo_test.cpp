@@ -6,8 +6,8 @@
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
+#include "sysinfo/reports.h"
 #include "sysinfo/shell.h"
-#include "sysinfo/system_wide_log.h"
 
 using namespace quelmar::logutils::macos;
 

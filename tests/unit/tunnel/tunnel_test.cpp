@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "tunnel/http_client.h"
+#include "tunnel/http.h"
 #include "tunnel/service_port.h"
 
 using namespace quelmar;

@@ -1,0 +1,189 @@
+#include "collect/selection.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <ctime>
+#include <exception>
+#include <initializer_list>
+#include <locale>
+#include <regex>
+#include <utility>
+
+#include <boost/algorithm/string/case_conv.hpp>
+#include <boost/exception/diagnostic_information.hpp>
+#include <boost/date_time/posix_time/posix_time_types.hpp>
+#include <boost/filesystem/operations.hpp>
+
+#include "base/threads.h"
+#include "base/tree_walk.h"
+#include "collect/sources.h"
+#include "logging/log_call.h"
+
+namespace fs = boost::filesystem;
+
+namespace quelmar::logutils {
+namespace {
+
+constexpr std::uint64_t kMaxKeyLogAgeSeconds = 2'592'000;  // 30 days
+constexpr std::uintmax_t kMaxKeyLogBytes = 2'097'152;      // 2 MiB
+
+std::string lowerExtension(const std::string& filePath) {
+  return boost::algorithm::to_lower_copy(fs::path(filePath).extension().string(), std::locale());
+}
+
+bool isOneOf(const std::string& value, std::initializer_list<const char*> list) {
+  return std::find(list.begin(), list.end(), value) != list.end();
+}
+
+bool isRecent(const std::string& filePath, const boost::posix_time::ptime& referenceTime) {
+  boost::system::error_code ec;
+  const std::time_t modified = fs::last_write_time(filePath, ec);
+  if (ec) return true;
+  const boost::posix_time::ptime epoch(boost::gregorian::date(1970, 1, 1));
+  const auto sinceEpoch = referenceTime - epoch;
+  const std::int64_t reference = sinceEpoch.ticks() / sinceEpoch.ticks_per_second();
+  // Unsigned on purpose: a file newer than the reference counts as a very old one. The subtraction is
+  // unsigned too, so that an absurd time stamp cannot overflow it.
+  const std::uint64_t age = static_cast<std::uint64_t>(reference) - static_cast<std::uint64_t>(modified);
+  return age < kMaxKeyLogAgeSeconds + 1;
+}
+
+}  // namespace
+
+std::vector<std::string> collectedExtensions() {
+  return {".log", ".txt",   ".json", ".back", ".xlog",  ".db",   ".sqlite3",
+          ".crc", ".mmap3", ".dmp",  ".ips",  ".crash", ".pcap", ""};
+}
+
+bool isAcceptViaExtName(const std::string& filePath, const std::vector<std::string>& extensions) {
+  return std::find(extensions.begin(), extensions.end(), lowerExtension(filePath)) != extensions.end();
+}
+
+bool isKeyLog(const std::string& filePath, const boost::posix_time::ptime& referenceTime) {
+  const std::string extension = lowerExtension(filePath);
+  if (isOneOf(extension, {".dmp", ".crash", ".ips"})) return isRecent(filePath, referenceTime);
+  if (isOneOf(extension, {".log", ".back", ".xlog"})) {
+    boost::system::error_code ec;
+    const std::uintmax_t size = fs::file_size(filePath, ec);
+    if (ec) {
+      LOG_CALL(kWarn, "Get the filePath({}) file_size return failed; Reason: err code={}, msg={}", filePath,
+               ec.value(), ec.message());
+      return false;
+    }
+    return size <= kMaxKeyLogBytes && isRecent(filePath, referenceTime);
+  }
+  return extension == ".pcap";
+}
+
+FileFilter copyFilter(std::vector<std::string> extensions, const boost::posix_time::ptime& referenceTime) {
+  return [extensions = std::move(extensions), referenceTime](const std::string& filePath) {
+    if (!isAcceptViaExtName(filePath, extensions)) {
+      LOG_CALL(kInfo, "The condition not met, the filePath({}) will ignore", filePath);
+      return false;
+    }
+    if (!SharedInst::inst() || isKeyLog(filePath, referenceTime)) return true;
+    LOG_CALL(kInfo, "Collect key logs is enable, the filePath({}) will ignore", filePath);
+    return false;
+  };
+}
+
+FileFilter diagnosticReportFilter() {
+  return [pattern = std::regex(R"(DiagnosticReports\/[^\/]+\.(?:ips|crash)$)")](const std::string& filePath) {
+    if (!std::regex_search(filePath, pattern)) {
+      LOG_CALL(kInfo, "ignore diagnostic report: {}", filePath);
+      return false;
+    }
+    LOG_CALL(kInfo, "copy: {} into DiagnosticReports", filePath);
+    return true;
+  };
+}
+
+}  // namespace quelmar::logutils
+
+namespace quelmar {
+namespace {
+
+using utilities::EntryKind;
+using utilities::Folder;
+using utilities::Links;
+using utilities::TreeWalk;
+
+constexpr std::uint64_t kOkvuBudgetBytes = 209'715'200;  // 200 MiB
+constexpr unsigned kBytesToMiBShift = 20;
+
+}  // namespace
+
+std::uint64_t getDirectorySize(const std::string& dir, const std::vector<std::string>& exts) {
+  std::uint64_t sum = 0;
+  const auto failed = [](const std::string& folder, const std::string& reason) {
+    LOG_CALL_AS("getDirectorySize", kErr, "get directory:{} size failed; Reason: catch exception:{}", folder, reason);
+  };
+  const auto lost = [&failed](const std::string& folder, const std::error_code& ec) {
+    failed(folder, "code:" + std::to_string(ec.value()) + ": " + ec.message());
+  };
+  try {
+    std::error_code ec;
+    Folder top(utilities::openFolder(dir, Links::kJudged, ec));
+    if (ec) {
+      lost(dir, ec);
+      return 0;
+    }
+    TreeWalk walk(std::move(top), dir, lost);
+    for (auto event = walk.next(); event != TreeWalk::Event::kEnd; event = walk.next()) {
+      utilities::beat();
+      struct stat info {};
+      if (event == TreeWalk::Event::kLeft) continue;
+      if (walk.kind() == EntryKind::kDirectory) {
+        Folder folder = walk.open(ec);
+        if (ec) lost(walk.path(), ec);
+        if (!ec) walk.enter(std::move(folder));
+      } else if (walk.kind() == EntryKind::kFile &&
+                 (exts.empty() || logutils::isAcceptViaExtName(walk.path(), exts)) &&
+                 !utilities::lookUp(walk.folder(), walk.name(), Links::kNone, info)) {
+        sum += static_cast<std::uint64_t>(info.st_size);
+      }
+    }
+  } catch (const std::exception& failure) {
+    failed(dir, failure.what());
+  } catch (...) {
+    LOG_CALL(kErr, "get directory:{} size failed; Reason: catch unknown exception:{}", dir,
+             boost::current_exception_diagnostic_information());
+  }
+  return sum;
+}
+
+std::vector<std::string> getOkvuLogPath() {
+  std::vector<std::string> paths;
+  for (const logutils::macos::Source& source : logutils::macos::kSources) {
+    if (source.step == logutils::macos::kAgent) paths.emplace_back(source.path);
+  }
+  return paths;
+}
+
+std::uint64_t getDirTotalSize(const std::string& dir, const std::vector<std::string>& extensions,
+                              std::error_code& ec) {
+  if (dir.empty()) return 0;
+  struct stat info {};
+  const std::error_code error = utilities::lookUp(dir, Links::kJudged, info);
+  if (error || !S_ISDIR(info.st_mode)) {
+    ec = error;
+    return 0;
+  }
+  return getDirectorySize(dir, extensions);
+}
+
+bool checkIsCollectOkvuLog(const std::vector<std::string>& extensions) {
+  std::uint64_t sum = 0;
+  for (const std::string& path : getOkvuLogPath()) {
+    std::error_code ignored;
+    sum += getDirTotalSize(path, extensions, ignored);
+  }
+  if (sum > kOkvuBudgetBytes) {
+    LOG_CALL(kInfo, "okvuLogPath is too big({}M), not collect", sum >> kBytesToMiBShift);
+    return false;
+  }
+  LOG_CALL(kInfo, "okvuLogPath original size({}M), will collect", sum >> kBytesToMiBShift);
+  return true;
+}
+
+}  // namespace quelmar

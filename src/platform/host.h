@@ -1,0 +1,63 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include <spawn.h>
+#include <sys/types.h>
+
+namespace quelmar::platform {
+
+/// One section of the system information report.
+struct ReportSection {
+  std::string title;  ///< banner title
+  /// Command lines, run in order. Each ends with the redirection operator; the quoted target is appended.
+  std::vector<std::string> commands;
+};
+
+/// The parts of the command line that queries the system's unified log:
+/// beforeStart + start time stamp + beforeEnd + end time stamp + beforeTarget + target path (unquoted).
+struct WideLogQuery {
+  std::string beforeStart;
+  std::string beforeEnd;
+  std::string beforeTarget;
+};
+
+/// The command lines that differ between systems.
+struct HostCommands {
+  /// The report's sections before the listing of the client's data folders, in report order.
+  std::vector<ReportSection> sections;
+  /// Commands of the last section, "Launch info", that precede its folder listings.
+  std::vector<std::string> launchCommands;
+  /// Folders that "Launch info" lists, in order.
+  std::vector<std::string> launchFolders;
+  WideLogQuery wideLog;
+};
+
+/// The table of this system. A test links the other system's. Created on first use and never destroyed, since
+/// a report thread may still read it while the process ends.
+const HostCommands& hostCommands();
+
+/// The unit of "ulimit -f" in this host's sh, in bytes. Where its shells differ, the largest one: a limit may
+/// come out lower than asked for, never higher.
+extern const std::uintmax_t kShellBlockBytes;
+
+/// Adds to `actions` or `flags` what makes posix_spawn close all descriptors above `last` in the new process,
+/// whether they are close-on-exec or not.
+/// Requires: `actions` open all others but standard error.
+/// @return 0 or an error number
+int closeDescriptorsAbove(int last, posix_spawn_file_actions_t& actions, short& flags);
+
+struct Process {
+  pid_t pid;
+  pid_t parent;
+};
+
+/// The processes that run now, without process 1; empty when they cannot be listed.
+std::vector<Process> processes();
+
+/// The paths at which something is mounted; empty when they are not known. Not thread-safe.
+std::vector<std::string> mountPoints();
+
+}  // namespace quelmar::platform

@@ -1,0 +1,103 @@
+#include "platform/users.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+
+#include <pwd.h>
+#include <unistd.h>
+
+#include "base/bounded_call.h"
+#include "base/limits.h"
+
+namespace quelmar {
+namespace {
+
+constexpr std::size_t kFolderBufferBytes = 512;
+constexpr long kFallbackLookupBytes = 16384;
+constexpr std::size_t kMaxLookupBytes = 1024 * 1024;
+constexpr uid_t kNobody = 65534;
+
+/// A field of a user's entry in the password database; empty when there is no such user.
+std::string userEntry(uid_t uid, char* passwd::*field) {
+  const long recommended = sysconf(_SC_GETPW_R_SIZE_MAX);
+  std::vector<char> buffer(static_cast<std::size_t>(recommended > 0 ? recommended : kFallbackLookupBytes));
+  passwd entry{};
+  passwd* found = nullptr;
+  while (getpwuid_r(uid, &entry, buffer.data(), buffer.size(), &found) == ERANGE &&
+         buffer.size() < kMaxLookupBytes) {
+    buffer.resize(buffer.size() * 2);
+  }
+  return found != nullptr ? found->*field : "";
+}
+
+std::string usersFolder(const std::string& user) {
+  std::array<char, kFolderBufferBytes> folder{};
+  std::snprintf(folder.data(), folder.size(), "/Users/%s/Library/Application Support/oBrela", user.c_str());
+  return folder.data();
+}
+
+bool isPerson(const passwd& user) {
+  return user.pw_uid >= platform::kFirstPerson && user.pw_uid != kNobody &&
+         std::strcmp(user.pw_name, "nobody") != 0;
+}
+
+}  // namespace
+
+const std::optional<std::string>& process::loginUser() {
+  // Never destroyed: a thread may still read it while the process ends.
+  static const auto* const kUser = [] {
+    // Shared with the thread, which may still write to it after the time-out.
+    const auto answer = std::make_shared<std::optional<std::string>>();
+    const bool inTime = utilities::runWithin(kLimits.loginService, [answer] {
+      std::string user;
+      if (getCurrentLoginUser(user)) *answer = user;
+    });
+    return new std::optional<std::string>(inTime ? *answer : std::nullopt);
+  }();
+  return *kUser;
+}
+
+void utilities::macos::getSharedDataPath(std::string& path, std::error_code& /*ec*/) {
+  path = platform::machineApplicationSupport();
+  path = path.empty() ? "/Library/Application Support/oBrela" : path + "/oBrela";
+}
+
+std::string utilities::macos::getSharedDataPath(std::error_code& ec) {
+  std::string path;
+  getSharedDataPath(path, ec);
+  return path;
+}
+
+std::string userName(uid_t user) {
+  return userEntry(user, &passwd::pw_name);
+}
+
+std::string homeFolder(uid_t user) {
+  return userEntry(user, &passwd::pw_dir);
+}
+
+std::vector<std::string> homeFolders() {
+  std::vector<std::string> homes;
+  setpwent();
+  while (const passwd* user = getpwent()) {
+    const std::string home = user->pw_dir;
+    const bool isFolder = home.size() > 1 && home[0] == '/' && home != "/nonexistent" && home != "/dev/null";
+    const bool isNew = std::find(homes.begin(), homes.end(), home) == homes.end();
+    if (isFolder && isNew && (user->pw_uid == 0 || isPerson(*user))) homes.push_back(home);
+  }
+  endpwent();
+  return homes;
+}
+
+std::string applicationDataFolder() {
+  const uid_t uid = geteuid();
+  const std::string user = userName(uid);
+  const std::string support = user == "root" ? "" : platform::userApplicationSupport();
+  return support.empty() ? usersFolder(user) : support + "/oBrela";
+}
+
+}  // namespace quelmar

@@ -1,0 +1,220 @@
+#include "sysinfo/reports.h"
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <exception>
+#include <new>
+#include <utility>
+
+#include <boost/filesystem/operations.hpp>
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+#include "base/bounded_call.h"
+#include "base/directory.h"
+#include "base/regular_file.h"
+#include "base/scope_guard.h"
+#include "logging/log_call.h"
+#include "platform/host.h"
+#include "platform/users.h"
+#include "sysinfo/shell.h"
+
+namespace fs = boost::filesystem;
+
+namespace quelmar::logutils::macos {
+namespace details {
+namespace {
+
+constexpr std::uintmax_t kUnit = 1024;  // "ulimit -f" counts in blocks of this size, or of half of it
+constexpr int kFileSizeExceeded = 128 + SIGXFSZ;
+
+std::atomic<std::uintmax_t> maxReportBytes{1'073'741'824};  // 1 GiB
+
+/// Makes the file at `path` in its folder, which is opened without following a link.
+utilities::Descriptor makeFile(const fs::path& path, std::error_code& ec) {
+  const utilities::Directory folder(AT_FDCWD, path.parent_path().c_str(), utilities::Links::kNone, ec);
+  if (ec) return utilities::Descriptor();
+  const std::string name = path.filename().string();
+  const int flags = O_WRONLY | O_APPEND | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
+  if (unlinkat(folder.get(), name.c_str(), 0) != 0 && errno != ENOENT) ec = utilities::lastError();
+  utilities::Descriptor file(openat(folder.get(), name.c_str(), flags, 0666));
+  if (file)
+    ec.clear();
+  else if (!ec)
+    ec = utilities::lastError();
+  return file;
+}
+
+}  // namespace
+
+void out2File(const utilities::Descriptor& report, const std::string& text) {
+  utilities::writeAll(report.get(), text.data(), text.size());
+}
+
+void limitReports(std::uintmax_t bytes) {
+  rlimit own{};
+  if (getrlimit(RLIMIT_FSIZE, &own) == 0) bytes = std::min<std::uintmax_t>(bytes, own.rlim_cur);
+  maxReportBytes = bytes / kUnit * kUnit;
+}
+
+Report::Report(const char* function, std::string path, std::string target)
+    : function_(function), path_(std::move(path)), target_(std::move(target)) {
+  std::error_code ec;
+  file_ = makeFile(path_, ec);
+  hasEnded_ = ec && ec != std::errc::no_such_file_or_directory;
+  if (hasEnded_) {
+    LOG_CALL_AS(function_, kWarn, "report {} left out.; Reason: code:{} msg:{}", path_, ec.value(),
+                ec.message());
+  }
+}
+
+void Report::banner(const std::string& title) {
+  constexpr std::size_t kRuleWidth = 34;
+  const std::string rule(kRuleWidth, '=');
+  const std::string text = rule + " " + title + " " + rule + "\n";
+  endIfFull(text.size(), false, title);
+  if (!hasEnded_) out2File(file_, text);
+}
+
+bool Report::run(const std::string& command) {
+  if (hasEnded_) return true;
+  const std::string line = command + target_;
+  // The descriptor takes the place of the target's name.
+  const std::string redirected = command.substr(0, command.rfind(">>")) + ">&3";
+  std::string discarded;  // empty: the shell writes the output into the report
+  int status = 0;
+  const bool started = cmdPopen(line, {redirected, file_.get(), maxReportBytes}, discarded, status);
+  endIfFull(1, status == kFileSizeExceeded, line);
+  return started;
+}
+
+void Report::endIfFull(std::uintmax_t more, bool cutOff, const std::string& text) {
+  struct stat info {};
+  if (hasEnded_ || fstat(file_.get(), &info) != 0) return;
+  const auto size = static_cast<std::uintmax_t>(info.st_size);
+  hasEnded_ = cutOff || size + more > maxReportBytes;
+  if (hasEnded_) {
+    LOG_CALL_AS(function_, kWarn, "report {} ends at its limit of {} bytes; Reason: no room for all of: {}",
+                path_, cutOff ? size : maxReportBytes.load(), text);
+  }
+}
+
+}  // namespace details
+
+namespace {
+
+struct StateSection {
+  const char* startMessage;
+  const char* title;
+  const char* command;
+  const char* doneFormat;
+  const char* needed = nullptr;  ///< without this entry the section is left out
+};
+
+constexpr StateSection kSections[] = {
+    {"collectSystemStateForUem start collect uem process", "UEM processes",
+     "ps aux | grep QMUem | grep -v grep >> ", "collectSystemStateForUem collect uem process done, ret={}"},
+    {"collectSystemStateForUem start collect kernel state", "Kernel state", "sysctl -a >> ",
+     "collectSystemStateForUem collect kernel state done, ret={}"},
+    {"collectSystemStateForUem start collect SIP state", "SIP state", "csrutil status >> ",
+     "collectSystemStateForUem collect SIP state done, ret={}"},
+    {"collectSystemStateForUem start collect KEXT state", "KEXT state", "kextstat >> ",
+     "collectSystemStateForUem collect KEXT state done, ret={}"},
+    {"collectSystemStateForUem start collect SEXT state", "SEXT state",
+     "plutil -p /Library/SystemExtensions/db.plist >> ",
+     "collectSystemStateForUem collect SEXT state done, ret={}", "/Library/SystemExtensions/db.plist"},
+};
+
+constexpr int kSpanMinutes = 10;
+constexpr std::size_t kStampBufferBytes = 20;
+
+std::string stamp(const std::tm& time) {
+  std::array<char, kStampBufferBytes> text{};
+  std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &time);
+  return text.data();
+}
+
+}  // namespace
+
+std::shared_ptr<details::Report> makeSystemInfo(const std::string& path) {
+  return std::make_shared<details::Report>("collectSystemInfo", path, "\"" + path + "\"");
+}
+
+void collectSystemInfo(details::Report& report) {
+  const platform::HostCommands& commands = platform::hostCommands();
+  const auto list = [&report](const std::string& folder) { report.run("ls -l -R '" + folder + "' >> "); };
+  for (const platform::ReportSection& section : commands.sections) {
+    report.banner(section.title);
+    for (const std::string& command : section.commands) report.run(command);
+  }
+  report.banner("file permission info");
+  list("/Library/Application Support/oBrela");
+  list("/Users/root/Library/Application Support/oBrela");
+  if (const auto& user = process::loginUser())
+    list("/Users/" + *user + "/Library/Application Support/oBrela");
+  report.banner("Launch info");
+  for (const std::string& command : commands.launchCommands) report.run(command);
+  for (const std::string& folder : commands.launchFolders) list(folder);
+}
+
+void collectSystemInfo(const std::shared_ptr<details::Report>& report, std::uint64_t startSeconds,
+                       std::uint64_t limitSeconds, WaitGroup* group) {
+  const ScopeGuard signOff([group] { group->add(-1); });
+  const auto failed = [](const char* reason) {
+    LOG_CALL_AS("collectSystemInfo", kErr, "collectSystemInfo failed; Reason: {}", reason);
+  };
+  try {
+    const utilities::DetachedCall call([report] { collectSystemInfo(*report); }, failed);
+    LOG_CALL(kInfo, "{}", "wait for collectSystemInfo ...");
+    const std::uint64_t elapsed = utilities::steadySeconds() - startSeconds;
+    const std::chrono::seconds remaining(std::max(limitSeconds, elapsed) - elapsed);
+    if (call.await(std::chrono::steady_clock::now() + remaining) == std::future_status::timeout) {
+      LOG_CALL(kWarn, "{}{}", "Exec collectSystemInfo is timeout", "");
+    }
+    LOG_CALL(kInfo, "{}", "wait for collectSystemInfo done");
+  } catch (const std::exception& failure) {
+    failed(failure.what());
+  }
+}
+
+void collectSystemStateForUem(const std::string& folder, const std::string& name) {
+  const std::string path = (fs::path(folder) / ("uem_" + name) / "system_state.log").string();
+  details::Report report(__func__, path, path);
+  for (const StateSection& section : kSections) {
+    boost::system::error_code ec;
+    // The command tells of one that cannot be looked at.
+    if (section.needed != nullptr && fs::symlink_status(section.needed, ec).type() == fs::file_not_found)
+      continue;
+    LOG_CALL(kInfo, "{}", section.startMessage);
+    report.banner(section.title);
+    LOG_CALL(kInfo, section.doneFormat, report.run(section.command));
+  }
+}
+
+WideLogSpan wideLogSpan(std::time_t now) {
+  std::tm time{};
+  localtime_r(&now, &time);
+  WideLogSpan span;
+  span.end = stamp(time);
+  time.tm_min -= kSpanMinutes;
+  std::mktime(&time);
+  span.start = stamp(time);
+  return span;
+}
+
+void collectSystemWideLog(const std::string& folder) {
+  const WideLogSpan span = wideLogSpan(std::time(nullptr));
+  const platform::WideLogQuery& query = platform::hostCommands().wideLog;
+  const std::string path = (fs::path(folder) / "system_wide.log").string();
+  LOG_CALL(kInfo, "{}", "collectSystemWideLog start");
+  details::Report report(__func__, path, path);
+  const bool started =
+      report.run(query.beforeStart + span.start + query.beforeEnd + span.end + query.beforeTarget);
+  LOG_CALL(kInfo, "collectSystemWideLog done, ret={}", started);
+}
+
+}  // namespace quelmar::logutils::macos

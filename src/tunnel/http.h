@@ -1,0 +1,155 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <system_error>
+#include <utility>
+#include <vector>
+
+namespace quelmar {
+
+/// HTTP headers: one value for each name, ordered by name; names are case-sensitive.
+class HttpHeaders {
+ public:
+  enum class KnownHeaders : int {
+    kContentType,
+    kContentLength,
+    kLocation,
+    kLastModified,
+    kCookie,
+    kSetCookie,
+    kContentDisposition,
+    kUserAgent,
+    kServer,
+    kIfModifiedSince,
+    kETag,
+    kIfMatch,
+    kIfNoneMatch,
+    kTransferEncoding,
+    kAccessControlAllowOrigin,
+    kReferer,
+    kAcceptEncoding,
+    kConnection,
+    kTraceId,
+  };
+
+  /// Starts with "Content-Type", "User-Agent" and "Connection", set to the client's defaults.
+  HttpHeaders();
+
+  /// The header's name on the wire; "Unknown-Header" for a value outside the enumeration.
+  static const char* name(KnownHeaders header);
+
+  /// Sets a header, replacing the value it had.
+  void set(const std::string& headerName, const std::string& value) { values_[headerName] = value; }
+  void set(KnownHeaders header, const std::string& value) { set(name(header), value); }
+
+  /// All headers, ordered by name.
+  [[nodiscard]] const std::map<std::string, std::string>& values() const { return values_; }
+
+ private:
+  std::map<std::string, std::string> values_;
+};
+
+struct Cookie {
+  std::string name;
+  std::string value;
+};
+
+/// A cookie jar.
+using CurlCookies = std::vector<Cookie>;
+
+/// Makes a random trace id: 8 characters out of "0123456789abcdef". All ids of a process come from one
+/// generator, seeded with the time of the first call in seconds.
+/// Thread-safe.
+std::string generateTraceId();
+
+/// The options of a request, in the order and with the defaults that all of the client's programs share. This
+/// tool sends one plain GET without cookies and uses only reusesConnection; the other fields are here because
+/// the record is shared.
+struct NetworkOptions {
+  std::uint16_t version = 1;
+  std::string interfaceName;
+  bool verbose = false;
+  std::int32_t idleSeconds = 120;
+  bool verifyPeer = true;
+  std::string certificatePath;
+  bool useProxy = false;
+  bool reusesConnection = true;  ///< false: the connection is closed after the exchange
+  std::uint64_t rateLimit = 0;
+  std::string traceId = generateTraceId();
+  bool resume = false;
+  bool followLocation = false;
+  std::string proxyHost;
+  std::string proxyUser;
+  std::string proxyPassword;
+  bool uploads = false;
+  std::uint32_t resolveMode = 0;
+  CurlCookies cookies;
+  bool storesCookies = false;
+};
+
+/// A parsed address. Only absolute "http" addresses with a host are valid.
+class URL {
+ public:
+  explicit URL(const std::string& address);
+
+  /// Whether a request can be sent there.
+  [[nodiscard]] bool isValid() const { return valid_; }
+  /// The address as it was given.
+  [[nodiscard]] const std::string& text() const { return text_; }
+
+ private:
+  std::string text_;
+  bool valid_ = false;
+};
+
+/// The response of an exchange.
+class NetworkReply {
+ public:
+  NetworkReply(long responseCode, std::string body, bool isCut)
+      : responseCode_(responseCode), body_(std::move(body)), isCut_(isCut) {}
+
+  /// The HTTP status code.
+  [[nodiscard]] long getResponseCode() const { return responseCode_; }
+  /// The body, or its first 4 MiB.
+  [[nodiscard]] const std::string& getBody() const { return body_; }
+  /// Whether the body was longer than 4 MiB.
+  [[nodiscard]] bool isCut() const { return isCut_; }
+
+ private:
+  long responseCode_;
+  std::string body_;
+  bool isCut_;
+};
+
+/// Shared state of many requests; this tool sends one, and passes none.
+class NetworkManager;
+
+/// One HTTP GET. Proxies that the environment names are not used, redirects not followed, no signals used.
+class NetworkRequest {
+ public:
+  /// Makes a request with the default headers and options and without a time limit.
+  /// @param manager  not used; may be null
+  static std::shared_ptr<NetworkRequest> create(const std::shared_ptr<NetworkManager>& manager);
+
+  /// Sets the time limit of the whole exchange, connecting included, in seconds; 0 for none.
+  void setTimeout(unsigned int seconds) { timeoutSeconds_ = seconds; }
+  void setHeaders(const HttpHeaders& headers) { headers_ = headers; }
+  void setOptions(const NetworkOptions& options) { options_ = options; }
+
+  /// Performs the exchange. Blocks until it has ended or the time limit has passed. At most 4 MiB of the body
+  /// are received.
+  /// @param ec  cleared, then set to the transport error: bad address, connection refused, timed out, no
+  ///            HTTP, or headers of more than 256 KiB, which end the exchange
+  /// @return the reply, or null when `ec` is set. A status other than 200 is a reply, not an error.
+  std::shared_ptr<NetworkReply> send(std::error_code& ec, const URL& url);
+
+ private:
+  unsigned int timeoutSeconds_ = 0;
+  HttpHeaders headers_;
+  NetworkOptions options_;
+};
+
+}  // namespace quelmar
