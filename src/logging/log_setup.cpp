@@ -8,7 +8,8 @@
 
 #include "base/directories.h"
 #include "base/limits.h"
-<<<<<<< HEAD
+#include "logging/logger.h"
+#include "platform/command.h"
 #include "platform/users.h"
 #include "logging/logger.h"
 =======
@@ -21,6 +22,7 @@ namespace quelmar {
 namespace {
 
 std::string getAppdataPath() {
+  tell(STDOUT_FILENO, fmt::format("name:{} uid:{}\n", userName(geteuid()), geteuid()));
   const std::string folder = applicationDataFolder();
   std::error_code ec;
   utilities::makeFolder(folder, utilities::Links::kOwn, ec);
@@ -39,7 +41,7 @@ void makeLogFolder(const std::string& path) {
   std::error_code ec;
   utilities::Descriptor folder = utilities::makeFolder(path, utilities::Links::kOwn, ec, &made);
   if (made) fchmod(folder.get(), 0777);
-  if (!ec) utilities::hold(path, std::move(folder));
+  if (!ec) utilities::hold(path, std::move(folder), false);
 }
 
 /// Opens the log to all users. Not by a path that others can exchange: a link there would open another file.
