@@ -1,31 +1,41 @@
+#include "zipper/zipper.h"
+
+#include <climits>
+#include <csignal>
 #include <functional>
-#include <initializer_list>
 #include <map>
 #include <random>
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
+#include <sys/resource.h>
+#include <unistd.h>
 #include <unzip.h>
-#include <zip.h>
 #include <zlib.h>
 
 #include "support/temp_dir.h"
-#include "zipper/zipper_impl.h"
+#include "zipper/archive_file.h"
+#include "zipper/deflate_pipeline.h"
+#include "zipper/source_files.h"
 
 namespace {
 
+using quelmar::utilities::Links;
 using testing_support::readFile;
 using testing_support::TempDir;
 using testing_support::writeFile;
 using zipper::Zipper;
+using Entries = std::map<std::string, std::string>;
+using Errors = std::map<std::string, int>;
 namespace fs = boost::filesystem;
 
 constexpr unsigned kFlags = Zipper::CompressBest | Zipper::AppendHint;
 
 /// Names and contents of an archive's entries. The test fails when headers of an entry differ, or its size or
 /// checksum is wrong.
-std::map<std::string, std::string> readZip(const fs::path& archive) {
-  std::map<std::string, std::string> entries;
+Entries readZip(const fs::path& archive) {
+  Entries entries;
   const unzFile zip = unzOpen64(archive.c_str());
   for (int found = unzGoToFirstFile(zip); found == UNZ_OK; found = unzGoToNextFile(zip)) {
     unz_file_info64 info{};
@@ -53,13 +63,37 @@ TEST(Zipper, EncryptsWhatHasAPassword) {
   }
 }
 
-TEST(SourceFile, IsLargeFromTheSizeOnThatNeedsTheLongFields) {
+std::string packed(const fs::path& path, unsigned flags, Zipper::Hooks hooks) {
   const TempDir dir;
-  const fs::path path = writeFile(dir / "file", "");
-  for (const std::uint64_t size : {4'294'967'294U, 4'294'967'295U}) {
-    fs::resize_file(path, size);
-    EXPECT_EQ(isLargeFile(zipper::SourceFile(AT_FDCWD, path.c_str())), size == 4'294'967'295U) << size;
+  Zipper zip((dir / "a.zip").string(), "");
+  zip.setHooks(std::move(hooks));
+  zip.add(path.string(), flags);
+  zip.close();
+  return readFile(dir / "a.zip");
+}
+
+TEST(Zipper, EntriesGetTheLongFieldsWhenTheirSizePackedOrNotMayNeedThem) {
+  const TempDir dir;
+  const std::map<std::pair<std::uint64_t, unsigned>, bool> rows = {
+      {{4'294'967'294U, 0}, false},
+      {{4'294'967'295U, 0}, true},
+      {{4'290'000'000U, kFlags}, false},
+      {{4'293'700'000U, kFlags}, true}};  // a file of noise: its packed size
+  for (const auto& [row, isLarge] : rows) {
+    const fs::path path = writeFile(dir / "file", "");
+    fs::resize_file(path, row.first);
+    Zipper::Hooks hooks;
+    hooks.mayBePacked = [&](const struct stat&) { return fs::resize_file(path, 0), true; };  // soon read
+    EXPECT_EQ(packed(path, row.second, hooks).at(4) == 45, isLarge) << row.first;
   }
+}
+
+/// Tells whether this process has the file open.
+bool isOpen(const struct stat& file) {
+  struct stat found {};
+  int fd = 0;
+  while (fd < 256 && (fstat(fd, &found) != 0 || found.st_ino != file.st_ino)) ++fd;
+  return fd < 256;
 }
 
 TEST(Zipper, AnArchiveHasItsNameOnlyWhenItIsFinished) {
@@ -67,100 +101,115 @@ TEST(Zipper, AnArchiveHasItsNameOnlyWhenItIsFinished) {
   const std::string archive = (dir / "a.zip").string();
   const std::string partial = archive + zipper::kPartialSuffix;
   const std::string file = writeFile(dir / "file", "text").string();
-  EXPECT_THROW(Zipper(file, ""), std::runtime_error);  // no archive, so it stays as it is
-  EXPECT_EQ(readFile(file), "text");
+  for (const std::string& text :
+       {std::string("text"), std::string(99, '\0'), std::string("PK\5\6 and no more")}) {
+    EXPECT_THROW(Zipper(writeFile(archive, text).string(), ""), std::runtime_error);
+    EXPECT_EQ(readFile(archive), text);
+  }
+  fs::remove(archive);
   Zipper first(archive, "");
   const std::string longest(65'535, 'n');
-  EXPECT_THROW(first.add(longest + "n", kFlags), std::runtime_error);
-  first.add(longest, kFlags);
-  first.add(file, kFlags);
+  for (const std::string& added : {longest, longest + "n", file}) first.add(added, kFlags);
   EXPECT_FALSE(fs::exists(archive));
   EXPECT_THROW(Zipper(archive, ""), std::runtime_error);  // another one is at work
+  EXPECT_NE(flock(open(partial.c_str(), O_RDONLY), LOCK_EX | LOCK_NB), 0);
   first.close();
   const std::string whole = readFile(archive);
-  EXPECT_EQ(readZip(archive).count(longest), 1U);
+  EXPECT_TRUE(readZip(archive) == (Entries{{longest, ""}, {"file", "text"}}));
   EXPECT_FALSE(fs::exists(partial));
 
+  const auto failToWrite = [&](Zipper& zip) {
+    const rlimit none{0, RLIM_INFINITY};
+    const rlimit all{RLIM_INFINITY, RLIM_INFINITY};
+    signal(SIGXFSZ, SIG_IGN);
+    setrlimit(RLIMIT_FSIZE, &none);
+    zip.add(writeFile(dir / "noise", std::string(20'000, 'n')).string(), 0);
+    setrlimit(RLIMIT_FSIZE, &all);  // what is written later is there
+  };
   const struct {
-    std::function<void()> meanwhile;
+    std::string before;
+    std::function<void(Zipper&)> meanwhile;
     std::string left;
   } rows[] = {
-      {[&] { fs::rename(partial, dir / "moved"), writeFile(partial, "foreign"); }, whole},
-      {[&] { fs::remove(archive), writeFile(archive, "foreign"); }, "foreign"},
-      {[&] { writeFile(archive, whole), fs::remove(partial); }, whole},
+      {whole, [&](Zipper&) { fs::rename(partial, dir / "moved"), writeFile(partial, "foreign"); }, whole},
+      {whole, [&](Zipper&) { fs::remove(archive), writeFile(archive, "foreign"); }, "foreign"},
+      {"", [&](Zipper&) { writeFile(archive, "foreign"); }, "foreign"},
+      {whole, [&](Zipper&) { fs::remove(partial); }, whole},
+      {whole, failToWrite, whole},
   };
   for (const auto& row : rows) {
-    fs::remove(partial);
-    writeFile(archive, whole);
+    struct stat old {};
+    for (const std::string& path : {partial, archive}) fs::remove(path);
+    if (!row.before.empty()) stat(writeFile(archive, row.before).c_str(), &old);
     Zipper zip(archive, "");
     zip.add(file, kFlags);
-    row.meanwhile();
+    EXPECT_EQ(zip.entries(), row.before.empty() ? 1U : 3U);
+    row.meanwhile(zip);
+    EXPECT_TRUE(row.before.empty() || isOpen(old)) << "else another file could get its number";
     EXPECT_THROW(zip.close(), std::runtime_error);
     EXPECT_EQ(readFile(archive), row.left);
   }
 }
 
-std::string packed(const fs::path& tree, unsigned threads, unsigned flags) {
-  const TempDir dir;
-  Zipper::Impl zip((dir / "a.zip").string(), "", threads);
-  EXPECT_TRUE(zip.open());
-  zip.add(tree.string(), flags);
-  EXPECT_TRUE(zip.close());
-  return readFile(dir / "a.zip");
-}
-
-/// What the zip library makes of the tree when it does all by itself.
-std::string packedPlainly(const fs::path& tree) {
-  const TempDir dir;
-  const zipFile zip = zipOpen64((dir / "plain.zip").c_str(), APPEND_STATUS_CREATE);
-  for (const fs::directory_entry& entry : fs::recursive_directory_iterator(tree)) {
-    if (fs::is_directory(entry.symlink_status())) continue;
-    const std::string file = entry.path().string();
-    const std::string content = fs::is_regular_file(entry.symlink_status()) ? readFile(file) : "";
-    zipOpenNewFileInZip64(zip, file.substr(file.rfind("tree/")).c_str(), nullptr, nullptr, 0, nullptr, 0,
-                          nullptr, Z_DEFLATED, 9, 0);
-    zipWriteInFileInZip(zip, content.data(), static_cast<unsigned>(content.size()));
-    zipCloseFileInZip(zip);
-  }
-  zipClose(zip, nullptr);
-  return readFile(dir / "plain.zip");
-}
-
 TEST(Zipper, TreesComeBackWholeAndAsTheSameArchiveFromAnyNumberOfThreads) {
   const TempDir dir;
   const fs::path tree = dir / "tree";
-  std::map<std::string, std::string> expected = {{"tree/link", ""}, {"tree/fifo.log", ""}};
+  Entries expected;
   const auto add = [&](const std::string& name, const std::string& text) {
     expected[name.substr(name.rfind("tree/"))] = text;
     writeFile(dir / name, text);
   };
-  const char* const folders[] = {"tree/", "tree/sub/", "tree/sub/tree/", "tree/tree/tree/deeper/"};
-  constexpr std::size_t kPiece = zipper::kPieceBytes;
   std::mt19937 random(7);  // NOLINT: the same each time
-  const auto addSizes = [&](std::initializer_list<std::size_t> sizes) {
-    for (const std::size_t size : sizes) {
-      std::string text;
-      while (text.size() < size / 2)
-        text += text.size() < 30'000 ? std::to_string(random()) + " is a line\n" : text.substr(0, 30'000);
-      while (text.size() < size) text += static_cast<char>(random());
-      text.resize(size);
-      add(folders[size % 4] + std::to_string(size), text);
-    }
-  };
-  addSizes({0, 1, 8193, kPiece});
+  std::string noise(zipper::kPieceBytes, '\0');
+  for (char& byte : noise) byte = static_cast<char>(random());
+  std::string text;
+  while (text.size() < 30'000) text += std::to_string(random()) + " is a line\n";
+  while (text.size() < 3 * noise.size() + 12'345) text += text;
+  const char* const folders[] = {"tree/", "tree/sub/", "tree/sub/tree/", "tree/tree/tree/deeper/"};
+  for (const std::size_t size : {0, 1, 8193, 1'048'576, 1'048'577})
+    for (const std::string& from : {noise, text})
+      add(folders[size % 4] + std::to_string(size) + (from == text ? "t" : "n"), from.substr(0, size));
+  add("tree/mixed", text + noise + text);
   for (unsigned i = 0; i < 200; ++i) add("tree/many/" + std::to_string(i), std::to_string(i));
   for (const char* name : {".hidden", "new\nline", "\xff\xfe"}) add("tree/" + std::string(name), name);
   fs::create_symlink("many", tree / "link");
   ASSERT_EQ(mkfifo((tree / "fifo.log").c_str(), 0600), 0);
-  EXPECT_TRUE(packed(tree, 3, Zipper::CompressBest) == packedPlainly(tree)) << "no file is over a piece";
-  addSizes({kPiece + 1, 2 * kPiece, 3 * kPiece + 12'345});
-  EXPECT_LT(packed(tree, 1, Zipper::CompressBest).size(), packedPlainly(tree).size() + 5'000);
-  for (const unsigned flags : {unsigned{Zipper::CompressBest}, unsigned{Zipper::CompressFast}, 0U}) {
-    const std::string archive = packed(tree, 1, flags);
-    for (const unsigned threads : {0U, 3U, 16U})
-      EXPECT_TRUE(archive == packed(tree, threads, flags)) << threads;
+  for (const char* name : {"folder/foreign", "foreign"}) writeFile(tree / name, "");
+  for (const char* name : {"folder", "foreign"})
+    fs::permissions(tree / name, fs::add_perms | fs::others_write);
+
+  Errors lost;
+  Zipper::Hooks hooks;
+  hooks.lost = [&](const std::string& path, int error) { lost[path.substr(tree.size())] = error; };
+  hooks.mayBePacked = [](const struct stat& info) { return (info.st_mode & S_IWOTH) == 0; };
+  for (const unsigned flags : {kFlags, unsigned{Zipper::CompressFast}, 0U}) {
+    hooks.threads = 1;
+    const std::string archive = packed(tree, flags, hooks);
+    for (hooks.threads = 0; hooks.threads < 17; hooks.threads += 8)
+      EXPECT_TRUE(archive == packed(tree, flags, hooks)) << hooks.threads;
     EXPECT_TRUE(readZip(writeFile(dir / "a.zip", archive)) == expected) << flags;
+    EXPECT_EQ(lost,
+              (Errors{{"/link", ENOTSUP}, {"/fifo.log", ENOTSUP}, {"/folder", EPERM}, {"/foreign", EPERM}}));
   }
+  // A file of several pieces is hardly larger than if it were deflated as one.
+  std::string whole(compressBound(text.size()), '\0');
+  uLong size = whole.size();
+  compress2(reinterpret_cast<Bytef*>(whole.data()), &size, reinterpret_cast<const Bytef*>(text.data()),
+            text.size(), 9);
+  EXPECT_LT(packed(writeFile(dir / "text", text), kFlags, {}).size(), size + 5'000);
+}
+
+TEST(Zipper, FoldersWhosePathIsTooLongAreToldAndNotEntered) {
+  const TempDir dir;
+  for (const char* name : {"a", "sub/b"}) writeFile(dir / name, "");
+  Errors told;
+  std::error_code ec;
+  zipper::filesFromDirectory(
+      quelmar::utilities::Folder(openFolder(dir.path().string(), Links::kAny, ec)),
+      std::string(PATH_MAX - 4, 'p'), [](const struct stat&) { return true; },
+      [&](const std::string& path, int error) { told[path.substr(PATH_MAX - 4)] = error; },
+      [&](const std::string& path, const zipper::SourceFile&) { told[path.substr(PATH_MAX - 4)] = 0; });
+  EXPECT_EQ(told, (Errors{{"/a", 0}, {"/sub", ENAMETOOLONG}}));
 }
 
 }  // namespace
