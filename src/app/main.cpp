@@ -1,6 +1,6 @@
 #include <cstdint>
-#include <memory>
-#include <set>
+#include <functional>
+#include <iostream>
 #include <string>
 #include <thread>
 #include <utility>
@@ -13,23 +13,16 @@
 #include "app/process.h"
 #include "app/result_codes.h"
 #include "app/terminal.h"
-#include "base/threads.h"
-#include "base/directories.h"
 #include "base/limits.h"
-
 #include "base/threads.h"
-#include "collect/file_system.h"
 #include "collect/running_log.h"
 #include "logging/log_setup.h"
 #include "logging/logger.h"
 #include "sysinfo/reports.h"
 #include "sysinfo/shell.h"
 #include "tunnel/module_dump.h"
-#include "workspace/cached_logs.h"
-#include "workspace/housekeeping.h"
-#include "workspace/output_location.h"
-#include "workspace/packaging.h"
-#include "zipper/entry_count.h"
+#include "workspace/output_root.h"
+#include "workspace/packing.h"
 
 namespace fs = boost::filesystem;
 
@@ -69,73 +62,15 @@ void cleanOutputRoot(const std::string& dir) {
   }
 }
 
-/// Makes the scratch folder, open to every user; the run goes on without it.
-/// @return names in it that could not be removed. They must not be packed: another user may have put hard
-///         links to private files of the calling user there.
-std::set<std::string> prepareScratch(const std::string& logFilesDir) {
-  std::set<std::string> leftovers;
-  bool made = false;
-  std::error_code ec = utilities::claimDirectory(logFilesDir, utilities::Links::kNone, &made);
-  if (ec) {
-    LOG_CALL_AS("main", kWarn, "create_directories({}) return failed; Reason: Error code={}, msg={}",
-                logFilesDir, ec.value(), ec.message());
-    return leftovers;
-  }
-  if (!made) {
-    std::string entries;
-    utilities::listDirectory(logFilesDir.c_str(), utilities::Links::kNone, entries);
-    utilities::forEachEntry(entries, [&](utilities::EntryKind, const char* name) { leftovers.insert(name); });
-  }
-  if (!leftovers.empty()) {
-    LOG_CALL_AS("main", kWarn, "{} entries of {} could not be removed and are not packed, such as {}",
-                leftovers.size(), logFilesDir, *leftovers.begin());
-  }
-  ec = utilities::openToAllUsers(logFilesDir);
-  if (ec) {
-    LOG_CALL_AS("main", kWarn, "permissions all_all({}) return failed; Reason: Error code={}, msg={}",
-                logFilesDir, ec.value(), ec.message());
-  }
-  return leftovers;
-}
-
-/// Starts the three collectors, each on a detached thread that calls group.add(-1) when it is done.
-/// Throws std::system_error when a thread cannot be started.
-void startCollectors(const std::string& logFilesDir,
-                     const std::shared_ptr<logutils::macos::details::Report>& systemInfo,
-                     std::uint64_t startSeconds, WaitGroup& group, Terminal& terminal) {
-  terminal.begin("system information");
+/// Starts a collector on a detached thread, which calls group.add(-1) when it is done.
+/// Throws std::system_error when the thread cannot be started.
+void startCollector(const char* name, WaitGroup& group, Terminal& terminal, std::function<void()> collect) {
+  terminal.begin(name);
   group.add(1);
-  std::thread([systemInfo, startSeconds, &group, &terminal] {
-    const auto budget = static_cast<std::uint64_t>(kLimits.systemInformation.count());
-    logutils::macos::collectSystemInfo(systemInfo, startSeconds, budget, &group);
-    terminal.done("system information");
-  }).detach();
-
-  terminal.begin("tunnel dump");
-  group.add(1);
-  std::thread([&group, &terminal] {
-    LOG_CALL(kInfo, "{}", "begin dump trust xtunnel process info ...");
-    dumpXTunnelProc();
-    LOG_CALL(kInfo, "{}", "end dump trust xtunnel proces info");
-    terminal.done("tunnel dump");
-    group.add(-1);
-  }).detach();
-
-  terminal.begin("running logs");
-  group.add(1);
-  std::thread([logFilesDir, &group, &terminal] {
-    LOG_CALL(kInfo, "begin collect running log {} ...", logFilesDir);
-    try {
-      logutils::macos::collectRunningLog(logFilesDir);
-    } catch (const std::exception& failure) {
-      // The archive is still made, from what was collected so far.
-      LOG_CALL(kErr, "{}; Reason: exception:{}", "collect running log failed.", failure.what());
-    } catch (...) {
-      LOG_CALL(kErr, "{}; Reason: exception:{}", "collect running log failed.", "unknown");
-    }
-    LOG_CALL(kInfo, "end collect running log {} ", logFilesDir);
-    terminal.done("running logs");
-    group.add(-1);
+  std::thread([name, &group, &terminal, collect = std::move(collect)] {
+    const ScopeGuard signOff([&group] { group.add(-1); });
+    collect();
+    terminal.done(name);
   }).detach();
 }
 
@@ -221,10 +156,12 @@ int main(int argc, char** argv) {
 
   // 6. The three collectors, in parallel.
   WaitGroup group;
-  const std::string systemInfoPath = (fs::path(dir) / "system_info.log").string();
-  limitReports(dir);
-  const auto systemInfo = logutils::macos::makeSystemInfo(systemInfoPath);
-  startCollectors(logFilesDir, systemInfo, startSeconds, group, terminal);
+  const auto budget = static_cast<std::uint64_t>(kLimits.systemInformation.count());
+  startCollector("system information", group, terminal, [systemInfo, startSeconds, budget] {
+    logutils::macos::collectSystemInfo(systemInfo, startSeconds, budget);
+  });
+  startCollector("tunnel dump", group, terminal, dumpTunnel);
+  startCollector("running logs", group, terminal, [scratch] { collectLogs(scratch.logFiles); });
   terminal.wait(group);
 
   // 7. Copy the tool's own log, then pack everything into one archive.
@@ -232,15 +169,16 @@ int main(int argc, char** argv) {
   collectSelf(scratch.logFiles);
   const std::string zipPath = initZipLogPath(dir);
   LOG_CALL(kInfo, "begin compress running log to {} ...", zipPath);
-  std::vector<std::string> paths = collectCacheLogPaths(logFilesDir, leftovers);
-  if (systemInfo->isMade()) paths.push_back(systemInfoPath);
-  terminal.run("packing", [&] { compressLogs(paths, zipPath, logFilesDir); });
-  terminal.setArchive(zipPath, zipper::entryCount(zipPath).value_or(0));
+  std::vector<std::string> paths = collectCacheLogPaths(scratch.logFiles);
+  if (systemInfo->isMade()) paths.push_back(scratch.systemInfo);
+  std::uint64_t files = 0;
+  terminal.run("packing", [&] { compressLogs(paths, zipPath, scratch.logFiles, &files); });
+  terminal.setArchive(zipPath, files);
   LOG_CALL(kInfo, "end compress running log to {}", zipPath);
 
   // 8. Remove everything but the archive, and show that.
   LOG_CALL(kInfo, "{}", "begin clear cache log");
-  terminal.run("clearing up", [&] { removeScratch(logFilesDir, systemInfoPath); });
+  terminal.run("clearing up", [&] { removeScratch(dir, scratch); });
   LOG_CALL(kInfo, "{}", "clear cache log done");
   if (!isQuiet) openExplorer(zipPath);
   LOG_CALL(kInfo, "{}", "Collection log completed");

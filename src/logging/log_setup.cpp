@@ -11,10 +11,6 @@
 #include "logging/logger.h"
 #include "platform/command.h"
 #include "platform/users.h"
-#include "logging/logger.h"
-=======
->>>>>>> f9990b247363f533d606480a38ac01964427917c
-#include "platform/command.h"
 
 namespace fs = boost::filesystem;
 
@@ -41,7 +37,7 @@ void makeLogFolder(const std::string& path) {
   std::error_code ec;
   utilities::Descriptor folder = utilities::makeFolder(path, utilities::Links::kOwn, ec, &made);
   if (made) fchmod(folder.get(), 0777);
-  if (!ec) utilities::hold(path, std::move(folder), false);
+  if (!ec) utilities::hold(path, std::move(folder));
 }
 
 /// Opens the log to all users. Not by a path that others can exchange: a link there would open another file.
