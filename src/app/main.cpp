@@ -89,7 +89,8 @@ void collectLogs(const std::string& logFilesDir) {
     logutils::macos::collectRunningLog(logFilesDir);
   } catch (const std::exception& failure) {
     // The archive is still made, from what was collected so far.
-    LOG_CALL_AS("operator()", kErr, "{}; Reason: exception:{}", "collect running log failed.", failure.what());
+    LOG_CALL_AS("operator()", kErr, "{}; Reason: exception:{}", "collect running log failed.",
+                failure.what());
   }
   LOG_CALL_AS("operator()", kInfo, "end collect running log {} ", logFilesDir);
 }

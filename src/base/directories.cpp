@@ -3,10 +3,14 @@
 #include <algorithm>
 #include <array>
 #include <climits>
+#include <cstring>
 #include <deque>
+#include <memory>
+#include <new>
 #include <utility>
 
 #include <boost/filesystem/operations.hpp>
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -171,6 +175,29 @@ bool isWayFixed(const fs::path& path, int linksLeft = kMaxLinks) {
   return true;
 }
 
+EntryKind kindOf(mode_t mode) {
+  if (S_ISREG(mode)) return EntryKind::kFile;
+  if (S_ISDIR(mode)) return EntryKind::kDirectory;
+  return S_ISLNK(mode) ? EntryKind::kLink : EntryKind::kOther;
+}
+
+EntryKind kindOf(int directory, const dirent& entry) {
+  switch (entry.d_type) {
+    case DT_REG:
+      return EntryKind::kFile;
+    case DT_DIR:
+      return EntryKind::kDirectory;
+    case DT_LNK:
+      return EntryKind::kLink;
+    case DT_UNKNOWN:
+      break;
+    default:
+      return EntryKind::kOther;
+  }
+  struct stat info {};
+  return lookUp(directory, entry.d_name, info) ? EntryKind::kUnknown : kindOf(info.st_mode);
+}
+
 }  // namespace
 
 int hold(const std::string& path, Descriptor folder) {
@@ -277,18 +304,35 @@ Place locate(const std::string& path, Links links, std::error_code& ec) {
   return {openFolder(whole.substr(0, nameAt), links, ec), name.empty() ? "." : name};
 }
 
+std::error_code lookUp(int folder, const char* name, struct stat& info) {
+  return fstatat(folder, name, &info, AT_SYMLINK_NOFOLLOW) == 0 ? std::error_code() : lastError();
+}
+
 std::error_code lookUp(const std::string& path, Links links, struct stat& info) {
   std::error_code ec;
   const Place place = locate(path, links, ec);
-  if (!ec && fstatat(place.folder.get(), place.name.c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0)
-    ec = lastError();
-  return ec;
+  return ec ? ec : lookUp(place.folder.get(), place.name.c_str(), info);
 }
 
 std::error_code listFolder(int folder, std::string& entries) {
-  std::error_code ec;
-  Directory directory(folder, ".", Links::kNone, ec);
-  return ec ? ec : directory.list(entries);
+  Descriptor again(openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  const std::unique_ptr<DIR, int (*)(DIR*)> listing(again ? fdopendir(again.get()) : nullptr, &closedir);
+  if (!listing) return lastError();
+  again.release();
+  for (;;) {
+    errno = 0;
+    const dirent* entry = readdir(listing.get());
+    if (entry == nullptr) return lastError();
+    if (std::strcmp(entry->d_name, ".") == 0 || std::strcmp(entry->d_name, "..") == 0) continue;
+    const std::size_t whole = entries.size();
+    try {
+      entries += static_cast<char>(kindOf(folder, *entry));
+      entries.append(entry->d_name).push_back('\0');
+    } catch (const std::bad_alloc&) {
+      entries.resize(whole);
+      return std::make_error_code(std::errc::not_enough_memory);
+    }
+  }
 }
 
 bool whileFixed(const std::string& path, const std::function<void()>& work) {

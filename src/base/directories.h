@@ -1,17 +1,53 @@
 #pragma once
 
-#include <cstdint>
+#include <cerrno>
 #include <functional>
 #include <string>
 #include <system_error>
+#include <utility>
 
-#include <boost/filesystem/path.hpp>
 #include <sys/stat.h>
-
-#include "base/descriptor.h"
-#include "base/directory.h"
+#include <unistd.h>
 
 namespace quelmar::utilities {
+
+/// errno as an error code.
+inline std::error_code lastError() {
+  return {errno, std::generic_category()};
+}
+
+/// Owns a file descriptor and closes it; holds -1 when there is none. Not thread-safe.
+class Descriptor {
+ public:
+  explicit Descriptor(int fd = -1) : fd_(fd) {}
+  Descriptor(Descriptor&& other) noexcept : fd_(other.release()) {}
+  Descriptor& operator=(Descriptor&& other) noexcept {
+    std::swap(fd_, other.fd_);
+    return *this;
+  }
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+  ~Descriptor() {
+    if (fd_ >= 0) close(fd_);
+  }
+
+  [[nodiscard]] int get() const { return fd_; }
+  explicit operator bool() const { return fd_ >= 0; }
+  /// Hands the descriptor to the caller, who closes it.
+  int release() noexcept { return std::exchange(fd_, -1); }
+  /// Closes now, since some file systems report write errors only then. @return false with errno set.
+  bool closeNow() { return close(release()) == 0; }
+
+ private:
+  int fd_;
+};
+
+/// Which symbolic links are followed:
+/// - kNone: none;
+/// - kOwn: those that root or the calling user owns;
+/// - kJudged: those, and links whose owner owns what they lead to: a user's links to their own files;
+/// - kAny: all.
+enum class Links { kNone, kOwn, kJudged, kAny };
 
 /// Makes the run use this open folder for everything at `path` or below it from now on: the functions here
 /// then begin at the descriptor, whatever bears the name meanwhile, and follow no link on the way.
@@ -61,11 +97,28 @@ Place locate(const std::string& path, Links links, std::error_code& ec);
 /// @param ec     cleared, then set when the folder there cannot be opened: ENOTSUP when `name` is no link
 Place targetOfLink(int parent, const std::string& name, Links links, uid_t& owner, std::error_code& ec);
 
-/// Reads the status of the entry at `path`, never through a link at it. @return the error of that
+/// Reads the status of an entry, never through a link at its name. @return the error of that
+std::error_code lookUp(int folder, const char* name, struct stat& info);
+/// As above, finding it as locate does.
 std::error_code lookUp(const std::string& path, Links links, struct stat& info);
 
-/// Appends the entries of an open folder, as Directory::list does. @return the error that ended it early
+/// An entry's type, from its directory: a link is kLink wherever it leads, kOther is a pipe, socket or
+/// device. kUnknown: the directory does not hold the type, and the entry's status could not be read.
+enum class EntryKind : char { kFile = 'f', kDirectory = 'd', kLink = 'l', kOther = 'o', kUnknown = '?' };
+
+/// Appends all entries of an open folder but "." and "..", in listing order, to `entries`: one byte for the
+/// type (EntryKind), the name and a zero byte each. One string takes far less memory for a million files than
+/// a string for each.
+/// @return the error that ended the listing early; the entries before it are in `entries`
 std::error_code listFolder(int folder, std::string& entries);
+
+/// Calls `callback` with the type and the name of each entry that listFolder has appended.
+template <typename Callback>
+void forEachEntry(const std::string& entries, const Callback& callback) {
+  for (std::size_t at = 0; at < entries.size(); at = entries.find('\0', at) + 1) {
+    callback(static_cast<EntryKind>(entries[at]), entries.c_str() + at + 1);
+  }
+}
 
 /// Runs `work` while nobody else can exchange the entry at `path`: every folder on the way belongs to root or
 /// the calling user, and others may not write to it or its sticky bit is set; the last one's is set for that

@@ -1,10 +1,9 @@
 #include "collect/removal.h"
 
+#include <boost/exception/diagnostic_information.hpp>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
-
-#include <boost/exception/diagnostic_information.hpp>
 
 #include "base/tree_walk.h"
 #include "logging/logger.h"
@@ -24,8 +23,8 @@ using utilities::TreeWalk;
 
 constexpr mode_t kWriteForAll = 0222;
 
-/// Replaces all permission bits: kept on purpose. By a descriptor, since what a name leads to may be exchanged
-/// for a link, or for a file that has other names.
+/// Replaces all permission bits: kept on purpose. By a descriptor, since what a name leads to may be
+/// exchanged for a link, or for a file that has other names.
 std::error_code makeWritable(const Place& place) {
   const int flags = O_RDONLY | O_NONBLOCK | O_NOCTTY | O_NOFOLLOW | O_CLOEXEC;
   struct stat info {};
@@ -45,13 +44,14 @@ void addWritePermission(const Place& place, const fs::path& path) {
 }
 
 void tellMissing(const std::string& path, const std::error_code& ec) {
-  LOG_CALL_AS("directoryWalker", kWarn, "Source directory {} not exist.; Reason: code:{} msg:{}", path, ec.value(),
-              ec.message());
+  LOG_CALL_AS("directoryWalker", kWarn, "Source directory {} not exist.; Reason: code:{} msg:{}", path,
+              ec.value(), ec.message());
 }
 
 void tellTraversal(const std::string& path, const std::error_code& ec) {
-  LOG_CALL_AS("directoryWalker", kWarn, "An exception occurred while traversing the directory({}); Reason: code:{}: {}",
-              path, ec.value(), ec.message());
+  LOG_CALL_AS("directoryWalker", kWarn,
+              "An exception occurred while traversing the directory({}); Reason: code:{}: {}", path,
+              ec.value(), ec.message());
 }
 
 }  // namespace
@@ -85,7 +85,7 @@ void directoryWalker(const fs::path& root, const std::function<void(const std::s
       const bool isFolder = walk.kind() == EntryKind::kDirectory;
       if (walk.kind() == EntryKind::kUnknown) {
         struct stat info {};
-        ec = utilities::lookUp(walk.folder(), walk.name(), Links::kNone, info);
+        ec = utilities::lookUp(walk.folder(), walk.name(), info);
         LOG_CALL(kWarn, "current path:{}; Reason: code:{} msg:{}", path, ec.value(), ec.message());
         continue;
       }

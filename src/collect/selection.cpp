@@ -10,8 +10,8 @@
 #include <utility>
 
 #include <boost/algorithm/string/case_conv.hpp>
-#include <boost/exception/diagnostic_information.hpp>
 #include <boost/date_time/posix_time/posix_time_types.hpp>
+#include <boost/exception/diagnostic_information.hpp>
 #include <boost/filesystem/operations.hpp>
 
 #include "base/threads.h"
@@ -116,7 +116,8 @@ constexpr unsigned kBytesToMiBShift = 20;
 std::uint64_t getDirectorySize(const std::string& dir, const std::vector<std::string>& exts) {
   std::uint64_t sum = 0;
   const auto failed = [](const std::string& folder, const std::string& reason) {
-    LOG_CALL_AS("getDirectorySize", kErr, "get directory:{} size failed; Reason: catch exception:{}", folder, reason);
+    LOG_CALL_AS("getDirectorySize", kErr, "get directory:{} size failed; Reason: catch exception:{}", folder,
+                reason);
   };
   const auto lost = [&failed](const std::string& folder, const std::error_code& ec) {
     failed(folder, "code:" + std::to_string(ec.value()) + ": " + ec.message());
@@ -139,7 +140,7 @@ std::uint64_t getDirectorySize(const std::string& dir, const std::vector<std::st
         if (!ec) walk.enter(std::move(folder));
       } else if (walk.kind() == EntryKind::kFile &&
                  (exts.empty() || logutils::isAcceptViaExtName(walk.path(), exts)) &&
-                 !utilities::lookUp(walk.folder(), walk.name(), Links::kNone, info)) {
+                 !utilities::lookUp(walk.folder(), walk.name(), info)) {
         sum += static_cast<std::uint64_t>(info.st_size);
       }
     }

@@ -24,8 +24,9 @@ using logutils::FileFilter;
 ///
 /// A file is copied only when the volume keeps 100 MiB free after that, for the user, and as much again as
 /// the largest file that this process has copied, for packing. Failures are logged: for each error number the
-/// first with its paths, the others as a count. Not logged are isUsualLoss errors, links that do not lead to a
-/// file, and files whose copy exists already. Calls utilities::beat with each entry and each piece of a file.
+/// first with its paths, the others as a count. Not logged are isUsualLoss errors, links that do not lead to
+/// a file, and files whose copy exists already. Calls utilities::beat with each entry and each piece of a
+/// file.
 /// @param filter  called with each file's source path; empty accepts all.
 /// @return the error when `src` is missing or cannot be listed to its end, or `dst` cannot be made (all
 ///         logged); no error otherwise, whatever became of single files and sub-directories.
@@ -46,8 +47,8 @@ bool copyFile2Dir(const std::string& sourceDir, const std::string& destDir, cons
 /// @return the error of opening or copying it; ENOSPC when it does not fit as described at copyDir.
 std::error_code copyOneFile(const boost::filesystem::path& source, const boost::filesystem::path& target);
 
-/// Tells whether an error of opening a source's file is one that healthy machines give, and is not logged: the
-/// file has gone, may not be read, or is not a regular file.
+/// Tells whether an error of opening a source's file is one that healthy machines give, and is not logged:
+/// the file has gone, may not be read, or is not a regular file.
 bool isUsualLoss(const std::error_code& ec);
 
 }  // namespace quelmar::helper

@@ -17,7 +17,7 @@
 #include <unistd.h>
 
 #include "base/directories.h"
-#include "base/regular_file.h"
+#include "base/files.h"
 
 namespace fs = boost::filesystem;
 
@@ -45,7 +45,8 @@ class FileSink : public spdlog::sinks::base_sink<std::mutex> {
 
   [[nodiscard]] int descriptor() const { return file_.get(); }
 
-  /// Puts the file away when `bytes` more would exceed the cap. When that fails, the file has no cap any more.
+  /// Puts the file away when `bytes` more would exceed the cap. When that fails, the file has no cap any
+  /// more.
   std::error_code makeRoom(std::int64_t bytes) {
     if (sizeOf(file_.get()) <= cap_ - bytes) return {};
     const std::error_code ec = rotate();
@@ -90,7 +91,8 @@ class FileSink : public spdlog::sinks::base_sink<std::mutex> {
 
 /// Tells, until `deadline` at most, whether a write of PIPE_BUF bytes would not block.
 bool canTake(int descriptor, std::chrono::steady_clock::time_point deadline) {
-  const auto left = std::chrono::duration_cast<std::chrono::microseconds>(deadline - std::chrono::steady_clock::now());
+  const auto left =
+      std::chrono::duration_cast<std::chrono::microseconds>(deadline - std::chrono::steady_clock::now());
   timeval limit{0, static_cast<suseconds_t>(std::clamp<std::int64_t>(left.count(), 0, 999'999))};
   fd_set descriptors;
   FD_ZERO(&descriptors);
@@ -114,7 +116,8 @@ utilities::Descriptor openLog(int folder, const std::string& name, std::error_co
     if (errno == EEXIST) file = utilities::Descriptor(openat(folder, name.c_str(), kFlags));
     if (!file) ec = utilities::lastError();
     struct stat info {};
-    const int status = file ? fstat(file.get(), &info) : fstatat(folder, name.c_str(), &info, AT_SYMLINK_NOFOLLOW);
+    const int status =
+        file ? fstat(file.get(), &info) : fstatat(folder, name.c_str(), &info, AT_SYMLINK_NOFOLLOW);
     const bool isExpected = status != 0 || (S_ISREG(info.st_mode) && info.st_nlink == 1);
     if (isExpected && (file || status == 0 || isLast)) return file;
     if (!isExpected && (isLast || unlinkat(folder, name.c_str(), 0) != 0)) {
@@ -130,7 +133,8 @@ void tell(int descriptor, std::string_view text) {
   const auto deadline = isStuck[descriptor] ? now : now + kOutputLimit;
   while (!text.empty()) {
     const bool isReady = canTake(descriptor, deadline);
-    const ssize_t put = isReady ? write(descriptor, text.data(), std::min<std::size_t>(text.size(), PIPE_BUF)) : -1;
+    const ssize_t put =
+        isReady ? write(descriptor, text.data(), std::min<std::size_t>(text.size(), PIPE_BUF)) : -1;
     if (put <= 0) {
       isStuck[descriptor] = true;
       return;
@@ -231,7 +235,8 @@ void Logger::write(int level, const char* file, const char* function, int line, 
     fmt::basic_memory_buffer<char, kInlineMessageBytes> message;
     fmt::vformat_to(fmt::appender(message), format, args);
     const fmt::string_view all(message.data(), message.size());
-    text = sink != nullptr ? GetFmt(file, function, line, all) : "log isn't inited." + fmt::to_string(message);
+    text =
+        sink != nullptr ? GetFmt(file, function, line, all) : "log isn't inited." + fmt::to_string(message);
   }
   if (context && sink != nullptr) text += context();
   if (level != kDump) text = printable(text);

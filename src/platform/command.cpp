@@ -11,7 +11,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "base/descriptor.h"
+#include "base/directories.h"
 #include "base/threads.h"
 #include "platform/host.h"
 

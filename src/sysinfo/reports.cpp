@@ -15,7 +15,7 @@
 #include <sys/stat.h>
 
 #include "base/directories.h"
-#include "base/regular_file.h"
+#include "base/files.h"
 #include "logging/logger.h"
 #include "platform/host.h"
 #include "platform/users.h"

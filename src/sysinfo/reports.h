@@ -5,7 +5,7 @@
 #include <memory>
 #include <string>
 
-#include "base/descriptor.h"
+#include "base/directories.h"
 #include "base/threads.h"
 
 namespace quelmar::logutils::macos {

@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <iterator>
 
-#include "base/regular_file.h"
+#include "base/files.h"
 #include "logging/logger.h"
 #include "platform/users.h"
 

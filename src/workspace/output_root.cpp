@@ -50,8 +50,8 @@ constexpr std::size_t kMaxArchives = 5;
 /// What the run has found out about the output root.
 struct Root {
   int folder = -1;
-  bool isLocked = false;   // by this run
-  bool isShared = false;   // by another run that has locked it
+  bool isLocked = false;  // by this run
+  bool isShared = false;  // by another run that has locked it
 };
 
 Root& outputRoot() {
@@ -62,13 +62,14 @@ Root& outputRoot() {
 bool mayBeEmptied(const std::string& root, const std::string& executable) {
   const std::string place = protectedPlaceIn(root, executable);
   if (!place.empty()) {
-    LOG_CALL_AS("ensureLogRootDir", kWarn, "{} is not used for the output, the default is; Reason: it holds {}", root,
-                place);
+    LOG_CALL_AS("ensureLogRootDir", kWarn,
+                "{} is not used for the output, the default is; Reason: it holds {}", root, place);
   }
   return place.empty();
 }
 
-/// Opens the folder at `path`, which is made when it is missing, holds and locks it. @return whether it is there
+/// Opens the folder at `path`, which is made when it is missing, holds and locks it. @return whether it is
+/// there
 bool takeRoot(const std::string& path, Links links) {
   std::error_code ec;
   if (!utilities::ensureDirectoryExist(path, ec, links)) return false;
@@ -111,13 +112,15 @@ Descriptor lockEntry(int folder, const std::string& name, bool& isInUse) {
   if (fstatat(folder, name.c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0) return Descriptor();
   if (!S_ISREG(info.st_mode) && !S_ISDIR(info.st_mode)) return Descriptor();
   Descriptor entry(openat(folder, name.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_NOFOLLOW | O_CLOEXEC));
-  isInUse = entry ? flock(entry.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK : info.st_uid != geteuid();
+  isInUse =
+      entry ? flock(entry.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK : info.st_uid != geteuid();
   return entry;
 }
 
 /// Tells whether something is mounted directly in the folder.
 bool holdsMountPoint(int folder) {
-  struct stat own {}, info {};
+  struct stat own {
+  }, info{};
   std::string entries;
   bool found = false;
   if (fstat(folder, &own) != 0 || utilities::listFolder(folder, entries)) return false;
@@ -149,7 +152,8 @@ std::vector<DatedFile> archives(int folder, const std::string& dir, bool onlyOwn
   utilities::forEachEntry(entries, [&](EntryKind, const char* name) {
     struct stat info {};
     if (!isArchive(name) || (onlyOwn && !isOwnName(name))) return;
-    if (fstatat(folder, name, &info, AT_SYMLINK_NOFOLLOW) != 0) fail("cannot look at it", dir + "/" + name, lastError());
+    if (fstatat(folder, name, &info, AT_SYMLINK_NOFOLLOW) != 0)
+      fail("cannot look at it", dir + "/" + name, lastError());
     if (S_ISREG(info.st_mode)) files.push_back({name, info.st_mtime});
   });
   return files;
@@ -162,7 +166,8 @@ void removeOldest(int folder, const std::string& dir, bool onlyOwn, Removed& rem
             [](const DatedFile& one, const DatedFile& other) { return one.time < other.time; });
   files.resize(files.size() - (kMaxArchives - 1));
   for (const DatedFile& file : files) {
-    if (unlinkat(folder, file.name.c_str(), 0) != 0) fail("cannot remove it", dir + "/" + file.name, lastError());
+    if (unlinkat(folder, file.name.c_str(), 0) != 0)
+      fail("cannot remove it", dir + "/" + file.name, lastError());
     removed.add(file.name);
   }
 }
@@ -198,18 +203,21 @@ std::error_code makeUsualScratch(const Root& root, Descriptor& folder) {
   std::error_code ec = makeNew(root.folder, kScratch, folder);
   if (ec != std::errc::file_exists || !root.isLocked) return ec;
   const std::string aside = std::string(kScratch) + ".left-" + std::to_string(getpid());
-  if (utilities::removeEntry(root.folder, kScratch)) renameat(root.folder, kScratch, root.folder, aside.c_str());
+  if (utilities::removeEntry(root.folder, kScratch))
+    renameat(root.folder, kScratch, root.folder, aside.c_str());
   return makeNew(root.folder, kScratch, folder);
 }
 
 /// Makes a folder of this run's own in the root, and the scratch folder in it.
 /// @param name  receives its name
-std::error_code makeOwnScratch(const Root& root, const std::string& path, std::string& name, Descriptor& folder) {
+std::error_code makeOwnScratch(const Root& root, const std::string& path, std::string& name,
+                               Descriptor& folder) {
   Descriptor own;
   std::error_code ec = std::make_error_code(std::errc::file_exists);
   bool isInUse = false;
   for (int number = 0; ec == std::errc::file_exists || (!ec && isInUse); ++number) {
-    name = std::string(kScratch) + "." + std::to_string(getpid()) + (number == 0 ? "" : "-" + std::to_string(number));
+    name = std::string(kScratch) + "." + std::to_string(getpid()) +
+           (number == 0 ? "" : "-" + std::to_string(number));
     ec = makeNew(root.folder, name, own);
     // Another run that takes it for an abandoned one holds the lock while it removes it.
     isInUse = !ec && flock(own.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
@@ -223,7 +231,8 @@ std::error_code makeOwnScratch(const Root& root, const std::string& path, std::s
 
 bool ensureLogRootDir(std::string& root, const std::string& executable) {
   // Checked twice: before a file there is replaced by a folder, and for the folder that is there then.
-  if (!root.empty() && mayBeEmptied(root, executable) && takeRoot(root, Links::kAny) && mayBeEmptied(root, executable))
+  if (!root.empty() && mayBeEmptied(root, executable) && takeRoot(root, Links::kAny) &&
+      mayBeEmptied(root, executable))
     return true;
   if (!takeRoot(kDefaultRoot, Links::kOwn)) {
     LOG_CALL(kErr, "ensureDirectoryExist {} failed.{}", kDefaultRoot, "");
@@ -277,11 +286,13 @@ void checkAndCleanLogDir(const std::string& dir) {
       return !isInUse;
     });
     // What cannot be listed was told above.
-    if (!ec && !utilities::listFolder(folder.get(), entries)) removeOldest(folder.get(), dir, onlyOwn, removed);
+    if (!ec && !utilities::listFolder(folder.get(), entries))
+      removeOldest(folder.get(), dir, onlyOwn, removed);
   } catch (const fs::filesystem_error& failure) {
     LOG_CALL(kWarn, "{}; Reason: file system error: {}", "delete file error", failure.what());
   }
-  if (removed.count > 0) LOG_CALL(kInfo, "{} entries of {} removed, such as {}", removed.count, dir, removed.first);
+  if (removed.count > 0)
+    LOG_CALL(kInfo, "{} entries of {} removed, such as {}", removed.count, dir, removed.first);
 }
 
 Scratch makeScratch(const std::string& root) {
@@ -324,7 +335,8 @@ void removeScratch(const std::string& root, const Scratch& scratch) {
     bool isInUse = false;
     if (isArchive(name) || !isOwnName(name) || isOtherRuns(name)) return;
     const Descriptor locked = lockEntry(folder, name, isInUse);
-    if (!isInUse) LOG_CALL_AS("main", kWarn, "{} stays, it could not be removed", (fs::path(root) / name).string());
+    if (!isInUse)
+      LOG_CALL_AS("main", kWarn, "{} stays, it could not be removed", (fs::path(root) / name).string());
   });
 }
 

@@ -59,13 +59,13 @@ struct Scratch {
   std::string systemInfo;  ///< "system_info.log" beside it
 };
 
-/// Makes an empty scratch folder with mode 0777 in the output root, and holds it open. Failures are logged; the
-/// run goes on without the folder. When another run uses the root, or the folder of an earlier run can be
+/// Makes an empty scratch folder with mode 0777 in the output root, and holds it open. Failures are logged;
+/// the run goes on without the folder. When another run uses the root, or the folder of an earlier run can be
 /// neither removed nor moved aside, it is made in a folder of this run's own (told in a record).
 Scratch makeScratch(const std::string& root);
 
-/// Removes the scratch folder and the report, and tells what of the tool's own stays in the root. May be called
-/// more than once.
+/// Removes the scratch folder and the report, and tells what of the tool's own stays in the root. May be
+/// called more than once.
 void removeScratch(const std::string& root, const Scratch& scratch);
 
 /// Builds an archive's file name: "oBrelaLog_2.5.16.20_", the local time as "%Y%m%d%H%M%S", ".zip".
@@ -73,8 +73,8 @@ void removeScratch(const std::string& root, const Scratch& scratch);
 bool getZipFileName(std::string& name);
 
 /// The path of the archive to be written into `root`, with the current time in its name, or a later second
-/// when what bears that name is not an archive of the calling user's, or another run is writing it. The name is
-/// reserved by an empty file with the suffix of an unfinished archive. Empty when no name could be built
+/// when what bears that name is not an archive of the calling user's, or another run is writing it. The name
+/// is reserved by an empty file with the suffix of an unfinished archive. Empty when no name could be built
 /// (logged).
 std::string initZipLogPath(const std::string& root);
 

@@ -13,7 +13,7 @@
 #include <unistd.h>
 
 #include "base/directories.h"
-#include "base/regular_file.h"
+#include "base/files.h"
 #include "logging/logger.h"
 #include "logging/losses.h"
 #include "zipper/zipper.h"
@@ -102,7 +102,8 @@ std::vector<std::string> collectCacheLogPaths(const std::string& dir) {
       // An entry of unknown type is listed: the packer logs it when it cannot read it either.
       const bool mayBeFile = kind == utilities::EntryKind::kFile || kind == utilities::EntryKind::kUnknown;
       const bool isFile = mayBeFile && !isLeftOut(name);
-      if (isFile || kind == utilities::EntryKind::kDirectory) paths.push_back((fs::path(dir) / name).string());
+      if (isFile || kind == utilities::EntryKind::kDirectory)
+        paths.push_back((fs::path(dir) / name).string());
     });
     if (listed) throw std::system_error(listed, "code:" + std::to_string(listed.value()));
   } catch (const std::exception& failure) {
@@ -114,8 +115,8 @@ std::vector<std::string> collectCacheLogPaths(const std::string& dir) {
   return paths;
 }
 
-int compressLogs(const std::vector<std::string>& paths, const std::string& zipPath,
-                 const std::string& copies, std::uint64_t* entries) {
+int compressLogs(const std::vector<std::string>& paths, const std::string& zipPath, const std::string& copies,
+                 std::uint64_t* entries) {
   if (entries != nullptr) *entries = 0;
   try {
     std::optional<Losses> losses;  // of the path that is packed

@@ -23,8 +23,8 @@ std::vector<std::string> collectCacheLogPaths(const std::string& dir);
 /// is nothing, or the archive could not be written, the ".incomplete" file stays. What cannot be read is
 /// logged as well, except added paths that are missing.
 /// @param copies   a folder of the tool's own: each file below it is removed as soon as it is in the archive.
-///                 Only regular files with one link and folders are packed that belong to its owner; others are
-///                 logged. Empty: all is packed, and stays
+///                 Only regular files with one link and folders are packed that belong to its owner; others
+///                 are logged. Empty: all is packed, and stays
 /// @param entries  when not null: receives the number of the archive's entries, 0 when there is no archive
 /// @return always 0.
 int compressLogs(const std::vector<std::string>& paths, const std::string& zipPath,

@@ -12,7 +12,7 @@
 #include <unzip.h>
 #include <zip.h>
 
-#include "base/regular_file.h"
+#include "base/files.h"
 
 namespace zipper {
 namespace {
@@ -142,8 +142,8 @@ void ArchiveFile::openInLibrary() {
 /// Tells whether `file` is what bears this name in the archive's folder.
 bool ArchiveFile::isHere(const std::string& name, const struct stat& file) const {
   struct stat found {};
-  return !lookUp(place_.folder.get(), name.c_str(), Links::kNone, found) && found.st_dev == file.st_dev &&
-         found.st_ino == file.st_ino;
+  return !quelmar::utilities::lookUp(place_.folder.get(), name.c_str(), found) &&
+         found.st_dev == file.st_dev && found.st_ino == file.st_ino;
 }
 
 bool ArchiveFile::close(bool whole, std::uint64_t entries) {
@@ -194,7 +194,7 @@ bool ArchiveFile::publish() {
       return true;
     }
     // Not every file system has hard links.
-    if (lookUp(folder, name, Links::kNone, old).value() != ENOENT) return false;
+    if (quelmar::utilities::lookUp(folder, name, old).value() != ENOENT) return false;
   } else if (::fstat(old_.get(), &old) != 0 || !isHere(place_.name, old)) {
     return false;
   }

@@ -8,7 +8,7 @@
 #include <unistd.h>
 #include <zlib.h>
 
-#include "base/regular_file.h"
+#include "base/files.h"
 
 namespace zipper {
 namespace {

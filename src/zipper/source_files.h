@@ -8,7 +8,7 @@
 
 #include <sys/stat.h>
 
-#include "base/descriptor.h"
+#include "base/directories.h"
 #include "base/tree_walk.h"
 
 namespace zipper {

@@ -7,8 +7,8 @@
 #include <mntent.h>
 #include <unistd.h>
 
-#include "base/directory.h"
-#include "base/regular_file.h"
+#include "base/directories.h"
+#include "base/files.h"
 
 namespace quelmar::platform {
 
@@ -22,7 +22,9 @@ std::vector<Process> processes() {
   constexpr std::size_t kMaxStatBytes = 4096;
   std::vector<Process> all;
   std::string entries;
-  utilities::listDirectory("/proc", utilities::Links::kNone, entries);
+  std::error_code ec;
+  const utilities::Descriptor folder = utilities::openFolder("/proc", utilities::Links::kNone, ec);
+  utilities::listFolder(folder.get(), entries);
   utilities::forEachEntry(entries, [&all](utilities::EntryKind /*kind*/, const std::string& name) {
     const pid_t pid = std::atoi(name.c_str());
     if (pid <= 1) return;

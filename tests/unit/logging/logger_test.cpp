@@ -1,8 +1,9 @@
+#include "logging/logger.h"
+
 #include <gtest/gtest.h>
 #include <spdlog/common.h>
 #include <unistd.h>
 
-#include "logging/logger.h"
 #include "support/temp_dir.h"
 
 using namespace quelmar;
@@ -30,8 +31,9 @@ TEST(LogCall, NothingThatLoggingDoesReachesTheCaller) {
   call([] { throw std::runtime_error("argument\n\x1b[31mbroke"); });
   call([] { throw 42; });
   const std::string where = "[LogCollectionTool:operator():" + std::to_string(line) + "]: ";
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), "sdplog exception" + where + "sink broke\n" + where +
-                                                        "argument\\x0a\\x1b[31mbroke\nUnknown excepiton When logger\n");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "sdplog exception" + where + "sink broke\n" + where +
+                "argument\\x0a\\x1b[31mbroke\nUnknown excepiton When logger\n");
   EXPECT_EQ(log.text(), "");
 }
 
@@ -60,8 +62,9 @@ TEST(LogCall, WritesOneLineForARecordButNotForADump) {
   const LogCapture log;
   LOG_CALL(kWarn, "{}", "a\nb\x7f");
   LOG_CALL(kDump, "{}", "a\nb\x7f");
-  EXPECT_EQ(log.text(), "[warning] [LogCollectionTool:TestBody] a\\x0ab\\x7f\n"
-                        "[info] [LogCollectionTool:TestBody] a\nb\x7f\n");
+  EXPECT_EQ(log.text(),
+            "[warning] [LogCollectionTool:TestBody] a\\x0ab\\x7f\n"
+            "[info] [LogCollectionTool:TestBody] a\nb\x7f\n");
 }
 
 TEST(Tell, DoesNotWaitLongForAReaderWhoIsNotThere) {

@@ -1,15 +1,13 @@
 #pragma once
 
 #include <cstddef>
-#include <memory>
 #include <string>
 #include <system_error>
 
 #include <boost/filesystem/path.hpp>
 #include <sys/stat.h>
 
-#include "base/descriptor.h"
-#include "base/directory.h"
+#include "base/directories.h"
 
 namespace quelmar::utilities {
 
@@ -42,11 +40,6 @@ bool writeAll(int fd, const char* data, std::size_t size);
 ///         stays.
 std::error_code copyOpened(const Descriptor& source, const struct stat& info, int parent, const char* name,
                            Overwrite overwrite);
-
-/// openRegular on `from`, following links, and copyOpened to `to`.
-/// @param ec  cleared, then set to the first error of either
-void copyRegularFile(const boost::filesystem::path& from, const boost::filesystem::path& to,
-                     Overwrite overwrite, std::error_code& ec);
 
 /// Reads a regular file, following links, up to its first `limit` bytes.
 /// @return the bytes; empty when the file cannot be opened, those before the error when reading fails.

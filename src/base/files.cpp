@@ -1,4 +1,4 @@
-#include "base/regular_file.h"
+#include "base/files.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -119,12 +119,6 @@ std::error_code copyOpened(const Descriptor& source, const struct stat& info, in
   ec = copyBytes(source.get(), target.get(), static_cast<std::uintmax_t>(info.st_size));
   if (!target.closeNow() && !ec) ec = lastError();
   return ec;
-}
-
-void copyRegularFile(const fs::path& from, const fs::path& to, Overwrite overwrite, std::error_code& ec) {
-  struct stat info {};
-  const Descriptor source = openRegular(AT_FDCWD, from.c_str(), Links::kAny, info, ec);
-  if (!ec) ec = copyOpened(source, info, AT_FDCWD, to.c_str(), overwrite);
 }
 
 std::string readRegularFile(const fs::path& path, std::size_t limit) {
