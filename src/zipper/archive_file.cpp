@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstring>
 #include <new>
+#include <string_view>
 #include <utility>
 
 #include <fcntl.h>
@@ -22,10 +23,9 @@ using quelmar::utilities::Links;
 
 constexpr mode_t kArchiveMode = 0666;  // less the umask
 constexpr std::size_t kCopyBytes = 8192;
-constexpr char kEndRecord[] = {'P', 'K', 5, 6};
-constexpr char kEndRecord64[] = {'P', 'K', 6, 6};
-constexpr char kEndLocator64[] = {'P', 'K', 6, 7};
-constexpr std::size_t kSignatureBytes = 4;
+constexpr std::string_view kEndRecord("PK\5\6");
+constexpr std::string_view kEndRecord64("PK\6\6");
+constexpr std::string_view kEndLocator64("PK\6\7");
 constexpr std::size_t kEndRecordBytes = 22;
 constexpr std::size_t kEndLocator64Bytes = 20;
 constexpr std::uint64_t kMaxPlainEntries = 65'535;
@@ -41,31 +41,29 @@ zlib_filefunc64_def functionsOn(std::FILE* file) {
   return functions;
 }
 
-/// The four bytes at `from`, least significant first.
-std::uint64_t get(const std::string& from, std::size_t at) {
-  std::uint64_t value = 0;
-  for (std::size_t i = 4; i-- > 0;) value = (value << 8U) | static_cast<unsigned char>(from[at + i]);
-  return value;
-}
-
-void put(std::string& to, std::uint64_t value, std::size_t size) {
-  for (; size > 0; --size, value >>= 8U) to += static_cast<char>(value & 0xffU);
-}
-
-std::string endRecord64(std::uint64_t entries, std::uint64_t size, std::uint64_t offset) {
-  std::string record(kEndRecord64, kSignatureBytes);
-  put(record, 44, 8);  // how many bytes of this record follow
-  put(record, kVersion64, 2);
-  put(record, kVersion64, 2);
-  put(record, 0, 8);  // this disk, and the one where the directory begins
-  put(record, entries, 8);
-  put(record, entries, 8);
-  put(record, size, 8);
-  put(record, offset, 8);
-  record.append(kEndLocator64, kSignatureBytes);
-  put(record, 0, 4);
-  put(record, offset + size, 8);  // where this record is
-  put(record, 1, 4);
+/// The 64-bit end record and its locator, for an archive with this plain one.
+std::string endRecord64(const std::string& plain, std::uint64_t entries) {
+  std::string record(kEndRecord64);
+  const auto get = [&](std::size_t at) {  // four bytes, least significant first
+    std::uint64_t value = 0;
+    for (std::size_t i = at + 4; i-- > at;) value = (value << 8U) | static_cast<unsigned char>(plain[i]);
+    return value;
+  };
+  const auto put = [&](std::uint64_t value, std::size_t size) {
+    for (; size > 0; --size, value >>= 8U) record += static_cast<char>(value & 0xffU);
+  };
+  const std::uint64_t size = get(12);  // of the central directory
+  const std::uint64_t offset = get(16);
+  put(44, 8);  // how many bytes of this record follow
+  for (int i = 0; i < 2; ++i) put(kVersion64, 2);
+  put(0, 8);  // this disk, and the one where the directory begins
+  for (int i = 0; i < 2; ++i) put(entries, 8);
+  put(size, 8);
+  put(offset, 8);
+  record += kEndLocator64;
+  put(0, 4);
+  put(offset + size, 8);  // where the 64-bit record is
+  put(1, 4);
   return record;
 }
 
@@ -110,12 +108,11 @@ bool ArchiveFile::create(mode_t mode) {
 
 bool ArchiveFile::copyOld() {
   char bytes[kCopyBytes];
-  for (ssize_t got = 0; (got = ::read(old_.get(), bytes, sizeof bytes)) != 0;) {
-    if (got < 0) return false;
-    if (std::fwrite(bytes, 1, static_cast<std::size_t>(got), file_.get()) != static_cast<std::size_t>(got))
-      return false;
+  ssize_t got = 0;
+  while ((got = ::read(old_.get(), bytes, sizeof bytes)) > 0) {
+    std::fwrite(bytes, 1, static_cast<std::size_t>(got), file_.get());
   }
-  return std::fflush(file_.get()) == 0;
+  return got == 0 && !failed();
 }
 
 void ArchiveFile::openInLibrary() {
@@ -124,10 +121,10 @@ void ArchiveFile::openInLibrary() {
     // Only reading it tells an archive from a file of zeroes, which the library would write over; but an
     // archive without entries cannot be read.
     unz_global_info64 info{};
-    char start[kSignatureBytes];
+    char start[kEndRecord.size()];
     const unzFile old = unzOpen2_64(place_.name.c_str(), &functions);
     const bool isEmpty = old == nullptr && ::pread(old_.get(), start, sizeof start, 0) == sizeof start &&
-                         std::memcmp(start, kEndRecord, sizeof start) == 0;
+                         std::string_view(start, sizeof start) == kEndRecord;
     const bool isKnown = old != nullptr && unzGetGlobalInfo64(old, &info) == UNZ_OK;
     if (old != nullptr) unzClose(old);
     if (!isKnown && !isEmpty) return;
@@ -160,15 +157,15 @@ bool ArchiveFile::close(bool whole, std::uint64_t entries) {
 bool ArchiveFile::completeEndRecord(std::uint64_t entries) try {
   if (entries <= kMaxPlainEntries) return true;
   std::string tail(kEndLocator64Bytes + kEndRecordBytes + commentSize_, '\0');
-  const off_t at = ::ftello(file_.get()) - static_cast<off_t>(tail.size());
-  if (std::fflush(file_.get()) != 0) return false;
-  if (::pread(::fileno(file_.get()), tail.data(), tail.size(), at) != static_cast<ssize_t>(tail.size()))
+  const auto size = static_cast<ssize_t>(tail.size());
+  std::fflush(file_.get());
+  if (::pread(::fileno(file_.get()), tail.data(), tail.size(), ::ftello(file_.get()) - size) != size)
     return false;
-  if (tail.compare(0, kSignatureBytes, kEndLocator64, kSignatureBytes) == 0) return true;
+  if (tail.compare(0, kEndLocator64.size(), kEndLocator64) == 0) return true;
   tail.erase(0, kEndLocator64Bytes);
-  const std::string records = endRecord64(entries, get(tail, 12), get(tail, 16)) + tail;
-  return ::fseeko(file_.get(), -static_cast<off_t>(tail.size()), SEEK_CUR) == 0 &&
-         std::fwrite(records.data(), 1, records.size(), file_.get()) == records.size();
+  if (::fseeko(file_.get(), -static_cast<off_t>(tail.size()), SEEK_CUR) != 0) return false;
+  tail.insert(0, endRecord64(tail, entries));
+  return std::fwrite(tail.data(), 1, tail.size(), file_.get()) == tail.size();
 } catch (const std::bad_alloc&) {
   return false;
 }
