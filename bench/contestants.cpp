@@ -21,7 +21,7 @@
 #include "collect/file_selection.h"
 #include "collect/tree_copy.h"
 #include "support/confine.h"
-#include "zipper/zipper_impl.h"
+#include "zipper/zipper.h"
 
 namespace fs = boost::filesystem;
 
@@ -35,10 +35,12 @@ void check(bool good, const char* what) {
 }
 
 void pack(unsigned threads, const std::string& archive, const std::string& tree, unsigned flags) {
-  zipper::Zipper::Impl zip(archive, "", threads);
-  check(zip.open(), "opening the archive");
+  zipper::Zipper zip(archive, "");
+  zipper::Zipper::Hooks hooks;
+  hooks.threads = threads;
+  zip.setHooks(hooks);
   zip.add(tree, flags);
-  check(zip.close(), "closing the archive");
+  zip.close();
 }
 
 void copy(const std::string& tree, const std::string& target) {

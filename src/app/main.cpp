@@ -1,35 +1,28 @@
 #include <cstdint>
+#include <functional>
 #include <iostream>
-#include <memory>
-#include <set>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <boost/filesystem/operations.hpp>
+#include <unistd.h>
 
-#include "app/param_check.h"
-#include "app/process_setup.h"
-#include "app/progress.h"
+#include "app/options.h"
+#include "app/process.h"
 #include "app/result_codes.h"
-#include "app/result_lines.h"
-#include "base/bounded_call.h"
-#include "base/directories.h"
+#include "app/terminal.h"
 #include "base/limits.h"
-#include "base/shared_inst.h"
-#include "base/wait_group.h"
-#include "collect/file_system.h"
+#include "base/threads.h"
 #include "collect/running_log.h"
-#include "logging/log_call.h"
 #include "logging/log_setup.h"
+#include "logging/logger.h"
 #include "sysinfo/reports.h"
 #include "sysinfo/shell.h"
 #include "tunnel/module_dump.h"
-#include "workspace/cached_logs.h"
-#include "workspace/housekeeping.h"
-#include "workspace/output_location.h"
-#include "workspace/packaging.h"
-#include "zipper/zipper.h"
+#include "workspace/output_root.h"
+#include "workspace/packing.h"
 
 namespace fs = boost::filesystem;
 
@@ -47,101 +40,58 @@ namespace {
 /// Answers --help or --version, which end the run at once. @return false when neither was given
 bool showHelpOrVersion(const cmdline::parser& parser) {
   if (parser.exist("help")) {
-    std::cerr << parser.usage() << std::endl;
+    tell(STDERR_FILENO, parser.usage() + "\n");
     return true;
   }
   if (!parser.exist("version")) return false;
-  std::cout << logcollect_version_string();
+  tell(STDOUT_FILENO, logcollect_version_string());
   return true;
 }
 
 /// Opens the tool's own log; the run goes on without it.
-void openOwnLog(ResultLines& result) {
-  if (initLogName("LogColltionTool")) {
-    result.log(Logger::GetInstance().options().logFile);
-  } else {
-    LOG_CALL_AS("main", kErr, "{}{}", "initLogName failed.", "");
-  }
+void openOwnLog() {
+  if (!initLogName("LogColltionTool")) LOG_CALL_AS("main", kErr, "{}{}", "initLogName failed.", "");
 }
 
 /// Removes old output; the run goes on when that fails.
-void cleanOutputRoot(const std::string& dir, utilities::Links links) {
+void cleanOutputRoot(const std::string& dir) {
   try {
-    checkAndCleanLogDir(dir, links);
+    checkAndCleanLogDir(dir);
   } catch (const std::exception& failure) {  // out of memory; what is left does no harm
     LOG_CALL_AS("main", kErr, "{}; Reason: exception:{}", "delete file error", failure.what());
   }
 }
 
-/// Makes the scratch folder, open to every user; the run goes on without it.
-/// @return names in it that could not be removed. They must not be packed: another user may have put hard
-///         links to private files of the calling user there.
-std::set<std::string> prepareScratch(const std::string& logFilesDir) {
-  std::set<std::string> leftovers;
-  bool made = false;
-  std::error_code ec = utilities::claimDirectory(logFilesDir, utilities::Links::kNone, &made);
-  if (ec) {
-    LOG_CALL_AS("main", kWarn, "create_directories({}) return failed; Reason: Error code={}, msg={}",
-                logFilesDir, ec.value(), ec.message());
-    return leftovers;
-  }
-  if (!made) {
-    std::string entries;
-    utilities::listDirectory(logFilesDir.c_str(), utilities::Links::kNone, entries);
-    utilities::forEachEntry(entries, [&](utilities::EntryKind, const char* name) { leftovers.insert(name); });
-  }
-  if (!leftovers.empty()) {
-    LOG_CALL_AS("main", kWarn, "{} entries of {} could not be removed and are not packed, such as {}",
-                leftovers.size(), logFilesDir, *leftovers.begin());
-  }
-  ec = utilities::openToAllUsers(logFilesDir);
-  if (ec) {
-    LOG_CALL_AS("main", kWarn, "permissions all_all({}) return failed; Reason: Error code={}, msg={}",
-                logFilesDir, ec.value(), ec.message());
-  }
-  return leftovers;
-}
-
-/// Starts the three collectors, each on a detached thread that calls group.add(-1) when it is done.
-/// Throws std::system_error when a thread cannot be started.
-void startCollectors(const std::string& logFilesDir,
-                     const std::shared_ptr<logutils::macos::details::Report>& systemInfo,
-                     std::uint64_t startSeconds, WaitGroup& group, Progress& progress) {
+/// Starts a collector on a detached thread, which calls group.add(-1) when it is done.
+/// Throws std::system_error when the thread cannot be started.
+void startCollector(const char* name, WaitGroup& group, Terminal& terminal, std::function<void()> collect) {
+  terminal.begin(name);
   group.add(1);
-  std::thread([systemInfo, startSeconds, &group, token = progress.collector("system information")] {
-    const auto budget = static_cast<std::uint64_t>(kLimits.systemInformation.count());
-    logutils::macos::collectSystemInfo(systemInfo, startSeconds, budget, &group);
-  }).detach();
-
-  group.add(1);
-  std::thread([&group, token = progress.collector("tunnel dump")] {
-    LOG_CALL(kInfo, "{}", "begin dump trust xtunnel process info ...");
-    dumpXTunnelProc();
-    LOG_CALL(kInfo, "{}", "end dump trust xtunnel proces info");
-    group.add(-1);
-  }).detach();
-
-  group.add(1);
-  std::thread([logFilesDir, &group, token = progress.collector("running logs")] {
-    LOG_CALL(kInfo, "begin collect running log {} ...", logFilesDir);
-    try {
-      logutils::macos::collectRunningLog(logFilesDir);
-    } catch (const std::exception& failure) {
-      // The archive is still made, from what was collected so far.
-      LOG_CALL(kErr, "{}; Reason: exception:{}", "collect running log failed.", failure.what());
-    } catch (...) {
-      LOG_CALL(kErr, "{}; Reason: exception:{}", "collect running log failed.", "unknown");
-    }
-    LOG_CALL(kInfo, "end collect running log {} ", logFilesDir);
-    group.add(-1);
+  std::thread([name, &group, &terminal, collect = std::move(collect)] {
+    const ScopeGuard signOff([&group] { group.add(-1); });
+    collect();
+    terminal.done(name);
   }).detach();
 }
 
-/// Removes the copies and the report once they are in the archive, or packing has failed.
-void removeScratch(const std::string& logFilesDir, const std::string& systemInfoPath) {
-  cleanDir(logFilesDir, true, utilities::Links::kNone);
-  std::error_code ignored;
-  helper::ensureRemove(systemInfoPath, ignored);
+void dumpTunnel() {
+  LOG_CALL_AS("operator()", kInfo, "{}", "begin dump trust xtunnel process info ...");
+  // The exchange has its limit; the file with the port may be on a share that does not answer.
+  if (!utilities::runWithin(2 * kLimits.tunnelExchange, dumpXTunnelProc)) {
+    LOG_CALL_AS("operator()", kErr, "{}; Reason: {}", "dump xtunnel failed.", "no answer");
+  }
+  LOG_CALL_AS("operator()", kInfo, "{}", "end dump trust xtunnel proces info");
+}
+
+void collectLogs(const std::string& logFilesDir) {
+  LOG_CALL_AS("operator()", kInfo, "begin collect running log {} ...", logFilesDir);
+  try {
+    logutils::macos::collectRunningLog(logFilesDir);
+  } catch (const std::exception& failure) {
+    // The archive is still made, from what was collected so far.
+    LOG_CALL_AS("operator()", kErr, "{}; Reason: exception:{}", "collect running log failed.", failure.what());
+  }
+  LOG_CALL_AS("operator()", kInfo, "end collect running log {} ", logFilesDir);
 }
 
 /// Shows the archive in the file browser. The path is not quoted: kept on purpose.
@@ -166,19 +116,18 @@ int main(int argc, char** argv) {
   const bool isQuiet = parser.exist("quiet");
 
   // 2. Change to the executable's folder. The exception of a failure is not caught: it ends the run here.
-  prepareProcess();
-  ResultLines result(!isQuiet);
-  const auto showResult = [&result] { result.show(); };
+  Terminal terminal(!isQuiet);
+  prepareProcess(terminal);
   const std::string program = argc > 0 ? argv[0] : "";
   const fs::path folder = fs::path(program).parent_path();
-  std::cout << "app path:" << program << std::endl;
-  std::cout << "set sdp agent current work path " << folder.string() << std::endl;
+  tell(STDOUT_FILENO, "app path:" + program + "\n");
+  tell(STDOUT_FILENO, "set sdp agent current work path " + folder.string() + "\n");
   fs::current_path(folder);
-  std::cout << "Start collecting logs..." << std::endl;
+  tell(STDOUT_FILENO, "Start collecting logs...\n");
 
   // 3. The tool's own log.
   const std::uint64_t startSeconds = utilities::steadySeconds();
-  openOwnLog(result);
+  openOwnLog();
   LOG_CALL(kInfo, "{}", "Collection log start");
   std::string dir = parser.exist("dir") ? options.getValue<std::string>("dir") : "";
   if (parser.exist("onlyKey")) {
@@ -187,52 +136,52 @@ int main(int argc, char** argv) {
   }
 
   // 4. The output root, and free space on its volume. Only these two failures end a run early.
-  utilities::Links links{};
-  if (!ensureLogRootDir(dir, fs::path(program).filename().string(), &links)) {
+  if (!ensureLogRootDir(dir, fs::path(program).filename().string())) {
     LOG_CALL(kErr, "ensureLogRootDir {} failed.{}", dir, "");
-    endProcess(kResultNoOutputRoot, showResult);
+    endProcess(kResultNoOutputRoot);
   }
   if (checkDiskIsFull(dir)) {
     LOG_CALL(kErr, "{}; Reason: The space of the drive where the ({}) resides is full",
              "Log collection failure", dir);
-    endProcess(kResultDiskFull, showResult);
+    endProcess(kResultDiskFull);
   }
 
   // 5. Remove old output, make an empty scratch folder.
   LOG_CALL(kInfo, "{}", "begin flush log ...");  // nothing is flushed here: kept on purpose
-  cleanOutputRoot(dir, links);
-  const std::string logFilesDir = (fs::path(dir) / "logFiles").string();
-  const std::set<std::string> leftovers = prepareScratch(logFilesDir);
+  cleanOutputRoot(dir);
+  const Scratch scratch = makeScratch(dir);
+  limitReports(dir);
+  const auto systemInfo = logutils::macos::makeSystemInfo(scratch.systemInfo);
+  setCleanUp([dir, scratch] { removeScratch(dir, scratch); });
 
   // 6. The three collectors, in parallel.
-  Progress progress(!isQuiet);
   WaitGroup group;
-  const std::string systemInfoPath = (fs::path(dir) / "system_info.log").string();
-  limitReports(dir);
-  const auto systemInfo = logutils::macos::makeSystemInfo(systemInfoPath);
-  startCollectors(logFilesDir, systemInfo, startSeconds, group, progress);
-  group.wait();
+  const auto budget = static_cast<std::uint64_t>(kLimits.systemInformation.count());
+  startCollector("system information", group, terminal, [systemInfo, startSeconds, budget] {
+    logutils::macos::collectSystemInfo(systemInfo, startSeconds, budget);
+  });
+  startCollector("tunnel dump", group, terminal, dumpTunnel);
+  startCollector("running logs", group, terminal, [scratch] { collectLogs(scratch.logFiles); });
+  terminal.wait(group);
 
   // 7. Copy the tool's own log, then pack everything into one archive.
   Logger::GetInstance().flush();
-  collectSelf(logFilesDir);
+  collectSelf(scratch.logFiles);
   const std::string zipPath = initZipLogPath(dir);
   LOG_CALL(kInfo, "begin compress running log to {} ...", zipPath);
-  std::vector<std::string> paths = collectCacheLogPaths(logFilesDir, leftovers);
-  if (systemInfo->isMade()) paths.push_back(systemInfoPath);
-  progress.step("packing", zipPath + zipper::kPartialSuffix);
-  compressLogs(paths, zipPath, logFilesDir);
-  result.archive(zipPath);
+  std::vector<std::string> paths = collectCacheLogPaths(scratch.logFiles);
+  if (systemInfo->isMade()) paths.push_back(scratch.systemInfo);
+  std::uint64_t files = 0;
+  terminal.run("packing", [&] { compressLogs(paths, zipPath, scratch.logFiles, &files); });
+  terminal.setArchive(zipPath, files);
   LOG_CALL(kInfo, "end compress running log to {}", zipPath);
 
   // 8. Remove everything but the archive, and show that.
   LOG_CALL(kInfo, "{}", "begin clear cache log");
-  progress.step("clearing up");
-  removeScratch(logFilesDir, systemInfoPath);
+  terminal.run("clearing up", [&] { removeScratch(dir, scratch); });
   LOG_CALL(kInfo, "{}", "clear cache log done");
-  progress.end();
   if (!isQuiet) openExplorer(zipPath);
   LOG_CALL(kInfo, "{}", "Collection log completed");
-  std::cout << "Collection log completed." << std::endl;
-  endProcess(kResultSuccess, showResult);
+  tell(STDOUT_FILENO, "Collection log completed.\n");
+  endProcess(kResultSuccess);
 }

@@ -1,27 +1,128 @@
 #include "app/terminal.h"
 
-#include <sys/select.h>
-#include <termios.h>
+#include <algorithm>
+#include <cstdlib>
+#include <future>
+#include <utility>
+
+#include <boost/algorithm/string/join.hpp>
+#include <boost/filesystem/operations.hpp>
+#include <fmt/format.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
-namespace quelmar::terminal {
+#include "logging/logger.h"
 
-bool acceptsOutput() {
-  termios settings{};
-  if (runIsInBackground() && tcgetattr(STDERR_FILENO, &settings) == 0 && (settings.c_lflag & TOSTOP) != 0) {
-    return false;
-  }
-  fd_set descriptors;
-  FD_ZERO(&descriptors);
-  FD_SET(STDERR_FILENO, &descriptors);
-  timeval now{};
-  // Not poll: on some hosts it does not work on terminals.
-  return select(STDERR_FILENO + 1, nullptr, &descriptors, nullptr, &now) == 1;
+namespace fs = boost::filesystem;
+
+namespace quelmar {
+namespace {
+
+constexpr std::chrono::milliseconds kRedraw{250};
+constexpr std::size_t kUsualColumns = 80;
+constexpr double kMiB = 1024.0 * 1024.0;
+constexpr const char* kErase = "\r\x1b[K";
+
+bool understandsEscapes() {
+  const char* const terminal = std::getenv("TERM");
+  return terminal != nullptr && *terminal != '\0' && std::string(terminal) != "dumb";
 }
 
-bool runIsInBackground() {
+/// The cursor's row is another program's then.
+bool isInBackground() {
   const pid_t foreground = tcgetpgrp(STDERR_FILENO);
   return foreground > 0 && foreground != getpgrp();
 }
 
-}  // namespace quelmar::terminal
+/// The longest line, in columns, that the terminal does not wrap.
+std::size_t columns() {
+  winsize size{};
+  const bool isKnown = ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+  return (isKnown ? size.ws_col : kUsualColumns) - 1;
+}
+
+std::string secondsSince(std::chrono::steady_clock::time_point start) {
+  const auto duration = std::chrono::steady_clock::now() - start;
+  return std::to_string(std::chrono::duration_cast<std::chrono::seconds>(duration).count()) + " s";
+}
+
+}  // namespace
+
+Terminal::Terminal(bool wanted) : wanted_(wanted && isatty(STDERR_FILENO) != 0) {}
+
+void Terminal::begin(const std::string& part) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  parts_.push_back(part);
+}
+
+void Terminal::done(const std::string& part) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  const auto found = std::find(parts_.begin(), parts_.end(), part);
+  if (found == parts_.end()) return;
+  parts_.erase(found);
+  done_ += fmt::format("{}  {} done\n", secondsSince(start_), part);
+}
+
+void Terminal::wait(WaitGroup& group) {
+  if (!wanted_) return group.wait();
+  while (!group.wait(kRedraw)) draw();
+  std::unique_lock<std::mutex> lock(mutex_);
+  const std::vector<std::string> rest = parts_;  // a worker may sign off before it tells
+  lock.unlock();
+  for (const std::string& part : rest) done(part);
+  draw();
+}
+
+void Terminal::run(const std::string& part, const std::function<void()>& work) {
+  if (!wanted_) return work();
+  begin(part);
+  // Deferred is for a system that has no thread to spare: get() runs the work then.
+  auto result = std::async(std::launch::async | std::launch::deferred, work);
+  while (result.wait_for(kRedraw) == std::future_status::timeout) draw();
+  result.get();
+  done(part);
+  draw();
+}
+
+void Terminal::setArchive(const std::string& path, std::uint64_t files) {
+  boost::system::error_code ec;
+  const auto bytes = static_cast<double>(fs::file_size(path, ec));
+  if (ec) return;
+  const std::string whole = fs::path(path).is_absolute() ? path : (fs::current_path(ec) / path).string();
+  const std::lock_guard<std::mutex> lock(mutex_);
+  archive_ = fmt::format("{}\n{:.1f} MiB, {} files", printable(whole), bytes / kMiB, files);
+}
+
+void Terminal::draw() {
+  if (isInBackground()) return;
+  std::unique_lock<std::mutex> lock(mutex_);
+  std::string text = (isLineShown_ ? kErase : "") + std::exchange(done_, "");
+  isLineShown_ = understandsEscapes() && !parts_.empty();
+  if (isLineShown_) {
+    text += fmt::format("{}  waiting for {}", secondsSince(start_), boost::algorithm::join(parts_, ", "))
+                .substr(0, columns());
+    text += "\r";  // what others write begins in the first column
+  }
+  lock.unlock();
+  tell(STDERR_FILENO, text);
+}
+
+void Terminal::showResult(bool interrupted) {
+  // Not waited for: when memory has run out, this may be called by a thread that has the lock.
+  const std::unique_lock<std::mutex> lock(mutex_, std::try_to_lock);
+  if (!wanted_ || !lock) return;
+  std::string text = isInBackground() ? "" : isLineShown_ ? kErase : "\r";  // also erases the "^C" shown
+  if (interrupted)
+    text += archive_.empty() ? "interrupted; no archive\n" : "interrupted; the archive is complete\n";
+  const Logger& logger = Logger::GetInstance();
+  if (!archive_.empty()) {
+    text += fmt::format("{}, {}\n", archive_, secondsSince(start_));
+  } else if (!interrupted && logger.descriptor() >= 0) {
+    text += fmt::format("no archive; the log is {}\n", printable(logger.options().logFile));
+  } else if (!interrupted) {
+    text += "no archive, and no log either: what is above is all there is\n";
+  }
+  tell(STDERR_FILENO, text);
+}
+
+}  // namespace quelmar

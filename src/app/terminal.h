@@ -1,14 +1,53 @@
 #pragma once
 
-/// The terminal that standard error is connected to. The functions are async-signal-safe.
-namespace quelmar::terminal {
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <vector>
 
-/// Tells whether writing to the terminal now would neither block nor stop the process. It would when the
-/// terminal's output is stopped (Ctrl-S), when nothing reads from it, or when it stops background jobs that
-/// write (stty tostop).
-bool acceptsOutput();
+#include "base/threads.h"
 
-/// Tells whether the process is in the terminal's background.
-bool runIsInBackground();
+namespace quelmar {
 
-}  // namespace quelmar::terminal
+/// What a person at the terminal sees of a run, on standard error: while main waits, a line with the seconds
+/// and what is waited for, redrawn four times a second; a line for each part that is done; in the end the
+/// archive's path, its size, the number of its files and the duration, or why there is none. Nothing is
+/// written when standard error is no terminal; only the last lines when the run is in its background.
+/// Thread-safe.
+class Terminal {
+ public:
+  /// Starts the run's clock. @param wanted  false writes nothing, whatever happens
+  explicit Terminal(bool wanted);
+
+  /// Tells that a part of the run has begun, or is done. @param part  its name, as it is shown
+  void begin(const std::string& part);
+  void done(const std::string& part);
+
+  /// group.wait(), showing which parts are not done; all are done afterwards.
+  void wait(WaitGroup& group);
+
+  /// Runs `work` as a part: with a terminal on another thread, while this one waits and draws.
+  void run(const std::string& part, const std::function<void()>& work);
+
+  /// Sets the archive that the last lines are about, unless there is no file at `path`.
+  /// @param files  the number of files in it
+  void setArchive(const std::string& path, std::uint64_t files);
+
+  /// Writes the last lines. @param interrupted  whether to say that the run was interrupted
+  void showResult(bool interrupted = false);
+
+ private:
+  void draw();
+
+  const bool wanted_;
+  const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
+  std::mutex mutex_;  // for what follows; not held while the terminal is written to, which may take long
+  std::vector<std::string> parts_;  // those that are not done
+  std::string done_;                // lines of those that are, not shown yet
+  bool isLineShown_ = false;
+  std::string archive_;  // its path, size and files; empty when there is none
+};
+
+}  // namespace quelmar

@@ -4,7 +4,6 @@
 #include <array>
 #include <climits>
 #include <deque>
-#include <optional>
 #include <utility>
 
 #include <boost/filesystem/operations.hpp>
@@ -34,7 +33,6 @@ constexpr mode_t kFolderMode = 0755;  // less the umask
 struct Held {
   std::string path;  // without "/" at its end
   int folder;
-  std::optional<uid_t> owner;  // of all folders below it, when those are this run's own
 };
 
 std::deque<Held>& heldFolders() {
@@ -175,10 +173,11 @@ bool isWayFixed(const fs::path& path, int linksLeft = kMaxLinks) {
 
 }  // namespace
 
-int hold(const std::string& path, Descriptor folder, bool isOwn) {
-  struct stat info {};
-  const bool isKnown = isOwn && fstat(folder.get(), &info) == 0;
-  heldFolders().push_back({trimmed(path), folder.get(), isKnown ? std::optional(info.st_uid) : std::nullopt});
+int hold(const std::string& path, Descriptor folder) {
+  std::deque<Held>& all = heldFolders();
+  const auto isAt = [&path](const Held& one) { return one.path == trimmed(path); };
+  all.erase(std::remove_if(all.begin(), all.end(), isAt), all.end());
+  all.push_back({trimmed(path), folder.get()});
   return folder.release();
 }
 
@@ -217,6 +216,27 @@ Descriptor openFolder(const std::string& path, Links links, std::error_code& ec)
 
 namespace {
 
+/// Removes the entry `name`, if there is one, and makes a folder of that name.
+Descriptor replaceByFolder(int parent, const std::string& name, std::error_code& ec, bool* made) {
+  ec = removeEntry(parent, name.c_str());
+  const bool isNew = !ec && mkdirat(parent, name.c_str(), kFolderMode) == 0;
+  if (isNew && made != nullptr) *made = true;
+  if (!ec && !isNew && errno != EEXIST) ec = lastError();  // another run may have made it meanwhile
+  return ec ? Descriptor() : openOne(parent, name, ec);
+}
+
+/// See the second makeFolder.
+Descriptor makeIn(int parent, const std::string& name, std::error_code& ec, bool* made) {
+  Descriptor folder = openOne(parent, name, ec);
+  struct stat info {
+  }, own{};
+  const bool isForeign =
+      !ec && fstat(folder.get(), &info) == 0 && fstat(parent, &own) == 0 && info.st_uid != own.st_uid;
+  if (!ec && !isForeign) return folder;
+  if (ec && !isNoFolder(ec) && ec != std::errc::no_such_file_or_directory) return Descriptor();
+  return replaceByFolder(parent, name, ec, made);
+}
+
 /// See makeFolder. @param mayReplace  whether what stands at `path` and is no folder is removed
 Descriptor makeOne(const std::string& path, Way& way, bool mayReplace, std::error_code& ec, bool* made) {
   const Held* const held = nearestHeld(path);
@@ -226,29 +246,17 @@ Descriptor makeOne(const std::string& path, Way& way, bool mayReplace, std::erro
   const bool isTop = slash == 0 || slash == std::string::npos;
   Descriptor parent = isTop ? start(slash == 0, ec) : makeOne(path.substr(0, slash), way, false, ec, nullptr);
   if (ec || name.empty() || name == ".") return parent;
+  if (held != nullptr) return makeIn(parent.get(), name, ec, made);
 
+  Descriptor folder = way.component(parent.get(), name, ec);
   struct stat info {};
-  Descriptor folder =
-      held != nullptr ? openOne(parent.get(), name, ec) : way.component(parent.get(), name, ec);
-  const bool isForeign =
-      !ec && held != nullptr && held->owner && fstat(folder.get(), &info) == 0 && info.st_uid != *held->owner;
-  if (!ec && !isForeign) return folder;
+  if (!ec) return folder;
   if (fstatat(parent.get(), name.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0) {
+    // A link that the user has named is not removed.
     const bool isUsersLink = S_ISLNK(info.st_mode) && way.links() == Links::kAny;
-    if (held == nullptr && (S_ISDIR(info.st_mode) || isUsersLink || !mayReplace)) {
-      // The user has named this link, so the tool does not remove it.
-      if (!ec) ec = std::make_error_code(std::errc::not_a_directory);
-      return Descriptor();
-    }
-    if (ec && S_ISDIR(info.st_mode)) return Descriptor();
-    ec = removeEntry(parent.get(), name.c_str());
-    if (ec) return Descriptor();
+    if (S_ISDIR(info.st_mode) || isUsersLink || !mayReplace) return Descriptor();
   }
-  ec.clear();
-  const bool isNew = mkdirat(parent.get(), name.c_str(), kFolderMode) == 0;
-  if (isNew && made != nullptr) *made = true;
-  if (!isNew && errno != EEXIST) ec = lastError();  // another run may have made it meanwhile
-  return ec ? Descriptor() : openOne(parent.get(), name, ec);
+  return replaceByFolder(parent.get(), name, ec, made);
 }
 
 }  // namespace
@@ -256,6 +264,10 @@ Descriptor makeOne(const std::string& path, Way& way, bool mayReplace, std::erro
 Descriptor makeFolder(const std::string& path, Links links, std::error_code& ec, bool* made) {
   Way way(links);
   return makeOne(trimmed(path), way, true, ec, made);
+}
+
+Descriptor makeFolder(int parent, const std::string& name, std::error_code& ec) {
+  return makeIn(parent, name, ec, nullptr);
 }
 
 Place locate(const std::string& path, Links links, std::error_code& ec) {
@@ -298,83 +310,10 @@ bool whileFixed(const std::string& path, const std::function<void()>& work) {
   return true;
 }
 
-// --- until all callers use the functions above
-namespace {
-
-std::error_code lookUp(const fs::path& path, Links links, struct stat& entry) {
-  return lookUp(AT_FDCWD, path.c_str(), links, entry);
-}
-
-bool isMissing(const std::error_code& ec) {
-  return ec == std::errc::no_such_file_or_directory;
-}
-
-/// An error when a folder above `path` is another user's link, or its status cannot be read.
-std::error_code foreignLinkAbove(const fs::path& path) {
-  fs::path above;
-  for (const fs::path& part : path.parent_path()) {
-    above /= part;
-    struct stat entry {};
-    const std::error_code ec = lookUp(above, Links::kOwn, entry);
-    if (ec) return isMissing(ec) ? std::error_code() : ec;
-    if (S_ISLNK(entry.st_mode)) return std::make_error_code(std::errc::too_many_symbolic_link_levels);
-  }
-  return {};
-}
-
-}  // namespace
-
-std::error_code removeUnexpected(const fs::path& path, Expected expected) {
-  struct stat entry {};
-  std::error_code ec = lookUp(path, Links::kNone, entry);
-  if (!ec && S_ISDIR(entry.st_mode)) {
-    return expected == Expected::kDirectory ? ec : std::make_error_code(std::errc::is_a_directory);
-  }
-  if (!ec && expected == Expected::kFile && S_ISREG(entry.st_mode) && entry.st_nlink == 1) return {};
-  if (!ec && unlink(path.c_str()) != 0) ec = lastError();
-  return isMissing(ec) ? std::error_code() : ec;
-}
-
-std::error_code claimDirectory(const fs::path& given, Links links, bool* made) {
-  // With a trailing "/" the checks below would follow a link at `path`.
-  fs::path path(given);
-  while (path.has_parent_path() && path.filename_is_dot()) path.remove_filename();
-
-  struct stat entry {};
-  std::error_code ec = links == Links::kOwn ? foreignLinkAbove(path) : std::error_code();
-  if (!ec) ec = lookUp(path, Links::kNone, entry);
-  const bool isLink = !ec && S_ISLNK(entry.st_mode);
-  if (isLink && links != Links::kNone) ec = lookUp(path, links, entry);
-  if (!ec && S_ISDIR(entry.st_mode)) return {};
-  // The user has named this link, so the tool does not remove it.
-  if (isLink && links == Links::kAny) return ec ? ec : std::make_error_code(std::errc::not_a_directory);
-  if (!ec || isMissing(ec)) ec = removeUnexpected(path, Expected::kDirectory);
-  if (ec) return ec;
-
-  boost::system::error_code error;
-  if (path.has_parent_path()) fs::create_directories(path.parent_path(), error);
-  if (error) return error;
-  if (mkdir(path.c_str(), 0777) == 0) {
-    if (made != nullptr) *made = true;
-    return {};
-  }
-  ec = lastError();
-  // Another run may have created it meanwhile.
-  const bool isThere = !lookUp(path, Links::kNone, entry) && S_ISDIR(entry.st_mode);
-  return ec == std::errc::file_exists && isThere ? std::error_code() : ec;
-}
-
-std::error_code openToAllUsers(const fs::path& path) {
-  std::error_code ec;
-  const Directory directory(AT_FDCWD, path.c_str(), Links::kNone, ec);
-  if (!ec && fchmod(directory.get(), 0777) != 0) ec = lastError();
-  return ec;
-}
-
-bool ensureDirectoryExist(const std::string& dir, std::error_code& ec, Links links) {
+bool ensureDirectoryExist(const std::string& path, std::error_code& ec, Links links) {
   bool made = false;
-  ec = claimDirectory(dir, links, &made);
-  if (made) ec = openToAllUsers(dir);
+  const Descriptor folder = makeFolder(path, links, ec, &made);
+  if (made && !ec && fchmod(folder.get(), 0777) != 0) ec = lastError();
   return !ec;
 }
 

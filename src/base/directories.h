@@ -16,10 +16,8 @@ namespace quelmar::utilities {
 /// Makes the run use this open folder for everything at `path` or below it from now on: the functions here
 /// then begin at the descriptor, whatever bears the name meanwhile, and follow no link on the way.
 /// Requires: called before other threads start. The folder stays open until the process ends.
-/// @param isOwn  whether this run has made the folder: then folders of other users that stand below it are
-///               replaced by makeFolder
 /// @return the descriptor
-int hold(const std::string& path, Descriptor folder, bool isOwn);
+int hold(const std::string& path, Descriptor folder);
 
 /// Tells whether opening a folder failed because the entry is none, or a link that is not followed.
 bool isNoFolder(const std::error_code& ec);
@@ -39,9 +37,13 @@ Descriptor openFolder(const std::string& path, Links links, std::error_code& ec)
 
 /// As openFolder; makes the folder, and those above it, when they are missing (mode 0755 less the umask).
 /// What stands at `path` and is no folder is removed, but a link at it is an error for kAny. Below a held
-/// folder the same holds for each component, and for folders of other users too.
+/// folder each component is treated as by the function below.
 /// @param made  when not null: set to true when the last folder was made
 Descriptor makeFolder(const std::string& path, Links links, std::error_code& ec, bool* made = nullptr);
+
+/// Makes the folder `name` in a folder of this run's own, or opens it when it is there. What stands there and
+/// is no folder, or one of another user, is removed.
+Descriptor makeFolder(int parent, const std::string& name, std::error_code& ec);
 
 /// Where an entry is: the open folder, and the entry's name in it.
 struct Place {
@@ -70,35 +72,10 @@ std::error_code listFolder(int folder, std::string& entries);
 /// time when it is the calling user's. @return false when that is not so; `work` is not run then
 bool whileFixed(const std::string& path, const std::function<void()>& work);
 
-// --- until all callers use the functions above
-/// What may stand at a path that the tool is about to use: nothing, a regular file with a single link, or a
-/// directory.
-enum class Expected { kNothing, kFile, kDirectory };
-
-/// Removes the entry at `path` when it is not what is expected there: a symbolic link (never its target), a
-/// file with further hard links, a pipe, socket or device. A directory is never removed, and neither is an
-/// entry whose status could not be read.
-/// @return no error when nothing is left at `path`, or what is expected. After an error the caller must not
-///         write to, list, empty, pack or chmod anything by that path.
-std::error_code removeUnexpected(const boost::filesystem::path& path, Expected expected = Expected::kFile);
-
-/// Makes sure that there is a directory at `path`: keeps an existing one, replaces anything else by a
-/// directory, creates a missing one with all parents.
-/// @param links  which links to a directory are accepted at `path`. kNone: none, a link is replaced. kOwn:
-///               those of root and the calling user; others and dangling ones are replaced, and it is an
-///               error when a folder above `path` is another user's link. kAny: every link; one that does not
-///               lead to a directory is kept, and is an error.
-/// @param made   when not null: set to true when this call created the directory
-/// @return no error when the directory is there
-std::error_code claimDirectory(const boost::filesystem::path& path, Links links, bool* made = nullptr);
-
-/// Sets the mode of the directory at `path` to 0777. A link there is not followed.
-/// @return the error of opening it or of fchmod
-std::error_code openToAllUsers(const boost::filesystem::path& path);
-
-/// As claimDirectory; a directory that it creates, but not its parents, gets mode 0777 whatever the umask is.
+/// Makes sure that there is a folder at `path`, as makeFolder does. One that it makes, but not those above,
+/// gets mode 0777 whatever the umask is.
 /// @param ec  cleared, then set to the error of the step that failed
-/// @return true when the directory is there and `ec` is clear. Logs nothing.
-bool ensureDirectoryExist(const std::string& dir, std::error_code& ec, Links links = Links::kOwn);
+/// @return true when the folder is there and `ec` is clear. Logs nothing.
+bool ensureDirectoryExist(const std::string& path, std::error_code& ec, Links links = Links::kOwn);
 
 }  // namespace quelmar::utilities

@@ -5,6 +5,6 @@ namespace quelmar {
 using std::chrono_literals::operator""s;
 
 // Nothing else stands in this file: the linker leaves it out where another definition comes first.
-const Limits kLimits = {60s, 30s, 30s, 5s, 5s, 5s, 10s};
+const Limits kLimits = {60s, 30s, 30s, 5s, 5s, 5s, 10s, 10s, 30s};
 
 }  // namespace quelmar

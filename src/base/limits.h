@@ -13,6 +13,8 @@ struct Limits {
   std::chrono::seconds openOwnLog;         ///< chmod of the own log, which takes no time
   std::chrono::seconds openCopies;         ///< chmod of the empty scratch folder
   std::chrono::seconds reveal;             ///< the file browser's start
+  std::chrono::seconds protectedPlaces;    ///< looking for places that the output folder must not hold
+  std::chrono::seconds stalledCopy;        ///< a copy that moves neither bytes nor entries
 };
 
 /// The limits of this program. A test links another definition, so that it need not wait as long.

@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include "base/directories.h"
+#include "base/threads.h"
 
 namespace fs = boost::filesystem;
 
@@ -34,25 +35,19 @@ Descriptor makeFile(int parent, const char* name, mode_t mode, Overwrite overwri
   return file;
 }
 
-/// read(2), repeated while it is interrupted by signals.
-ssize_t readSome(int fd, char* buffer, std::size_t size) {
-  ssize_t got = 0;
-  do {
-    got = read(fd, buffer, size);
-  } while (got < 0 && errno == EINTR);
-  return got;
-}
-
-std::error_code copyBytes(int from, int to, std::uintmax_t bytes, CopyBuffer& buffer) {
-  if (!buffer) buffer.reset(new (std::nothrow) char[kCopyBufferBytes]);
+/// Copies the first `bytes` bytes, wherever the file's offset is: a log's moves with each record.
+std::error_code copyBytes(int from, int to, std::uintmax_t bytes) {
+  const std::unique_ptr<char[]> buffer(new (std::nothrow) char[kCopyBufferBytes]);
   if (!buffer) return std::make_error_code(std::errc::not_enough_memory);
-  while (bytes > 0) {
+  for (off_t at = 0; bytes > 0;) {
     const auto want = static_cast<std::size_t>(std::min<std::uintmax_t>(bytes, kCopyBufferBytes));
-    const ssize_t got = readSome(from, buffer.get(), want);
+    const ssize_t got = pread(from, buffer.get(), want, at);
     if (got < 0) return lastError();
     if (got == 0) break;
     if (!writeAll(to, buffer.get(), static_cast<std::size_t>(got))) return lastError();
+    at += got;
     bytes -= static_cast<std::uintmax_t>(got);
+    beat();
   }
   return {};
 }
@@ -71,7 +66,6 @@ Descriptor openChecked(int parent, const char* name, Links links, struct stat& i
 bool writeAll(int fd, const char* data, std::size_t size) {
   while (size > 0) {
     const ssize_t put = write(fd, data, size);
-    if (put < 0 && errno == EINTR) continue;
     if (put == 0) errno = EIO;  // else this loop might not end
     if (put <= 0) return false;
     data += put;
@@ -115,18 +109,14 @@ Descriptor openRegular(const std::string& path, Links links, struct stat& info, 
   return ec ? Descriptor() : openEntry(place.folder.get(), place.name, links, kMaxLinks, info, ec);
 }
 
-Descriptor openListed(int parent, const char* name, struct stat& info, std::error_code& ec) {
-  return openChecked(parent, name, Links::kNone, info, ec);
-}
-
 std::error_code copyOpened(const Descriptor& source, const struct stat& info, int parent, const char* name,
-                           Overwrite overwrite, CopyBuffer& buffer) {
+                           Overwrite overwrite) {
   // Without set-id bits: the copy belongs to the user who runs the tool, often root.
   const mode_t mode = (info.st_mode & 0777) | S_IRUSR | S_IWUSR;
   std::error_code ec;
   Descriptor target = makeFile(parent, name, mode, overwrite, ec);
   if (ec) return ec;
-  ec = copyBytes(source.get(), target.get(), static_cast<std::uintmax_t>(info.st_size), buffer);
+  ec = copyBytes(source.get(), target.get(), static_cast<std::uintmax_t>(info.st_size));
   if (!target.closeNow() && !ec) ec = lastError();
   return ec;
 }
@@ -134,8 +124,7 @@ std::error_code copyOpened(const Descriptor& source, const struct stat& info, in
 void copyRegularFile(const fs::path& from, const fs::path& to, Overwrite overwrite, std::error_code& ec) {
   struct stat info {};
   const Descriptor source = openRegular(AT_FDCWD, from.c_str(), Links::kAny, info, ec);
-  CopyBuffer buffer;
-  if (!ec) ec = copyOpened(source, info, AT_FDCWD, to.c_str(), overwrite, buffer);
+  if (!ec) ec = copyOpened(source, info, AT_FDCWD, to.c_str(), overwrite);
 }
 
 std::string readRegularFile(const fs::path& path, std::size_t limit) {
@@ -146,7 +135,7 @@ std::string readRegularFile(const fs::path& path, std::size_t limit) {
   std::string content(limit, '\0');
   std::size_t length = 0;
   while (length < limit) {
-    const ssize_t got = readSome(file.get(), content.data() + length, limit - length);
+    const ssize_t got = read(file.get(), content.data() + length, limit - length);
     if (got <= 0) break;
     length += static_cast<std::size_t>(got);
   }

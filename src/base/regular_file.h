@@ -27,31 +27,21 @@ Descriptor openRegular(int parent, const char* name, Links links, struct stat& i
 /// As above, for the entry at `path`; see locate. Links above it are followed by the same rule.
 Descriptor openRegular(const std::string& path, Links links, struct stat& info, std::error_code& ec);
 
-/// As openRegular, for an entry that a listing has just named as a regular file: without another look before
-/// opening it. A link that has replaced it since is not followed.
-/// @param ec  ELOOP for such a link, ENOTSUP for anything else that is not a regular file
-Descriptor openListed(int parent, const char* name, struct stat& info, std::error_code& ec);
-
 /// write(2), repeated until all is written. @return false, with errno set, when that fails
 bool writeAll(int fd, const char* data, std::size_t size);
-
-/// The buffer of a copy, allocated by the first copy that is given it; may be used for many, one after the
-/// other.
-using CopyBuffer = std::unique_ptr<char[]>;
 
 /// Copies a file that openRegular has opened into a new file `name` in the open directory `parent` (AT_FDCWD:
 /// the current one).
 ///
 /// No more bytes are copied than the file had when it was opened, so that the copy of a file that keeps
 /// growing ends. The copy gets the source's permission bits, without set-id and sticky bits, plus read and
-/// write for the owner.
-/// @param info    the source's status, from openRegular
-/// @param buffer  allocated when it is empty
+/// write for the owner. Calls beat() with each piece.
+/// @param info  the source's status, from openRegular
 /// @return the first error. EEXIST with kNo when there is an entry `name`, which stays as it is; with kYes
 ///         the error of removing that entry, which is never written to. What was copied before an error
 ///         stays.
 std::error_code copyOpened(const Descriptor& source, const struct stat& info, int parent, const char* name,
-                           Overwrite overwrite, CopyBuffer& buffer);
+                           Overwrite overwrite);
 
 /// openRegular on `from`, following links, and copyOpened to `to`.
 /// @param ec  cleared, then set to the first error of either

@@ -1,11 +1,15 @@
 #include "base/threads.h"
 
+#include <atomic>
 #include <exception>
+#include <memory>
+#include <optional>
 #include <system_error>
 #include <thread>
 #include <utility>
 
 namespace quelmar {
+
 void WaitGroup::add(int delta) {
   // Notify while holding the mutex: a waiter may destroy the group as soon as it returns.
   const std::lock_guard<std::mutex> lock(mutex_);
@@ -26,6 +30,8 @@ bool WaitGroup::wait(std::chrono::milliseconds limit) {
 namespace utilities {
 
 using std::chrono::steady_clock;
+
+constexpr std::chrono::seconds kLook{1};  // how often it is looked whether work goes on
 
 DetachedCall::DetachedCall(std::function<void()> work, std::function<void(const char* reason)> onFailure) {
   std::promise<bool> done;
@@ -48,6 +54,48 @@ bool runWithin(std::chrono::seconds limit, std::function<void()> work) {
   } catch (const std::system_error&) {
     return false;
   }
+}
+
+namespace {
+
+struct Watched {
+  std::atomic<std::uint64_t> beats{0};
+  std::atomic<bool> isGivenUp{false};
+};
+
+thread_local Watched* watched = nullptr;
+
+}  // namespace
+
+bool runWhileMoving(std::chrono::seconds limit, std::function<void()> work,
+                    std::function<void(const char* reason)> onFailure) {
+  const auto state = std::make_shared<Watched>();
+  std::optional<DetachedCall> call;
+  try {
+    call.emplace(
+        [state, work] {
+          watched = state.get();
+          work();
+        },
+        std::move(onFailure));
+  } catch (const std::system_error&) {
+    work();
+    return true;
+  }
+  std::uint64_t beats = 0;
+  for (auto moved = steady_clock::now(); steady_clock::now() < moved + limit;) {
+    if (call->await(steady_clock::now() + kLook) == std::future_status::ready) return true;
+    if (beats != state->beats) moved = steady_clock::now();
+    beats = state->beats;
+  }
+  state->isGivenUp = true;
+  return false;
+}
+
+void beat() {
+  if (watched == nullptr) return;
+  if (watched->isGivenUp) throw std::system_error(std::make_error_code(std::errc::timed_out));
+  ++watched->beats;
 }
 
 std::uint64_t steadySeconds() {

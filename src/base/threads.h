@@ -84,6 +84,17 @@ class DetachedCall {
 /// @return true when the work ended in time; false on a time-out or when no thread could be started.
 bool runWithin(std::chrono::seconds limit, std::function<void()> work);
 
+/// As runWithin, but the work may take as long as it likes while it calls beat(): it is given up when it has
+/// not done so for `limit`. Runs on the calling thread when no other can be started.
+/// @param onFailure  called on the work's thread with the exception's text when it throws
+/// @return true when the work has ended
+bool runWhileMoving(std::chrono::seconds limit, std::function<void()> work,
+                    std::function<void(const char* reason)> onFailure);
+
+/// Tells runWhileMoving that its work goes on; has no effect elsewhere.
+/// Throws std::system_error when the work was given up, so that it ends then.
+void beat();
+
 /// The steady clock in whole seconds, rounded down.
 std::uint64_t steadySeconds();
 

@@ -61,7 +61,8 @@ class TreeWalk {
     kLeft,   ///< a folder that was entered is done, and is now the current entry
     kEnd,
   };
-  /// Told of a folder that could not be listed to its end, or not be opened again for the rest of its entries.
+  /// Told of a folder that could not be listed to its end, or not be opened again for the rest of its
+  /// entries.
   using Lost = std::function<void(const std::string& path, const std::error_code& ec)>;
 
   /// @param top   the folder to walk in

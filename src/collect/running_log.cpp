@@ -1,24 +1,25 @@
 #include "collect/running_log.h"
 
+#include <atomic>
 #include <chrono>
 #include <functional>
 #include <iostream>
-#include <new>
+#include <memory>
+#include <set>
 #include <utility>
 #include <vector>
 
 #include <boost/date_time/posix_time/posix_time_types.hpp>
 #include <boost/filesystem/operations.hpp>
+#include <sys/stat.h>
 
-#include "base/bounded_call.h"
 #include "base/directories.h"
-#include "base/directory.h"
 #include "base/limits.h"
-#include "collect/file_selection.h"
-#include "collect/okvu_gate.h"
+#include "base/threads.h"
+#include "collect/selection.h"
 #include "collect/sources.h"
 #include "collect/tree_copy.h"
-#include "logging/log_call.h"
+#include "logging/logger.h"
 #include "platform/users.h"
 #include "sysinfo/reports.h"
 #include "sysinfo/shell.h"
@@ -33,69 +34,65 @@ constexpr std::uintmax_t kMaxLaunchdLogBytes = 10'485'760;  // 10 MiB
 // All records of the driver carry the name of its main function, in whichever step they are written.
 #define DRIVER_LOG(level, ...) LOG_CALL_AS("collectRunningLog", level, __VA_ARGS__)
 
-/// Calls `claim` for the scratch folder `dir` and each level of `name` below it, until one fails.
-/// @return false after a failure (logged)
-bool claimLevels(const fs::path& dir, const fs::path& name, std::error_code (*claim)(const fs::path&)) {
-  fs::path folder = dir;
-  std::error_code ec = claim(folder);
-  for (const fs::path& part : name) {
-    folder /= part;
-    if (!ec) ec = claim(folder);
-  }
-  if (ec) {
-    DRIVER_LOG(kErr, "dir {} not exist; Reason: code:{} msg:{}", folder.string(), ec.value(), ec.message());
-  }
-  return !ec;
-}
-
-std::error_code makeFolder(const fs::path& folder) {
+/// Makes a folder below the scratch folder. @return false after a failure (logged)
+bool makeFolder(const fs::path& folder, bool isForAll) {
   std::error_code ec;
-  utilities::ensureDirectoryExist(folder.string(), ec, utilities::Links::kNone);
-  return ec;
-}
-
-std::error_code clearLink(const fs::path& folder) {
-  return utilities::removeUnexpected(folder, utilities::Expected::kDirectory);
+  if (isForAll) {
+    utilities::ensureDirectoryExist(folder.string(), ec);
+  } else {
+    utilities::makeFolder(folder.string(), utilities::Links::kOwn, ec);
+  }
+  if (ec) DRIVER_LOG(kErr, "dir {} not exist; Reason: code:{} msg:{}", folder.string(), ec.value(), ec.message());
+  return !ec;
 }
 
 void openToAll(const std::string& dir) {
   const std::string command = "chmod -R 777 " + dir;
-  std::string entries;
-  // What the clean-up could not remove belongs to another user: its modes must not be changed.
-  if (utilities::listDirectory(dir.c_str(), utilities::Links::kNone, entries) || !entries.empty()) {
-    DRIVER_LOG(kErr, "cmdPopen {} fail; Reason: outStr:{}", command, "the folder is not empty");
-  } else if (!details::cmdPopenWithin(kLimits.openCopies, command)) {
-    DRIVER_LOG(kErr, "cmdPopen {} fail; Reason: outStr:{}", command, "");
-  }
+  const char* failure = "others could exchange the folder";
+  utilities::whileFixed(dir, [&] {
+    failure = details::cmdPopenWithin(kLimits.openCopies, command) ? nullptr : "";
+  });
+  if (failure != nullptr) DRIVER_LOG(kErr, "cmdPopen {} fail; Reason: outStr:{}", command, failure);
 }
 
-/// Calls `callback` with each source of a step and its two paths, `name` filled in. When the memory runs out
-/// for one of them, that is logged and the next one follows.
-template <typename Callback>
-void forEachSource(Step step, const std::string& name, const Callback& callback) {
+void tellGivenUp(const std::string& what) {
+  DRIVER_LOG(kWarn, "copy {} given up.; Reason: nothing has moved for {} s", what, kLimits.stalledCopy.count());
+}
+
+/// Calls `copy` with each source of a step and its two paths, `name` filled in, on a thread of its own. What
+/// does not move any more, on a network share whose server is gone for example, is given up (logged), and so
+/// are the other sources of the same user. When the memory runs out for one, that is logged.
+void copySources(Step step, const std::string& name,
+                 const std::function<void(const Source& source, const fs::path& from, const fs::path& to)>& copy) {
+  static auto* const kStalled = new std::set<std::string>;  // users whose folders do not answer
   for (const Source& source : kSources) {
     if (source.step != step) continue;
-    try {
-      callback(source, filledIn(source.path, name), filledIn(source.destination, name));
-    } catch (const std::bad_alloc& failure) {
-      DRIVER_LOG(kErr, "{}; Reason: exception:{}", "collect running log failed.", failure.what());
+    const std::string from = filledIn(source.path, name);
+    if (*source.record != '\0') DRIVER_LOG(kInfo, "{}", source.record);
+    const bool isUsers = from != source.path && step != kMachine;
+    const auto work = [copy, &source, from, to = filledIn(source.destination, name)] { copy(source, from, to); };
+    const auto failed = [](const char* reason) {
+      DRIVER_LOG(kErr, "{}; Reason: exception:{}", "collect running log failed.", reason);
+    };
+    if (isUsers && kStalled->count(name) != 0) {
+      DRIVER_LOG(kWarn, "copy {} given up.; Reason: another folder of {} does not answer", from, name);
+    } else if (!utilities::runWhileMoving(kLimits.stalledCopy, work, failed)) {
+      if (isUsers) kStalled->insert(name);
+      tellGivenUp(from);
     }
   }
 }
 
 /// Copies the folders of a step into the scratch folder `dir`.
 void copyFolders(Step step, const std::string& name, const fs::path& dir, const FileFilter& filter) {
-  forEachSource(step, name, [&](const Source& source, const fs::path& from, const fs::path& to) {
-    if (*source.record != '\0') DRIVER_LOG(kInfo, "{}", source.record);
-    const bool isReports = source.kind == kCrashReports;
-    if (claimLevels(dir, to.parent_path(), clearLink))
-      helper::copyDir(from, dir / to, isReports ? diagnosticReportFilter() : filter);
+  copySources(step, name, [dir, filter](const Source& source, const fs::path& from, const fs::path& to) {
+    if (!makeFolder((dir / to).parent_path(), false)) return;
+    helper::copyDir(from, dir / to, source.kind == kCrashReports ? diagnosticReportFilter() : filter);
   });
 }
 
 void copyInstallerLog(const fs::path& source, const fs::path& target) {
-  bool worthLogging = false;
-  if (const std::error_code ec = helper::copyOneFile(source, target, worthLogging)) {
+  if (const std::error_code ec = helper::copyOneFile(source, target)) {
     DRIVER_LOG(kErr, "copy_file {} to {} failed.; Reason: code:{} msg:{}", source.string(), target.string(),
                ec.value(), ec.message());
   }
@@ -150,16 +147,15 @@ void copyPortalFile(const fs::path& source, const fs::path& target) {
 }
 
 void copyFile(const fs::path& source, const fs::path& folder) {
-  boost::system::error_code ec;
-  if (fs::is_directory(fs::status(folder, ec))) {
-    bool worthLogging = false;
-    const std::error_code copied = helper::copyOneFile(source, folder / source.filename(), worthLogging);
-    if (copied && worthLogging) {
-      LOG_CALL(kWarn, "copy {} to {} failed.; Reason: code:{} msg:{}", source.string(), folder.string(),
-               copied.value(), copied.message());
-    }
-  } else {
-    LOG_CALL(kErr, "directory {} not exist.; Reason: code:{} msg:{}", folder.string(), ec.value(),
+  std::error_code ec;
+  utilities::openFolder(folder.string(), utilities::Links::kOwn, ec);
+  if (ec) {
+    LOG_CALL(kErr, "directory {} not exist.; Reason: code:{} msg:{}", folder.string(), ec.value(), ec.message());
+    return;
+  }
+  ec = helper::copyOneFile(source, folder / source.filename());
+  if (ec && !helper::isUsualLoss(ec)) {
+    LOG_CALL(kWarn, "copy {} to {} failed.; Reason: code:{} msg:{}", source.string(), folder.string(), ec.value(),
              ec.message());
   }
 }
@@ -175,23 +171,32 @@ void copyLaunchdLog(const fs::path& source, const fs::path& dir, const fs::path&
     DRIVER_LOG(kErr, "{}{}", "launchd.log file size > 10MB, not collected.", "");
     return;
   }
-  if (!claimLevels(dir, target.parent_path(), makeFolder)) return;
+  if (!makeFolder((dir / target).parent_path(), true)) return;
   copyFile(source, dir / target.parent_path());
   DRIVER_LOG(kInfo, "launchd.log file size {}", size);
+}
+
+boost::posix_time::ptime localTime() {
+  try {
+    return boost::posix_time::second_clock::local_time();
+  } catch (const std::exception&) {  // a clock past the year 9999
+    return boost::posix_time::ptime(boost::posix_time::max_date_time);
+  }
 }
 
 }  // namespace
 
 void collectRunningLog(const std::string& dir) {
-  if (!makeFolder(dir)) openToAll(dir);
   const fs::path scratch(dir);
   const fs::path logsDir = scratch / "logs";
-  if (!claimLevels(scratch, "logs", makeFolder)) return;
-  forEachSource(kInstaller, "", [&](const Source& /*source*/, const fs::path& from, const fs::path& to) {
+  std::error_code ec;
+  if (utilities::ensureDirectoryExist(dir, ec)) openToAll(dir);
+  if (!makeFolder(logsDir, true)) return;
+  copySources(kInstaller, "", [scratch](const Source& /*source*/, const fs::path& from, const fs::path& to) {
     copyInstallerLog(from, scratch / to);
   });
 
-  const FileFilter filter = copyFilter(collectedExtensions(), boost::posix_time::second_clock::local_time());
+  const FileFilter filter = copyFilter(collectedExtensions(), localTime());
   const SideCollector wideLog("collectSystemWideLog",
                               [folder = logsDir.string()] { collectSystemWideLog(folder); });
   const std::vector<std::string> userList = users();
@@ -205,14 +210,17 @@ void collectRunningLog(const std::string& dir) {
   });
 
   DRIVER_LOG(kInfo, "{}", "collect user files ...");
-  if (checkIsCollectOkvuLog(collectedExtensions())) copyFolders(kAgent, "", scratch, filter);
+  const auto isAgentWanted = std::make_shared<std::atomic<bool>>(false);
+  const auto measure = [isAgentWanted] { *isAgentWanted = checkIsCollectOkvuLog(collectedExtensions()); };
+  if (!utilities::runWhileMoving(kLimits.stalledCopy, measure, [](const char*) {})) tellGivenUp("of the agent's logs");
+  if (*isAgentWanted) copyFolders(kAgent, "", scratch, filter);
   copyNetData(scratch, filter);
   for (const std::string& user : userList) copyFolders(kUser, user, scratch, filter);
   copyFolders(kShared, "", scratch, filter);
-  forEachSource(kPortal, "", [&](const Source& /*source*/, const fs::path& from, const fs::path& to) {
+  copySources(kPortal, "", [scratch](const Source& /*source*/, const fs::path& from, const fs::path& to) {
     copyPortalFile(from, scratch / to);
   });
-  forEachSource(kLaunchd, "", [&](const Source& /*source*/, const fs::path& from, const fs::path& to) {
+  copySources(kLaunchd, "", [scratch](const Source& /*source*/, const fs::path& from, const fs::path& to) {
     copyLaunchdLog(from, scratch, to);
   });
 

@@ -3,23 +3,20 @@
 #include <algorithm>
 #include <atomic>
 #include <climits>
-#include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <deque>
 #include <new>
+#include <optional>
 #include <string>
 #include <utility>
 
-#include <boost/filesystem/operations.hpp>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 
-#include "base/descriptor.h"
-#include "base/directories.h"
-#include "base/directory.h"
 #include "base/regular_file.h"
-#include "collect/file_system.h"
+#include "base/threads.h"
+#include "base/tree_walk.h"
 #include "logging/losses.h"
 
 namespace fs = boost::filesystem;
@@ -28,16 +25,15 @@ namespace quelmar::helper {
 namespace {
 
 using utilities::Descriptor;
-using utilities::Directory;
 using utilities::EntryKind;
-using utilities::lastError;
+using utilities::Folder;
+using utilities::FolderChain;
 using utilities::Links;
 using utilities::Overwrite;
+using utilities::Place;
+using utilities::TreeWalk;
 
 constexpr std::uintmax_t kKeptFreeBytes = 104'857'600;  // 100 MiB
-constexpr std::uintmax_t kAskAfterBytes = 16'777'216;   // 16 MiB
-constexpr std::uintmax_t kBlockBytes = 4096;            // what the smallest file takes on most volumes
-constexpr std::size_t kLevelsLeftOpen = 8;
 constexpr const char* kMissingSource = "Source directory {} not exist.; Reason: code:{} msg:{}";
 constexpr const char* kNotRemoved = "remove {} fail.; Reason: code:{} msg:{}";
 constexpr const char* kNotMade = "Unable to create destination directory {} .; Reason: code:{} msg:{}";
@@ -46,88 +42,32 @@ constexpr const char* kUnreadable = "read directory {} failed.; Reason: code:{} 
 
 std::atomic<std::uintmax_t> largestCopy{0};
 
-/// Keeps account of the free space on a folder's volume, asking the system again after every 16 MiB copied.
-class Room {
- public:
-  explicit Room(fs::path folder) : folder_(std::move(folder)) {}
-
-  /// Tells whether a file of `size` bytes may be copied, and counts it if so. True when the free space is
-  /// unknown.
-  bool take(std::uintmax_t size) {
-    if (taken_ >= kAskAfterBytes || !fits(size)) ask();
-    if (!fits(size)) return false;
-    const std::uintmax_t blocks = size + kBlockBytes;
-    taken_ += blocks;
-    free_ -= std::min(free_, blocks);
-    largestCopy = std::max<std::uintmax_t>(largestCopy, size);
-    return true;
-  }
-
- private:
-  [[nodiscard]] bool fits(std::uintmax_t size) const {
-    const std::uintmax_t largest = std::max<std::uintmax_t>(largestCopy, size);
-    return free_ >= kKeptFreeBytes && free_ - kKeptFreeBytes >= size &&
-           free_ - kKeptFreeBytes - size >= largest;
-  }
-
-  void ask() {
-    boost::system::error_code ec;
-    free_ = fs::space(folder_, ec).available;  // the largest number after an error
-    taken_ = 0;
-  }
-
-  fs::path folder_;
-  std::uintmax_t free_ = 0;
-  std::uintmax_t taken_ = 0;
-};
-
-/// An open folder with its identity, by which it is recognised when it is opened again.
-struct Folder {
-  Descriptor open;
-  dev_t device = 0;
-  ino_t number = 0;
-
-  [[nodiscard]] bool is(const Folder& other) const {
-    return device == other.device && number == other.number;
-  }
-};
-
-Folder openFolder(int parent, const char* name, std::error_code& ec) {
-  ec.clear();
-  struct stat info {};
-  Folder folder{Descriptor(openat(parent, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC))};
-  if (!folder.open || fstat(folder.open.get(), &info) != 0) ec = lastError();
-  folder.device = info.st_dev;
-  folder.number = info.st_ino;
-  return folder;
+/// Tells whether the volume of a folder has room for a file of `size` bytes, and for packing what is there
+/// then. True when the free space is unknown.
+bool hasRoom(int folder, std::uintmax_t size) {
+  struct statvfs space {};
+  if (fstatvfs(folder, &space) != 0) return true;
+  const std::uintmax_t free = std::uintmax_t{space.f_bavail} * space.f_frsize;
+  const std::uintmax_t largest = std::max<std::uintmax_t>(largestCopy, size);
+  const bool fits = free >= kKeptFreeBytes && free - kKeptFreeBytes >= size && free - kKeptFreeBytes - size >= largest;
+  if (fits) largestCopy = largest;
+  return fits;
 }
 
-/// Tells whether opening a folder failed because the entry, or one above it, is not a folder.
-bool isNoFolder(const std::error_code& ec) {
-  return ec == std::errc::not_a_directory || ec == std::errc::too_many_symbolic_link_levels;
-}
-
-/// Opens again a folder that was closed while the walk was in `child`: as its "..", or else by its path.
-std::error_code reopen(Folder& folder, const Folder& child, const std::string& path) {
-  std::error_code ec;
-  for (const auto& [parent, name] : {std::pair{child.open.get(), ".."}, std::pair{AT_FDCWD, path.c_str()}}) {
-    if (folder.open) break;
-    Folder found = openFolder(parent, name, ec);
-    if (!ec && found.is(folder)) folder.open = std::move(found.open);
-    // When another folder is there now, this one is gone.
-    if (!ec && !folder.open) ec = std::make_error_code(std::errc::no_such_file_or_directory);
+std::error_code copyInto(const Descriptor& source, const struct stat& info, int folder, const char* name,
+                         Overwrite overwrite) {
+  if (!hasRoom(folder, static_cast<std::uintmax_t>(info.st_size))) {
+    return std::make_error_code(std::errc::no_space_on_device);
   }
-  return folder.open ? std::error_code() : ec;
+  return utilities::copyOpened(source, info, folder, name, overwrite);
 }
 
-/// Tells whether an error of opening a file is not logged: the file has gone, may not be read, or is not a
-/// regular file. All that happens on healthy machines.
-bool isIgnorable(const std::error_code& ec) {
-  return ec == std::errc::permission_denied || ec == std::errc::no_such_file_or_directory ||
-         ec == std::errc::not_supported;
+/// Tells whether another user may have made this link to a file of somebody else, to get a copy of it.
+bool mayBeBorrowed(const struct stat& file, const struct stat& folder) {
+  const bool isSecret = (file.st_mode & S_IROTH) == 0;
+  const bool mayBeLinked = folder.st_uid != file.st_uid || (folder.st_mode & (S_IWGRP | S_IWOTH)) != 0;
+  return file.st_nlink > 1 && isSecret && mayBeLinked;
 }
-
-enum class Depth { kFolder, kTree };
 
 /// Copies the files of a folder, or the tree below it.
 class TreeCopy {
@@ -139,213 +79,165 @@ class TreeCopy {
         filter_(filter),
         overwrite_(overwrite),
         depth_(depth),
-        room_(target),
         losses_(function, source_) {}
 
-  std::error_code run() {
-    std::error_code ec;
-    Folder source = openFolder(AT_FDCWD, source_.c_str(), ec);
-    if (ec) return tellFolder(kUnreadable, source_, ec);
-    Folder target = openFolder(AT_FDCWD, target_.c_str(), ec);
-    if (ec) return tellFolder(kUnreadable, target_, ec);
-    ec = begin(std::move(source), std::move(target));
-    while (!levels_.empty()) step();
-    return ec;
+  std::error_code run(Folder source, Folder target) {
+    targets_.emplace(std::move(target));
+    walk_.emplace(std::move(source), source_, [this](const std::string& path, const std::error_code& ec) {
+      if (path == source_) incomplete_ = ec;
+      losses_.tell(kWarn, ec, kUnreadable, path);
+    });
+    for (auto event = walk_->next(); event != TreeWalk::Event::kEnd; event = walk_->next()) {
+      utilities::beat();
+      try {
+        if (event == TreeWalk::Event::kEntry) handle();
+        if (event == TreeWalk::Event::kLeft) leave();
+      } catch (const std::bad_alloc&) {
+        losses_.tell(kWarn, std::make_error_code(std::errc::not_enough_memory), kCopyFailed, walk_->path(), target_);
+      }
+    }
+    return incomplete_;
   }
 
  private:
-  /// A folder that has been listed and whose entries are being copied.
-  struct Level {
-    Folder source;
-    Folder target;
-    std::size_t sourceLength;  // lengths of its two paths
-    std::size_t targetLength;
-    std::string entries;
-    std::size_t next = 0;
-  };
-
-  std::error_code tellFolder(const char* format, const std::string& path, const std::error_code& ec) {
-    losses_.tell(kWarn, ec, format, path);
-    return ec;
+  /// The path of the copy of the folder that the walk is in, or of the current entry.
+  [[nodiscard]] std::string targetPath(bool ofEntry) const {
+    const std::size_t end = ofEntry ? std::string::npos : walk_->path().rfind('/') - source_.size();
+    return target_ + walk_->path().substr(source_.size(), end);
   }
 
-  /// Lists the folder whose paths are in source_ and target_, and continues the walk in it.
-  std::error_code begin(Folder source, Folder target) {
-    std::error_code ec;
-    std::string entries;
-    Directory directory(source.open.get(), ".", Links::kNone, ec);
-    if (!ec) ec = directory.list(entries);
-    if (ec) tellFolder(kUnreadable, source_, ec);
-    levels_.push_back(
-        {std::move(source), std::move(target), source_.size(), target_.size(), std::move(entries)});
-    if (levels_.size() > kLevelsLeftOpen) {
-      Level& outer = levels_[levels_.size() - 2];
-      outer.source.open = Descriptor();
-      outer.target.open = Descriptor();
-    }
-    return ec;
+  void tellLost(const std::error_code& ec) {
+    losses_.tell(kWarn, ec, kCopyFailed, walk_->path(), targetPath(false));
   }
 
-  void step() {
-    Level& level = levels_.back();
-    source_.resize(level.sourceLength);
-    target_.resize(level.targetLength);
-    if (level.next == level.entries.size()) return leave();
-    const auto kind = static_cast<EntryKind>(level.entries[level.next]);
-    const char* const name = level.entries.c_str() + level.next + 1;
-    level.next += std::strlen(name) + 2;
-    try {
-      source_.append("/").append(name);
-      handle(level, kind, name);
-    } catch (const std::bad_alloc&) {
-      losses_.tell(kWarn, std::make_error_code(std::errc::not_enough_memory), kCopyFailed, source_, target_);
-    }
-  }
-
-  void handle(const Level& level, EntryKind kind, const char* name) {
+  void handle() {
+    const EntryKind kind = walk_->kind();
+    if (targets_->last() < 0) return;  // was told when it could not be opened again
     if (depth_ == Depth::kTree && (kind == EntryKind::kDirectory || kind == EntryKind::kUnknown)) {
       std::error_code ec;
-      Folder source = openFolder(level.source.open.get(), name, ec);
-      if (!ec) return enter(level, name, std::move(source));
-      if (kind == EntryKind::kDirectory || !isNoFolder(ec)) {
-        const bool hasGone = isNoFolder(ec) || ec == std::errc::no_such_file_or_directory;
-        tellFolder(hasGone ? kMissingSource : kUnreadable, source_, ec);
+      Folder source = walk_->open(ec);
+      if (!ec) return enter(std::move(source));
+      if (kind == EntryKind::kDirectory || !utilities::isNoFolder(ec)) {
+        const bool hasGone = utilities::isNoFolder(ec) || ec == std::errc::no_such_file_or_directory;
+        losses_.tell(kWarn, ec, hasGone ? kMissingSource : kUnreadable, walk_->path());
         return;
       }
     }
-    if (kind == EntryKind::kDirectory || (filter_ && !filter_(source_))) return;
-    const std::error_code ec = copy(level, kind, name);
-    if (ec) losses_.tell(kWarn, ec, kCopyFailed, source_, target_);
+    if (kind == EntryKind::kDirectory || (filter_ && !filter_(walk_->path()))) return;
+    if (const std::error_code ec = copy(kind)) tellLost(ec);
   }
 
-  /// @return the error to log when the file at source_ was not copied, or not to its end
-  std::error_code copy(const Level& level, EntryKind kind, const char* name) {
+  /// @return the error to log when the current file was not copied, or not to its end
+  [[nodiscard]] std::error_code copy(EntryKind kind) const {
     if (kind == EntryKind::kOther) return {};
     std::error_code ec;
     struct stat info {};
-    const int folder = level.source.open.get();
-    Descriptor file;
-    if (kind == EntryKind::kFile) file = utilities::openListed(folder, name, info, ec);
-    if (kind != EntryKind::kFile || isNoFolder(ec)) {
-      file = utilities::openRegular(folder, name, Links::kAny, info, ec);
+    const Descriptor file = utilities::openRegular(walk_->folder(), walk_->name(), Links::kJudged, info, ec);
+    const bool leadsNowhere = kind == EntryKind::kLink && utilities::isNoFolder(ec);
+    if (ec) return isUsualLoss(ec) || leadsNowhere ? std::error_code() : ec;
+    if (kind != EntryKind::kLink && mayBeBorrowed(info, walk_->folders().info())) {
+      return std::make_error_code(std::errc::operation_not_permitted);
     }
-    const bool leadsNowhere = kind == EntryKind::kLink && isNoFolder(ec);
-    if (ec) return isIgnorable(ec) || leadsNowhere ? std::error_code() : ec;
-    if (isTooLong(name)) return std::make_error_code(std::errc::filename_too_long);
-    if (!room_.take(static_cast<std::uintmax_t>(info.st_size))) {
-      return std::make_error_code(std::errc::no_space_on_device);
-    }
-    ec = utilities::copyOpened(file, info, level.target.open.get(), name, overwrite_, buffer_);
-    return overwrite_ == Overwrite::kNo && ec == std::errc::file_exists ? std::error_code() : ec;
+    if (isTooLong()) return std::make_error_code(std::errc::filename_too_long);
+    ec = copyInto(file, info, targets_->last(), walk_->name(), overwrite_);
+    if (overwrite_ == Overwrite::kYes || ec != std::errc::file_exists) return ec;
+    // An earlier copy stays; what somebody else has put there does not take this one's place.
+    return isOwnCopy() ? std::error_code() : copyInto(file, info, targets_->last(), walk_->name(), Overwrite::kYes);
+  }
+
+  [[nodiscard]] bool isOwnCopy() const {
+    struct stat there {};
+    return !utilities::lookUp(targets_->last(), walk_->name(), Links::kNone, there) && S_ISREG(there.st_mode) &&
+           there.st_nlink == 1 && there.st_uid == targets_->info().st_uid;
   }
 
   /// Tells whether the copy's path would be longer than the system accepts.
-  [[nodiscard]] bool isTooLong(const char* name) const {
-    return target_.size() + 1 + std::strlen(name) >= PATH_MAX;
+  [[nodiscard]] bool isTooLong() const {
+    return target_.size() + walk_->path().size() - source_.size() >= PATH_MAX;
   }
 
-  void enter(const Level& level, const char* name, Folder source) {
-    if (source.is(levels_.front().target)) return;
+  void enter(Folder source) {
+    if (source.is(targets_->top())) return;
+    if (isTooLong()) return tellLost(std::make_error_code(std::errc::filename_too_long));
     std::error_code ec;
-    if (isTooLong(name)) {
-      ec = std::make_error_code(std::errc::filename_too_long);
-      losses_.tell(kWarn, ec, kCopyFailed, source_, target_);
+    Folder target(utilities::makeFolder(targets_->last(), walk_->name(), ec));
+    if (ec) {
+      losses_.tell(kErr, ec, kNotMade, targetPath(true));
       return;
     }
-    target_.append("/").append(name);
-    Folder target = makeTarget(level.target.open.get(), name, ec);
-    if (!ec) begin(std::move(source), std::move(target));
-  }
-
-  /// Makes and opens the folder at target_; anything else that stands there is removed. A failure is logged.
-  Folder makeTarget(int parent, const char* name, std::error_code& ec) {
-    for (const bool isFirst : {true, false}) {
-      ec.clear();
-      if (mkdirat(parent, name, 0777) != 0 && errno != EEXIST) ec = lastError();
-      if (ec) break;
-      Folder folder = openFolder(parent, name, ec);
-      if (!ec) return folder;
-      if (!isFirst || !isNoFolder(ec)) break;
-      if (!ensureRemove(target_, ec)) {
-        losses_.tell(kErr, ec, kNotRemoved, target_);
-        return Folder();
-      }
-    }
-    losses_.tell(kErr, ec, kNotMade, target_);
-    return Folder();
+    targets_->enter(std::move(target));
+    walk_->enter(std::move(source));
   }
 
   void leave() {
-    const Level child = std::move(levels_.back());
-    levels_.pop_back();
-    if (levels_.empty()) return;
-    Level& level = levels_.back();
-    source_.resize(level.sourceLength);
-    target_.resize(level.targetLength);
-    std::error_code ec = reopen(level.source, child.source, source_);
-    if (!ec) ec = reopen(level.target, child.target, target_);
-    if (!ec || level.next == level.entries.size()) return;
-    tellFolder(kUnreadable, source_, ec);
-    level.next = level.entries.size();
+    const std::size_t length = walk_->path().rfind('/');
+    const std::string below = walk_->path().substr(0, length).substr(std::min(source_.size() + 1, length));
+    const std::error_code ec = targets_->leave(below);
+    if (ec) losses_.tell(kWarn, ec, kUnreadable, targetPath(false));
   }
 
-  std::string source_;  // the path of the current entry
-  std::string target_;  // the path of the folder that its copy goes to
+  const std::string source_;
+  const std::string target_;
   const FileFilter& filter_;
-  Overwrite overwrite_;
-  Depth depth_;
-  Room room_;
+  const Overwrite overwrite_;
+  const Depth depth_;
   Losses losses_;
-  utilities::CopyBuffer buffer_;
-  std::deque<Level> levels_;  // a deque does not move its elements: step() holds a pointer into one
+  std::error_code incomplete_;  // why the source's own listing ended early
+  std::optional<FolderChain> targets_;
+  std::optional<TreeWalk> walk_;
 };
 
-/// Checks the source and makes the destination for copyDir and copyFile2Dir; logs failures under `function`.
-std::error_code prepareCopy(const char* function, Level missingSourceLevel, const fs::path& src,
-                            const fs::path& dst) {
-  struct stat info {};
+/// Opens the source and makes the destination for copyDir and copyFile2Dir; logs failures under `function`.
+std::error_code prepareCopy(const char* function, LogLevel missingSourceLevel, const fs::path& src, const fs::path& dst,
+                            Folder& source, Folder& target) {
+  std::error_code ec;
   // A link to a directory does not count as one, not even as the source itself: it may lead to "/".
-  std::error_code ec = utilities::lookUp(AT_FDCWD, src.c_str(), Links::kNone, info);
-  if (!ec && !S_ISDIR(info.st_mode)) ec = std::make_error_code(std::errc::not_a_directory);
+  const Place place = utilities::locate(src.string(), Links::kJudged, ec);
+  if (!ec) source = Folder(utilities::openFolder(place.folder.get(), place.name, ec));
   if (ec) {
-    LOG_CALL_AS(function, missingSourceLevel, kMissingSource, src.string(), ec.value(), ec.message());
+    const bool isThere = ec == std::errc::permission_denied && place.folder;
+    LOG_CALL_AS(function, missingSourceLevel, isThere ? kUnreadable : kMissingSource, src.string(), ec.value(),
+                ec.message());
     return ec;
   }
-  ec = utilities::lookUp(AT_FDCWD, dst.c_str(), Links::kNone, info);
-  if (!ec && !S_ISDIR(info.st_mode) && !ensureRemove(dst, ec)) {
-    LOG_CALL_AS(function, kErr, kNotRemoved, dst.string(), ec.value(), ec.message());
-    return ec;
+  target = Folder(utilities::makeFolder(dst.string(), Links::kOwn, ec));
+  if (ec) {
+    struct stat info {};
+    const bool stands = !utilities::lookUp(dst.string(), Links::kOwn, info);
+    LOG_CALL_AS(function, kErr, stands ? kNotRemoved : kNotMade, dst.string(), ec.value(), ec.message());
   }
-  ec = utilities::claimDirectory(dst, Links::kNone);
-  if (ec) LOG_CALL_AS(function, kErr, kNotMade, dst.string(), ec.value(), ec.message());
   return ec;
 }
 
 }  // namespace
 
+bool isUsualLoss(const std::error_code& ec) {
+  return ec == std::errc::permission_denied || ec == std::errc::no_such_file_or_directory ||
+         ec == std::errc::not_supported;
+}
+
 std::error_code copyDir(const fs::path& src, const fs::path& dst, const FileFilter& filter) {
-  const std::error_code ec = prepareCopy(__func__, kWarn, src, dst);
-  return ec ? ec : TreeCopy(__func__, src, dst, filter, Overwrite::kNo, Depth::kTree).run();
+  Folder source, target;
+  const std::error_code ec = prepareCopy(__func__, kWarn, src, dst, source, target);
+  if (ec) return ec;
+  return TreeCopy(__func__, src, dst, filter, Overwrite::kNo, Depth::kTree).run(std::move(source), std::move(target));
 }
 
 bool copyFile2Dir(const std::string& sourceDir, const std::string& destDir, const FileFilter& filter,
                   bool /*flag*/) {
-  if (prepareCopy(__func__, kErr, sourceDir, destDir)) return false;
-  TreeCopy(__func__, sourceDir, destDir, filter, Overwrite::kYes, Depth::kFolder).run();
+  Folder source, target;
+  if (prepareCopy(__func__, kErr, sourceDir, destDir, source, target)) return false;
+  TreeCopy(__func__, sourceDir, destDir, filter, Overwrite::kYes, Depth::kFolder).run(std::move(source), std::move(target));
   return true;
 }
 
-std::error_code copyOneFile(const fs::path& source, const fs::path& target, bool& worthLogging) {
+std::error_code copyOneFile(const fs::path& source, const fs::path& target) {
   std::error_code ec;
   struct stat info {};
-  const Descriptor file = utilities::openRegular(AT_FDCWD, source.c_str(), Links::kAny, info, ec);
-  worthLogging = !isIgnorable(ec);
+  const Descriptor file = utilities::openRegular(source.string(), Links::kJudged, info, ec);
   if (ec) return ec;
-  if (!Room(target.parent_path()).take(static_cast<std::uintmax_t>(info.st_size))) {
-    return std::make_error_code(std::errc::no_space_on_device);
-  }
-  utilities::CopyBuffer buffer;
-  return utilities::copyOpened(file, info, AT_FDCWD, target.c_str(), Overwrite::kYes, buffer);
+  const Place place = utilities::locate(target.string(), Links::kOwn, ec);
+  return ec ? ec : copyInto(file, info, place.folder.get(), place.name.c_str(), Overwrite::kYes);
 }
 
 }  // namespace quelmar::helper

@@ -1,15 +1,14 @@
 #include "logging/log_setup.h"
 
-#include <iostream>
 #include <system_error>
 
 #include <boost/filesystem/path.hpp>
-#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "base/directories.h"
 #include "base/limits.h"
-#include "logging/log_call.h"
+#include "logging/logger.h"
 #include "platform/command.h"
 #include "platform/users.h"
 
@@ -19,27 +18,42 @@ namespace quelmar {
 namespace {
 
 std::string getAppdataPath() {
+  tell(STDOUT_FILENO, fmt::format("name:{} uid:{}\n", userName(geteuid()), geteuid()));
   const std::string folder = applicationDataFolder();
-  struct stat entry {};
-  std::error_code ec = utilities::lookUp(AT_FDCWD, folder.c_str(), utilities::Links::kOwn, entry);
-  if (ec || S_ISLNK(entry.st_mode)) {
-    if (!utilities::ensureDirectoryExist(folder, ec)) {
-      std::cerr << "getAppdataPath fail " << folder << "error:" << ec.value() << "msg:" << ec.message()
-                << std::endl;
-      LOG_CALL(kErr, "{}; Reason: error: {}, msg: {}", "get app logZipRootDir fail", ec.value(),
-               ec.message());
-    }
+  std::error_code ec;
+  utilities::makeFolder(folder, utilities::Links::kOwn, ec);
+  if (ec) {
+    tell(STDERR_FILENO, printable(fmt::format("getAppdataPath fail {}error:{}msg:{}", folder, ec.value(),
+                                              ec.message())) + "\n");
+    LOG_CALL(kErr, "{}; Reason: error: {}, msg: {}", "get app logZipRootDir fail", ec.value(), ec.message());
   }
   return folder;
 }
 
+/// Makes the log's folder, open to all users, and holds it for the run: in it others can exchange what they
+/// like, but not what this run has open.
+void makeLogFolder(const std::string& path) {
+  bool made = false;
+  std::error_code ec;
+  utilities::Descriptor folder = utilities::makeFolder(path, utilities::Links::kOwn, ec, &made);
+  if (made) fchmod(folder.get(), 0777);
+  if (!ec) utilities::hold(path, std::move(folder));
+}
+
+/// Opens the log to all users. Not by a path that others can exchange: a link there would open another file.
 void changeAllUsersRW(const std::string& path) {
-  const auto outcome = platform::runCommand(kLimits.openOwnLog, "chmod -R 666 \"" + path + "\"");
-  if (!outcome.succeeded) std::cout << "changeAllUsersRW:" << path << " fail" << std::endl;
+  bool succeeded = false;
+  utilities::whileFixed(path, [&] {
+    succeeded = platform::runCommand(kLimits.openOwnLog, "chmod -R 666 \"" + path + "\"").succeeded;
+  });
+  if (!succeeded) tell(STDOUT_FILENO, "changeAllUsersRW:" + path + " fail\n");
 }
 
 void createLogFile(const std::string& path) {
-  const utilities::Descriptor made(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
+  bool made = false;
+  std::error_code ec;
+  const utilities::Place place = utilities::locate(path, utilities::Links::kOwn, ec);
+  if (!ec) openLog(place.folder.get(), place.name, ec, &made);
   if (made && geteuid() == 0) changeAllUsersRW(path);
 }
 
@@ -47,20 +61,19 @@ void setUp(const std::string& name) {
   const std::string fileName = name.find(".log") != std::string::npos ? name : name + ".log";
   const fs::path folder = fs::path(getAppdataPath()) / "logs";
   LoggerOptions options;
-  std::cout << "log dir:" << folder.string() << " log name:" << fileName << std::endl;
+  tell(STDOUT_FILENO, "log dir:" + folder.string() + " log name:" + fileName + "\n");
 
+  makeLogFolder(folder.string());
   options.logFile = (folder / fileName).string();
-  if (!claimLog(options.logFile)) createLogFile(options.logFile);
+  createLogFile(options.logFile);
 
-  std::string shared;
-  std::error_code sharedError;
-  utilities::macos::getSharedDataPath(shared, sharedError);
-  if (sharedError) {
-    std::cerr << "getSharedDataPath fail,error:" << sharedError.value() << "msg:" << sharedError.message()
-              << std::endl;
+  std::error_code ec;
+  const std::string shared = utilities::macos::getSharedDataPath(ec);
+  if (ec) {
+    tell(STDERR_FILENO, fmt::format("getSharedDataPath fail,error:{}msg:{}\n", ec.value(), ec.message()));
   }
   options.debugSwitch = (fs::path(shared) / "debug").string();
-  std::cout << "log debug file path:" << options.debugSwitch << std::endl;
+  tell(STDOUT_FILENO, "log debug file path:" + options.debugSwitch + "\n");
   Logger::GetInstancePtr()->setOptions(options);
 }
 
@@ -75,7 +88,7 @@ bool initLogName(const std::string& name) {
     setUp(name);
     return true;
   } catch (...) {
-    std::cerr << "exception in init log" << std::endl;
+    tell(STDERR_FILENO, "exception in init log\n");
     return false;
   }
 }

@@ -1,50 +1,173 @@
 #include "logging/logger.h"
 
-#include <cstdio>
+#include <algorithm>
+#include <chrono>
+#include <climits>
+#include <cstdint>
 #include <iterator>
-#include <limits>
+#include <mutex>
+#include <utility>
 
 #include <boost/filesystem/operations.hpp>
 #include <fcntl.h>
 #include <spdlog/logger.h>
-#include <spdlog/sinks/rotating_file_sink.h>
+#include <spdlog/sinks/base_sink.h>
+#include <sys/select.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "base/directories.h"
-#include "logging/log_call.h"
+#include "base/regular_file.h"
 
 namespace fs = boost::filesystem;
 
 namespace quelmar {
 namespace {
 
-using Sink = spdlog::sinks::rotating_file_sink_mt;
-
 constexpr std::size_t kInlineMessageBytes = 500;
 constexpr std::size_t kLongLineBytes = 2048;
 constexpr std::size_t kCutLineBytes = 2045;
-constexpr std::uintmax_t kRunReserveBytes = 8 * 1024 * 1024;  // more than the records of a run take
+constexpr std::int64_t kRunReserveBytes = 8 * 1024 * 1024;  // more than the records of a run take
+constexpr std::chrono::seconds kOutputLimit{1};
 constexpr const char* kLinePattern = "[%Y-%m-%d %H:%M:%S.%e] [%l] [%t] %v";
 
-/// Rotates a log that is nearly full, so that it is not rotated in the middle of the run.
-/// @return the error that makes rotating this log impossible, now or later
-std::error_code rotateEarly(const std::string& file, std::uintmax_t cap) {
-  const std::string kept = Sink::calc_filename(file, 1);
-  std::error_code ec = utilities::removeUnexpected(kept);
+std::int64_t sizeOf(int file) {
   struct stat info {};
-  if (ec || utilities::lookUp(AT_FDCWD, file.c_str(), utilities::Links::kNone, info)) return ec;
-  if (static_cast<std::uintmax_t>(info.st_size) + kRunReserveBytes <= cap) return {};
-  if (std::rename(file.c_str(), kept.c_str()) != 0) ec = utilities::lastError();
-  return ec;
+  return fstat(file, &info) == 0 ? info.st_size : 0;
+}
+
+/// The log's file. Each record is appended with one call, so that two runs may share the file.
+class FileSink : public spdlog::sinks::base_sink<std::mutex> {
+ public:
+  /// @param cap  the size at which the file is put away, and a new one begun
+  FileSink(utilities::Place place, utilities::Descriptor file, std::int64_t cap)
+      : place_(std::move(place)), file_(std::move(file)), cap_(cap) {}
+
+  [[nodiscard]] int descriptor() const { return file_.get(); }
+
+  /// Puts the file away when `bytes` more would exceed the cap. When that fails, the file has no cap any more.
+  std::error_code makeRoom(std::int64_t bytes) {
+    if (sizeOf(file_.get()) <= cap_ - bytes) return {};
+    const std::error_code ec = rotate();
+    if (ec) cap_ = INT64_MAX;
+    return ec;
+  }
+
+ private:
+  void sink_it_(const spdlog::details::log_msg& record) override {
+    spdlog::memory_buf_t text;
+    formatter_->format(record, text);
+    makeRoom(static_cast<std::int64_t>(text.size()));
+    if (!utilities::writeAll(file_.get(), text.data(), text.size()))
+      throw spdlog::spdlog_ex("log file cannot be written", errno);
+  }
+
+  void flush_() override {}
+
+  std::error_code rotate() {
+    const fs::path name(place_.name);
+    const std::string kept = name.stem().string() + ".1" + name.extension().string();
+    const int folder = place_.folder.get();
+    struct stat named {
+    }, open{};
+    // Another run may have put the file away already.
+    const bool isThere = fstatat(folder, name.c_str(), &named, AT_SYMLINK_NOFOLLOW) == 0 &&
+                         fstat(file_.get(), &open) == 0 && named.st_dev == open.st_dev &&
+                         named.st_ino == open.st_ino;
+    if (isThere && renameat(folder, name.c_str(), folder, kept.c_str()) != 0) return utilities::lastError();
+    std::error_code ec;
+    const utilities::Descriptor fresh = openLog(folder, place_.name, ec);
+    // The descriptor's number stays, since others know it.
+    if (!ec && dup2(fresh.get(), file_.get()) < 0) ec = utilities::lastError();
+    fcntl(file_.get(), F_SETFD, FD_CLOEXEC);
+    return ec;
+  }
+
+  const utilities::Place place_;
+  const utilities::Descriptor file_;
+  std::int64_t cap_;
+};
+
+/// Tells, until `deadline` at most, whether a write of PIPE_BUF bytes would not block.
+bool canTake(int descriptor, std::chrono::steady_clock::time_point deadline) {
+  const auto left = std::chrono::duration_cast<std::chrono::microseconds>(deadline - std::chrono::steady_clock::now());
+  timeval limit{0, static_cast<suseconds_t>(std::clamp<std::int64_t>(left.count(), 0, 999'999))};
+  fd_set descriptors;
+  FD_ZERO(&descriptors);
+  FD_SET(descriptor, &descriptors);
+  // Not poll: on some hosts it does not work on terminals.
+  return select(descriptor + 1, nullptr, &descriptors, nullptr, &limit) == 1;
 }
 
 }  // namespace
 
-std::error_code claimLog(const std::string& file) {
-  const fs::path folder = fs::path(file).parent_path();
-  std::error_code ec;
-  if (!folder.empty() && !utilities::ensureDirectoryExist(folder.string(), ec)) return ec;
-  return utilities::removeUnexpected(file);
+utilities::Descriptor openLog(int folder, const std::string& name, std::error_code& ec, bool* made) {
+  constexpr int kFlags = O_RDWR | O_APPEND | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+  for (bool isLast = false;; isLast = true) {
+    ec.clear();
+    utilities::Descriptor file(openat(folder, name.c_str(), kFlags | O_CREAT | O_EXCL, 0666));
+    if (file) {
+      if (geteuid() == 0) fchmod(file.get(), 0666);  // whatever the umask is: other users log here too
+      if (made != nullptr) *made = true;
+      return file;
+    }
+    if (errno == EEXIST) file = utilities::Descriptor(openat(folder, name.c_str(), kFlags));
+    if (!file) ec = utilities::lastError();
+    struct stat info {};
+    const int status = file ? fstat(file.get(), &info) : fstatat(folder, name.c_str(), &info, AT_SYMLINK_NOFOLLOW);
+    const bool isExpected = status != 0 || (S_ISREG(info.st_mode) && info.st_nlink == 1);
+    if (isExpected && (file || status == 0 || isLast)) return file;
+    if (!isExpected && (isLast || unlinkat(folder, name.c_str(), 0) != 0)) {
+      if (!ec) ec = utilities::lastError();
+      return utilities::Descriptor();
+    }
+  }
+}
+
+void tell(int descriptor, std::string_view text) {
+  static std::atomic<bool> isStuck[STDERR_FILENO + 1];
+  const auto now = std::chrono::steady_clock::now();
+  const auto deadline = isStuck[descriptor] ? now : now + kOutputLimit;
+  while (!text.empty()) {
+    const bool isReady = canTake(descriptor, deadline);
+    const ssize_t put = isReady ? write(descriptor, text.data(), std::min<std::size_t>(text.size(), PIPE_BUF)) : -1;
+    if (put <= 0) {
+      isStuck[descriptor] = true;
+      return;
+    }
+    text.remove_prefix(static_cast<std::size_t>(put));
+  }
+}
+
+std::string printable(std::string_view text) {
+  std::string shown;
+  for (const char byte : text) {
+    const auto value = static_cast<unsigned char>(byte);
+    if (value < 0x20 || value == 0x7f) {
+      shown += fmt::format("\\x{:02x}", value);
+    } else {
+      shown += byte;
+    }
+  }
+  return shown;
+}
+
+void reportLoggerFailure(const char* function, int line) noexcept {
+  // The misspelt words are kept on purpose: support staff search for them.
+  try {
+    std::string text;
+    try {
+      throw;
+    } catch (const spdlog::spdlog_ex& failure) {
+      text = fmt::format("sdplog exception[{}:{}:{}]: {}", kFileTag, function, line, failure.what());
+    } catch (const std::exception& failure) {
+      text = fmt::format("[{}:{}:{}]: {}", kFileTag, function, line, failure.what());
+    } catch (...) {
+      text = "Unknown excepiton When logger";
+    }
+    tell(STDERR_FILENO, printable(text) + "\n");
+  } catch (...) {  // NOLINT(bugprone-empty-catch): no memory for the text
+  }
 }
 
 Logger& Logger::GetInstance() {
@@ -54,27 +177,29 @@ Logger& Logger::GetInstance() {
 
 void Logger::setOptions(LoggerOptions& options) {
   options_ = options;
-  if (const std::error_code ec = claimLog(options_.logFile)) {
-    throw spdlog::spdlog_ex("log file " + options_.logFile + " cannot be had: " + ec.message());
+  std::error_code ec;
+  utilities::makeFolder(fs::path(options_.logFile).parent_path().string(), utilities::Links::kOwn, ec);
+  utilities::Place place = utilities::locate(options_.logFile, utilities::Links::kOwn, ec);
+  utilities::Descriptor file;
+  if (!ec) file = openLog(place.folder.get(), place.name, ec);
+  if (ec) {
+    LOG_CALL(kErr, "log file {} cannot be opened: {}", options_.logFile, ec.message());
+    throw std::system_error(ec);
   }
-  auto cap = static_cast<std::size_t>(options_.maxFileBytes);
-  const std::error_code notRotated = rotateEarly(options_.logFile, cap);
-  // The sink would truncate a log that it cannot rotate.
-  if (notRotated) cap = std::numeric_limits<std::size_t>::max();
-  spdlog::file_event_handlers handlers;
-  handlers.after_open = [](const spdlog::filename_t& /*name*/, std::FILE* file) {
-    fcntl(fileno(file), F_SETFD, FD_CLOEXEC);  // not inherited by commands
-  };
-  auto sink = std::make_shared<Sink>(options_.logFile, cap, static_cast<std::size_t>(options_.firstCount),
-                                     false, handlers);
+  auto sink = std::make_shared<FileSink>(std::move(place), std::move(file), options_.maxFileBytes);
+  const std::error_code notRotated = sink->makeRoom(kRunReserveBytes);
+  descriptor_ = sink->descriptor();
   // This class applies the minimum level; spdlog's logger filters nothing.
-  auto logger = std::make_shared<spdlog::logger>("LogCollectionTool", std::move(sink));
+  auto logger = std::make_shared<spdlog::logger>(kFileTag, std::move(sink));
   logger->set_level(spdlog::level::trace);
-  logger->flush_on(spdlog::level::warn);
   logger->set_pattern(kLinePattern);
+  logger->set_error_handler([](const std::string& text) {
+    static std::atomic<bool> wasTold{false};  // the next record would fail in the same way
+    if (!wasTold.exchange(true)) tell(STDERR_FILENO, "[*** LOG ERROR ***] " + printable(text) + "\n");
+  });
 
-  boost::system::error_code ec;
-  const bool debug = fs::exists(options_.debugSwitch, ec);
+  boost::system::error_code ignored;
+  const bool debug = fs::exists(options_.debugSwitch, ignored);
   minimumLevel_ = debug ? static_cast<int>(kDebug) : options_.level;
   sinks_.push_back(logger);
   sink_ = logger.get();
@@ -105,14 +230,12 @@ void Logger::write(int level, const char* file, const char* function, int line, 
     // In its own scope: a dump takes megabytes, which are freed before the sink allocates as much.
     fmt::basic_memory_buffer<char, kInlineMessageBytes> message;
     fmt::vformat_to(fmt::appender(message), format, args);
-    if (sink == nullptr) {
-      text = "log isn't inited." + fmt::to_string(message) + "\n";
-      std::fwrite(text.data(), 1, text.size(), stderr);
-      return;
-    }
-    text = GetFmt(file, function, line, {message.data(), message.size()});
+    const fmt::string_view all(message.data(), message.size());
+    text = sink != nullptr ? GetFmt(file, function, line, all) : "log isn't inited." + fmt::to_string(message);
   }
-  if (context) text += context();
+  if (context && sink != nullptr) text += context();
+  if (level != kDump) text = printable(text);
+  if (sink == nullptr) return tell(STDERR_FILENO, text + "\n");
   if (level == kInfo && text.size() > kLongLineBytes && minimumLevel_ > kDebug) {
     text.resize(kCutLineBytes);
     text += "...";

@@ -5,10 +5,12 @@
 #include <functional>
 #include <memory>
 #include <string>
-#include <system_error>
+#include <string_view>
 #include <vector>
 
 #include <fmt/format.h>
+
+#include "base/descriptor.h"
 
 namespace spdlog {
 class logger;
@@ -16,8 +18,11 @@ class logger;
 
 namespace quelmar {
 
+/// The file name in every log record of this tool.
+inline constexpr const char* kFileTag = "LogCollectionTool";
+
 /// Levels of a log call: spdlog's numbering, and one value above it.
-enum Level : int {
+enum LogLevel : int {
   kTrace = 0,
   kDebug = 1,
   kInfo = 2,
@@ -32,16 +37,24 @@ enum Level : int {
 struct LoggerOptions {
   std::string logFile = "oBrela.log";      ///< the log file's path
   std::int32_t level = kInfo;              ///< minimum level
-  std::int64_t maxFileBytes = 20'971'520;  ///< cap of the file; it is rotated when a line would exceed it
-  std::int32_t firstCount = 1;             ///< rotated files kept beside the current one
-  std::int32_t secondCount = 256;  ///< carried for other readers of this record; one file sink needs no more
+  std::int64_t maxFileBytes = 20'971'520;  ///< cap of the file; it is put away, and a new one begun, when a line would exceed it
+  std::int32_t firstCount = 1;             ///< files kept beside the current one: always one
+  std::int32_t secondCount = 256;  ///< carried for other readers of this record; one file needs no more
   std::string debugSwitch = "debug";  ///< when a file of this name exists at set-up, the level becomes debug
 };
 
-/// Creates a log file's folder when it is missing, and removes what stands at the file's path unless it is a
-/// regular file with a single link: every user may be able to write to that folder.
-/// @return no error when a log may be opened there
-std::error_code claimLog(const std::string& file);
+/// Opens the log `name` in an open folder for reading and appending. A missing one is made, with mode 0666 when
+/// root makes it. Something else than a regular file with a single link is removed before, but for a folder.
+/// @param ec    cleared, then set when it cannot be opened
+/// @param made  when not null: set to true when this call has made the file
+utilities::Descriptor openLog(int folder, const std::string& name, std::error_code& ec, bool* made = nullptr);
+
+/// Writes to standard output or standard error as much as it can take within a second: nobody may be reading
+/// there. Once it could not, only what it can take at once. Thread-safe.
+void tell(int descriptor, std::string_view text);
+
+/// The text with its control bytes, which names of files may hold, shown as "\xNN".
+std::string printable(std::string_view text);
 
 /// The process-wide logger behind all log calls. Never destroyed, since detached threads may log while the
 /// process ends. Thread-safe, except for setOptions, which is to be called once, before other threads start.
@@ -54,16 +67,21 @@ class Logger {
 
   using Context = std::function<std::string()>;
 
-  /// Opens the log file (see claimLog), to which log calls are written from then on. A file that is nearly
-  /// full is rotated before; when that fails (logged), it is appended to, without a cap. Throws
-  /// spdlog::spdlog_ex when the file cannot be opened; options() are the new ones then too, but log calls go
-  /// where they went before.
+  /// Opens the log file (see openLog), to which log calls are written from then on; its folder is made when it
+  /// is missing. A file that is nearly full is put away first; when that fails (logged), it is added to,
+  /// without a cap. Throws std::system_error when the file cannot be opened (logged); options() are the new
+  /// ones then too, but log calls go where they went before.
   void setOptions(LoggerOptions& options);
 
   /// The options of the last setOptions call; the defaults before the first one.
   [[nodiscard]] const LoggerOptions& options() const { return options_; }
 
-  /// Logs one line: the source location, then `format` ("{}" syntax, checked at run time) filled with `args`.
+  /// The open log, also after it was put away and begun anew; -1 when there is none. Log calls move its offset:
+  /// read it with pread.
+  [[nodiscard]] int descriptor() const { return descriptor_; }
+
+  /// Logs one line: the source location, then `format` ("{}" syntax, checked at run time) filled with `args`;
+  /// control bytes are shown as "\xNN", but for kDump, whose line feeds stay.
   /// Before setOptions has succeeded the message goes to standard error. Throws fmt::format_error when format
   /// and arguments do not match, and whatever the sink throws: call it through LOG_CALL, which catches.
   template <typename... Args>
@@ -82,7 +100,7 @@ class Logger {
   /// Builds the text of a line: "[file:function:line] message".
   static std::string GetFmt(const char* file, const char* function, int line, fmt::string_view message);
 
-  /// Hands all buffered lines to the operating system.
+  /// Hands all buffered lines to the operating system. (There are none: each is written at once.)
   void flush();
 
  private:
@@ -93,9 +111,32 @@ class Logger {
 
   LoggerOptions options_;
   std::atomic<int> minimumLevel_{kInfo};
+  std::atomic<int> descriptor_{-1};
   std::atomic<spdlog::logger*> sink_{nullptr};
   /// All loggers ever set: another thread may still use one that was replaced.
   std::vector<std::shared_ptr<spdlog::logger>> sinks_;
 };
 
+/// Writes to standard error why a log call has failed, in one line.
+/// Requires: an exception is being handled.
+void reportLoggerFailure(const char* function, int line) noexcept;
+
+/// Logger::log that reports every exception on standard error, so that logging cannot end a run.
+template <typename... Args>
+void guardedLog(int level, const char* function, int line, fmt::string_view format,
+                const Args&... args) noexcept {
+  try {
+    Logger::GetInstancePtr()->log(level, kFileTag, function, line, format, args...);
+  } catch (...) {
+    reportLoggerFailure(function, line);
+  }
+}
+
 }  // namespace quelmar
+
+/// LOG_CALL(level, format, args...): one log record with the calling function's plain name ("operator()"
+/// inside a lambda) and the line of the call. Never throws, see guardedLog.
+#define LOG_CALL(level, ...) LOG_CALL_AS(__func__, level, __VA_ARGS__)
+
+/// As LOG_CALL, with another function's name in the record.
+#define LOG_CALL_AS(function, level, ...) ::quelmar::guardedLog(level, function, __LINE__, __VA_ARGS__)

@@ -7,7 +7,7 @@
 #include <system_error>
 #include <utility>
 
-#include "logging/log_call.h"
+#include "logging/logger.h"
 
 namespace quelmar {
 
@@ -33,18 +33,18 @@ class Losses {
   /// Logs a loss, or only counts it when one with the same error number was logged before.
   /// @param format  has placeholders for `args`, then for the number and the text of `ec`
   template <typename... Args>
-  void tell(Level level, const std::error_code& ec, fmt::string_view format, const Args&... args) noexcept {
+  void tell(LogLevel level, const std::error_code& ec, fmt::string_view format, const Args&... args) noexcept {
     const auto number = static_cast<std::size_t>(ec.value());
     if (counts_[number < counts_.size() ? number : 0]++ == 0) log(level, ec, format, args...);
   }
 
  private:
   template <typename... Args>
-  void log(Level level, const std::error_code& ec, fmt::string_view format, const Args&... args) noexcept {
+  void log(LogLevel level, const std::error_code& ec, fmt::string_view format, const Args&... args) noexcept {
     try {
       LOG_CALL_AS(function_, level, format, args..., ec.value(), ec.message());
-    } catch (const std::exception& failure) {  // no memory for the text
-      logging_detail::reportLoggerFailure(function_, __LINE__, failure);
+    } catch (...) {  // no memory for the text
+      reportLoggerFailure(function_, __LINE__);
     }
   }
 

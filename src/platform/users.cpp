@@ -4,7 +4,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <iostream>
 #include <memory>
 #include <set>
 
@@ -96,7 +95,6 @@ std::vector<std::string> homeFolders() {
 std::string applicationDataFolder() {
   const uid_t uid = geteuid();
   const std::string user = userName(uid);
-  std::cout << "name:" << user << " uid:" << uid << std::endl;
   const std::string support = user == "root" ? "" : platform::userApplicationSupport();
   return support.empty() ? usersFolder(user) : support + "/oBrela";
 }

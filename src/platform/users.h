@@ -64,7 +64,7 @@ std::vector<std::string> homeFolders();
 /// The client's data folder of the effective user, which is not created: for root
 /// "/Users/root/Library/Application Support/oBrela", for others the user's Application Support folder
 /// followed by "/oBrela", or "/Users/<name>/Library/Application Support/oBrela" when the host has no such
-/// folder. Writes "name:" + user name + " uid:" + user id and a line end to standard output.
+/// folder.
 std::string applicationDataFolder();
 
 }  // namespace quelmar

@@ -16,7 +16,7 @@
 
 #include "base/directories.h"
 #include "base/regular_file.h"
-#include "logging/log_call.h"
+#include "logging/logger.h"
 #include "platform/host.h"
 #include "platform/users.h"
 #include "sysinfo/shell.h"
@@ -160,8 +160,7 @@ void collectSystemInfo(details::Report& report) {
 }
 
 void collectSystemInfo(const std::shared_ptr<details::Report>& report, std::uint64_t startSeconds,
-                       std::uint64_t limitSeconds, WaitGroup* group) {
-  const ScopeGuard signOff([group] { group->add(-1); });
+                       std::uint64_t limitSeconds) {
   const auto failed = [](const char* reason) {
     LOG_CALL_AS("collectSystemInfo", kErr, "collectSystemInfo failed; Reason: {}", reason);
   };

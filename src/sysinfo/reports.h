@@ -69,9 +69,8 @@ void collectSystemInfo(details::Report& report);
 /// background. Other failures are logged.
 /// @param startSeconds  when the tool started, in whole seconds of the steady clock
 /// @param limitSeconds  the budget, counted from there
-/// @param group         its add(-1) is called exactly once, as the last thing
 void collectSystemInfo(const std::shared_ptr<details::Report>& report, std::uint64_t startSeconds,
-                       std::uint64_t limitSeconds, WaitGroup* group);
+                       std::uint64_t limitSeconds);
 
 /// Writes the endpoint-management state report, "system_state.log" in `folder`/"uem_" + `name`: processes,
 /// kernel parameters, integrity protection, kernel extensions and, when their database exists, system

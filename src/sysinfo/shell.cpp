@@ -4,7 +4,7 @@
 #include <cstring>
 #include <new>
 
-#include "logging/log_call.h"
+#include "logging/logger.h"
 
 namespace quelmar::logutils::macos::details {
 namespace {

@@ -6,7 +6,7 @@
 #include <boost/exception/diagnostic_information.hpp>
 
 #include "base/limits.h"
-#include "logging/log_call.h"
+#include "logging/logger.h"
 #include "tunnel/http.h"
 #include "tunnel/service_port.h"
 

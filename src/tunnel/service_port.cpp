@@ -5,7 +5,7 @@
 #include <iterator>
 
 #include "base/regular_file.h"
-#include "logging/log_call.h"
+#include "logging/logger.h"
 #include "platform/users.h"
 
 namespace quelmar {

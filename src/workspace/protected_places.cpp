@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <memory>
+#include <set>
 #include <vector>
 
 #include <boost/filesystem/operations.hpp>
@@ -9,7 +11,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "base/directory.h"
+#include "base/directories.h"
+#include "base/limits.h"
+#include "base/threads.h"
 #include "collect/sources.h"
 #include "logging/logger.h"
 #include "platform/users.h"
@@ -56,44 +60,64 @@ class Root {
   bool exists_ = false;
 };
 
-std::vector<std::string> places(const std::string& executable, std::error_code& ec) {
+/// The folders in /Users. They are not all that matter: users may have their homes elsewhere.
+std::vector<std::string> usersFolders() {
+  std::vector<std::string> folders;
+  std::string entries;
+  std::error_code ec;
+  const utilities::Descriptor users = utilities::openFolder(kUsers, Links::kAny, ec);
+  if (!ec) utilities::listFolder(users.get(), entries);
+  utilities::forEachEntry(entries, [&](utilities::EntryKind, const char* name) {
+    struct stat info {};
+    const std::string home = std::string(kUsers) + "/" + name;
+    if (!lookUp(home, info) && S_ISDIR(info.st_mode)) folders.push_back(home);
+  });
+  return folders;
+}
+
+std::vector<std::string> places(const std::string& executable) {
   std::vector<std::string> found{fs::absolute(executable).string(), Logger::GetInstance().options().logFile,
                                  homeFolder(getuid()), homeFolder(geteuid())};
   if (const char* sudo = std::getenv("SUDO_UID")) {
     found.push_back(homeFolder(static_cast<uid_t>(std::strtoul(sudo, nullptr, 10))));
   }
-  std::vector<std::string> users{"root"};
-  std::string entries;
-  ec = utilities::listDirectory(kUsers, Links::kAny, entries);
-  utilities::forEachEntry(entries, [&](utilities::EntryKind, const char* name) {
-    struct stat info {};
-    const std::string home = std::string(kUsers) + "/" + name;
-    if (!lookUp(home, info) && S_ISDIR(info.st_mode)) users.emplace_back(name);
-  });
+  // /Users may be closed to listing: then the homes that the system knows have to do.
+  std::set<std::string> users{"root"};
+  for (const std::vector<std::string>& homes : {usersFolders(), homeFolders()}) {
+    found.insert(found.end(), homes.begin(), homes.end());
+    for (const fs::path home : homes) {
+      if (home.parent_path() == kUsers) users.insert(home.filename().string());
+    }
+  }
   std::error_code ignored;
   const std::string shared = utilities::macos::getSharedDataPath(ignored);
   for (const Source& source : logutils::macos::kSources) {
     const bool isShared = source.step == logutils::macos::kMachine || source.step == logutils::macos::kPort;
-    for (const std::string& name : isShared ? std::vector<std::string>{shared} : users) {
+    for (const std::string& name : isShared ? std::set<std::string>{shared} : users) {
       found.push_back(logutils::macos::filledIn(source.path, name));
     }
   }
   return found;
 }
 
-}  // namespace
-
-std::string protectedPlaceIn(const std::string& root, const std::string& executable) {
+std::string find(const std::string& root, const std::string& executable) {
   const Root output(root);
-  std::error_code ec;
-  for (const std::string& place : places(executable, ec)) {
+  for (const std::string& place : places(executable)) {
     boost::system::error_code ignored;
     const fs::path real = fs::weakly_canonical(place, ignored);
     if (output.holds(place) || output.holds(real) || output.holds(std::string(kDataVolume) + real.string()))
       return place;
   }
-  // When /Users exists but cannot be listed, no folder is taken for harmless.
-  return ec && ec != std::errc::no_such_file_or_directory ? kUsers : std::string();
+  return {};
+}
+
+}  // namespace
+
+std::string protectedPlaceIn(const std::string& root, const std::string& executable) {
+  // A home on a share whose server is gone may not answer; then no folder is taken for harmless.
+  const auto found = std::make_shared<std::string>();
+  const bool inTime = utilities::runWithin(kLimits.protectedPlaces, [=] { *found = find(root, executable); });
+  return inTime ? *found : "what does not answer";
 }
 
 }  // namespace quelmar

@@ -1,15 +1,18 @@
 #include "zipper/archive_file.h"
 
-#include <algorithm>
 #include <cerrno>
+#include <cstddef>
 #include <cstring>
+#include <new>
+#include <utility>
 
 #include <fcntl.h>
-#include <sys/stat.h>
+#include <sys/file.h>
 #include <unistd.h>
+#include <unzip.h>
+#include <zip.h>
 
 #include "base/regular_file.h"
-#include "zipper/zipper.h"
 
 namespace zipper {
 namespace {
@@ -18,155 +21,184 @@ using quelmar::utilities::Descriptor;
 using quelmar::utilities::Links;
 
 constexpr mode_t kArchiveMode = 0666;  // less the umask
-constexpr std::size_t kBufferBytes = 65'536;
 constexpr std::size_t kCopyBytes = 8192;
-constexpr off_t kLeastArchiveBytes = 22;  // its end record
+constexpr char kEndRecord[] = {'P', 'K', 5, 6};
+constexpr char kEndRecord64[] = {'P', 'K', 6, 6};
+constexpr char kEndLocator64[] = {'P', 'K', 6, 7};
+constexpr std::size_t kSignatureBytes = 4;
+constexpr std::size_t kEndRecordBytes = 22;
+constexpr std::size_t kEndLocator64Bytes = 20;
+constexpr std::uint64_t kMaxPlainEntries = 65'535;
+constexpr std::uint64_t kVersion64 = 45;
 
-ArchiveFile& fileOf(voidpf stream) {
-  return *static_cast<ArchiveFile*>(stream);
+/// The library's own functions on `file`, which it neither opens nor closes itself.
+zlib_filefunc64_def functionsOn(std::FILE* file) {
+  zlib_filefunc64_def functions{};
+  fill_fopen64_filefunc(&functions);
+  functions.opaque = file;
+  functions.zopen64_file = [](voidpf opened, const void*, int) { return opened; };
+  functions.zclose_file = [](voidpf, voidpf) { return 0; };
+  return functions;
 }
 
-/// Tells whether `file` is what stands at `path`; for a status of zeroes, whether nothing does.
-bool isFileAt(const std::string& path, const struct stat& file) {
-  struct stat found {};
-  const std::error_code ec = lookUp(AT_FDCWD, path.c_str(), Links::kNone, found);
-  if (ec && ec.value() != ENOENT) return false;
-  return found.st_dev == file.st_dev && found.st_ino == file.st_ino;
+/// The four bytes at `from`, least significant first.
+std::uint64_t get(const std::string& from, std::size_t at) {
+  std::uint64_t value = 0;
+  for (std::size_t i = 4; i-- > 0;) value = (value << 8U) | static_cast<unsigned char>(from[at + i]);
+  return value;
+}
+
+void put(std::string& to, std::uint64_t value, std::size_t size) {
+  for (; size > 0; --size, value >>= 8U) to += static_cast<char>(value & 0xffU);
+}
+
+std::string endRecord64(std::uint64_t entries, std::uint64_t size, std::uint64_t offset) {
+  std::string record(kEndRecord64, kSignatureBytes);
+  put(record, 44, 8);  // how many bytes of this record follow
+  put(record, kVersion64, 2);
+  put(record, kVersion64, 2);
+  put(record, 0, 8);  // this disk, and the one where the directory begins
+  put(record, entries, 8);
+  put(record, entries, 8);
+  put(record, size, 8);
+  put(record, offset, 8);
+  record.append(kEndLocator64, kSignatureBytes);
+  put(record, 0, 4);
+  put(record, offset + size, 8);  // where this record is
+  put(record, 1, 4);
+  return record;
 }
 
 }  // namespace
 
-ArchiveFile::ArchiveFile() : buffer_(kBufferBytes) {}
-
-zipFile ArchiveFile::open(const std::string& path, int append) {
-  zlib_filefunc64_def functions{};
-  functions.opaque = this;
-  functions.zopen64_file = [](voidpf self, const void*, int mode) -> voidpf {
-    const bool create = (mode & ZLIB_FILEFUNC_MODE_CREATE) != 0;
-    return fileOf(self).openFile(create) ? self : nullptr;
-  };
-  functions.zread_file = [](voidpf, voidpf self, void* data, uLong size) -> uLong {
-    return fileOf(self).read(data, size) ? size : 0;
-  };
-  functions.zwrite_file = [](voidpf, voidpf self, const void* data, uLong size) -> uLong {
-    return fileOf(self).write(data, size) ? size : 0;
-  };
-  functions.ztell64_file = [](voidpf, voidpf self) -> ZPOS64_T { return fileOf(self).position(); };
-  functions.zseek64_file = [](voidpf, voidpf self, ZPOS64_T offset, int origin) -> long {
-    if (origin == ZLIB_FILEFUNC_SEEK_END) return fileOf(self).seekEnd() ? 0 : -1;
-    fileOf(self).seek(offset);
-    return 0;
-  };
-  functions.zclose_file = [](voidpf, voidpf) -> int { return 0; };  // close() follows
-  functions.zerror_file = [](voidpf, voidpf self) -> int { return fileOf(self).failed() ? 1 : 0; };
-  path_ = path;
-  partial_ = path + kPartialSuffix;
-  const zipFile archive = zipOpen2_64(path.c_str(), append, nullptr, &functions);
-  if (archive == nullptr && isOurs()) ::unlink(partial_.c_str());
-  if (archive == nullptr) close(false);
-  return archive;
-}
-
-bool ArchiveFile::openFile(bool create) {
-  position_ = bufferStart_ = bufferedBytes_ = 0;
-  failed_ = false;
-  replaced_ = {};
-  if (path_.empty()) return false;
+bool ArchiveFile::open(const std::string& path) {
   std::error_code ec;
-  Descriptor old;
-  if (!create) old = openRegular(AT_FDCWD, path_.c_str(), Links::kNone, replaced_, ec);
-  // The library takes what is too short to be an archive for an empty one, and would replace it.
-  if (ec || (replaced_.st_size > 0 && replaced_.st_size < kLeastArchiveBytes)) return false;
-  // Not inherited by commands. Never an existing file: another run may be writing it, or another user may
-  // have put a link there.
+  struct stat old {};
+  oldEntries_ = commentSize_ = 0;
+  gaveUp_ = false;
+  place_ = locate(path, Links::kAny, ec);
+  if (ec) return false;
+  old_ = openRegular(place_.folder.get(), place_.name.c_str(), Links::kNone, old, ec);
+  if (ec && ec.value() != ENOENT) return false;
+  partial_ = place_.name + kPartialSuffix;
+  const bool isReady = create(old_ ? old.st_mode & kArchiveMode : kArchiveMode) && (!old_ || copyOld());
+  if (isReady) openInLibrary();
+  if (file_ && archive_ == nullptr && isHere(partial_, made_))
+    ::unlinkat(place_.folder.get(), partial_.c_str(), 0);
+  if (archive_ == nullptr) file_.reset();
+  return archive_ != nullptr;
+}
+
+bool ArchiveFile::create(mode_t mode) {
+  // Not over an existing file: another run may be writing it, or another user may have put a link there.
   const int flags = O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
-  file_ =
-      Descriptor(::open(partial_.c_str(), flags, create ? kArchiveMode : replaced_.st_mode & kArchiveMode));
-  return file_ && (create || copy(old.get()));
+  Descriptor created(::openat(place_.folder.get(), partial_.c_str(), flags, mode));
+  const bool isReserved = !created && errno == EEXIST;
+  const int reopen = O_RDWR | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC;
+  if (isReserved) created = Descriptor(::openat(place_.folder.get(), partial_.c_str(), reopen));
+  if (!created || ::fstat(created.get(), &made_) != 0) return false;
+  // An empty file of this user's has reserved the name for the archive.
+  const bool isOwn = made_.st_uid == ::geteuid() && made_.st_nlink == 1;
+  if (isReserved && (!S_ISREG(made_.st_mode) || made_.st_size != 0 || !isOwn)) return false;
+  // Another run may have taken it for what a dead one left, and locked it. Not every file system has locks.
+  if (::flock(created.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) return false;
+  // The stdio of some systems reads a block at each seek in a file that may be read.
+  file_.reset(::fdopen(created.get(), old_ ? "r+" : "w"));
+  if (file_) created.release();
+  return file_ && isHere(partial_, made_);
 }
 
-bool ArchiveFile::copy(int from) {
-  char bytes[kCopyBytes];  // no allocation: no exception may pass through the library
-  for (;;) {
-    const ssize_t got = ::read(from, bytes, sizeof bytes);
-    if (got < 0 && errno == EINTR) continue;
-    if (got <= 0) return got == 0;
-    if (!write(bytes, static_cast<std::size_t>(got))) return false;
+bool ArchiveFile::copyOld() {
+  char bytes[kCopyBytes];
+  for (ssize_t got = 0; (got = ::read(old_.get(), bytes, sizeof bytes)) != 0;) {
+    if (got < 0) return false;
+    if (std::fwrite(bytes, 1, static_cast<std::size_t>(got), file_.get()) != static_cast<std::size_t>(got))
+      return false;
   }
+  return std::fflush(file_.get()) == 0;
 }
 
-bool ArchiveFile::read(void* data, std::size_t size) {
-  if (!flush()) return false;
-  for (char* to = static_cast<char*>(data); size > 0;) {
-    const ssize_t got = ::pread(file_.get(), to, size, static_cast<off_t>(position_));
-    if (got == 0 || (got < 0 && errno != EINTR)) return false;
-    if (got < 0) continue;
-    to += got;
-    position_ += static_cast<std::size_t>(got);
-    size -= static_cast<std::size_t>(got);
+void ArchiveFile::openInLibrary() {
+  zlib_filefunc64_def functions = functionsOn(file_.get());
+  if (old_ && ::lseek(old_.get(), 0, SEEK_CUR) > 0) {
+    // Only reading it tells an archive from a file of zeroes, which the library would write over; but an
+    // archive without entries cannot be read.
+    unz_global_info64 info{};
+    char start[kSignatureBytes];
+    const unzFile old = unzOpen2_64(place_.name.c_str(), &functions);
+    const bool isEmpty = old == nullptr && ::pread(old_.get(), start, sizeof start, 0) == sizeof start &&
+                         std::memcmp(start, kEndRecord, sizeof start) == 0;
+    const bool isKnown = old != nullptr && unzGetGlobalInfo64(old, &info) == UNZ_OK;
+    if (old != nullptr) unzClose(old);
+    if (!isKnown && !isEmpty) return;
+    oldEntries_ = info.number_entry;
   }
-  return true;
+  const char* comment = nullptr;
+  archive_ = zipOpen2_64(place_.name.c_str(), old_ ? APPEND_STATUS_ADDINZIP : APPEND_STATUS_CREATE, &comment,
+                         &functions);
+  if (archive_ != nullptr && comment != nullptr) commentSize_ = std::strlen(comment);
 }
 
-bool ArchiveFile::write(const void* data, std::size_t size) {
-  if (failed_) return false;  // the archive has a gap already
-  for (const char* from = static_cast<const char*>(data); size > 0;) {
-    const bool inside = position_ >= bufferStart_ && position_ <= bufferStart_ + bufferedBytes_;
-    if (!inside || position_ - bufferStart_ == buffer_.size()) {
-      if (!flush()) return false;
-      bufferStart_ = position_;
-    }
-    const auto at = static_cast<std::size_t>(position_ - bufferStart_);
-    const std::size_t count = std::min(size, buffer_.size() - at);
-    std::memcpy(&buffer_[at], from, count);
-    bufferedBytes_ = std::max(bufferedBytes_, at + count);
-    position_ += count;
-    from += count;
-    size -= count;
-  }
-  return true;
+/// Tells whether `file` is what bears this name in the archive's folder.
+bool ArchiveFile::isHere(const std::string& name, const struct stat& file) const {
+  struct stat found {};
+  return !lookUp(place_.folder.get(), name.c_str(), Links::kNone, found) && found.st_dev == file.st_dev &&
+         found.st_ino == file.st_ino;
 }
 
-bool ArchiveFile::flush() {
-  std::size_t done = 0;
-  while (done < bufferedBytes_) {
-    const ssize_t written =
-        ::pwrite(file_.get(), &buffer_[done], bufferedBytes_ - done, static_cast<off_t>(bufferStart_ + done));
-    if (written < 0 && errno == EINTR) continue;
-    if (written <= 0) break;
-    done += static_cast<std::size_t>(written);
-  }
-  const bool complete = done == bufferedBytes_;
-  if (!complete) failed_ = true;
-  bufferedBytes_ = 0;
-  return complete;
+bool ArchiveFile::close(bool whole, std::uint64_t entries) {
+  if (archive_ == nullptr) return true;
+  const bool isFinished = zipClose(std::exchange(archive_, nullptr), nullptr) == ZIP_OK;
+  const bool isNamed = isFinished && whole && completeEndRecord(entries) && finish();
+  file_.reset();  // errors that closing could report were seen by fsync in finish()
+  old_ = Descriptor();
+  return isNamed;
 }
 
-bool ArchiveFile::seekEnd() {
-  struct stat status {};
-  if (!flush() || ::fstat(file_.get(), &status) != 0) return false;
-  position_ = static_cast<std::uint64_t>(status.st_size);
-  return true;
-}
-
-bool ArchiveFile::isOurs() const {
-  struct stat held {};
-  return ::fstat(file_.get(), &held) == 0 && isFileAt(partial_, held);
-}
-
-bool ArchiveFile::close(bool whole) {
-  const bool named = whole && finish();
-  file_ = Descriptor();  // errors that closing could report were seen by fsync in finish()
-  return named;
+/// Adds the 64-bit end record to an archive of more than 65,535 entries when the library has not written one:
+/// old versions do so only for large archives, and most readers take the result for damaged.
+bool ArchiveFile::completeEndRecord(std::uint64_t entries) try {
+  if (entries <= kMaxPlainEntries) return true;
+  std::string tail(kEndLocator64Bytes + kEndRecordBytes + commentSize_, '\0');
+  const off_t at = ::ftello(file_.get()) - static_cast<off_t>(tail.size());
+  if (std::fflush(file_.get()) != 0) return false;
+  if (::pread(::fileno(file_.get()), tail.data(), tail.size(), at) != static_cast<ssize_t>(tail.size()))
+    return false;
+  if (tail.compare(0, kSignatureBytes, kEndLocator64, kSignatureBytes) == 0) return true;
+  tail.erase(0, kEndLocator64Bytes);
+  const std::string records = endRecord64(entries, get(tail, 12), get(tail, 16)) + tail;
+  return ::fseeko(file_.get(), -static_cast<off_t>(tail.size()), SEEK_CUR) == 0 &&
+         std::fwrite(records.data(), 1, records.size(), file_.get()) == records.size();
+} catch (const std::bad_alloc&) {
+  return false;
 }
 
 bool ArchiveFile::finish() {
-  if (failed_ || !flush()) return false;
+  const int fd = ::fileno(file_.get());
+  if (std::fflush(file_.get()) != 0 || failed()) return false;
   // The end of the archive that was added to may have been longer (a comment, 64-bit records).
-  if (::ftruncate(file_.get(), static_cast<off_t>(position_)) != 0) return false;
-  if (::fsync(file_.get()) != 0 && errno != EINVAL && errno != ENOTSUP) return false;
-  // Another run may have finished an archive of this name meanwhile.
-  return isOurs() && isFileAt(path_, replaced_) && ::rename(partial_.c_str(), path_.c_str()) == 0;
+  const off_t end = ::ftello(file_.get());
+  if (end < 0 || ::ftruncate(fd, end) != 0) return false;
+  if (::fsync(fd) != 0 && errno != EINVAL && errno != ENOTSUP) return false;
+  return isHere(partial_, made_) && publish();
+}
+
+bool ArchiveFile::publish() {
+  const int folder = place_.folder.get();
+  const char* const name = place_.name.c_str();
+  struct stat old {};
+  if (!old_) {
+    // Other than a new name, a link does not replace what another run has finished meanwhile.
+    if (::linkat(folder, partial_.c_str(), folder, name, 0) == 0) {
+      ::unlinkat(folder, partial_.c_str(), 0);
+      return true;
+    }
+    // Not every file system has hard links.
+    if (lookUp(folder, name, Links::kNone, old).value() != ENOENT) return false;
+  } else if (::fstat(old_.get(), &old) != 0 || !isHere(place_.name, old)) {
+    return false;
+  }
+  return ::renameat(folder, partial_.c_str(), folder, name) == 0;
 }
 
 }  // namespace zipper

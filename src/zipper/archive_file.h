@@ -1,78 +1,81 @@
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
+#include <cstdio>
+#include <memory>
 #include <string>
-#include <vector>
 
 #include <sys/stat.h>
-#include <zip.h>
 
-#include "base/descriptor.h"
+#include "base/directories.h"
 
 namespace zipper {
 
-/// The file of an archive, used by the zip library through its callbacks. The library ignores some failed
-/// writes; failed() remembers all of them. It also goes back to each entry's header, which costs nothing here
-/// while the header is still in the buffer.
-///
-/// The archive is written as its name and kPartialSuffix, and renamed when it is complete and on disk, so
-/// that a file with an archive's name is always complete. To add to an existing archive, a copy of it is
-/// written.
+/// What is appended to an archive's name until the archive is complete.
+constexpr char kPartialSuffix[] = ".incomplete";
+
+/// The file of an archive, written by the zip library. It bears the archive's name and kPartialSuffix, and is
+/// locked (flock), until it is complete and on disk; then it is renamed. So a file with an archive's name is
+/// always complete, and an incomplete one that nobody has locked is what a dead process has left. To add to
+/// an existing archive, a copy of it is written.
 class ArchiveFile {
  public:
-  ArchiveFile();
+  ArchiveFile() = default;
+  /// Closes the file; it is not renamed.
+  ~ArchiveFile() { close(false, 0); }
+  ArchiveFile(const ArchiveFile&) = delete;
+  ArchiveFile& operator=(const ArchiveFile&) = delete;
 
-  /// Opens an archive through the library. This object must outlive the handle.
-  /// @param path    where the archive is or is to be
-  /// @param append  APPEND_STATUS_CREATE for a new archive, APPEND_STATUS_ADDINZIP to add to the existing one
-  /// @return the library's handle, to be ended with zipClose and then close(); null when the file cannot be
-  ///         created, when another run is writing an archive of this name, or when the existing file is not
-  ///         an archive. Existing files stay unchanged then.
-  zipFile open(const std::string& path, int append);
+  /// Opens an archive to add to it, or creates it where there is none.
+  /// @param path  where the archive is or is to be
+  /// @return false when the file cannot be created, when another run is writing an archive of this name, or
+  ///         when the existing file is not an archive. Existing files stay unchanged then.
+  bool open(const std::string& path);
 
-  /// Closes the file, and gives it the archive's name when all of it is on disk.
-  /// @param whole  false: it is not renamed in any case
-  /// @return whether it was renamed
-  bool close(bool whole);
+  /// The zip library's handle; null when no archive is open.
+  void* handle() const { return archive_; }
 
-  /// Makes failed() true; nothing more is written.
-  void giveUp() { failed_ = true; }
+  /// How many entries the archive had that is added to.
+  std::uint64_t oldEntries() const { return oldEntries_; }
 
-  /// Tells whether a write has failed since the archive was opened, or giveUp() was called.
-  bool failed() const { return failed_; }
+  /// Makes failed() true.
+  void giveUp() { gaveUp_ = true; }
 
-  /// Where the next read or write begins, in bytes from the start of the file.
-  std::uint64_t position() const { return position_; }
+  /// Tells whether a write has failed since the archive was opened, or giveUp() was called. The library
+  /// ignores some failed writes; the file's error indicator, which nobody clears, remembers all of them.
+  /// Requires: an open archive.
+  bool failed() const { return gaveUp_ || std::ferror(file_.get()) != 0; }
 
-  /// Sets where the next read or write begins, in bytes from the start; this may be beyond the end.
-  void seek(std::uint64_t position) { position_ = position; }
-
-  /// Reads exactly `size` bytes and advances the position. @return false when there are fewer, or after an
-  /// error.
-  bool read(void* data, std::size_t size);
-
-  /// Writes `size` bytes and advances the position. @return false once any write has failed: nothing is
-  /// written any more then.
-  bool write(const void* data, std::size_t size);
+  /// Finishes the archive, closes its file, and gives it its name when all of it is on disk. Another archive
+  /// that has got this name since open() is not replaced.
+  /// @param whole    false: it is not renamed in any case
+  /// @param entries  how many entries the archive has
+  /// @return whether it was renamed; true when no archive is open
+  bool close(bool whole, std::uint64_t entries);
 
  private:
-  bool openFile(bool create);
-  bool copy(int from);
-  bool flush();
-  bool seekEnd();
-  bool finish();
-  bool isOurs() const;
+  struct Close {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+  };
 
-  std::string path_;     // of the complete archive
-  std::string partial_;  // of the file that is written
-  quelmar::utilities::Descriptor file_;
-  struct stat replaced_ {};  // the archive that is added to; all zero when there is none
-  std::uint64_t position_ = 0;
-  std::vector<char> buffer_;       // what is yet to be written
-  std::uint64_t bufferStart_ = 0;  // where in the file
-  std::size_t bufferedBytes_ = 0;
-  bool failed_ = false;
+  bool create(mode_t mode);
+  bool copyOld();
+  void openInLibrary();
+  bool completeEndRecord(std::uint64_t entries);
+  bool finish();
+  bool publish();
+  bool isHere(const std::string& name, const struct stat& file) const;
+
+  quelmar::utilities::Place place_;  // of the complete archive
+  std::string partial_;              // the name of the file that is written
+  std::unique_ptr<std::FILE, Close> file_;
+  struct stat made_ {};  // of file_
+  // The archive that is added to. It stays open, since another file could get the number of a deleted one.
+  quelmar::utilities::Descriptor old_;
+  std::uint64_t oldEntries_ = 0;
+  std::size_t commentSize_ = 0;  // of the archive that is added to
+  void* archive_ = nullptr;      // the library's handle
+  bool gaveUp_ = false;
 };
 
 }  // namespace zipper

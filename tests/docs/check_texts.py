@@ -13,7 +13,7 @@ GUIDE = PROJECT / "docs" / "troubleshooting.md"
 STRING = r'"(?:[^"\\]|\\.)*"'
 # Calls with a level below warning are left out; a level that is passed on in a variable counts as a warning.
 LOGGED = re.compile(r"\b(?:(?:LOG_CALL|DRIVER_LOG)\(|LOG_CALL_AS\([^,]+,|losses_?(?:\.|->)tell\()\s*(?!\s|kInfo|kDebug|kDump|level)")
-SAID = re.compile(r'\bstd::cerr\b|\bstderr\b|\bthrow\b|\bfail"|_error\("')
+SAID = re.compile(r'\bstd::cerr\b|\bSTDERR_FILENO\b|\bthrow\b|\bfail"|_error\("')
 VALUE = r"\{\}|%[sd]"
 
 
@@ -54,7 +54,7 @@ def collected():
         yield target.replace("{}", user), source.replace("{}", shared)
     extensions = re.search(r"collectedExtensions\(\) \{(.*?)\}", (folder / "file_selection.cpp").read_text(), flags=re.S)[1]
     yield "extensions", " ".join(re.findall(r'"(\.\w+)"', extensions))
-    options = re.findall(r'"(\w+)", \'.\', "', (PROJECT / "src/app/param_check.cpp").read_text())
+    options = re.findall(r'"(\w+)", \'.\', "', (PROJECT / "src/app/options.cpp").read_text())
     yield "options", " ".join(sorted(options))
 
 

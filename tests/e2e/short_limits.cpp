@@ -3,4 +3,4 @@
 
 using std::chrono_literals::operator""s;
 
-const quelmar::Limits quelmar::kLimits = {12s, 5s, 5s, 2s, 2s, 2s, 2s};
+const quelmar::Limits quelmar::kLimits = {12s, 5s, 5s, 2s, 2s, 2s, 2s, 4s, 3s};

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "app/param_check.h"
+#include "app/options.h"
 
 using namespace quelmar;
 

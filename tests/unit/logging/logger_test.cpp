@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
+#include <spdlog/common.h>
+#include <unistd.h>
 
-#include "logging/log_call.h"
+#include "logging/logger.h"
 #include "support/temp_dir.h"
 
 using namespace quelmar;
@@ -25,15 +27,15 @@ TEST(LogCall, NothingThatLoggingDoesReachesTheCaller) {
   const int line = __LINE__ + 1;
   const auto call = [](void (*how)()) { LOG_CALL(kInfo, "{}", Throwing{how}); };
   call([] { throw spdlog::spdlog_ex("sink broke"); });
-  call([] { throw std::runtime_error("argument broke"); });
+  call([] { throw std::runtime_error("argument\n\x1b[31mbroke"); });
   call([] { throw 42; });
   const std::string where = "[LogCollectionTool:operator():" + std::to_string(line) + "]: ";
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "sdplog exception" + where + "sink broke\n" + where +
-                                                        "argument broke\nUnknown excepiton When logger\n");
+                                                        "argument\\x0a\\x1b[31mbroke\nUnknown excepiton When logger\n");
   EXPECT_EQ(log.text(), "");
 }
 
-TEST(LogCall, CutsLongInfoLinesOnlyAndFlushesAtWarnings) {
+TEST(LogCall, CutsLongInfoLinesOnly) {
   const std::string prefix = "[LogCollectionTool:f:7] ";
   const struct {
     int minimum, level;
@@ -45,8 +47,6 @@ TEST(LogCall, CutsLongInfoLinesOnlyAndFlushesAtWarnings) {
     const LogCapture log(one.minimum);
     Logger::GetInstance().log(one.level, "LogCollectionTool", "f", 7, "{}",
                               std::string(one.lineBytes - prefix.size(), 'x'));
-    EXPECT_EQ(readFile(log / "test.log") != "", one.level == kWarn || one.level == kErr) << one.level;
-    Logger::GetInstance().flush();
     const std::string text = readFile(log / "test.log");
     const std::size_t start = text.find(prefix);
     const std::size_t written = start == std::string::npos ? 0 : text.size() - 1 - start;
@@ -54,4 +54,22 @@ TEST(LogCall, CutsLongInfoLinesOnlyAndFlushesAtWarnings) {
     EXPECT_EQ(text.find("xx...\n") != std::string::npos, one.lineBytes == 2049 && one.level == kInfo);
     EXPECT_EQ(text.find("[info]") != std::string::npos, one.level == kInfo || one.level == kDump);
   }
+}
+
+TEST(LogCall, WritesOneLineForARecordButNotForADump) {
+  const LogCapture log;
+  LOG_CALL(kWarn, "{}", "a\nb\x7f");
+  LOG_CALL(kDump, "{}", "a\nb\x7f");
+  EXPECT_EQ(log.text(), "[warning] [LogCollectionTool:TestBody] a\\x0ab\\x7f\n"
+                        "[info] [LogCollectionTool:TestBody] a\nb\x7f\n");
+}
+
+TEST(Tell, DoesNotWaitLongForAReaderWhoIsNotThere) {
+  int pipeEnds[2];
+  ASSERT_EQ(pipe(pipeEnds), 0);
+  const int before = dup(STDERR_FILENO);
+  dup2(pipeEnds[1], STDERR_FILENO);
+  for (int i = 0; i < 3; ++i) tell(STDERR_FILENO, std::string(1 << 20, 'x'));
+  dup2(before, STDERR_FILENO);
+  for (const int descriptor : {before, pipeEnds[0], pipeEnds[1]}) close(descriptor);
 }

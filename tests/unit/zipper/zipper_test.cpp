@@ -1,16 +1,21 @@
+#include "zipper/zipper.h"
+
+#include <climits>
+#include <csignal>
 #include <functional>
-#include <initializer_list>
 #include <map>
 #include <random>
+#include <tuple>
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
+#include <sys/resource.h>
 #include <unzip.h>
-#include <zip.h>
-#include <zlib.h>
 
 #include "support/temp_dir.h"
-#include "zipper/zipper_impl.h"
+#include "zipper/archive_file.h"
+#include "zipper/source_files.h"
 
 namespace {
 
@@ -18,149 +23,161 @@ using testing_support::readFile;
 using testing_support::TempDir;
 using testing_support::writeFile;
 using zipper::Zipper;
+using Entries = std::map<std::string, std::string>;
+using Errors = std::map<std::string, int>;
 namespace fs = boost::filesystem;
 
 constexpr unsigned kFlags = Zipper::CompressBest | Zipper::AppendHint;
 
-/// Names and contents of an archive's entries. The test fails when headers of an entry differ, or its size or
-/// checksum is wrong.
-std::map<std::string, std::string> readZip(const fs::path& archive) {
-  std::map<std::string, std::string> entries;
+/// Names and contents of an archive's entries. The test fails when an entry's checksum is wrong.
+Entries readZip(const fs::path& archive) {
+  Entries entries;
   const unzFile zip = unzOpen64(archive.c_str());
   for (int found = unzGoToFirstFile(zip); found == UNZ_OK; found = unzGoToNextFile(zip)) {
     unz_file_info64 info{};
     std::string name(65'535, '\0');
     unzGetCurrentFileInfo64(zip, &info, name.data(), name.size(), nullptr, 0, nullptr, 0);
-    name.resize(info.size_filename);
-    std::string& content = entries[name];
+    std::string& content = entries[name.substr(0, info.size_filename)];
     content.resize(info.uncompressed_size);
     unzOpenCurrentFile(zip);
     unzReadCurrentFile(zip, content.data(), static_cast<unsigned>(content.size()));
-    EXPECT_EQ(unzCloseCurrentFile(zip), UNZ_OK) << name;  // it verifies the checksum
+    EXPECT_EQ(unzCloseCurrentFile(zip), UNZ_OK) << name;
   }
   unzClose(zip);
   return entries;
 }
 
-TEST(Zipper, EncryptsWhatHasAPassword) {
+std::string packed(const fs::path& path, unsigned flags, Zipper::Hooks hooks, const char* password = "") {
   const TempDir dir;
-  for (const unsigned flags : {0U, kFlags}) {
-    const fs::path archive = dir / std::to_string(flags);
-    Zipper(archive.string(), "secret").add(writeFile(dir / "a", "plain text").string(), flags);
-    const std::string bytes = readFile(archive);
-    EXPECT_EQ(bytes.at(6) & 1, 1) << flags;
-    EXPECT_EQ(bytes.find("plain text"), std::string::npos);
-  }
+  Zipper zip((dir / "a.zip").string(), password);
+  zip.setHooks(std::move(hooks));
+  zip.add(path.string(), flags);
+  zip.close();
+  return readFile(dir / "a.zip");
 }
 
-TEST(SourceFile, IsLargeFromTheSizeOnThatNeedsTheLongFields) {
+TEST(Zipper, EntriesGetTheHeadersThatTheyNeed) {
   const TempDir dir;
-  const fs::path path = writeFile(dir / "file", "");
-  for (const std::uint64_t size : {4'294'967'294U, 4'294'967'295U}) {
+  const fs::path path = writeFile(dir / "file", "plain text");
+  for (const unsigned flags : {0U, kFlags}) {
+    const std::string bytes = packed(path, flags, {}, "secret");
+    EXPECT_EQ(bytes.at(6) & 1, 1) << "not encrypted";
+    EXPECT_EQ(bytes.find("plain text"), std::string::npos);
+  }
+  // Noise of the last size is longer than 4 GiB when it is packed. The files are cut off before they are
+  // read.
+  for (const auto& [size, flags, isLarge] :
+       {std::tuple(4'294'967'294U, 0U, false), std::tuple(4'294'967'295U, 0U, true),
+        std::tuple(4'290'000'000U, kFlags, false), std::tuple(4'293'700'000U, kFlags, true)}) {
+    Zipper::Hooks hooks;
+    hooks.mayBePacked = [&](const struct stat&) { return fs::resize_file(path, 0), true; };
     fs::resize_file(path, size);
-    EXPECT_EQ(isLargeFile(zipper::SourceFile(AT_FDCWD, path.c_str())), size == 4'294'967'295U) << size;
+    EXPECT_EQ(packed(path, flags, hooks).at(4) == 45, isLarge) << size;
   }
 }
 
 TEST(Zipper, AnArchiveHasItsNameOnlyWhenItIsFinished) {
   const TempDir dir;
-  const std::string archive = (dir / "a.zip").string();
-  const std::string partial = archive + zipper::kPartialSuffix;
-  const std::string file = writeFile(dir / "file", "text").string();
-  EXPECT_THROW(Zipper(file, ""), std::runtime_error);  // no archive, so it stays as it is
-  EXPECT_EQ(readFile(file), "text");
+  const std::string archive = (dir / "a.zip").string(), partial = archive + zipper::kPartialSuffix;
+  const std::string file = writeFile(dir / "file", "text").string(), longest(65'535, 'n');
+  for (const auto& text : {std::string("text"), std::string(99, '\0'), std::string("PK\5\6 and no more")}) {
+    EXPECT_THROW(Zipper(writeFile(archive, text).string(), ""), std::runtime_error);
+    EXPECT_EQ(readFile(archive), text);
+  }
+  fs::remove(archive);
   Zipper first(archive, "");
-  const std::string longest(65'535, 'n');
-  EXPECT_THROW(first.add(longest + "n", kFlags), std::runtime_error);
-  first.add(longest, kFlags);
-  first.add(file, kFlags);
+  for (const std::string& added : {longest, longest + "n", file}) first.add(added, kFlags);
   EXPECT_FALSE(fs::exists(archive));
   EXPECT_THROW(Zipper(archive, ""), std::runtime_error);  // another one is at work
+  EXPECT_NE(flock(open(partial.c_str(), O_RDONLY), LOCK_EX | LOCK_NB), 0);
   first.close();
   const std::string whole = readFile(archive);
-  EXPECT_EQ(readZip(archive).count(longest), 1U);
+  EXPECT_TRUE(readZip(archive) == (Entries{{longest, ""}, {"file", "text"}}));
   EXPECT_FALSE(fs::exists(partial));
 
-  const struct {
-    std::function<void()> meanwhile;
-    std::string left;
-  } rows[] = {
-      {[&] { fs::rename(partial, dir / "moved"), writeFile(partial, "foreign"); }, whole},
-      {[&] { fs::remove(archive), writeFile(archive, "foreign"); }, "foreign"},
-      {[&] { writeFile(archive, whole), fs::remove(partial); }, whole},
-  };
-  for (const auto& row : rows) {
-    fs::remove(partial);
-    writeFile(archive, whole);
+  const std::tuple<std::string, std::function<void(Zipper&)>, std::string> rows[] = {
+      {whole, [&](auto&) { fs::rename(partial, dir / "moved"), writeFile(partial, "foreign"); }, whole},
+      {whole, [&](auto&) { fs::remove(archive), writeFile(archive, "foreign"); }, "foreign"},
+      {"", [&](auto&) { writeFile(archive, "foreign"); }, "foreign"},
+      {whole, [&](auto&) { fs::remove(partial); }, whole},
+      {whole,
+       [&](Zipper& zip) {  // a write fails, later ones do not
+         const rlimit none{0, RLIM_INFINITY}, all{RLIM_INFINITY, RLIM_INFINITY};
+         signal(SIGXFSZ, SIG_IGN);
+         setrlimit(RLIMIT_FSIZE, &none);
+         zip.add(file, kFlags);
+         setrlimit(RLIMIT_FSIZE, &all);
+       },
+       whole}};
+  for (const auto& [before, meanwhile, left] : rows) {
+    struct stat old {
+    }, open{};
+    for (const std::string& path : {partial, archive}) fs::remove(path);
+    if (!before.empty()) stat(writeFile(archive, before).c_str(), &old);
     Zipper zip(archive, "");
     zip.add(file, kFlags);
-    row.meanwhile();
+    EXPECT_EQ(zip.entries(), before.empty() ? 1U : 3U);
+    meanwhile(zip);
+    for (int fd = 0; fd < 256 && open.st_ino != old.st_ino; ++fd) fstat(fd, &open);
+    EXPECT_EQ(open.st_ino, old.st_ino) << "it is not kept open, so another file could get its number";
     EXPECT_THROW(zip.close(), std::runtime_error);
-    EXPECT_EQ(readFile(archive), row.left);
+    EXPECT_EQ(readFile(archive), left);
   }
-}
-
-std::string packed(const fs::path& tree, unsigned threads, unsigned flags) {
-  const TempDir dir;
-  Zipper::Impl zip((dir / "a.zip").string(), "", threads);
-  EXPECT_TRUE(zip.open());
-  zip.add(tree.string(), flags);
-  EXPECT_TRUE(zip.close());
-  return readFile(dir / "a.zip");
-}
-
-/// What the zip library makes of the tree when it does all by itself.
-std::string packedPlainly(const fs::path& tree) {
-  const TempDir dir;
-  const zipFile zip = zipOpen64((dir / "plain.zip").c_str(), APPEND_STATUS_CREATE);
-  for (const fs::directory_entry& entry : fs::recursive_directory_iterator(tree)) {
-    if (fs::is_directory(entry.symlink_status())) continue;
-    const std::string file = entry.path().string();
-    const std::string content = fs::is_regular_file(entry.symlink_status()) ? readFile(file) : "";
-    zipOpenNewFileInZip64(zip, file.substr(file.rfind("tree/")).c_str(), nullptr, nullptr, 0, nullptr, 0,
-                          nullptr, Z_DEFLATED, 9, 0);
-    zipWriteInFileInZip(zip, content.data(), static_cast<unsigned>(content.size()));
-    zipCloseFileInZip(zip);
-  }
-  zipClose(zip, nullptr);
-  return readFile(dir / "plain.zip");
 }
 
 TEST(Zipper, TreesComeBackWholeAndAsTheSameArchiveFromAnyNumberOfThreads) {
   const TempDir dir;
   const fs::path tree = dir / "tree";
-  std::map<std::string, std::string> expected = {{"tree/link", ""}, {"tree/fifo.log", ""}};
+  Entries expected;
   const auto add = [&](const std::string& name, const std::string& text) {
     expected[name.substr(name.rfind("tree/"))] = text;
-    writeFile(dir / name, text);
+    return writeFile(dir / name, text);
   };
-  const char* const folders[] = {"tree/", "tree/sub/", "tree/sub/tree/", "tree/tree/tree/deeper/"};
-  constexpr std::size_t kPiece = zipper::kPieceBytes;
   std::mt19937 random(7);  // NOLINT: the same each time
-  const auto addSizes = [&](std::initializer_list<std::size_t> sizes) {
-    for (const std::size_t size : sizes) {
-      std::string text;
-      while (text.size() < size / 2)
-        text += text.size() < 30'000 ? std::to_string(random()) + " is a line\n" : text.substr(0, 30'000);
-      while (text.size() < size) text += static_cast<char>(random());
-      text.resize(size);
-      add(folders[size % 4] + std::to_string(size), text);
-    }
-  };
-  addSizes({0, 1, 8193, kPiece});
+  std::string text, noise;
+  while (text.size() < 30'000) text += std::to_string(random()) + " is a line\n";
+  while (text.size() < 4'000'000) text += text.substr(0, 30'000);
+  while (noise.size() < 1'200'000) noise += static_cast<char>(random());
+  for (const std::size_t size : {0, 1, 8193, 1'048'576, 1'048'577}) {
+    add("tree/tree/tree/deeper/" + std::to_string(size), text.substr(0, size));
+    add("tree/sub/" + std::to_string(size), noise.substr(0, size));
+  }
+  const fs::path one = add("tree/one", text.substr(0, 1'000'000)), four = add("tree/sub/tree/four", text);
   for (unsigned i = 0; i < 200; ++i) add("tree/many/" + std::to_string(i), std::to_string(i));
   for (const char* name : {".hidden", "new\nline", "\xff\xfe"}) add("tree/" + std::string(name), name);
   fs::create_symlink("many", tree / "link");
   ASSERT_EQ(mkfifo((tree / "fifo.log").c_str(), 0600), 0);
-  EXPECT_TRUE(packed(tree, 3, Zipper::CompressBest) == packedPlainly(tree)) << "no file is over a piece";
-  addSizes({kPiece + 1, 2 * kPiece, 3 * kPiece + 12'345});
-  EXPECT_LT(packed(tree, 1, Zipper::CompressBest).size(), packedPlainly(tree).size() + 5'000);
-  for (const unsigned flags : {unsigned{Zipper::CompressBest}, unsigned{Zipper::CompressFast}, 0U}) {
-    const std::string archive = packed(tree, 1, flags);
-    for (const unsigned threads : {0U, 3U, 16U})
-      EXPECT_TRUE(archive == packed(tree, threads, flags)) << threads;
+  for (const char* name : {"shut/foreign", "foreign"}) writeFile(tree / name, "");
+  for (const char* name : {"shut", "foreign"}) fs::permissions(tree / name, fs::add_perms | fs::others_write);
+
+  Errors lost;
+  Zipper::Hooks hooks;
+  hooks.lost = [&](const std::string& path, int error) { lost[path.substr(tree.size())] = error; };
+  hooks.mayBePacked = [](const struct stat& info) { return (info.st_mode & S_IWOTH) == 0; };
+  for (const unsigned flags : {kFlags, unsigned{Zipper::CompressFast}, 0U}) {
+    hooks.threads = 1;
+    const std::string archive = packed(tree, flags, hooks);
+    for (hooks.threads = 0; hooks.threads < 17; hooks.threads += 8)
+      EXPECT_TRUE(archive == packed(tree, flags, hooks)) << hooks.threads;
     EXPECT_TRUE(readZip(writeFile(dir / "a.zip", archive)) == expected) << flags;
+    const Errors told = {{"/link", ENOTSUP}, {"/fifo.log", ENOTSUP}, {"/shut", EPERM}, {"/foreign", EPERM}};
+    EXPECT_EQ(lost, told);
   }
+  EXPECT_LT(packed(four, kFlags, {}).size(), 3 * packed(one, kFlags, {}).size())
+      << "pieces have no dictionary";
+}
+
+TEST(Zipper, FoldersWhosePathIsTooLongAreToldAndNotEntered) {
+  const TempDir dir;
+  for (const char* name : {"a", "sub/b"}) writeFile(dir / name, "");
+  Errors told;
+  std::error_code ec;
+  zipper::filesFromDirectory(
+      quelmar::utilities::Folder(openFolder(dir.path().string(), quelmar::utilities::Links::kAny, ec)),
+      std::string(PATH_MAX - 4, 'p'), [](const struct stat&) { return true; },
+      [&](const std::string& path, int error) { told[path.substr(PATH_MAX - 4)] = error; },
+      [&](const std::string& path, const zipper::SourceFile&) { told[path.substr(PATH_MAX - 4)] = 0; });
+  EXPECT_EQ(told, (Errors{{"/a", 0}, {"/sub", ENAMETOOLONG}}));
 }
 
 }  // namespace

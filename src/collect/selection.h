@@ -1,7 +1,9 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include <boost/date_time/posix_time/ptime.hpp>
@@ -36,3 +38,27 @@ FileFilter copyFilter(std::vector<std::string> extensions, const boost::posix_ti
 FileFilter diagnosticReportFilter();
 
 }  // namespace quelmar::logutils
+
+namespace quelmar {
+
+/// Adds up the sizes of the regular files in the tree under `dir`. Links and special files are not counted.
+/// @param exts  the extensions of the files to count, as for isAcceptViaExtName; empty counts every file.
+/// @return bytes; of a folder that cannot be listed to its end (logged), only the files listed before the
+///         error.
+std::uint64_t getDirectorySize(const std::string& dir, const std::vector<std::string>& exts);
+
+/// The endpoint agent's five log folders, in collection order: full paths, whether they exist or not.
+std::vector<std::string> getOkvuLogPath();
+
+/// Adds up the sizes of the files in the tree under `dir` whose extension is in the list (empty: of all
+/// files).
+/// @param ec  set to the status error, if any, when `dir` is not a directory; else left as it is
+/// @return bytes; 0 for an empty path and when `dir` is not a directory.
+std::uint64_t getDirTotalSize(const std::string& dir, const std::vector<std::string>& extensions,
+                              std::error_code& ec);
+
+/// Tells whether the endpoint agent's logs are to be collected: all of them when their counted sizes add up
+/// to at most 200 MiB, else none. Logs the decision with the size in whole MiB.
+bool checkIsCollectOkvuLog(const std::vector<std::string>& extensions);
+
+}  // namespace quelmar

@@ -1,19 +1,23 @@
-#include "collect/file_selection.h"
+#include "collect/selection.h"
 
 #include <algorithm>
 #include <cstdint>
 #include <ctime>
+#include <exception>
 #include <initializer_list>
 #include <locale>
 #include <regex>
 #include <utility>
 
 #include <boost/algorithm/string/case_conv.hpp>
+#include <boost/exception/diagnostic_information.hpp>
 #include <boost/date_time/posix_time/posix_time_types.hpp>
 #include <boost/filesystem/operations.hpp>
 
-#include "base/shared_inst.h"
-#include "logging/log_call.h"
+#include "base/threads.h"
+#include "base/tree_walk.h"
+#include "collect/sources.h"
+#include "logging/logger.h"
 
 namespace fs = boost::filesystem;
 
@@ -95,3 +99,91 @@ FileFilter diagnosticReportFilter() {
 }
 
 }  // namespace quelmar::logutils
+
+namespace quelmar {
+namespace {
+
+using utilities::EntryKind;
+using utilities::Folder;
+using utilities::Links;
+using utilities::TreeWalk;
+
+constexpr std::uint64_t kOkvuBudgetBytes = 209'715'200;  // 200 MiB
+constexpr unsigned kBytesToMiBShift = 20;
+
+}  // namespace
+
+std::uint64_t getDirectorySize(const std::string& dir, const std::vector<std::string>& exts) {
+  std::uint64_t sum = 0;
+  const auto failed = [](const std::string& folder, const std::string& reason) {
+    LOG_CALL_AS("getDirectorySize", kErr, "get directory:{} size failed; Reason: catch exception:{}", folder, reason);
+  };
+  const auto lost = [&failed](const std::string& folder, const std::error_code& ec) {
+    failed(folder, "code:" + std::to_string(ec.value()) + ": " + ec.message());
+  };
+  try {
+    std::error_code ec;
+    Folder top(utilities::openFolder(dir, Links::kJudged, ec));
+    if (ec) {
+      lost(dir, ec);
+      return 0;
+    }
+    TreeWalk walk(std::move(top), dir, lost);
+    for (auto event = walk.next(); event != TreeWalk::Event::kEnd; event = walk.next()) {
+      utilities::beat();
+      struct stat info {};
+      if (event == TreeWalk::Event::kLeft) continue;
+      if (walk.kind() == EntryKind::kDirectory) {
+        Folder folder = walk.open(ec);
+        if (ec) lost(walk.path(), ec);
+        if (!ec) walk.enter(std::move(folder));
+      } else if (walk.kind() == EntryKind::kFile &&
+                 (exts.empty() || logutils::isAcceptViaExtName(walk.path(), exts)) &&
+                 !utilities::lookUp(walk.folder(), walk.name(), Links::kNone, info)) {
+        sum += static_cast<std::uint64_t>(info.st_size);
+      }
+    }
+  } catch (const std::exception& failure) {
+    failed(dir, failure.what());
+  } catch (...) {
+    LOG_CALL(kErr, "get directory:{} size failed; Reason: catch unknown exception:{}", dir,
+             boost::current_exception_diagnostic_information());
+  }
+  return sum;
+}
+
+std::vector<std::string> getOkvuLogPath() {
+  std::vector<std::string> paths;
+  for (const logutils::macos::Source& source : logutils::macos::kSources) {
+    if (source.step == logutils::macos::kAgent) paths.emplace_back(source.path);
+  }
+  return paths;
+}
+
+std::uint64_t getDirTotalSize(const std::string& dir, const std::vector<std::string>& extensions,
+                              std::error_code& ec) {
+  if (dir.empty()) return 0;
+  struct stat info {};
+  const std::error_code error = utilities::lookUp(dir, Links::kJudged, info);
+  if (error || !S_ISDIR(info.st_mode)) {
+    ec = error;
+    return 0;
+  }
+  return getDirectorySize(dir, extensions);
+}
+
+bool checkIsCollectOkvuLog(const std::vector<std::string>& extensions) {
+  std::uint64_t sum = 0;
+  for (const std::string& path : getOkvuLogPath()) {
+    std::error_code ignored;
+    sum += getDirTotalSize(path, extensions, ignored);
+  }
+  if (sum > kOkvuBudgetBytes) {
+    LOG_CALL(kInfo, "okvuLogPath is too big({}M), not collect", sum >> kBytesToMiBShift);
+    return false;
+  }
+  LOG_CALL(kInfo, "okvuLogPath original size({}M), will collect", sum >> kBytesToMiBShift);
+  return true;
+}
+
+}  // namespace quelmar

@@ -1,0 +1,113 @@
+#include "collect/removal.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <boost/exception/diagnostic_information.hpp>
+
+#include "base/tree_walk.h"
+#include "logging/logger.h"
+
+namespace fs = boost::filesystem;
+
+namespace quelmar::helper {
+namespace {
+
+using utilities::Descriptor;
+using utilities::EntryKind;
+using utilities::Folder;
+using utilities::lastError;
+using utilities::Links;
+using utilities::Place;
+using utilities::TreeWalk;
+
+constexpr mode_t kWriteForAll = 0222;
+
+/// Replaces all permission bits: kept on purpose. By a descriptor, since what a name leads to may be exchanged
+/// for a link, or for a file that has other names.
+std::error_code makeWritable(const Place& place) {
+  const int flags = O_RDONLY | O_NONBLOCK | O_NOCTTY | O_NOFOLLOW | O_CLOEXEC;
+  struct stat info {};
+  if (fstatat(place.folder.get(), place.name.c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0) return lastError();
+  if (!S_ISDIR(info.st_mode) && (!S_ISREG(info.st_mode) || info.st_nlink != 1)) return {};
+  const Descriptor entry(openat(place.folder.get(), place.name.c_str(), flags));
+  if (!entry || fstat(entry.get(), &info) != 0) return lastError();
+  if (!S_ISDIR(info.st_mode) && (!S_ISREG(info.st_mode) || info.st_nlink != 1)) return {};
+  return fchmod(entry.get(), kWriteForAll) == 0 ? std::error_code() : lastError();
+}
+
+void addWritePermission(const Place& place, const fs::path& path) {
+  if (const std::error_code ec = makeWritable(place)) {
+    LOG_CALL(kErr, "{} permissions exception; Reason: {}", path.string(),
+             boost::diagnostic_information(std::system_error(ec)));
+  }
+}
+
+void tellMissing(const std::string& path, const std::error_code& ec) {
+  LOG_CALL_AS("directoryWalker", kWarn, "Source directory {} not exist.; Reason: code:{} msg:{}", path, ec.value(),
+              ec.message());
+}
+
+void tellTraversal(const std::string& path, const std::error_code& ec) {
+  LOG_CALL_AS("directoryWalker", kWarn, "An exception occurred while traversing the directory({}); Reason: code:{}: {}",
+              path, ec.value(), ec.message());
+}
+
+}  // namespace
+
+bool ensureRemove(const fs::path& path, std::error_code& ec) {
+  const Place place = utilities::locate(path.string(), Links::kOwn, ec);
+  if (!ec) ec = utilities::removeEntry(place.folder.get(), place.name.c_str());
+  if (ec && place.folder) {
+    addWritePermission(place, path);
+    ec = utilities::removeEntry(place.folder.get(), place.name.c_str());
+  }
+  if (ec == std::errc::no_such_file_or_directory) ec.clear();
+  return !ec;
+}
+
+void ensureRemove(const fs::path& path) {
+  std::error_code ignored;
+  ensureRemove(path, ignored);
+}
+
+void directoryWalker(const fs::path& root, const std::function<void(const std::string&)>& beforeDir,
+                     const std::function<void(const std::string&)>& afterDir,
+                     const std::function<void(const std::string&)>& onFile, Depth depth) {
+  std::error_code ec;
+  Folder top(utilities::openFolder(root.string(), Links::kOwn, ec));
+  if (ec) return tellMissing(root.string(), ec);
+  try {
+    TreeWalk walk(std::move(top), root.string(), tellTraversal);
+    for (auto event = walk.next(); event != TreeWalk::Event::kEnd; event = walk.next()) {
+      const std::string path = walk.path();
+      const bool isFolder = walk.kind() == EntryKind::kDirectory;
+      if (walk.kind() == EntryKind::kUnknown) {
+        struct stat info {};
+        ec = utilities::lookUp(walk.folder(), walk.name(), Links::kNone, info);
+        LOG_CALL(kWarn, "current path:{}; Reason: code:{} msg:{}", path, ec.value(), ec.message());
+        continue;
+      }
+      if (isFolder && event == TreeWalk::Event::kEntry) {
+        if (beforeDir) beforeDir(path);
+        Folder folder = depth == Depth::kTree ? walk.open(ec) : Folder();
+        if (folder.open) {
+          walk.enter(std::move(folder));
+          continue;
+        }
+        if (ec) tellMissing(path, ec);
+      }
+      if (isFolder && afterDir) afterDir(path);
+      if (!isFolder && onFile) onFile(path);
+    }
+  } catch (const std::exception& failure) {
+    LOG_CALL(kWarn, "An exception occurred while traversing the directory({}); Reason: {}", root.string(),
+             failure.what());
+  } catch (...) {
+    LOG_CALL(kWarn, "An unknown exception occurred while traversing the directory; Reason: {}",
+             boost::current_exception_diagnostic_information());
+  }
+}
+
+}  // namespace quelmar::helper

@@ -1,0 +1,355 @@
+#include "workspace/output_root.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <ctime>
+#include <iomanip>
+#include <sstream>
+#include <utility>
+#include <vector>
+
+#include <boost/filesystem/operations.hpp>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "base/directories.h"
+#include "base/tree_walk.h"
+#include "collect/removal.h"
+#include "collect/selection.h"
+#include "logging/logger.h"
+#include "sysinfo/reports.h"
+#include "workspace/protected_places.h"
+#include "zipper/archive_file.h"
+
+namespace fs = boost::filesystem;
+
+namespace quelmar {
+namespace {
+
+using utilities::Descriptor;
+using utilities::EntryKind;
+using utilities::lastError;
+using utilities::Links;
+using utilities::Place;
+
+constexpr const char* kDefaultRoot = "/tmp/oBrelaLog";
+constexpr const char* kScratch = "logFiles";
+constexpr const char* kSystemInfo = "system_info.log";
+constexpr const char* kArchivePrefix = "oBrelaLog_";
+// A constant in every archive's name: neither the version of the client that failed nor the tool's own.
+constexpr const char* kProductVersion = "2.5.16.20";
+constexpr std::uintmax_t kMinAvailableBytes = 524'288'000;  // 500 MiB
+constexpr std::uintmax_t kMaxReportBytes = 1'073'741'824;   // 1 GiB
+// One fewer are kept at the start of a run, so that there are at most this many after it.
+constexpr std::size_t kMaxArchives = 5;
+
+/// What the run has found out about the output root.
+struct Root {
+  int folder = -1;
+  bool isLocked = false;   // by this run
+  bool isShared = false;   // by another run that has locked it
+};
+
+Root& outputRoot() {
+  static auto* const kRoot = new Root;
+  return *kRoot;
+}
+
+bool mayBeEmptied(const std::string& root, const std::string& executable) {
+  const std::string place = protectedPlaceIn(root, executable);
+  if (!place.empty()) {
+    LOG_CALL_AS("ensureLogRootDir", kWarn, "{} is not used for the output, the default is; Reason: it holds {}", root,
+                place);
+  }
+  return place.empty();
+}
+
+/// Opens the folder at `path`, which is made when it is missing, holds and locks it. @return whether it is there
+bool takeRoot(const std::string& path, Links links) {
+  std::error_code ec;
+  if (!utilities::ensureDirectoryExist(path, ec, links)) return false;
+  Descriptor folder = utilities::openFolder(path, links, ec);
+  if (ec) return false;
+  Root root;
+  root.isLocked = flock(folder.get(), LOCK_EX | LOCK_NB) == 0;
+  root.isShared = !root.isLocked && errno == EWOULDBLOCK;
+  root.folder = utilities::hold(path, std::move(folder));
+  outputRoot() = root;
+  return true;
+}
+
+bool endsWith(const std::string& text, const std::string& end) {
+  return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
+}
+
+bool isArchive(const std::string& path) {
+  return logutils::isAcceptViaExtName(path, {".zip"});
+}
+
+/// Tells whether the tool gives entries of an output root names like this one.
+bool isOwnName(const std::string& name) {
+  const auto begins = [&name](const std::string& start) { return name.compare(0, start.size(), start) == 0; };
+  const bool isScratch = name == kScratch || begins(kScratch + std::string("."));
+  const bool isUnfinished = endsWith(name, std::string(".zip") + zipper::kPartialSuffix);
+  return isScratch || name == kSystemInfo || (begins(kArchivePrefix) && (isArchive(name) || isUnfinished));
+}
+
+/// Tells whether the run that has locked the output root uses the entry `name` there.
+bool isOtherRuns(const std::string& name) {
+  return outputRoot().isShared && (name == kScratch || name == kSystemInfo);
+}
+
+/// Locks an entry that a run may be using, for as long as the result lives.
+/// @param isInUse  set to true when another run has locked it, or that cannot be found out
+Descriptor lockEntry(int folder, const std::string& name, bool& isInUse) {
+  struct stat info {};
+  isInUse = false;
+  if (fstatat(folder, name.c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0) return Descriptor();
+  if (!S_ISREG(info.st_mode) && !S_ISDIR(info.st_mode)) return Descriptor();
+  Descriptor entry(openat(folder, name.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_NOFOLLOW | O_CLOEXEC));
+  isInUse = entry ? flock(entry.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK : info.st_uid != geteuid();
+  return entry;
+}
+
+/// Tells whether something is mounted directly in the folder.
+bool holdsMountPoint(int folder) {
+  struct stat own {}, info {};
+  std::string entries;
+  bool found = false;
+  if (fstat(folder, &own) != 0 || utilities::listFolder(folder, entries)) return false;
+  utilities::forEachEntry(entries, [&](EntryKind, const char* name) {
+    found = found || (fstatat(folder, name, &info, AT_SYMLINK_NOFOLLOW) == 0 && info.st_dev != own.st_dev);
+  });
+  return found;
+}
+
+/// Tells whether only entries with the tool's own names may be removed from the folder.
+bool isForOthersToo(int folder) {
+  struct stat info {};
+  return fstat(folder, &info) != 0 || (info.st_mode & S_ISVTX) != 0 || holdsMountPoint(folder);
+}
+
+struct DatedFile {
+  std::string name;
+  std::time_t time;
+};
+
+[[noreturn]] void fail(const char* what, const std::string& path, const std::error_code& ec) {
+  throw fs::filesystem_error(what, path, {ec.value(), boost::system::system_category()});
+}
+
+std::vector<DatedFile> archives(int folder, const std::string& dir, bool onlyOwn) {
+  std::vector<DatedFile> files;
+  std::string entries;
+  if (const std::error_code ec = utilities::listFolder(folder, entries)) fail("cannot list it", dir, ec);
+  utilities::forEachEntry(entries, [&](EntryKind, const char* name) {
+    struct stat info {};
+    if (!isArchive(name) || (onlyOwn && !isOwnName(name))) return;
+    if (fstatat(folder, name, &info, AT_SYMLINK_NOFOLLOW) != 0) fail("cannot look at it", dir + "/" + name, lastError());
+    if (S_ISREG(info.st_mode)) files.push_back({name, info.st_mtime});
+  });
+  return files;
+}
+
+void removeOldest(int folder, const std::string& dir, bool onlyOwn, Removed& removed) {
+  std::vector<DatedFile> files = archives(folder, dir, onlyOwn);
+  if (files.size() < kMaxArchives) return;
+  std::sort(files.begin(), files.end(),
+            [](const DatedFile& one, const DatedFile& other) { return one.time < other.time; });
+  files.resize(files.size() - (kMaxArchives - 1));
+  for (const DatedFile& file : files) {
+    if (unlinkat(folder, file.name.c_str(), 0) != 0) fail("cannot remove it", dir + "/" + file.name, lastError());
+    removed.add(file.name);
+  }
+}
+
+bool zipFileNameAt(std::chrono::system_clock::time_point time, std::string& name) {
+  try {
+    const std::time_t seconds =
+        std::chrono::system_clock::to_time_t(std::chrono::time_point_cast<std::chrono::seconds>(time));
+    std::tm local{};
+    localtime_r(&seconds, &local);
+    std::ostringstream stream;
+    stream << kProductVersion << "_" << std::put_time(&local, "%Y%m%d%H%M%S");
+    std::string text = stream.str();
+    text.insert(0, kArchivePrefix);
+    text.append(".zip");
+    name = std::move(text);
+    return true;
+  } catch (...) {
+    return false;
+  }
+}
+
+/// Makes the folder `name`, which nothing else has, in the output root. @return the error of that
+std::error_code makeNew(int root, const std::string& name, Descriptor& folder) {
+  std::error_code ec;
+  if (mkdirat(root, name.c_str(), 0755) != 0) ec = lastError();
+  if (!ec) folder = utilities::openFolder(root, name, ec);
+  return ec;
+}
+
+/// Makes the usual scratch folder. What an earlier run has left at its name is removed, or moved aside.
+std::error_code makeUsualScratch(const Root& root, Descriptor& folder) {
+  std::error_code ec = makeNew(root.folder, kScratch, folder);
+  if (ec != std::errc::file_exists || !root.isLocked) return ec;
+  const std::string aside = std::string(kScratch) + ".left-" + std::to_string(getpid());
+  if (utilities::removeEntry(root.folder, kScratch)) renameat(root.folder, kScratch, root.folder, aside.c_str());
+  return makeNew(root.folder, kScratch, folder);
+}
+
+/// Makes a folder of this run's own in the root, and the scratch folder in it.
+/// @param name  receives its name
+std::error_code makeOwnScratch(const Root& root, const std::string& path, std::string& name, Descriptor& folder) {
+  Descriptor own;
+  std::error_code ec = std::make_error_code(std::errc::file_exists);
+  bool isInUse = false;
+  for (int number = 0; ec == std::errc::file_exists || (!ec && isInUse); ++number) {
+    name = std::string(kScratch) + "." + std::to_string(getpid()) + (number == 0 ? "" : "-" + std::to_string(number));
+    ec = makeNew(root.folder, name, own);
+    // Another run that takes it for an abandoned one holds the lock while it removes it.
+    isInUse = !ec && flock(own.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+  }
+  if (!ec) ec = makeNew(own.get(), kScratch, folder);
+  if (!ec) utilities::hold((fs::path(path) / name).string(), std::move(own));
+  return ec;
+}
+
+}  // namespace
+
+bool ensureLogRootDir(std::string& root, const std::string& executable) {
+  // Checked twice: before a file there is replaced by a folder, and for the folder that is there then.
+  if (!root.empty() && mayBeEmptied(root, executable) && takeRoot(root, Links::kAny) && mayBeEmptied(root, executable))
+    return true;
+  if (!takeRoot(kDefaultRoot, Links::kOwn)) {
+    LOG_CALL(kErr, "ensureDirectoryExist {} failed.{}", kDefaultRoot, "");
+    return false;
+  }
+  root = kDefaultRoot;
+  return true;
+}
+
+bool checkDiskIsFull(const std::string& path) {
+  boost::system::error_code notReported;
+  return fs::space(path, notReported).available < kMinAvailableBytes;
+}
+
+void limitReports(const std::string& root) {
+  boost::system::error_code notReported;
+  // There are three reports; the copies and the archive need the rest.
+  const std::uintmax_t share = fs::space(root, notReported).available / 8;
+  logutils::macos::details::limitReports(std::min(kMaxReportBytes, share));
+}
+
+Removed cleanDir(const std::string& dir, bool removeItself, const MayGo& mayGo) {
+  Removed removed;
+  const auto remove = [&](const std::string& path) {
+    std::error_code ec;
+    if ((!mayGo || mayGo(path)) && helper::ensureRemove(path, ec)) removed.add(path);
+  };
+  const auto removeFile = [&remove](const std::string& path) {
+    struct stat info {};
+    const bool isFile = !utilities::lookUp(path, Links::kOwn, info) && S_ISREG(info.st_mode);
+    if (isFile && !isArchive(path)) remove(path);
+  };
+  helper::directoryWalker(dir, {}, remove, removeFile, helper::Depth::kFolder);
+  if (removeItself) helper::ensureRemove(dir);
+  return removed;
+}
+
+void checkAndCleanLogDir(const std::string& dir) {
+  Removed removed;
+  try {
+    std::error_code ec;
+    std::string entries;
+    const Descriptor folder = utilities::openFolder(dir, Links::kOwn, ec);
+    const bool onlyOwn = !ec && isForOthersToo(folder.get());
+    Descriptor locked;  // until the next entry
+    removed = cleanDir(dir, false, [&](const std::string& path) {
+      const std::string name = fs::path(path).filename().string();
+      if ((onlyOwn && !isOwnName(name)) || isOtherRuns(name)) return false;
+      bool isInUse = false;
+      locked = lockEntry(folder.get(), name, isInUse);
+      return !isInUse;
+    });
+    // What cannot be listed was told above.
+    if (!ec && !utilities::listFolder(folder.get(), entries)) removeOldest(folder.get(), dir, onlyOwn, removed);
+  } catch (const fs::filesystem_error& failure) {
+    LOG_CALL(kWarn, "{}; Reason: file system error: {}", "delete file error", failure.what());
+  }
+  if (removed.count > 0) LOG_CALL(kInfo, "{} entries of {} removed, such as {}", removed.count, dir, removed.first);
+}
+
+Scratch makeScratch(const std::string& root) {
+  const Root& own = outputRoot();
+  std::string name;
+  Descriptor folder;
+  std::error_code ec;
+  if (!own.isShared) ec = makeUsualScratch(own, folder);
+  if (own.isShared || ec == std::errc::file_exists) {
+    ec = makeOwnScratch(own, root, name, folder);
+    if (!ec) LOG_CALL_AS("main", kInfo, "{} is in use or cannot be removed, {} is used", kScratch, name);
+  }
+  const fs::path place = name.empty() ? fs::path(root) : fs::path(root) / name;
+  const Scratch scratch{(place / kScratch).string(), (place / kSystemInfo).string()};
+  if (ec) {
+    LOG_CALL_AS("main", kWarn, "create_directories({}) return failed; Reason: Error code={}, msg={}",
+                scratch.logFiles, ec.value(), ec.message());
+    return scratch;
+  }
+  if (fchmod(folder.get(), 0777) != 0) {
+    ec = lastError();
+    LOG_CALL_AS("main", kWarn, "permissions all_all({}) return failed; Reason: Error code={}, msg={}",
+                scratch.logFiles, ec.value(), ec.message());
+  }
+  utilities::hold(scratch.logFiles, std::move(folder));
+  return scratch;
+}
+
+void removeScratch(const std::string& root, const Scratch& scratch) {
+  cleanDir(scratch.logFiles, true);
+  std::error_code ignored;
+  helper::ensureRemove(scratch.systemInfo, ignored);
+  const fs::path place = fs::path(scratch.logFiles).parent_path();
+  if (place != root) helper::ensureRemove(place, ignored);
+
+  std::string entries;
+  const int folder = outputRoot().folder;
+  utilities::listFolder(folder, entries);
+  utilities::forEachEntry(entries, [&](EntryKind, const std::string& name) {
+    bool isInUse = false;
+    if (isArchive(name) || !isOwnName(name) || isOtherRuns(name)) return;
+    const Descriptor locked = lockEntry(folder, name, isInUse);
+    if (!isInUse) LOG_CALL_AS("main", kWarn, "{} stays, it could not be removed", (fs::path(root) / name).string());
+  });
+}
+
+bool getZipFileName(std::string& name) {
+  return zipFileNameAt(std::chrono::system_clock::now(), name);
+}
+
+std::string initZipLogPath(const std::string& root) {
+  std::string name;
+  for (auto time = std::chrono::system_clock::now(); zipFileNameAt(time, name);
+       time += std::chrono::seconds(1)) {
+    std::error_code ec;
+    struct stat info {};
+    const Place place = utilities::locate((fs::path(root) / name).string(), Links::kOwn, ec);
+    const int folder = place.folder.get();
+    const bool stands = fstatat(folder, name.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0;
+    const bool isOwn = S_ISREG(info.st_mode) && info.st_uid == geteuid() && info.st_nlink == 1;
+    if (stands && !isOwn) continue;
+    const int flags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
+    const Descriptor reserved(openat(folder, (name + zipper::kPartialSuffix).c_str(), flags, 0666));
+    // If it exists, another run is writing an archive with that name: try the next second.
+    if (reserved || errno != EEXIST) return (fs::path(root) / name).string();
+  }
+  LOG_CALL(kErr, "{}{}", "getZipFileName failed.", "");
+  return {};
+}
+
+}  // namespace quelmar

@@ -1,0 +1,110 @@
+#include "zipper/source_files.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <utility>
+
+#include <unistd.h>
+#include <zlib.h>
+
+#include "base/regular_file.h"
+
+namespace zipper {
+namespace {
+
+using quelmar::utilities::EntryKind;
+using quelmar::utilities::Folder;
+using quelmar::utilities::isNoFolder;
+using quelmar::utilities::TreeWalk;
+
+constexpr std::uint64_t kLargestPlainBytes = 4'294'967'294U;
+
+}  // namespace
+
+const std::string CDirEntry::Separator = "/";
+
+bool CDirEntry::isDir(const std::string& path) {
+  struct stat status {};
+  return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+std::string CDirEntry::fileName(const std::string& path) {
+  const std::size_t separator = path.rfind(Separator);
+  return separator == std::string::npos ? path : path.substr(separator + Separator.size());
+}
+
+bool checkFileExists(const std::string& path) {
+  struct stat status {};
+  return ::stat(path.c_str(), &status) == 0;
+}
+
+bool isDirectory(const std::string& path) {
+  return CDirEntry::isDir(path);
+}
+
+std::string fileNameFromPath(const std::string& path) {
+  return CDirEntry::fileName(path);
+}
+
+SourceFile::SourceFile(int parent, const char* name, const MayBePacked& mayBePacked) {
+  struct stat info {};
+  std::error_code ec;
+  descriptor_ = quelmar::utilities::openRegular(parent, name, quelmar::utilities::Links::kNone, info, ec);
+  isRefused_ = ec ? ec == std::errc::not_supported : !mayBePacked(info);
+  error_ = ec ? ec.value() : isRefused_ ? EPERM : 0;
+  if (error_ == 0) size_ = static_cast<std::uint64_t>(info.st_size);
+}
+
+std::size_t SourceFile::read(char* to, std::size_t size) {
+  const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(size_ - position_, size));
+  std::size_t count = 0;
+  while (count < wanted) {
+    const ssize_t got =
+        ::pread(descriptor_.get(), to + count, wanted - count, static_cast<off_t>(position_ + count));
+    if (got < 0) error_ = errno;
+    if (got <= 0) break;
+    count += static_cast<std::size_t>(got);
+  }
+  position_ = count < wanted ? size_ : position_ + count;  // a file that was shortened ends here
+  return count;
+}
+
+bool isLargeFile(const SourceFile& stream) {
+  return stream.size() > kLargestPlainBytes;
+}
+
+void getFileCrc(SourceFile& stream, std::vector<char>& buffer, unsigned long& crc) {
+  crc = ::crc32(0, nullptr, 0);
+  while (const std::size_t count = stream.read(buffer.data(), buffer.size())) {
+    crc = ::crc32(crc, reinterpret_cast<const Bytef*>(buffer.data()), static_cast<uInt>(count));
+  }
+  stream.rewind();
+}
+
+void filesFromDirectory(Folder folder, const std::string& path, const MayBePacked& mayBePacked,
+                        const Lost& lost,
+                        const std::function<void(const std::string& path, SourceFile& file)>& each) {
+  TreeWalk walk(std::move(folder), path,
+                [&](const std::string& unread, const std::error_code& ec) { lost(unread, ec.value()); });
+  for (auto event = walk.next(); event != TreeWalk::Event::kEnd; event = walk.next()) {
+    if (event == TreeWalk::Event::kLeft) continue;
+    std::error_code ec;
+    const bool mayBeFolder = walk.kind() == EntryKind::kDirectory || walk.kind() == EntryKind::kUnknown;
+    Folder inner = mayBeFolder ? walk.open(ec) : Folder();
+    if (!mayBeFolder || isNoFolder(ec)) {
+      SourceFile file(walk.folder(), walk.name(), mayBePacked);
+      each(walk.path(), file);
+    } else if (ec) {
+      lost(walk.path(), ec.value());
+    } else if (!mayBePacked(inner.info)) {
+      lost(walk.path(), EPERM);
+    } else if (walk.path().size() >= PATH_MAX) {
+      lost(walk.path(), ENAMETOOLONG);
+    } else {
+      walk.enter(std::move(inner));
+    }
+  }
+}
+
+}  // namespace zipper
