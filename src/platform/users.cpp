@@ -1,11 +1,11 @@
 #include "platform/users.h"
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <set>
 
 #include <pwd.h>
 #include <unistd.h>
@@ -81,16 +81,15 @@ std::string homeFolder(uid_t user) {
 }
 
 std::vector<std::string> homeFolders() {
-  std::vector<std::string> homes;
+  std::set<std::string> homes;
   setpwent();
   while (const passwd* user = getpwent()) {
     const std::string home = user->pw_dir;
     const bool isFolder = home.size() > 1 && home[0] == '/' && home != "/nonexistent" && home != "/dev/null";
-    const bool isNew = std::find(homes.begin(), homes.end(), home) == homes.end();
-    if (isFolder && isNew && (user->pw_uid == 0 || isPerson(*user))) homes.push_back(home);
+    if (isFolder && (user->pw_uid == 0 || isPerson(*user))) homes.insert(home);
   }
   endpwent();
-  return homes;
+  return {homes.begin(), homes.end()};
 }
 
 std::string applicationDataFolder() {

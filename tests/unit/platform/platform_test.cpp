@@ -102,7 +102,7 @@ TEST(Users, HomesAreThoseOfRootAndOfPeople) {
            user("nobody", 4294967294, "/var/empty"),
            user("nfs", 65534, "/nfs"),
            user("bob", 70000, "/home/bob")};
-  EXPECT_EQ(homeFolders(), (std::vector<std::string>{"/root", "/srv/homes/ada", "/home/bob"}));
+  EXPECT_EQ(homeFolders(), (std::vector<std::string>{"/home/bob", "/root", "/srv/homes/ada"}));
 }
 
 }  // namespace quelmar::platform
