@@ -11,10 +11,8 @@
 #include "app/process.h"
 #include "app/result_codes.h"
 #include "app/terminal.h"
-#include "base/threads.h"
 #include "base/directories.h"
 #include "base/limits.h"
-
 #include "base/threads.h"
 #include "collect/file_system.h"
 #include "collect/running_log.h"
