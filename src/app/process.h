@@ -14,8 +14,8 @@ class Terminal;
 /// - SIGCHLD has its default action, even when the parent ignores it;
 /// - the soft limit of open descriptors is raised to 10240, or as far as the hard limit allows;
 /// - a signal that ends the process, unless it is ignored (nohup), or an exception that nobody catches, first
-///   ends the running commands, runs the clean-up (setCleanUp; not after an exception) and tells the terminal.
-///   Ctrl-C does not reach the commands, since each has a session of its own.
+///   ends the running commands, runs the clean-up (setCleanUp; not after an exception) and tells the
+///   terminal. Ctrl-C does not reach the commands, since each has a session of its own.
 ///
 /// What cannot be set up is left as it is; nothing is reported.
 /// Requires: no other thread runs yet; `terminal` lives as long as the process.

@@ -23,8 +23,9 @@ std::string getAppdataPath() {
   std::error_code ec;
   utilities::makeFolder(folder, utilities::Links::kOwn, ec);
   if (ec) {
-    tell(STDERR_FILENO, printable(fmt::format("getAppdataPath fail {}error:{}msg:{}", folder, ec.value(),
-                                              ec.message())) + "\n");
+    tell(STDERR_FILENO,
+         printable(fmt::format("getAppdataPath fail {}error:{}msg:{}", folder, ec.value(), ec.message())) +
+             "\n");
     LOG_CALL(kErr, "{}; Reason: error: {}, msg: {}", "get app logZipRootDir fail", ec.value(), ec.message());
   }
   return folder;

@@ -36,6 +36,10 @@ std::int64_t sizeOf(int file) {
   return fstat(file, &info) == 0 ? info.st_size : 0;
 }
 
+bool isLog(const struct stat& info) {
+  return S_ISREG(info.st_mode) && info.st_nlink == 1;
+}
+
 /// The log's file. Each record is appended with one call, so that two runs may share the file.
 class FileSink : public spdlog::sinks::base_sink<std::mutex> {
  public:
@@ -45,7 +49,8 @@ class FileSink : public spdlog::sinks::base_sink<std::mutex> {
 
   [[nodiscard]] int descriptor() const { return file_.get(); }
 
-  /// Puts the file away when `bytes` more would exceed the cap. When that fails, the file has no cap any more.
+  /// Puts the file away when `bytes` more would exceed the cap. When that fails, the file has no cap any
+  /// more.
   std::error_code makeRoom(std::int64_t bytes) {
     if (sizeOf(file_.get()) <= cap_ - bytes) return {};
     const std::error_code ec = rotate();
@@ -90,7 +95,8 @@ class FileSink : public spdlog::sinks::base_sink<std::mutex> {
 
 /// Tells, until `deadline` at most, whether a write of PIPE_BUF bytes would not block.
 bool canTake(int descriptor, std::chrono::steady_clock::time_point deadline) {
-  const auto left = std::chrono::duration_cast<std::chrono::microseconds>(deadline - std::chrono::steady_clock::now());
+  const auto left =
+      std::chrono::duration_cast<std::chrono::microseconds>(deadline - std::chrono::steady_clock::now());
   timeval limit{0, static_cast<suseconds_t>(std::clamp<std::int64_t>(left.count(), 0, 999'999))};
   fd_set descriptors;
   FD_ZERO(&descriptors);
@@ -103,25 +109,26 @@ bool canTake(int descriptor, std::chrono::steady_clock::time_point deadline) {
 
 utilities::Descriptor openLog(int folder, const std::string& name, std::error_code& ec, bool* made) {
   constexpr int kFlags = O_RDWR | O_APPEND | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
-  for (bool isLast = false;; isLast = true) {
-    ec.clear();
+  for (int tries = 0; tries < 2; ++tries) {
     utilities::Descriptor file(openat(folder, name.c_str(), kFlags | O_CREAT | O_EXCL, 0666));
+    ec = file ? std::error_code() : utilities::lastError();
     if (file) {
       if (geteuid() == 0) fchmod(file.get(), 0666);  // whatever the umask is: other users log here too
       if (made != nullptr) *made = true;
       return file;
     }
-    if (errno == EEXIST) file = utilities::Descriptor(openat(folder, name.c_str(), kFlags));
-    if (!file) ec = utilities::lastError();
     struct stat info {};
-    const int status = file ? fstat(file.get(), &info) : fstatat(folder, name.c_str(), &info, AT_SYMLINK_NOFOLLOW);
-    const bool isExpected = status != 0 || (S_ISREG(info.st_mode) && info.st_nlink == 1);
-    if (isExpected && (file || status == 0 || isLast)) return file;
-    if (!isExpected && (isLast || unlinkat(folder, name.c_str(), 0) != 0)) {
-      if (!ec) ec = utilities::lastError();
-      return utilities::Descriptor();
+    if (ec != std::errc::file_exists) return file;
+    if (fstatat(folder, name.c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0) break;
+    if (isLog(info)) {  // else not opened: that has an effect on a pipe or a device
+      file = utilities::Descriptor(openat(folder, name.c_str(), kFlags));
+      ec = file ? std::error_code() : utilities::lastError();
+      if (!file || (fstat(file.get(), &info) == 0 && isLog(info))) return file;
     }
+    if (unlinkat(folder, name.c_str(), 0) != 0) break;
   }
+  ec = utilities::lastError();
+  return utilities::Descriptor();
 }
 
 void tell(int descriptor, std::string_view text) {
@@ -130,7 +137,8 @@ void tell(int descriptor, std::string_view text) {
   const auto deadline = isStuck[descriptor] ? now : now + kOutputLimit;
   while (!text.empty()) {
     const bool isReady = canTake(descriptor, deadline);
-    const ssize_t put = isReady ? write(descriptor, text.data(), std::min<std::size_t>(text.size(), PIPE_BUF)) : -1;
+    const ssize_t put =
+        isReady ? write(descriptor, text.data(), std::min<std::size_t>(text.size(), PIPE_BUF)) : -1;
     if (put <= 0) {
       isStuck[descriptor] = true;
       return;
@@ -155,17 +163,17 @@ std::string printable(std::string_view text) {
 void reportLoggerFailure(const char* function, int line) noexcept {
   // The misspelt words are kept on purpose: support staff search for them.
   try {
-    std::string text;
     try {
       throw;
     } catch (const spdlog::spdlog_ex& failure) {
-      text = fmt::format("sdplog exception[{}:{}:{}]: {}", kFileTag, function, line, failure.what());
+      tell(STDERR_FILENO, fmt::format("sdplog exception[{}:{}:{}]: {}\n", kFileTag, function, line,
+                                      printable(failure.what())));
     } catch (const std::exception& failure) {
-      text = fmt::format("[{}:{}:{}]: {}", kFileTag, function, line, failure.what());
+      tell(STDERR_FILENO,
+           fmt::format("[{}:{}:{}]: {}\n", kFileTag, function, line, printable(failure.what())));
     } catch (...) {
-      text = "Unknown excepiton When logger";
+      tell(STDERR_FILENO, "Unknown excepiton When logger\n");
     }
-    tell(STDERR_FILENO, printable(text) + "\n");
   } catch (...) {  // NOLINT(bugprone-empty-catch): no memory for the text
   }
 }
@@ -230,12 +238,12 @@ void Logger::write(int level, const char* file, const char* function, int line, 
     // In its own scope: a dump takes megabytes, which are freed before the sink allocates as much.
     fmt::basic_memory_buffer<char, kInlineMessageBytes> message;
     fmt::vformat_to(fmt::appender(message), format, args);
-    const fmt::string_view all(message.data(), message.size());
-    text = sink != nullptr ? GetFmt(file, function, line, all) : "log isn't inited." + fmt::to_string(message);
+    const std::string_view all(message.data(), message.size());
+    text = level == kDump ? std::string(all) : printable(all);
   }
-  if (context && sink != nullptr) text += context();
-  if (level != kDump) text = printable(text);
-  if (sink == nullptr) return tell(STDERR_FILENO, text + "\n");
+  if (sink == nullptr) return tell(STDERR_FILENO, "log isn't inited." + text + "\n");
+  text = GetFmt(file, function, line, text);
+  if (context) text += context();
   if (level == kInfo && text.size() > kLongLineBytes && minimumLevel_ > kDebug) {
     text.resize(kCutLineBytes);
     text += "...";

@@ -35,16 +35,18 @@ enum LogLevel : int {
 
 /// The logger's configuration.
 struct LoggerOptions {
-  std::string logFile = "oBrela.log";      ///< the log file's path
-  std::int32_t level = kInfo;              ///< minimum level
-  std::int64_t maxFileBytes = 20'971'520;  ///< cap of the file; it is put away, and a new one begun, when a line would exceed it
-  std::int32_t firstCount = 1;             ///< files kept beside the current one: always one
-  std::int32_t secondCount = 256;  ///< carried for other readers of this record; one file needs no more
+  std::string logFile = "oBrela.log";  ///< the log file's path
+  std::int32_t level = kInfo;          ///< minimum level
+  std::int64_t maxFileBytes =
+      20'971'520;  ///< cap of the file; it is put away, and a new one begun, when a line would exceed it
+  std::int32_t firstCount = 1;        ///< files kept beside the current one: always one
+  std::int32_t secondCount = 256;     ///< carried for other readers of this record; one file needs no more
   std::string debugSwitch = "debug";  ///< when a file of this name exists at set-up, the level becomes debug
 };
 
-/// Opens the log `name` in an open folder for reading and appending. A missing one is made, with mode 0666 when
-/// root makes it. Something else than a regular file with a single link is removed before, but for a folder.
+/// Opens the log `name` in an open folder for reading and appending. A missing one is made, with mode 0666
+/// when root makes it. Something else than a regular file with a single link is removed before, but for a
+/// folder.
 /// @param ec    cleared, then set when it cannot be opened
 /// @param made  when not null: set to true when this call has made the file
 utilities::Descriptor openLog(int folder, const std::string& name, std::error_code& ec, bool* made = nullptr);
@@ -67,8 +69,8 @@ class Logger {
 
   using Context = std::function<std::string()>;
 
-  /// Opens the log file (see openLog), to which log calls are written from then on; its folder is made when it
-  /// is missing. A file that is nearly full is put away first; when that fails (logged), it is added to,
+  /// Opens the log file (see openLog), to which log calls are written from then on; its folder is made when
+  /// it is missing. A file that is nearly full is put away first; when that fails (logged), it is added to,
   /// without a cap. Throws std::system_error when the file cannot be opened (logged); options() are the new
   /// ones then too, but log calls go where they went before.
   void setOptions(LoggerOptions& options);
@@ -76,8 +78,8 @@ class Logger {
   /// The options of the last setOptions call; the defaults before the first one.
   [[nodiscard]] const LoggerOptions& options() const { return options_; }
 
-  /// The open log, also after it was put away and begun anew; -1 when there is none. Log calls move its offset:
-  /// read it with pread.
+  /// The open log, also after it was put away and begun anew; -1 when there is none. Log calls move its
+  /// offset: read it with pread.
   [[nodiscard]] int descriptor() const { return descriptor_; }
 
   /// Logs one line: the source location, then `format` ("{}" syntax, checked at run time) filled with `args`;
