@@ -43,9 +43,10 @@ bool isLog(const struct stat& info) {
 /// The log's file. Each record is appended with one call, so that two runs may share the file.
 class FileSink : public spdlog::sinks::base_sink<std::mutex> {
  public:
-  /// @param cap  the size at which the file is put away, and a new one begun
-  FileSink(utilities::Place place, utilities::Descriptor file, std::int64_t cap)
-      : place_(std::move(place)), file_(std::move(file)), cap_(cap) {}
+  /// @param path  where `file` was opened
+  /// @param cap   the size at which the file is put away, and a new one begun
+  FileSink(std::string path, utilities::Descriptor file, std::int64_t cap)
+      : path_(std::move(path)), file_(std::move(file)), cap_(cap) {}
 
   [[nodiscard]] int descriptor() const { return file_.get(); }
 
@@ -70,9 +71,12 @@ class FileSink : public spdlog::sinks::base_sink<std::mutex> {
   void flush_() override {}
 
   std::error_code rotate() {
-    const fs::path name(place_.name);
+    std::error_code ec;
+    const utilities::Place place = utilities::locate(path_, utilities::Links::kOwn, ec);
+    if (ec) return ec;
+    const fs::path name(place.name);
     const std::string kept = name.stem().string() + ".1" + name.extension().string();
-    const int folder = place_.folder.get();
+    const int folder = place.folder.get();
     struct stat named {
     }, open{};
     // Another run may have put the file away already.
@@ -80,15 +84,14 @@ class FileSink : public spdlog::sinks::base_sink<std::mutex> {
                          fstat(file_.get(), &open) == 0 && named.st_dev == open.st_dev &&
                          named.st_ino == open.st_ino;
     if (isThere && renameat(folder, name.c_str(), folder, kept.c_str()) != 0) return utilities::lastError();
-    std::error_code ec;
-    const utilities::Descriptor fresh = openLog(folder, place_.name, ec);
+    const utilities::Descriptor fresh = openLog(folder, place.name, ec);
     // The descriptor's number stays, since others know it.
     if (!ec && dup2(fresh.get(), file_.get()) < 0) ec = utilities::lastError();
     fcntl(file_.get(), F_SETFD, FD_CLOEXEC);
     return ec;
   }
 
-  const utilities::Place place_;
+  const std::string path_;
   const utilities::Descriptor file_;
   std::int64_t cap_;
 };
@@ -187,14 +190,14 @@ void Logger::setOptions(LoggerOptions& options) {
   options_ = options;
   std::error_code ec;
   utilities::makeFolder(fs::path(options_.logFile).parent_path().string(), utilities::Links::kOwn, ec);
-  utilities::Place place = utilities::locate(options_.logFile, utilities::Links::kOwn, ec);
+  const utilities::Place place = utilities::locate(options_.logFile, utilities::Links::kOwn, ec);
   utilities::Descriptor file;
   if (!ec) file = openLog(place.folder.get(), place.name, ec);
   if (ec) {
     LOG_CALL(kErr, "log file {} cannot be opened: {}", options_.logFile, ec.message());
     throw std::system_error(ec);
   }
-  auto sink = std::make_shared<FileSink>(std::move(place), std::move(file), options_.maxFileBytes);
+  auto sink = std::make_shared<FileSink>(options_.logFile, std::move(file), options_.maxFileBytes);
   const std::error_code notRotated = sink->makeRoom(kRunReserveBytes);
   descriptor_ = sink->descriptor();
   // This class applies the minimum level; spdlog's logger filters nothing.
