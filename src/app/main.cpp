@@ -1,6 +1,5 @@
 #include <cstdint>
 #include <functional>
-#include <iostream>
 #include <string>
 #include <thread>
 #include <utility>

@@ -87,14 +87,14 @@ void endBySignal() {
 
 [[noreturn]] void endByException() {
   platform::endCommands();
+  std::string why = "unknown";
   try {
     if (const auto uncaught = std::current_exception()) std::rethrow_exception(uncaught);
   } catch (const std::exception& failure) {
-    tell(STDERR_FILENO,
-         "terminate called after throwing an exception\n  what():  " + printable(failure.what()) + "\n");
-  } catch (...) {
-    tell(STDERR_FILENO, "terminate called after throwing an unknown exception\n");
+    why = printable(failure.what());
+  } catch (...) {  // NOLINT(bugprone-empty-catch): unknown
   }
+  tell(STDERR_FILENO, "terminate called after throwing: " + why + "\n");
   end().terminal->showResult();
   std::abort();
 }

@@ -66,10 +66,6 @@ void Terminal::done(const std::string& part) {
 void Terminal::wait(WaitGroup& group) {
   if (!wanted_) return group.wait();
   while (!group.wait(kRedraw)) draw();
-  std::unique_lock<std::mutex> lock(mutex_);
-  const std::vector<std::string> rest = parts_;  // a worker may sign off before it tells
-  lock.unlock();
-  for (const std::string& part : rest) done(part);
   draw();
 }
 

@@ -25,7 +25,7 @@ class Terminal {
   void begin(const std::string& part);
   void done(const std::string& part);
 
-  /// group.wait(), showing which parts are not done; all are done afterwards.
+  /// group.wait(), showing which parts are not done.
   void wait(WaitGroup& group);
 
   /// Runs `work` as a part: with a terminal on another thread, while this one waits and draws.

@@ -17,7 +17,7 @@
 #include <unistd.h>
 
 #include "base/directories.h"
-#include "base/files.h"
+#include "base/regular_file.h"
 
 namespace fs = boost::filesystem;
 
@@ -36,12 +36,17 @@ std::int64_t sizeOf(int file) {
   return fstat(file, &info) == 0 ? info.st_size : 0;
 }
 
+bool isLog(const struct stat& info) {
+  return S_ISREG(info.st_mode) && info.st_nlink == 1;
+}
+
 /// The log's file. Each record is appended with one call, so that two runs may share the file.
 class FileSink : public spdlog::sinks::base_sink<std::mutex> {
  public:
-  /// @param cap  the size at which the file is put away, and a new one begun
-  FileSink(utilities::Place place, utilities::Descriptor file, std::int64_t cap)
-      : place_(std::move(place)), file_(std::move(file)), cap_(cap) {}
+  /// @param path  where `file` was opened
+  /// @param cap   the size at which the file is put away, and a new one begun
+  FileSink(std::string path, utilities::Descriptor file, std::int64_t cap)
+      : path_(std::move(path)), file_(std::move(file)), cap_(cap) {}
 
   [[nodiscard]] int descriptor() const { return file_.get(); }
 
@@ -66,9 +71,12 @@ class FileSink : public spdlog::sinks::base_sink<std::mutex> {
   void flush_() override {}
 
   std::error_code rotate() {
-    const fs::path name(place_.name);
+    std::error_code ec;
+    const utilities::Place place = utilities::locate(path_, utilities::Links::kOwn, ec);
+    if (ec) return ec;
+    const fs::path name(place.name);
     const std::string kept = name.stem().string() + ".1" + name.extension().string();
-    const int folder = place_.folder.get();
+    const int folder = place.folder.get();
     struct stat named {
     }, open{};
     // Another run may have put the file away already.
@@ -76,15 +84,14 @@ class FileSink : public spdlog::sinks::base_sink<std::mutex> {
                          fstat(file_.get(), &open) == 0 && named.st_dev == open.st_dev &&
                          named.st_ino == open.st_ino;
     if (isThere && renameat(folder, name.c_str(), folder, kept.c_str()) != 0) return utilities::lastError();
-    std::error_code ec;
-    const utilities::Descriptor fresh = openLog(folder, place_.name, ec);
+    const utilities::Descriptor fresh = openLog(folder, place.name, ec);
     // The descriptor's number stays, since others know it.
     if (!ec && dup2(fresh.get(), file_.get()) < 0) ec = utilities::lastError();
     fcntl(file_.get(), F_SETFD, FD_CLOEXEC);
     return ec;
   }
 
-  const utilities::Place place_;
+  const std::string path_;
   const utilities::Descriptor file_;
   std::int64_t cap_;
 };
@@ -105,26 +112,26 @@ bool canTake(int descriptor, std::chrono::steady_clock::time_point deadline) {
 
 utilities::Descriptor openLog(int folder, const std::string& name, std::error_code& ec, bool* made) {
   constexpr int kFlags = O_RDWR | O_APPEND | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
-  for (bool isLast = false;; isLast = true) {
-    ec.clear();
+  for (int tries = 0; tries < 2; ++tries) {
     utilities::Descriptor file(openat(folder, name.c_str(), kFlags | O_CREAT | O_EXCL, 0666));
+    ec = file ? std::error_code() : utilities::lastError();
     if (file) {
       if (geteuid() == 0) fchmod(file.get(), 0666);  // whatever the umask is: other users log here too
       if (made != nullptr) *made = true;
       return file;
     }
-    if (errno == EEXIST) file = utilities::Descriptor(openat(folder, name.c_str(), kFlags));
-    if (!file) ec = utilities::lastError();
     struct stat info {};
-    const int status =
-        file ? fstat(file.get(), &info) : fstatat(folder, name.c_str(), &info, AT_SYMLINK_NOFOLLOW);
-    const bool isExpected = status != 0 || (S_ISREG(info.st_mode) && info.st_nlink == 1);
-    if (isExpected && (file || status == 0 || isLast)) return file;
-    if (!isExpected && (isLast || unlinkat(folder, name.c_str(), 0) != 0)) {
-      if (!ec) ec = utilities::lastError();
-      return utilities::Descriptor();
+    if (ec != std::errc::file_exists) return file;
+    if (fstatat(folder, name.c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0) break;
+    if (isLog(info)) {  // else not opened: that has an effect on a pipe or a device
+      file = utilities::Descriptor(openat(folder, name.c_str(), kFlags));
+      ec = file ? std::error_code() : utilities::lastError();
+      if (!file || (fstat(file.get(), &info) == 0 && isLog(info))) return file;
     }
+    if (unlinkat(folder, name.c_str(), 0) != 0) break;
   }
+  ec = utilities::lastError();
+  return utilities::Descriptor();
 }
 
 void tell(int descriptor, std::string_view text) {
@@ -159,17 +166,17 @@ std::string printable(std::string_view text) {
 void reportLoggerFailure(const char* function, int line) noexcept {
   // The misspelt words are kept on purpose: support staff search for them.
   try {
-    std::string text;
     try {
       throw;
     } catch (const spdlog::spdlog_ex& failure) {
-      text = fmt::format("sdplog exception[{}:{}:{}]: {}", kFileTag, function, line, failure.what());
+      tell(STDERR_FILENO, fmt::format("sdplog exception[{}:{}:{}]: {}\n", kFileTag, function, line,
+                                      printable(failure.what())));
     } catch (const std::exception& failure) {
-      text = fmt::format("[{}:{}:{}]: {}", kFileTag, function, line, failure.what());
+      tell(STDERR_FILENO,
+           fmt::format("[{}:{}:{}]: {}\n", kFileTag, function, line, printable(failure.what())));
     } catch (...) {
-      text = "Unknown excepiton When logger";
+      tell(STDERR_FILENO, "Unknown excepiton When logger\n");
     }
-    tell(STDERR_FILENO, printable(text) + "\n");
   } catch (...) {  // NOLINT(bugprone-empty-catch): no memory for the text
   }
 }
@@ -183,14 +190,14 @@ void Logger::setOptions(LoggerOptions& options) {
   options_ = options;
   std::error_code ec;
   utilities::makeFolder(fs::path(options_.logFile).parent_path().string(), utilities::Links::kOwn, ec);
-  utilities::Place place = utilities::locate(options_.logFile, utilities::Links::kOwn, ec);
+  const utilities::Place place = utilities::locate(options_.logFile, utilities::Links::kOwn, ec);
   utilities::Descriptor file;
   if (!ec) file = openLog(place.folder.get(), place.name, ec);
   if (ec) {
     LOG_CALL(kErr, "log file {} cannot be opened: {}", options_.logFile, ec.message());
     throw std::system_error(ec);
   }
-  auto sink = std::make_shared<FileSink>(std::move(place), std::move(file), options_.maxFileBytes);
+  auto sink = std::make_shared<FileSink>(options_.logFile, std::move(file), options_.maxFileBytes);
   const std::error_code notRotated = sink->makeRoom(kRunReserveBytes);
   descriptor_ = sink->descriptor();
   // This class applies the minimum level; spdlog's logger filters nothing.
@@ -234,13 +241,12 @@ void Logger::write(int level, const char* file, const char* function, int line, 
     // In its own scope: a dump takes megabytes, which are freed before the sink allocates as much.
     fmt::basic_memory_buffer<char, kInlineMessageBytes> message;
     fmt::vformat_to(fmt::appender(message), format, args);
-    const fmt::string_view all(message.data(), message.size());
-    text =
-        sink != nullptr ? GetFmt(file, function, line, all) : "log isn't inited." + fmt::to_string(message);
+    const std::string_view all(message.data(), message.size());
+    text = level == kDump ? std::string(all) : printable(all);
   }
-  if (context && sink != nullptr) text += context();
-  if (level != kDump) text = printable(text);
-  if (sink == nullptr) return tell(STDERR_FILENO, text + "\n");
+  if (sink == nullptr) return tell(STDERR_FILENO, "log isn't inited." + text + "\n");
+  text = GetFmt(file, function, line, text);
+  if (context) text += context();
   if (level == kInfo && text.size() > kLongLineBytes && minimumLevel_ > kDebug) {
     text.resize(kCutLineBytes);
     text += "...";

@@ -13,7 +13,7 @@ GUIDE = PROJECT / "docs" / "troubleshooting.md"
 STRING = r'"(?:[^"\\]|\\.)*"'
 # Calls with a level below warning are left out; a level that is passed on in a variable counts as a warning.
 LOGGED = re.compile(r"\b(?:(?:LOG_CALL|DRIVER_LOG)\(|LOG_CALL_AS\([^,]+,|losses_?(?:\.|->)tell\()\s*(?!\s|kInfo|kDebug|kDump|level)")
-SAID = re.compile(r'\bstd::cerr\b|\bSTDERR_FILENO\b|\bthrow\b|\bfail"|_error\("')
+SAID = re.compile(r'\bstd::cerr\b|\bSTDERR_FILENO\b|\bthrow\b|\bfail(?:\\n)?"|_error\("')
 VALUE = r"\{\}|%[sd]"
 
 

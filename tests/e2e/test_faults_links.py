@@ -69,7 +69,7 @@ class Links(FaultCase):
         data, removing, looking = "/data/oBrela/logs", "unlink unlinkat", "lstat fstatat statx"
         not_made, no_root = r"create_directories\(.*\) return failed", "ensureDirectoryExist .* failed"
         for calls, path, links, *told in (
-                ("", "", {SCRATCH: VICTIM, data + "/LogColltionTool.1.log": KEEP}, not_made, "log .* not rotated"),
+                ("", "", {SCRATCH: VICTIM, data + "/LogColltionTool.1.log": KEEP}, not_made),
                 ("", "", {SCRATCH + "/logs": VICTIM}, "dir .*/logs not exist"),
                 ("", "", {SCRATCH + "/logs/uem_ada": VICTIM, SCRATCH + "/logs/system_wide.log": KEEP, REPORT: KEEP},
                  "report .*/uem_ada/system_state.log left out", "report .*/system_wide.log left out", "report .*/system_info.log left out"),
@@ -78,7 +78,7 @@ class Links(FaultCase):
                 ("", "", {data: VICTIM}), ("", "", {"/data/oBrela": VICTIM}), ("", "", {data + "/LogColltionTool.log": KEEP}),
                 (removing, SCRATCH, {SCRATCH: VICTIM}, not_made), (looking, SCRATCH, {SCRATCH: VICTIM}, not_made),
                 (removing, REPORT, {REPORT: KEEP}, "report .* left out"), (removing, OWN_LOG, {OWN_LOG: KEEP}),
-                (looking, OWN_LOG, {OWN_LOG: KEEP}), (looking, OWN_FOLDER, {}), (looking, ROOT_DIR, {}, no_root),
+                (looking, OWN_LOG, {OWN_LOG: KEEP}), (looking, ROOT_DIR, {}, no_root),
                 (removing, ROOT_DIR, {ROOT_DIR: VICTIM}, no_root)):
             with self.subTest(path, calls=calls, links=list(links)):
                 box, precious = self.box(), [] if links else [OWN_FOLDER + "/a.zip", ROOT_DIR + "/a.zip"]

@@ -29,7 +29,7 @@ class Setting(FaultCase):
 
     def test_own_log_at_its_cap(self):
         """The own log is as large as it may get | 20 MiB when the run starts; the name that it gets is free, or cannot be had | it is kept beside the new one, which holds the whole run; else the run is added to it, and nothing of it is lost"""
-        for size, calls, expected in ((20, "", (True, False, True, False)), (20, "rename", (False, True, True, True)),
+        for size, calls, expected in ((20, "", (True, False, True, False)), (20, "renameat", (False, True, True, True)),
                                       (11, "", (False, True, True, False))):
             with self.subTest(calls, size=size):
                 box = self.box()
