@@ -17,7 +17,7 @@
 #include <unistd.h>
 
 #include "base/directories.h"
-#include "base/regular_file.h"
+#include "base/files.h"
 
 namespace fs = boost::filesystem;
 

@@ -3,8 +3,8 @@
 #include <boost/date_time/posix_time/posix_time.hpp>
 #include <gtest/gtest.h>
 
-#include "collect/file_selection.h"
-#include "collect/file_system.h"
+#include "collect/removal.h"
+#include "collect/selection.h"
 #include "collect/tree_copy.h"
 #include "support/temp_dir.h"
 

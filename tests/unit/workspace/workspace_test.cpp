@@ -1,9 +1,8 @@
 #include <gtest/gtest.h>
 
 #include "support/temp_dir.h"
-#include "workspace/cached_logs.h"
-#include "workspace/housekeeping.h"
-#include "workspace/packaging.h"
+#include "workspace/output_root.h"
+#include "workspace/packing.h"
 
 using namespace quelmar;
 using namespace testing_support;
