@@ -21,6 +21,7 @@
 #include "collect/removal.h"
 #include "collect/selection.h"
 #include "logging/logger.h"
+#include "platform/host.h"
 #include "sysinfo/reports.h"
 #include "workspace/protected_places.h"
 #include "zipper/archive_file.h"
@@ -117,23 +118,16 @@ Descriptor lockEntry(int folder, const std::string& name, bool& isInUse) {
   return entry;
 }
 
-/// Tells whether something is mounted directly in the folder.
-bool holdsMountPoint(int folder) {
-  struct stat own {
-  }, info{};
-  std::string entries;
-  bool found = false;
-  if (fstat(folder, &own) != 0 || utilities::listFolder(folder, entries)) return false;
-  utilities::forEachEntry(entries, [&](EntryKind, const char* name) {
-    found = found || (fstatat(folder, name, &info, AT_SYMLINK_NOFOLLOW) == 0 && info.st_dev != own.st_dev);
-  });
-  return found;
-}
-
-/// Tells whether only entries with the tool's own names may be removed from the folder.
-bool isForOthersToo(int folder) {
+/// Tells whether only entries with the tool's own names may be removed from the folder: it has the sticky bit,
+/// or something is mounted in it.
+bool isForOthersToo(int folder, const std::string& path) {
   struct stat info {};
-  return fstat(folder, &info) != 0 || (info.st_mode & S_ISVTX) != 0 || holdsMountPoint(folder);
+  boost::system::error_code ec;
+  const std::string start = fs::canonical(path, ec).string() + "/";
+  const std::vector<std::string> mounted = platform::mountPoints();
+  return ec || fstat(folder, &info) != 0 || (info.st_mode & S_ISVTX) != 0 ||
+         std::any_of(mounted.begin(), mounted.end(),
+                     [&start](const std::string& point) { return point.compare(0, start.size(), start) == 0; });
 }
 
 struct DatedFile {
@@ -276,7 +270,7 @@ void checkAndCleanLogDir(const std::string& dir) {
     std::error_code ec;
     std::string entries;
     const Descriptor folder = utilities::openFolder(dir, Links::kOwn, ec);
-    const bool onlyOwn = !ec && isForOthersToo(folder.get());
+    const bool onlyOwn = !ec && isForOthersToo(folder.get(), dir);
     Descriptor locked;  // until the next entry
     removed = cleanDir(dir, false, [&](const std::string& path) {
       const std::string name = fs::path(path).filename().string();
@@ -336,7 +330,7 @@ void removeScratch(const std::string& root, const Scratch& scratch) {
     if (isArchive(name) || !isOwnName(name) || isOtherRuns(name)) return;
     const Descriptor locked = lockEntry(folder, name, isInUse);
     if (!isInUse)
-      LOG_CALL_AS("main", kWarn, "{} stays, it could not be removed", (fs::path(root) / name).string());
+      LOG_CALL_AS("main", kWarn, "{} stays in the output folder", (fs::path(root) / name).string());
   });
 }
 
