@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <ctime>
 #include <iomanip>
+#include <set>
 #include <sstream>
 #include <utility>
 #include <vector>
@@ -53,6 +54,7 @@ struct Root {
   int folder = -1;
   bool isLocked = false;  // by this run
   bool isShared = false;  // by another run that has locked it
+  std::set<std::string> archives;  // that were there when the run began
 };
 
 Root& outputRoot() {
@@ -155,6 +157,7 @@ std::vector<DatedFile> archives(int folder, const std::string& dir, bool onlyOwn
 
 void removeOldest(int folder, const std::string& dir, bool onlyOwn, Removed& removed) {
   std::vector<DatedFile> files = archives(folder, dir, onlyOwn);
+  for (const DatedFile& file : files) outputRoot().archives.insert(file.name);
   if (files.size() < kMaxArchives) return;
   std::sort(files.begin(), files.end(),
             [](const DatedFile& one, const DatedFile& other) { return one.time < other.time; });
@@ -347,7 +350,9 @@ std::string initZipLogPath(const std::string& root) {
     const Place place = utilities::locate((fs::path(root) / name).string(), Links::kOwn, ec);
     const int folder = place.folder.get();
     const bool stands = fstatat(folder, name.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0;
-    const bool isOwn = S_ISREG(info.st_mode) && info.st_uid == geteuid() && info.st_nlink == 1;
+    // One that has come since the run began is another run's.
+    const bool isOwn = S_ISREG(info.st_mode) && info.st_uid == geteuid() && info.st_nlink == 1 &&
+                       !outputRoot().isShared && outputRoot().archives.count(name) != 0;
     if (stands && !isOwn) continue;
     const int flags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
     const Descriptor reserved(openat(folder, (name + zipper::kPartialSuffix).c_str(), flags, 0666));

@@ -14,12 +14,12 @@ OWN_FOLDER = os.path.dirname(OWN_LOG)
 
 
 class Attack(Case):
-    def attacked(self, paths, arguments=(), slow="", leftovers=(), sources=()):
+    def attacked(self, paths, slow="", sources=()):
         """Runs the tool while Mallory exchanges `paths`; `slow`: a fake that gives her time in a phase."""
         self.need_second_user()
         box = self.box(console="ada", fakes=dict.fromkeys(slow.split(), "sleep 0.05; echo x"))
-        for name in "abcdefgh":
-            box.put(VICTIM + "/deep/%s/file.log" % name, "the victim's", mode=0o644)
+        for name in ("logs/ada", "logs/uem_ada", "database/ada", "nsdbase/ada"):  # as the copies' folders
+            box.put(VICTIM + "/%s/file.log" % name, "the victim's")
         box.put(SECRET, "SECRET", mode=0o600)
         os.chown(box.path(SECRET), 1002, 1002)
         for name in ["kept"] + ["n%d" % number for number in range(200)]:
@@ -31,13 +31,9 @@ class Attack(Case):
         before, found = box.tree(VICTIM), []
         command = ["chroot", box.root, "/attacker", str(MALLORY), VICTIM, SECRET, *paths]
         for _ in range(RUNS):
-            for number in range(300 if leftovers else 0):
-                box.put("%s/old/%d/file" % (leftovers, number))
-            if leftovers:
-                subprocess.check_call(["chmod", "-R", "777", box.path(leftovers)])
             attacker = subprocess.Popen(command, stdin=subprocess.DEVNULL)
             try:
-                result = box.run(*arguments, status=None)
+                result = box.run(status=None)
             finally:
                 attacker.send_signal(signal.SIGKILL)
                 attacker.wait()
@@ -60,8 +56,8 @@ class Attack(Case):
     def test_own_log(self):
         self.attacked([OWN_LOG, OWN_FOLDER, OWN_FOLDER + "/LogColltionTool.1.log"], slow="ip")
 
-    def test_housekeeping(self):
-        self.attacked([ROOT_DIR + "/old", *(ROOT_DIR + "/old/%d" % number for number in range(0, 300, 30))], leftovers=ROOT_DIR)
+    def test_clean_up(self):
+        self.attacked([SCRATCH])
 
     def test_sources(self):
         mine = "/Users/mallory" + SHARED + "/logs"
