@@ -77,7 +77,7 @@ class Losses(FaultCase):
                 ("fstatat", "*.zip", EIO, 3, [".incomplete"], creating),
                 ("fwrite", archive, ENOSPC, 1, [".incomplete"], closing), ("fwrite", archive, EIO, -20, [".incomplete"], closing),
                 ("fsync", archive, EIO, 1, [".incomplete"], closing), ("ftruncate", archive, EIO, 1, [".incomplete"], closing),
-                ("linkat renameat", archive, EIO, 1, [".incomplete"], closing), ("linkat", archive, EPERM, 1, [""], ""),
+                ("linkat renameat", archive, EIO, 1, [".incomplete"], closing), ("linkat", archive, EACCES, 1, [""], ""),
                 ("pread", noise, EIO, 2, [""], lost % noise),
                 ("openat", ADA, EIO, 1, [""], lost % ADA), ("readdir", more, EIO, 5, [""], lost % more),
                 ("openat", noise, EACCES, 2, [""], "pack %s failed.; Reason: code:13 msg:Permission denied" % noise),

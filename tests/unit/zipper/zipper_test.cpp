@@ -140,7 +140,7 @@ TEST(Zipper, TreesComeBackWholeAndAsTheSameArchiveFromAnyNumberOfThreads) {
   while (text.size() < 30'000) text += std::to_string(random()) + " is a line\n";
   while (text.size() < 4'000'000) text += text.substr(0, 30'000);
   while (noise.size() < 1'200'000) noise += static_cast<char>(random());
-  for (const std::size_t size : {0, 1, 8193, 1'048'576, 1'048'577}) {
+  for (const std::size_t size : {0U, 1U, 8193U, 1'048'576U, 1'048'577U}) {
     add("tree/tree/tree/deeper/" + std::to_string(size), text.substr(0, size));
     add("tree/sub/" + std::to_string(size), noise.substr(0, size));
   }
