@@ -152,6 +152,7 @@ void tell(int descriptor, std::string_view text) {
 
 std::string printable(std::string_view text) {
   std::string shown;
+  shown.reserve(text.size());
   for (const char byte : text) {
     const auto value = static_cast<unsigned char>(byte);
     if (value < 0x20 || value == 0x7f) {

@@ -62,17 +62,37 @@ TEST(LogCall, WritesOneLineForARecordButNotForADump) {
   const LogCapture log;
   LOG_CALL(kWarn, "{}", "a\nb\x7f");
   LOG_CALL(kDump, "{}", "a\nb\x7f");
-  EXPECT_EQ(log.text(),
-            "[warning] [LogCollectionTool:TestBody] a\\x0ab\\x7f\n"
-            "[info] [LogCollectionTool:TestBody] a\nb\x7f\n");
+  EXPECT_EQ(log.text(), "[warning] [LogCollectionTool:TestBody] a\\x0ab\\x7f\n"
+                        "[info] [LogCollectionTool:TestBody] a\nb\x7f\n");
 }
 
-TEST(Tell, DoesNotWaitLongForAReaderWhoIsNotThere) {
-  int pipeEnds[2];
-  ASSERT_EQ(pipe(pipeEnds), 0);
+TEST(Logger, PutsAFullLogAwayUnlessAnotherRunHasDoneSo) {
+  const TempDir folder;
+  const fs::path log = folder / "test.log", kept = folder / "test.1.log";
+  LoggerOptions options;
+  options.logFile = log.string();
+  options.maxFileBytes = 130;  // holds one record, not two
+  Logger::GetInstance().setOptions(options);
+  LOG_CALL(kInfo, "{}", "first");
+  LOG_CALL(kInfo, "{}", "second");
+  EXPECT_NE(readFile(kept).find("first"), std::string::npos);
+  EXPECT_NE(readFile(log).find("second"), std::string::npos);
+  fs::rename(log, kept);
+  writeFile(log, "another run's");
+  LOG_CALL(kInfo, "{}", "third");
+  EXPECT_NE(readFile(kept).find("second"), std::string::npos);
+  EXPECT_EQ(readFile(log).find("another run's["), 0U);
+  char byte = 0;
+  EXPECT_EQ(pread(Logger::GetInstance().descriptor(), &byte, 1, 0), 1);
+  EXPECT_EQ(byte, 'a');
+}
+
+TEST(Tell, DoesNotWaitForAReaderWhoIsNotThere) {
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
   const int before = dup(STDERR_FILENO);
-  dup2(pipeEnds[1], STDERR_FILENO);
-  for (int i = 0; i < 3; ++i) tell(STDERR_FILENO, std::string(1 << 20, 'x'));
+  dup2(ends[1], STDERR_FILENO);
+  for (int i = 0; i < 3; ++i) tell(STDERR_FILENO, std::string(1 << 20, 'x'));  // more than a pipe holds
   dup2(before, STDERR_FILENO);
-  for (const int descriptor : {before, pipeEnds[0], pipeEnds[1]}) close(descriptor);
+  for (const int descriptor : {before, ends[0], ends[1]}) close(descriptor);
 }
