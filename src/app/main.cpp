@@ -152,7 +152,7 @@ int main(int argc, char** argv) {
   const Scratch scratch = makeScratch(dir);
   limitReports(dir);
   const auto systemInfo = logutils::macos::makeSystemInfo(scratch.systemInfo);
-  setCleanUp([dir, scratch] { removeScratch(dir, scratch); });
+  setCleanUp([dir, scratch] { removeScratch(dir, scratch, {}); });
 
   // 6. The three collectors, in parallel.
   WaitGroup group;
@@ -168,6 +168,7 @@ int main(int argc, char** argv) {
   Logger::GetInstance().flush();
   collectSelf(scratch.logFiles);
   const std::string zipPath = initZipLogPath(dir);
+  setCleanUp([dir, scratch, zipPath] { removeScratch(dir, scratch, zipPath); });
   LOG_CALL(kInfo, "begin compress running log to {} ...", zipPath);
   std::vector<std::string> paths = collectCacheLogPaths(scratch.logFiles);
   if (systemInfo->isMade()) paths.push_back(scratch.systemInfo);
@@ -178,7 +179,7 @@ int main(int argc, char** argv) {
 
   // 8. Remove everything but the archive, and show that.
   LOG_CALL(kInfo, "{}", "begin clear cache log");
-  terminal.run("clearing up", [&] { removeScratch(dir, scratch); });
+  terminal.run("clearing up", [&] { removeScratch(dir, scratch, {}); });
   LOG_CALL(kInfo, "{}", "clear cache log done");
   if (!isQuiet) openExplorer(zipPath);
   LOG_CALL(kInfo, "{}", "Collection log completed");

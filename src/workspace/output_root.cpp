@@ -165,7 +165,7 @@ void removeOldest(int folder, const std::string& dir, bool onlyOwn, Removed& rem
   for (const DatedFile& file : files) {
     if (unlinkat(folder, file.name.c_str(), 0) != 0)
       fail("cannot remove it", dir + "/" + file.name, lastError());
-    removed.add(file.name);
+    removed.add(dir + "/" + file.name);
   }
 }
 
@@ -318,9 +318,10 @@ Scratch makeScratch(const std::string& root) {
   return scratch;
 }
 
-void removeScratch(const std::string& root, const Scratch& scratch) {
+void removeScratch(const std::string& root, const Scratch& scratch, const std::string& unfinished) {
   cleanDir(scratch.logFiles, true);
   std::error_code ignored;
+  if (!unfinished.empty()) helper::ensureRemove(unfinished + zipper::kPartialSuffix, ignored);
   helper::ensureRemove(scratch.systemInfo, ignored);
   const fs::path place = fs::path(scratch.logFiles).parent_path();
   if (place != root) helper::ensureRemove(place, ignored);

@@ -66,7 +66,8 @@ Scratch makeScratch(const std::string& root);
 
 /// Removes the scratch folder and the report, and tells what of the tool's own stays in the root. May be
 /// called more than once.
-void removeScratch(const std::string& root, const Scratch& scratch);
+/// @param unfinished  the path of an archive that is given up: its unfinished file goes too; empty for none
+void removeScratch(const std::string& root, const Scratch& scratch, const std::string& unfinished);
 
 /// Builds an archive's file name: "oBrelaLog_2.5.16.20_", the local time as "%Y%m%d%H%M%S", ".zip".
 /// @return true when `name` was set; false, with `name` unchanged, after any exception.

@@ -124,7 +124,8 @@ int compressLogs(const std::vector<std::string>& paths, const std::string& zipPa
     Copies own(copies);
     zipper::Zipper::Hooks hooks;
     hooks.lost = [&](const std::string& path, int error) {
-      if (error == ENOENT && path == *added) return;  // kept on purpose: its entry without data tells it
+      // Kept on purpose: an entry without data tells of a path that is not there, but a copy was there.
+      if (error == ENOENT && path == *added && copies.empty()) return;
       const std::error_code ec(error, std::generic_category());
       losses->tell(kWarn, ec, "pack {} failed.; Reason: code:{} msg:{}", path);
     };

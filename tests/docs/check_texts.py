@@ -52,7 +52,7 @@ def collected():
         user = "FIRST" if step == "Management" else "USER"
         shared = "/Library/Application Support/oBrela" if step == "Machine" else user
         yield target.replace("{}", user), source.replace("{}", shared)
-    extensions = re.search(r"collectedExtensions\(\) \{(.*?)\}", (folder / "file_selection.cpp").read_text(), flags=re.S)[1]
+    extensions = re.search(r"collectedExtensions\(\) \{(.*?)\}", (folder / "selection.cpp").read_text(), flags=re.S)[1]
     yield "extensions", " ".join(re.findall(r'"(\.\w+)"', extensions))
     options = re.findall(r'"(\w+)", \'.\', "', (PROJECT / "src/app/options.cpp").read_text())
     yield "options", " ".join(sorted(options))
