@@ -69,7 +69,7 @@ function recordFindings({run, log}, table, hasFailed) {
     return {isOfTool: true, kind: follows ? '' : kindOfAll(records), title: `${heading}: ${causes}`, isRich: true, about: ['xtunnel dump:'],
       todo: follows ? 'see above; the service did not run when the archive was made' : todo, lines: recordLines(records, log)};
   });
-  if (unknown.length) found.push({isOfTool: true, kind: kindOfAll(unknown), title: 'The tool says what the documents do not explain',
+  if (unknown.length) found.unshift({isOfTool: true, kind: kindOfAll(unknown), title: 'The tool says what the documents do not explain',
     lines: recordLines(unknown, log)});
   if (absent.length) found.push({kind: '', isClosed: true, lines: recordLines(absent, log),
     title: `Normal: ${counted(absent.length, 'thing')} that this machine lacks`});
@@ -133,7 +133,7 @@ function jobFinding(section) {
 function stateFindings(sections, modules, hasAgent) {
   const found = [], byTitle = new Map(sections.map((section) => [section.title, section]));
   const tell = (title, kind, text, lines, ...about) => found.push({kind, title: text, lines, about: [title, ...about]});
-  const here = ({entry, line}) => [{text: '(nothing else in this section)', place: {entry, line: line - 1}}];
+  const here = ({lines, entry, line}) => [{text: lines[0]?.slice(0, 500) ?? '(an empty section)', place: {entry, line: lines.length ? line : line - 1}}];
   const look = (title, task) => { if (byTitle.has(title)) task(byTitle.get(title)); };
   look('plist info', (section) => { const jobs = jobFinding(section); if (jobs) found.push(jobs); });
   look('obrela process info', (section) => {

@@ -28,6 +28,8 @@ const fill = (id, title, ...children) => page(id).replaceChildren(make('h2', tit
 function rich(cell, onCode = (code) => make('code', code)) {
   return cell.replace(/\[([^\]]*)\]\([^)]*\)|\*\*/g, '$1').split('`').map((part, i) => i % 2 ? onCode(part) : part);
 }
+/** A name for a cell between backticks. */
+const inCode = (name) => shownName(name.replaceAll('`', '\''), 32);
 /** Adds a row for each item to a parent: the first `most` now, more at each click on a button. */
 function addRows(parent, items, toRow, most = MOST_ROWS) {
   parent.append(...items.slice(0, most).map(toRow));
@@ -128,7 +130,7 @@ function showSending(archive) {
     [others.map(({entry}) => entry), 'crash report', 'of other makers’ programs'],
     [files(/\.(?:db|sqlite3?|mmap3)$/i), 'database', 'of the client, not readable here']];
   const parts = [...people.map((name) => `data of ${quoted(name)}`), ...kinds.filter(([list]) => list.length)
-    .map(([list, noun]) => counted(list.length, noun)), addresses.length && `${addresses.length} addresses`].filter((part) => part);
+    .map(([list, noun]) => counted(list.length, noun)), addresses.length && counted(addresses.length, 'address')].filter((part) => part);
   const searchFor = (name) => button('where does this name stand?', () => {
     page('search').value = name;
     page('search').onkeydown({key: 'Enter'});
@@ -164,7 +166,8 @@ async function copyForTicket(archive, {target}) {
 function layoutRows(entries, users) {
   const rows = TABLES.layout.flatMap((row) => (JSON.stringify(row).includes('USER') ? users : users.slice(0, 1)).map((user) => {
     const filled = (text) => text.replaceAll('USER', () => user).replaceAll('FIRST', () => users[0]);
-    return {...row, path: filled(row.path), from: filled(row.from), sources: row.sources.map(filled), found: []};
+    const told = row.from.replaceAll('USER', () => inCode(user)).replaceAll('FIRST', () => inCode(users[0]));
+    return {...row, path: filled(row.path), from: told, sources: row.sources.map(filled), found: []};
   }));
   const longestFirst = [...rows].sort((a, b) => b.path.length - a.path.length);
   for (const entry of entries)

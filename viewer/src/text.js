@@ -15,7 +15,7 @@ function shownName(name, most = 1000) {
 }
 /** A name that somebody else chose, within a sentence of the page. */
 const quoted = (name) => `“${shownName(name.replace(/["“”„‟]/g, '\''), 32)}”`;
-const counted = (count, noun) => `${count.toLocaleString('en')} ${noun}${count === 1 ? '' : 's'}`;
+const counted = (count, noun) => `${count.toLocaleString('en')} ${noun}${count === 1 ? '' : noun.endsWith('s') ? 'es' : 's'}`;
 const sum = (list, key) => list.reduce((total, item) => total + item[key], 0);
 
 let rested = 0;
