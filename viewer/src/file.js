@@ -13,84 +13,87 @@ async function readLines(file, entry, from, count) {
       if (from && block.next < from) continue;
       kept.push(block);
       length += block.text.length;
-      while (!from && kept.length > 1 && (block.next - kept[1].line > count || length > VIEW_CHARS + kept[0].text.length))
+      while (!from && kept.length > 1 && (block.next - kept[1].line > count || length - kept[0].text.length > VIEW_CHARS))
         length -= kept.shift().text.length;
     }
-  } catch (error) {
-    fault = sentence(error);
-  }
+  } catch (error) { fault = sentence(error); }
   const first = kept[0]?.line ?? 1, all = kept.map(({text}) => text).join('').replace(/\n$/, '').split('\n');
-  const lines = all.map((text, i) => [first + i, text]).filter(([number]) => !from || number >= from && number < from + count);
-  return {lines: from ? lines : lines.slice(-count), isWhole: isWhole && (!from || first + all.length <= from + count), fault};
+  const lines = all.map((text, i) => [first + i, text]).filter(([n]) => !from || n >= from && n < from + count);
+  isWhole &&= !from || first + all.length <= from + count;
+  return {lines: kept.length ? lines.slice(-count) : [], isWhole, fault};
 }
 /** The same of a text that was laid out here. */
 function linesOfText(text) {
   const all = text.split('\n').map((line, i) => [i + 1, line]);
-  return (from, count) => ({lines: all.slice((from || 1) - 1, (from || 1) - 1 + count), isWhole: all.length < (from || 1) + count, fault: ''});
+  return (from, count) => {
+    const at = from ? from - 1 : Math.max(0, all.length - count);
+    return {lines: all.slice(at, at + count), isWhole: all.length <= at + count, fault: ''};
+  };
 }
-function lineRow([number, text], marks, click) {
-  const level = ['', '.warning', '.error'][levelOf(text.slice(0, LINE_CHARS)).level];
-  const shown = visible(text.length > SHOWN_CHARS ? `${text.slice(0, SHOWN_CHARS)} … ${text.length - SHOWN_CHARS} more characters` : text);
-  const name = click ? button(`${number}`, () => click(number), {class: 'number'}) : make('span.number', `${number}`);
-  return make(`div.line${level}`, {'data-line': `${number}`}, name, make('span', marks ? marked(shown, marks) : shown));
+function lineRow([number, text], word, click) {
+  const level = ['', '.warning', '.error'][levelOf(text.slice(0, LINE_CHARS)).level], more = text.length - SHOWN_CHARS;
+  const shown = visible(more > 0 ? `${text.slice(0, SHOWN_CHARS)} … ${more} more characters` : text);
+  return make(`div.line${level}`, {'data-line': `${number}`}, click ? button(`${number}`, () => click(number),
+    {class: 'number'}) : make('span.number', `${number}`), make('span', word ? marked(shown, word) : shown));
 }
-
 /** Opens a file at a line, with a filter, or where it is best begun: a log at its end, others at the beginning. */
 async function view(archive, entry, {line = 0, word = ''} = {}) {
-  const {file, clock} = archive, dialog = page('viewer'), status = make('p.faint', {role: 'status'}), pre = make('pre', {tabindex: 0});
-  const filter = make('input', {type: 'search', value: word});
-  let turn = 0, first = 1, last = 0, source = (from, count) => readLines(file, entry, from, count);
-  const isLast = () => { const mine = ++turn; return () => mine === turn && dialog.open; };
+  const {file, clock} = archive, dialog = page('viewer'), pre = make('pre', {tabindex: 0});
+  const status = make('p.faint', {role: 'status'}), filter = make('input', {type: 'search', value: word});
+  let turn = 0, timer = 0, first = 1, last = 0, source = (from, count) => readLines(file, entry, from, count);
+  const begin = (text) => {
+    const mine = ++turn;
+    status.textContent = text;
+    return () => mine === turn && dialog.open;
+  };
+  const end = (rows, text, isFirst, isLast) => {
+    pre.replaceChildren(...rows);
+    [status.textContent, earlier.hidden, later.hidden] = [text, isFirst, isLast];
+  };
   /** Shows lines; `at` is the one to look at, 0 for the last. */
-  async function show(from, count, at) {
-    const isCurrent = isLast();
-    status.textContent = 'Reading …';
-    const {lines, isWhole, kind, fault} = await source(from, count);
+  async function show(from, count, at, isMarked = false) {
+    const isCurrent = begin('Reading …'), {lines, isWhole, kind, fault} = await source(from, count);
     if (!isCurrent()) return;
-    pre.replaceChildren(...lines.map((text) => lineRow(text)));
     [first, last] = [lines[0]?.[0] ?? 1, lines.at(-1)?.[0] ?? 0];
-    [earlier.hidden, later.hidden] = [first <= 1, isWhole];
-    status.textContent = [kind ? `${kind}, ${bytesText(entry.size)}: save it and open it with a program for that.` :
-      lines.length ? `Lines ${first.toLocaleString('en')} to ${last.toLocaleString('en')}${isWhole ? ', the last' : ''} of ` +
-      `${bytesText(entry.size)}.` : 'It is empty.', fault].join(' ');
+    const numbers = `Lines ${first.toLocaleString('en')} to ${last.toLocaleString('en')}${isWhole ? ', the last' : ''}`;
+    end(lines.map((text) => lineRow(text)), joined([kind ? `${kind}, ${bytesText(entry.size)}: save it and open it with a ` +
+      'program for that.' : last ? `${numbers}, of ${bytesText(entry.size)}.` : 'It is empty.', fault]), first <= 1, isWhole);
     const row = at ? pre.querySelector(`[data-line="${at}"]`) : pre.lastElementChild;
-    if (at && line) row?.classList.add('here');
+    row?.classList.toggle('here', isMarked);
     row?.scrollIntoView({block: at ? 'center' : 'end'});
   }
-  const around = (number) => { line = number; filter.value = ''; show(Math.max(1, number - VIEW_LINES / 2), VIEW_LINES, number); };
+  const around = (at) => { filter.value = ''; show(Math.max(1, at - VIEW_LINES / 2), VIEW_LINES, at, true); };
   /** Shows the lines with the word of the filter, of the whole file. */
   async function find() {
-    const isCurrent = isLast(), wanted = filter.value.trim(), rows = [];
-    if (!wanted) return around(line || 1);
+    const wanted = filter.value.trim(), rows = [], isCurrent = begin(`Searching for ${quoted(wanted)} …`);
+    if (!wanted) return show(first, VIEW_LINES, first);
     let count = 0, fault = '';
-    status.textContent = `Searching for ${quoted(wanted)} …`;
     try {
       await searchFile(file, entry, wanted, clock, isCurrent, (number, text) => {
         if (++count <= VIEW_LINES) rows.push(lineRow([number, copied(text)], wanted, around));
       });
-    } catch (error) {
-      fault = sentence(error);
-    }
-    if (!isCurrent()) return;
-    pre.replaceChildren(...rows);
-    [earlier.hidden, later.hidden] = [true, true];
-    status.textContent = fault ? `${fault} ${count ? `${counted(count, 'such line')} before.` : 'No such line before.'}` :
-      `${counted(count, 'such line')} in the whole file${count > rows.length ? `; the first ${rows.length} are shown` : ''}.`;
+    } catch (error) { fault = sentence(error); }
+    if (!isCurrent()) return undefined;
+    return end(rows, fault ? `${fault} ${count ? counted(count, 'such line') : 'No such line'} before that.` :
+      `${counted(count, 'such line')} in the whole file${count > rows.length ? `; the first ${rows.length} are shown` : ''}.`, true, true);
   }
-  const earlier = button('Earlier', () => { line = 0; show(Math.max(1, first - VIEW_LINES), last - Math.max(1, first - VIEW_LINES) + 1, first); });
-  const later = button('Later', () => { line = 0; show(first, last - first + 1 + VIEW_LINES, last); });
-  let timer = 0;
+  const earlier = button('Earlier', () => {
+    const from = Math.max(1, first - VIEW_LINES);
+    show(from, last - from + 1, first);
+  });
+  const later = button('Later', () => show(first, last - first + 1 + VIEW_LINES, last));
   filter.oninput = () => { clearTimeout(timer); timer = setTimeout(find, SEARCH_MS); };
-  dialog.replaceChildren(make('div.head', make('h3', shownName(entry.name)), make('p', make('label', 'Lines with ', filter), earlier, later,
-    button('Beginning', () => { line = 0; show(1, VIEW_LINES, 1); }), button('End', () => { line = 0; show(0, VIEW_LINES, 0); }),
-    saver(archive, entry), button('Close', () => dialog.close())), status), pre);
-  [earlier.hidden, later.hidden] = [true, true];
+  dialog.replaceChildren(make('h3', shownName(entry.name)), make('p', make('label', 'Lines with ', filter), earlier, later,
+    button('Beginning', () => show(1, VIEW_LINES, 1)), button('End', () => show(0, VIEW_LINES, 0)),
+    saver(archive, entry), button('Close', () => dialog.close())), status, pre);
   if (!dialog.open) dialog.showModal();
+  end([], '', true, true);
   if (word) return find();
   if (line) return around(line);
   if (/\.(?:json|ips)$/i.test(entry.name) && entry.size < JSON_CHARS) {
     const text = layOut(entry.name, (await readText(file, entry, JSON_CHARS)).text);
     if (text) source = linesOfText(text);
+    return show(1, VIEW_LINES, 1);
   }
   return isLog(entry) ? show(0, VIEW_LINES, 0) : show(1, VIEW_LINES, 1);
 }

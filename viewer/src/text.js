@@ -4,19 +4,19 @@ const JSON_CHARS = 8 * MIB, JSON_DEPTH = 64, PRINTED_CHARS = 64 * MIB;
 const REST_MS = 25;  // work without a rest for the page
 
 /** Makes visible what would otherwise act, hide or change the direction of writing. */
-function visible(text) {
-  return text.replace(/\r\n/g, '\n').replace(/\0{9,}/g, (zeros) => `<${zeros.length} zero bytes>`)
-    .replace(/[\0-\x08\x0b-\x1f]/g, '·')
-    .replace(/[\x7f-\x9f\p{Cf}\p{Zl}\p{Zp}\p{DI}]/gu, (c) => `<${c.codePointAt(0).toString(16)}>`);
-}
-function shownName(name, most = 1000) {
-  const cut = name.length > most ? `${name.slice(0, most)}…` : name;
-  return visible(cut).replace(/\n/g, '␊').replace(/\t/g, '␉') || '(no name)';
-}
+const visible = (text) => text.replace(/\r\n/g, '\n').replace(/\0{9,}/g, (zeros) => `<${zeros.length} zero bytes>`)
+  .replace(/[\0-\x08\x0b-\x1f]/g, '·')
+  .replace(/[\x7f-\x9f\p{Cf}\p{Zl}\p{Zp}\p{DI}]/gu, (c) => `<${c.codePointAt(0).toString(16)}>`);
+const shownName = (name, most = 1000) => visible(name.length > most ? `${name.slice(0, most)}…` : name)
+  .replace(/\n/g, '␊').replace(/\t/g, '␉') || '(no name)';
 /** A name that somebody else chose, within a sentence of the page. */
 const quoted = (name) => `“${shownName(name.replace(/["“”„‟]/g, '\''), 32)}”`;
-const counted = (count, noun) => `${count.toLocaleString('en')} ${noun}${count === 1 ? '' : noun.endsWith('s') ? 'es' : 's'}`;
+const counted = (count, noun) =>
+  `${count.toLocaleString('en')} ${noun}${count === 1 ? '' : /s[sh]?$/.test(noun) ? 'es' : 's'}`;
 const sum = (list, key) => list.reduce((total, item) => total + item[key], 0);
+const joined = (parts, between = ' ') => parts.filter((part) => part).join(between);
+/** Copies a text, so that it does not keep the block that it was taken from. */
+const copied = (text) => text.split('').join('');
 
 let rested = 0;
 /** Lets the page react when it had to wait for a while. Timers would be slowed down in a tab that is not seen. */
@@ -30,26 +30,25 @@ async function rest() {
   rested = performance.now();
 }
 
-const MAGIC = [['SQLite format 3\0', 'SQLite database'], ['MDMP', 'minidump, for a debugger'], ['PK\x03\x04', 'zip archive'],
-  ['\xd4\xc3\xb2\xa1', 'packet capture'], ['\xa1\xb2\xc3\xd4', 'packet capture'], ['\x4d\x3c\xb2\xa1', 'packet capture'],
-  ['\x0a\x0d\x0d\x0a', 'packet capture'], ['bplist', 'binary property list'], ['\x1f\x8b', 'gzip file']];
+const CAPTURE = 'packet capture';
+const MAGIC = [['SQLite format 3\0', 'SQLite database'], ['MDMP', 'minidump, for a debugger'],
+  ['PK\x03\x04', 'zip archive'], ['\x1f\x8b', 'gzip file'], ['bplist', 'binary property list'], ['\n\r\r\n', CAPTURE],
+  ['\xd4\xc3\xb2\xa1', CAPTURE], ['\xa1\xb2\xc3\xd4', CAPTURE], ['\x4d\x3c\xb2\xa1', CAPTURE]];
 /** What the first bytes of a file tell: {encoding, kind}; the kind is empty for text. */
 function kindOf(bytes) {
-  const head = bytes.subarray(0, 4096), text = bytewise.decode(head.subarray(0, 16));
+  const head = bytes.subarray(0, 4096), text = bytewise.decode(head.subarray(0, 16)), zeros = [0, 0];
   const known = MAGIC.find(([magic]) => text.startsWith(magic));
   if (known) return {encoding: 'utf-8', kind: known[1]};
-  const zeros = [0, 0];
   let controls = 0;
   head.forEach((byte, i) => {
     if (byte === 0) ++zeros[i % 2];
     else if (byte < 9 || byte > 13 && byte < 32 && byte !== 27) ++controls;
   });
-  const most = head.length * 0.3;
+  const most = head.length * 0.3, all = zeros[0] + zeros[1];
   if (text.startsWith('\xff\xfe') || zeros[1] > most && !zeros[0]) return {encoding: 'utf-16le', kind: ''};
   if (text.startsWith('\xfe\xff') || zeros[0] > most && !zeros[1]) return {encoding: 'utf-16be', kind: ''};
   // A log that was emptied while its program wrote on begins with zeros only.
-  const isHole = zeros[0] + zeros[1] === head.length;
-  const isBinary = !isHole && controls + zeros[0] + zeros[1] > head.length * 0.1;
+  const isBinary = all !== head.length && controls + all > head.length * 0.1;
   return {encoding: 'utf-8', kind: isBinary ? 'binary file' : ''};
 }
 
@@ -62,11 +61,7 @@ function linesIn(text, from = 0, to = text.length) {
  * first line. A line that is too long is cut in blocks with the same number. */
 async function* textOf(file, entry, most = ENTRY_BYTES) {
   let known, decoder, tail = '', line = 1, length = 0, fault;
-  const block = (text) => {
-    const first = line;
-    line += linesIn(text);
-    return {text, line: first, next: line, kind: known.kind};
-  };
+  const block = (text, first = line) => ({text, line: first, next: line += linesIn(text), kind: known.kind});
   try {
     for await (const piece of contentOf(file, entry)) {
       if (length >= most) throw new Fault(`Of this file only the first ${bytesText(length)} were read.`);
@@ -79,9 +74,7 @@ async function* textOf(file, entry, most = ENTRY_BYTES) {
       if (end) yield block(text.slice(0, end));
       await rest();
     }
-  } catch (error) {
-    fault = error;
-  }
+  } catch (error) { fault = error; }
   if (tail) yield block(tail);
   if (fault) throw fault;
 }
@@ -94,9 +87,7 @@ async function readText(file, entry, keep, most = ENTRY_BYTES) {
       blocks.push(block);
       for (length += block.text.length; length - blocks[0].text.length >= keep;) length -= blocks.shift().text.length;
     }
-  } catch (error) {
-    fault = sentence(error);
-  }
+  } catch (error) { fault = sentence(error); }
   return {text: blocks.map(({text}) => text).join(''), line: blocks[0]?.line ?? 1, fault};
 }
 
@@ -122,21 +113,21 @@ function parseReport(text) {
   const cut = text.indexOf('\n'), head = parseJson(text.slice(0, cut)), body = parseJson(text.slice(cut));
   return head && body && typeof head === 'object' && typeof body === 'object' ? {head, body} : undefined;
 }
-function framesOf(body) {
-  const frames = body.threads?.[body.faultingThread]?.frames;
-  return (Array.isArray(frames) ? frames.slice(0, 50) : []).filter((frame) => frame).map((frame) => {
-    const image = body.usedImages?.[frame.imageIndex] ?? {};
-    return {symbol: String(frame.symbol ?? ''), at: frame.symbolLocation ?? frame.imageOffset,
-      image: String(image.name ?? '?'), isSystem: /^\/(?:usr\/lib|System)\//.test(image.path)};
-  });
+/** The frames of the thread that crashed. */
+function framesOf({threads, faultingThread, usedImages}) {
+  const frames = threads?.[faultingThread]?.frames, images = usedImages ?? [];
+  return (Array.isArray(frames) ? frames.slice(0, 50) : []).filter((frame) => frame).map((frame) => ({
+    symbol: String(frame.symbol ?? ''), at: frame.symbolLocation ?? frame.imageOffset,
+    image: String(images[frame.imageIndex]?.name ?? '?'),
+    isSystem: /^\/(?:usr\/lib|System)\//.test(images[frame.imageIndex]?.path)}));
 }
 /** Formats JSON or a crash report for reading; empty when the text is neither. */
 function layOut(name, text) {
   if (/\.json$/i.test(name)) return printed(parseJson(text)) ?? '';
-  const report = parseReport(text);
-  if (!report) return '';
-  const first = ['procName', 'captureTime', 'exception', 'termination'].filter((key) => key in report.body);
-  return [...first.map((key) => `${key}: ${JSON.stringify(report.body[key])}`),
-    ...framesOf(report.body).map(({symbol, at, image}, i) => `  ${i}  ${image}  ${symbol} + ${at}`), '',
-    printed(report.head), printed(report.body)].join('\n');
+  const {head, body} = parseReport(text) ?? {};
+  if (!body) return '';
+  const first = ['procName', 'captureTime', 'exception', 'termination'].filter((key) => key in body);
+  return [...first.map((key) => `${key}: ${JSON.stringify(body[key])}`),
+    ...framesOf(body).map(({symbol, at, image}, i) => `  ${i}  ${image}  ${symbol} + ${at}`), '',
+    printed(head), printed(body)].join('\n');
 }
