@@ -1,8 +1,8 @@
 // One file: its lines around a place, its end or its beginning, and those with a word.
 const VIEW_LINES = 1000, VIEW_CHARS = 4 * MIB, SHOWN_CHARS = 4000;  // shown at once, and of one line
 
-/** The lines from this number on, or the last ones when it is 0: {lines: [[number, text]], isWhole, kind, fault}; isWhole
- * tells that nothing comes after them. */
+/** The lines from this number on, or the last ones when it is 0: {lines: [[number, text]], isWhole, kind, fault}, where
+ * isWhole tells that nothing comes after them. */
 async function readLines(file, entry, from, count) {
   const kept = [];
   let length = 0, fault = '', isWhole = true;
@@ -13,7 +13,8 @@ async function readLines(file, entry, from, count) {
       if (from && block.next < from) continue;
       kept.push(block);
       length += block.text.length;
-      while (!from && kept.length > 1 && (block.next - kept[1].line > count || length - kept[0].text.length > VIEW_CHARS))
+      while (!from && kept.length > 1 && (block.next - kept[1].line > count ||
+        length - kept[0].text.length > VIEW_CHARS))
         length -= kept.shift().text.length;
     }
   } catch (error) { fault = sentence(error); }
@@ -56,8 +57,9 @@ async function view(archive, entry, {line = 0, word = ''} = {}) {
     if (!isCurrent()) return;
     [first, last] = [lines[0]?.[0] ?? 1, lines.at(-1)?.[0] ?? 0];
     const numbers = `Lines ${first.toLocaleString('en')} to ${last.toLocaleString('en')}${isWhole ? ', the last' : ''}`;
-    end(lines.map((text) => lineRow(text)), joined([kind ? `${kind}, ${bytesText(entry.size)}: save it and open it with a ` +
-      'program for that.' : last ? `${numbers}, of ${bytesText(entry.size)}.` : 'It is empty.', fault]), first <= 1, isWhole);
+    const size = bytesText(entry.size), told = kind ? `${kind}, ${size}: save it and open it with a program for that.` :
+      last ? `${numbers}, of ${size}.` : 'It is empty.';
+    end(lines.map((text) => lineRow(text)), joined([told, fault]), first <= 1, isWhole);
     const row = at ? pre.querySelector(`[data-line="${at}"]`) : pre.lastElementChild;
     row?.classList.toggle('here', isMarked);
     row?.scrollIntoView({block: at ? 'center' : 'end'});
@@ -74,8 +76,9 @@ async function view(archive, entry, {line = 0, word = ''} = {}) {
       });
     } catch (error) { fault = sentence(error); }
     if (!isCurrent()) return undefined;
+    const cut = count > rows.length ? `; the first ${rows.length} are shown` : '';
     return end(rows, fault ? `${fault} ${count ? counted(count, 'such line') : 'No such line'} before that.` :
-      `${counted(count, 'such line')} in the whole file${count > rows.length ? `; the first ${rows.length} are shown` : ''}.`, true, true);
+      `${counted(count, 'such line')} in the whole file${cut}.`, true, true);
   }
   const earlier = button('Earlier', () => {
     const from = Math.max(1, first - VIEW_LINES);
@@ -83,7 +86,8 @@ async function view(archive, entry, {line = 0, word = ''} = {}) {
   });
   const later = button('Later', () => show(first, last - first + 1 + VIEW_LINES, last));
   filter.oninput = () => { clearTimeout(timer); timer = setTimeout(find, SEARCH_MS); };
-  dialog.replaceChildren(make('h3', shownName(entry.name)), make('p', make('label', 'Lines with ', filter), earlier, later,
+  dialog.replaceChildren(make('h3', shownName(entry.name)),
+    make('p', make('label', 'Lines with ', filter), earlier, later,
     button('Beginning', () => show(1, VIEW_LINES, 1)), button('End', () => show(0, VIEW_LINES, 0)),
     saver(archive, entry), button('Close', () => dialog.close())), status, pre);
   if (!dialog.open) dialog.showModal();

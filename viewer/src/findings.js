@@ -25,7 +25,8 @@ function readRun(log, line) {
     return {stamp: head[1], level: head[2], time: Date.parse(`${head[1].replace(' ', 'T')}Z`) || 0, line: number,
       message: text.slice(head.index + head[0].length, heads[i + 1]?.index).replace(/\n$/, '')};
   });
-  return {runs: starts.length, records, told: records.filter((r) => isTrouble(r) || r.message.endsWith(' will ignore'))};
+  return {runs: starts.length, records, told: records.filter((r) => isTrouble(r) ||
+    r.message.endsWith(' will ignore'))};
 }
 /** Tells whether a text begins with the first of these parts and has the others after it, in that order. */
 function fits([begin, ...parts], text) {
@@ -36,8 +37,8 @@ function fits([begin, ...parts], text) {
     return found >= 0;
   });
 }
-/** Tells whether a record is normal: its row says that there is nothing to do, or it is about a missing folder that many
- * Macs do not have. Missing logs of the client are not normal, except root's. */
+/** Tells whether a record is normal: its row says that there is nothing to do, or it is about a missing folder that
+ * many Macs do not have. Missing logs of the client are not normal, except root's. */
 const isNormal = ({level, message}, row) => row.todo === 'nothing' || level === 'warning' && / code:2 /.test(message) &&
   /normal/.test(row.cause) && !/^Source directory \/Users\/(?!root\/)[^/]*\/.*\/oBrela\/logs not exist/.test(message);
 /** One line for all equal messages, with the time of the first one. */
@@ -94,7 +95,8 @@ function modulesOf({run, log}, modules) {
   const named = new RegExp(`^[\\W\\d]{0,40}(?:(?:module|name)\\W{1,9})?(${modules.join('|')})(?!\\w)`);
   const lines = record ? dump.split('\n') : [], starts = lines.flatMap((text, i) => named.test(text) ? [i] : []);
   if (lines.length && starts[0] !== 0) starts.unshift(0);
-  starts.forEach((at, i) => add(named.exec(lines[at])?.[1] ?? 'dump', lines.slice(at, starts[i + 1]), record.line + 1 + at));
+  starts.forEach((at, i) => add(named.exec(lines[at])?.[1] ?? 'dump', lines.slice(at, starts[i + 1]),
+    record.line + 1 + at));
   return [...sections.values()];
 }
 const NOTHING = '["\']?\\s?[:=]\\s?["\']?(?:\\d|none\\b|no\\b|false|null|nil|ok\\b|["\'])';
@@ -106,15 +108,17 @@ const evidence = (section, like) => section.lines.map((text, i) => ({text: text.
   place: {entry: section.entry, line: section.line + i}})).filter(({text}) => like.test(text));
 const ALL = /\S/;
 function jobFinding(section) {
-  const jobs = evidence(section, ALL).map((line) => ({line, found: /^(-|\d+)\s+(-?\d+)\s+(\S+)/.exec(line.text) ?? []}));
+  const jobs = evidence(section, ALL).map((line) =>
+    ({line, found: /^(-|\d+)\s+(-?\d+)\s+(\S+)/.exec(line.text) ?? []}));
   const bad = jobs.filter(({found: [, pid, status]}) => pid === '-' || pid && status !== '0');
   const told = ({found: [, pid, status, name]}) => {
     const signal = SIGNALS[status < 0 ? -status : status - 128], end = signal ? `SIG${signal}` : `status ${status}`;
     return `${shownName(name, 60)} ${pid === '-' ? 'does not run' : 'runs again'}${status === '0' ? '' : ` (${end})`}`;
   };
   const isError = bad.some(({found: [, pid, status]}) => pid === '-' && status !== '0');
+  const more = bad.length > 3 ? `; ${bad.length - 3} more` : '';
   return bad.length ? [{kind: isError ? 'error' : 'warning', about: ['plist info'], lines: bad.map(({line}) => line),
-    title: `Launch jobs: ${bad.slice(0, 3).map(told).join('; ')}${bad.length > 3 ? `; ${bad.length - 3} more` : ''}`}] : [];
+    title: `Launch jobs: ${bad.slice(0, 3).map(told).join('; ')}${more}`}] : [];
 }
 /** What the reports tell of the machine's state. `hasAgent`: the management agent is installed. */
 function stateFindings(sections, modules, hasAgent) {
@@ -127,18 +131,22 @@ function stateFindings(sections, modules, hasAgent) {
     found.push({kind, title: text, about: [title, ...about],
       lines: lines.length ? lines : [{text: first.text, place: {entry: section.entry, line: first.line}}]});
   };
-  const isCard = ({text}) => /^(?:\d+: )?utun7:/.test(text), nobody = (lines) => lines.every(({text}) => TOOL_COMMAND.test(text));
+  const isCard = ({text}) => /^(?:\d+: )?utun7:/.test(text);
+  const nobody = (lines) => lines.every(({text}) => TOOL_COMMAND.test(text));
   if (byTitle.has('plist info')) found.push(...jobFinding(byTitle.get('plist info')));
   look('obrela process info', ALL, 'error', nobody, 'No process of the client runs');
-  look('UEM processes', ALL, 'error', (lines) => hasAgent && nobody(lines), 'The management agent does not run', 'QMUem');
+  look('UEM processes', ALL, 'error', (lines) => hasAgent && nobody(lines), 'The management agent does not run',
+    'QMUem');
   look('route info', /\butun7\b/, 'warning', (lines) => !lines.length, 'There is no tunnel interface utun7', 'utun7');
   look('route info', /\butun7\b/, 'warning', (lines) => lines.length && lines.every(isCard),
     'No route leads through the tunnel interface utun7', 'utun7');
-  look('resolv dns info', /^\s{0,9}nameserver\s+\S/, 'warning', (lines) => !lines.length, 'No name server is set', 'nameserver');
+  look('resolv dns info', /^\s{0,9}nameserver\s+\S/, 'warning', (lines) => !lines.length, 'No name server is set',
+    'nameserver');
   look('SIP state', /\bdisabled\b/i, 'warning', (lines) => lines.length, 'System Integrity Protection is off');
   const bad = modules.filter((section) => evidence(section, BAD_STATE).length), names = bad.map(({title}) => title);
-  if (bad.length) found.push({kind: 'warning', about: ['xtunnel dump:', ...names], lines: bad.flatMap((section) => evidence(section,
-    BAD_STATE)), title: `Modules of the tunnel service tell of trouble: ${shownName(names.join(', '), 200)}`});
+  if (bad.length) found.push({kind: 'warning', about: ['xtunnel dump:', ...names],
+    title: `Modules of the tunnel service tell of trouble: ${shownName(names.join(', '), 200)}`,
+    lines: bad.flatMap((section) => evidence(section, BAD_STATE))});
   return found;
 }
 
@@ -147,13 +155,15 @@ const textAt = (value) => typeof value === 'string' ? value.slice(0, 200) : '';
 const fileOf = (name) => name.slice(name.lastIndexOf('/') + 1);
 /** What a crash report tells: {program, version, stamp, what, where, id}; of one that cannot be read, only its name. */
 function readCrash(name, text) {
-  const program = fileOf(name).replace(/[-_.]\d{4}-.*|\.\w+$/, ''), {head, body} = /\.ips$/i.test(name) && parseReport(text) || {};
+  const program = fileOf(name).replace(/[-_.]\d{4}-.*|\.\w+$/, '');
+  const {head, body} = /\.ips$/i.test(name) && parseReport(text) || {};
   if (body) {
     const frames = framesOf(body), own = frames.find(({symbol, isSystem}) => symbol && !isSystem) ?? frames[0];
     return {program: textAt(body.procName) || textAt(head.app_name) || program, version: textAt(head.app_version),
       stamp: textAt(body.captureTime) || textAt(head.timestamp), id: textAt(head.incident_id) || fileOf(name),
       what: textAt(body.exception?.type) || textAt(body.exception?.signal) || textAt(body.termination?.indicator),
-      where: textAt(own?.symbol), isClient: CLIENT_PROGRAM.test([program, body.procName, body.procPath, head.bundleID].join(' '))};
+      where: textAt(own?.symbol),
+      isClient: CLIENT_PROGRAM.test([program, body.procName, body.procPath, head.bundleID].join(' '))};
   }
   const field = (pattern) => pattern.exec(text)?.[1] ?? '';
   const process = field(/^Process:[ \t]{0,20}([^\n[]{1,100}?) *(?:\[|$)/m) || program;
@@ -180,25 +190,35 @@ function crashFindings(crashes, dumps, {end}) {
   for (const crash of crashes) listed(programs, crash.program).push(crash);
   const told = ([{program, time, what, where, version}, ...older]) => joined([
     `${shownName(program, 60)}: ${counted(older.length + 1, 'crash')}`, time && `last ${whenText(time, end)}`,
-    joined([what, where].map((text) => text && shownName(text, 80)), ' in '), version && `version ${shownName(version, 40)}`], ', ');
+    joined([what, where].map((text) => text && shownName(text, 80)), ' in '),
+    version && `version ${shownName(version, 40)}`], ', ');
   const lines = (list) => list.map(({entry, stamp, what, where}) => ({place: {entry}, text: joined([what, where]),
     note: shownName(stamp.slice(0, 19) || 'at an unknown time')}));
-  const all = [...programs.values()], own = all.filter(([{isClient}]) => isClient), others = all.filter(([{isClient}]) => !isClient);
-  const found = own.map((list) => ({kind: end - list[0].time < DAY ? 'error' : 'warning', isCrash: true, title: told(list),
+  const all = [...programs.values()], own = all.filter(([{isClient}]) => isClient),
+    others = all.filter(([{isClient}]) => !isClient);
+  const found = own.map((list) => ({kind: end - list[0].time < DAY ? 'error' : 'warning', isCrash: true,
+    title: told(list),
     lines: lines(list), about: ['logs/USER/diagnosticReports/', 'logs/uem_FIRST/DiagnosticReports/']}));
-  if (dumps.length) found.push({kind: 'warning', about: ['logs/USER/electron/', 'Crash/'], title: `${counted(dumps.length, 'dump')} ` +
-    'of the client’s window and services, for a debugger', lines: dumps.map((entry) => ({text: bytesText(entry.size), place: {entry}}))});
-  if (others.length) found.push({kind: '', isClosed: true, title: `Crashes of other makers’ programs: ${sum(others, 'length')}`,
+  if (dumps.length) found.push({kind: 'warning', about: ['logs/USER/electron/', 'Crash/'],
+    title: `${counted(dumps.length, 'dump')} of the client’s window and services, for a debugger`,
+    lines: dumps.map((entry) => ({text: bytesText(entry.size), place: {entry}}))});
+  if (others.length) found.push({kind: '', isClosed: true,
+    title: `Crashes of other makers’ programs: ${sum(others, 'length')}`,
     lines: others.map((list) => ({text: told(list), place: {entry: list[0].entry}}))});
   return found;
 }
 
 // ---- Errors in the logs.
 const times = (count) => count === 1 ? 'once' : `${count.toLocaleString('en')} times`;
-const errorLine = ({text, recent, before, fresh, untimed, since, last, place: {log, line}}, end) => ({text, place: {entry: log.entry, line},
-  note: joined([recent && `${times(recent)} in the last two hours, ${before ? `${times(before)} before` : 'never before'}`,
-    fresh && `${times(fresh)}, in a log that begins within the last two hours`, (recent || fresh) && `since ${clockText(since)}`,
-    !recent && before && `${times(before)}, last ${whenText(last, end)}`, untimed && `${times(untimed)}, without a time`], ', ')});
+function errorLine({text, recent, before, fresh, untimed, since, last, place: {log, line}}, end) {
+  const note = [recent && `${times(recent)} in the last two hours`,
+    recent && (before ? `${times(before)} before` : 'never before'),
+    fresh && `${times(fresh)}, in a log that begins within the last two hours`,
+    (recent || fresh) && `since ${clockText(since)}`,
+    !recent && before && `${times(before)}, last ${whenText(last, end)}`,
+    untimed && `${times(untimed)}, without a time`];
+  return {text, note: joined(note, ', '), place: {entry: log.entry, line}};
+}
 /** What the logs' errors tell; warnings are asked when no error is new. */
 function errorFindings(state) {
   const {end} = state.clock, found = [], errors = ranked(state, 2);
@@ -209,19 +229,24 @@ function errorFindings(state) {
   const first = (groups, more = '') => groups.length ? `“${shownName(groups[0].text, MOST_QUOTED)}”${more}` +
     `${groups.length > 1 ? ` and ${counted(groups.length - 1, 'other kind')}` : ''}` : '';
   const news = errors.filter(({isNew}) => isNew), fresh = errors.filter((group) => !group.isNew && group.fresh);
-  const rest = errors.filter((group) => !group.isNew && !group.fresh), last = Math.max(...rest.map((group) => group.last ?? 0));
+  const rest = errors.filter((group) => !group.isNew && !group.fresh),
+    last = Math.max(...rest.map((group) => group.last ?? 0));
   const warned = news.length + fresh.length ? [] : ranked(state, 1).filter(({isNew, recent}) => isNew && recent > 2);
   if (news.length) tell(sum(news, 'recent') > 1 ? 'error' : 'warning',
     `New errors in the last two hours: ${first(news, `, ${times(news[0].recent)}`)}`, [...news, ...fresh]);
-  else tell(sum(fresh, 'fresh') > 2 ? 'warning' : '', `Errors in logs that begin within the last two hours: ${first(fresh)}`, fresh);
+  else tell(sum(fresh, 'fresh') > 2 ? 'warning' : '',
+    `Errors in logs that begin within the last two hours: ${first(fresh)}`, fresh);
   tell('warning', `New warnings in the last two hours: ${first(warned)}`, warned);
-  tell('', rest.some(({recent}) => recent) ? `Errors that come no more often than before: ${counted(rest.length, 'kind')}` :
-    last ? `Errors, but none of them in the last two hours: ${counted(rest.length, 'kind')}, the last at ${stampText(last)}` :
-      `Errors without a time: ${first(rest)}`, rest.sort((a, b) => b.recent - a.recent || (b.last ?? 0) - (a.last ?? 0)));
+  const kinds = counted(rest.length, 'kind'), title = rest.some(({recent}) => recent) ?
+    `Errors that come no more often than before: ${kinds}` : last ?
+      `Errors, but none of them in the last two hours: ${kinds}, the last at ${stampText(last)}` :
+      `Errors without a time: ${first(rest)}`;
+  tell('', title, rest.sort((a, b) => b.recent - a.recent || (b.last ?? 0) - (a.last ?? 0)));
   return found;
 }
 /** All findings, the worst first; what the tool could not collect comes after what is wrong with the client. */
 function sorted(findings) {
-  const rank = ({kind, isClosed, isOfTool}) => isClosed ? 9 : ['error', 'warning', ''].indexOf(kind) + (isOfTool ? 3 : 0);
+  const rank = ({kind, isClosed, isOfTool}) => isClosed ? 9 :
+    ['error', 'warning', ''].indexOf(kind) + (isOfTool ? 3 : 0);
   return findings.sort((a, b) => rank(a) - rank(b));
 }

@@ -19,8 +19,8 @@ const stampText = (time) => new Date(time).toISOString().slice(0, 19).replace('T
 const clockText = (time) => stampText(time).slice(11);
 const offsetOf = (zone) => zone === 'Z' ? 0 :
   (zone[0] === '-' ? -1 : 1) * (Number(zone.slice(1, 3)) + Number(zone.slice(-2)) / 60) * HOUR;
-/** The stamp at the beginning of a line: {time, zone, length}, undefined when there is none. `clock` is {end, zone}: when
- * the archive was made, and how far that machine's clock was ahead of UTC, undefined when that is not known. */
+/** The stamp at the beginning of a line: {time, zone, length}, undefined when there is none. `clock` is {end, zone}:
+ * when the archive was made, and how far that machine's clock was ahead of UTC, undefined when that is not known. */
 function stampOf(line, clock) {
   const head = line.slice(0, HEAD_CHARS), isJson = head[0] === '{';
   const stamp = (text, zone, year, month, day, ...rest) => {
@@ -209,7 +209,8 @@ function ranked(state, level) {
     const last = all.reduce((a, b) => (b.last ?? 0) >= (a.last ?? 0) ? b : a);
     return {text, recent, before, isNew: recent > 3 * before * 2 / hours, score: recent / (before + 0.5) * hours,
       fresh: sum(all, 'recent') - recent, untimed: sum(all, 'untimed'), since: first.since, last: last.last,
-      place: first.since === undefined ? {log: last.log, line: last.lastLine} : {log: first.log, line: first.sinceLine}};
+      place: first.since === undefined ? {log: last.log, line: last.lastLine} :
+        {log: first.log, line: first.sinceLine}};
   }).sort((a, b) => b.isNew - a.isNew || b.score - a.score || b.fresh - a.fresh ||
     (a.since ?? 0) - (b.since ?? 0) || (b.last ?? 0) - (a.last ?? 0) || b.untimed - a.untimed);
 }

@@ -20,8 +20,10 @@ function make(name, ...rest) {
 }
 const button = (text, click, more = {}) => make('button', {type: 'button', click, ...more}, text);
 function table(head, rows) {
-  const body = rows.map(([first, ...cells]) => make('tr', make('th', {scope: 'row'}, first), cells.map((cell) => make('td', cell))));
-  return make('div.wide', make('table', make('thead', make('tr', head.map((title) => make('th', {scope: 'col'}, title)))),
+  const body = rows.map(([first, ...cells]) => make('tr', make('th', {scope: 'row'}, first),
+    cells.map((cell) => make('td', cell))));
+  return make('div.wide', make('table', make('thead',
+    make('tr', head.map((title) => make('th', {scope: 'col'}, title)))),
     make('tbody', body)));
 }
 const fill = (id, title, ...children) => page(id).replaceChildren(make('h2', title), make('div', ...children));
@@ -32,7 +34,8 @@ function barOf(part, kind = '') {
   return make('span.share', bar);
 }
 /** Formats a cell of a document's table: text between backticks becomes code, or what `onCode` makes of it. */
-const rich = (cell, onCode = (code) => make('code', code)) => cell.replace(/\[([^\]]*)\]\([^)]*\)|\*\*/g, '$1').split('`')
+const rich = (cell, onCode = (code) => make('code', code)) =>
+  cell.replace(/\[([^\]]*)\]\([^)]*\)|\*\*/g, '$1').split('`')
   .map((part, i) => i % 2 ? onCode(part) : part);
 /** A name for a cell, between its backticks. */
 const inCode = (name) => shownName(name.replaceAll('`', '\''), 32);
@@ -40,8 +43,10 @@ const inCode = (name) => shownName(name.replaceAll('`', '\''), 32);
 function addRows(parent, items, toRow, most = MOST_ROWS) {
   parent.append(...items.slice(0, most).map(toRow));
   if (items.length <= most) return parent;
-  const more = button(`${items.length - most} more …`, () => { holder.remove(); addRows(parent, items.slice(most), toRow); });
-  const holder = parent.tagName === 'TBODY' ? make('tr', make('td', more)) : make(parent.matches('ul, ol') ? 'li' : 'span', more);
+  const more = button(`${items.length - most} more …`,
+    () => { holder.remove(); addRows(parent, items.slice(most), toRow); });
+  const holder = parent.tagName === 'TBODY' ? make('tr', make('td', more)) :
+    make(parent.matches('ul, ol') ? 'li' : 'span', more);
   parent.append(holder);
   return parent;
 }
@@ -52,7 +57,8 @@ const place = (archive, {entry, line = 0, word = ''}) =>
 // ---- Findings.
 function showFinding(archive, finding) {
   const {kind, title, lines, todo, isClosed, isRich} = finding, head = isRich ? rich(title) : visible(title);
-  const list = addRows(make('ul'), lines, ({text, note, place: where}) => make('li', where.entry ? place(archive, where) : '', ' ',
+  const list = addRows(make('ul'), lines, ({text, note, place: where}) =>
+    make('li', where.entry ? place(archive, where) : '', ' ',
     note ? make('span.note', note, ' ') : '', make('code', visible(text))), isClosed ? MOST_ROWS : MOST_EVIDENCE);
   finding.shown = make(`div.finding${kind && `.${kind}`}`, isClosed ? make('details', make('summary', head), list) :
     [make('h3', head), todo ? make('p', 'What to do: ', rich(todo)) : '', list]);
@@ -69,26 +75,31 @@ function findAll({entries, sections, modules, crashes, clock, run, log, state}) 
   attempt(() => errorFindings(state));
   attempt(() => crashFindings(crashes, entries.filter(({name}) => /\.dmp$/i.test(name)), clock));
   attempt(() => stateFindings(sections, modules, hasAgent));
-  const hasFailed = found.some(({kind, isCrash, about}) => kind === 'error' && (isCrash || /process|plist/.test(about)));
+  const hasFailed = found.some(({kind, isCrash, about}) => kind === 'error' &&
+    (isCrash || /process|plist/.test(about)));
   attempt(() => recordFindings({run, log}, TABLES.troubleshooting, hasFailed));
   return sorted(found);
 }
 function showFindings(archive) {
   const {findings, run: {records, runs}, log, state} = archive, show = (finding) => showFinding(archive, finding);
-  const said = !log ? 'No log tells what failed while collecting.' : !records.length ? 'No record tells what failed while collecting.' :
+  const said = !log ? 'No log tells what failed while collecting.' :
+    !records.length ? 'No record tells what failed while collecting.' :
     records.some(isTrouble) ? '' : 'Nothing failed while collecting.';
   const open = findings.filter(({isClosed}) => !isClosed), isCalm = !open.some(({kind, isOfTool}) => kind && !isOfTool);
   fill('findings', 'What to look at', isCalm && document.body.dataset.logs === 'read' ?
-    make('p', `No new error in ${counted(state.logs.length, 'log')}, no crash of the client, no fault in its state.`) : '',
+    make('p', `No new error in ${counted(state.logs.length, 'log')}, no crash of the client, no fault in its state.`) :
+      '',
   open.map(show), findings.filter(({isClosed}) => isClosed).map(show), make('p', said, ' ', log ? [button(
-    `The ${counted(records.length, 'record')} of the last run`, () => view(archive, log, {line: records[0]?.line ?? 0})),
+    `The ${counted(records.length, 'record')} of the last run`,
+      () => view(archive, log, {line: records[0]?.line ?? 0})),
   ` (runs in this log: ${runs})`] : ''));
 }
 
 // ---- From the complaint to the file.
 /** What a name in the guide opens: a file, a folder, a section of a report; undefined when that is not there. */
 function targetOf(archive, code) {
-  const {entries, users, sections, modules} = archive, section = [...sections, ...modules].find(({title}) => title === code);
+  const {entries, users, sections, modules} = archive,
+    section = [...sections, ...modules].find(({title}) => title === code);
   if (section) return () => jumpTo(section);
   for (const user of code.includes('USER') ? users : users.slice(0, 1)) {
     const path = code.replaceAll('USER', () => user).replaceAll('FIRST', () => users[0]);
@@ -101,21 +112,26 @@ function targetOf(archive, code) {
 function guideCode(archive, code) {
   const {users} = archive, target = targetOf(archive, code);
   const isNamed = /^[\w-]+(?:\/|\.\w+$)/.test(code) || [...TABLES.modules, ...TABLES.sections].includes(code);
-  const text = code.replaceAll('USER', () => users.map(inCode).join(' or ')).replaceAll('FIRST', () => inCode(users[0]));
-  return target ? button(text, target, {class: 'code'}) : make('code', isNamed ? {class: 'absent', title: 'not in this archive'} : {}, text);
+  const text = code.replaceAll('USER', () => users.map(inCode).join(' or ')).replaceAll('FIRST',
+    () => inCode(users[0]));
+  return target ? button(text, target, {class: 'code'}) :
+    make('code', isNamed ? {class: 'absent', title: 'not in this archive'} : {}, text);
 }
 /** The findings that bear on a complaint: its steps name where they come from; those about logs, a word of theirs. */
 function bearing(steps, findings) {
   const codes = steps.map((step) => step.match(/`[^`]+`/g)?.map((code) => code.slice(1, -1)) ?? []), all = codes.flat();
   const words = codes.filter(([first]) => first?.endsWith('/')).flat().filter((code) => /^[\w -]{3,}$/.test(code));
-  return findings.filter(({isClosed, about, words: said = []}) => !isClosed && (about?.some((name) => all.includes(name)) ||
+  return findings.filter(({isClosed, about, words: said = []}) => !isClosed &&
+    (about?.some((name) => all.includes(name)) ||
     said.some((text) => words.some((word) => text.includes(word.toLowerCase())))));
 }
 function showComplaints(archive) {
-  const wasOpen = [...page('complaints').querySelectorAll('details[open] > summary')].map(({textContent}) => textContent);
+  const wasOpen = [...page('complaints').querySelectorAll('details[open] > summary')].map(({textContent}) =>
+    textContent);
   fill('complaints', 'From the complaint to the file', TABLES.complaints.map(([title, steps]) => {
     const found = bearing(steps, archive.findings), name = `“${title}”`;
-    const links = found.map((finding) => make('li', button(visible(finding.title), () => finding.shown.scrollIntoView())));
+    const links = found.map((finding) => make('li',
+      button(visible(finding.title), () => finding.shown.scrollIntoView())));
     return make('details', wasOpen.includes(name) ? {open: ''} : {}, make('summary', name),
       found.length ? make('div', 'Found here:', make('ul', links)) : '',
       make('ol', steps.map((step) => make('li', rich(step, (code) => guideCode(archive, code))))));
@@ -138,15 +154,18 @@ function showSending(archive) {
     page('search').onkeydown({key: 'Enter'});
     page('hits').scrollIntoView();
   });
-  const parts = [...people.map((name) => `data of ${quoted(name)}`), ...kinds.map(([list, noun]) => counted(list.length, noun)),
+  const parts = [...people.map((name) => `data of ${quoted(name)}`),
+    ...kinds.map(([list, noun]) => counted(list.length, noun)),
     addresses.length && counted(addresses.length, 'address')];
   const netcard = () => jumpTo(sections.find(({title}) => title === 'netcard'));
   page('sending').replaceChildren(make('details',
     make('summary', make('b', 'Before you send it: '), joined(parts, ' · ') || 'nothing personal was recognised'),
-    make('ul', people.map((name) => make('li', `Data of ${quoted(name)}: ${counted(owned(name).length, 'file')}; `, searchFor(name))),
+    make('ul', people.map((name) => make('li', `Data of ${quoted(name)}: ${counted(owned(name).length, 'file')}; `,
+      searchFor(name))),
       kinds.map(([list, noun, why]) => make('li', `${counted(list.length, noun)} (${why}): `,
         addRows(make('span'), list, (entry) => make('span.count', place(archive, {entry})), 4))),
-      addresses.length ? make('li', `${counted(addresses.length, 'address')} of this machine: `, button('netcard', netcard)) : '',
+      addresses.length ? make('li', `${counted(addresses.length, 'address')} of this machine: `,
+        button('netcard', netcard)) : '',
       make('li', 'Is your name in it, or that of your company? Ask the search.'))));
 }
 function ticketText({title, summary, findings}) {
@@ -170,25 +189,31 @@ async function copyForTicket(archive, {target}) {
 // ---- Contents.
 /** The documents' rows, filled in for these users; an entry belongs to the row with the longest matching path. */
 function layoutRows(entries, users) {
-  const rows = TABLES.layout.flatMap((row) => (JSON.stringify(row).includes('USER') ? users : users.slice(0, 1)).map((user) => {
+  const rows = TABLES.layout.flatMap((row) => (JSON.stringify(row).includes('USER') ? users :
+    users.slice(0, 1)).map((user) => {
     const filled = (text, told = (name) => name) =>
       text.replaceAll('USER', () => told(user)).replaceAll('FIRST', () => told(users[0]));
-    return {...row, path: filled(row.path), from: filled(row.from, inCode), sources: row.sources.map((path) => filled(path)), found: []};
+    return {...row, path: filled(row.path), from: filled(row.from, inCode),
+      sources: row.sources.map((path) => filled(path)), found: []};
   }));
   const longestFirst = [...rows].sort((a, b) => b.path.length - a.path.length);
   for (const entry of entries)
-    longestFirst.find(({path}) => path.endsWith('/') ? entry.name.startsWith(path) : entry.name === path)?.found.push(entry);
+    longestFirst.find(({path}) => path.endsWith('/') ? entry.name.startsWith(path) :
+      entry.name === path)?.found.push(entry);
   return rows;
 }
-const mentions = (message, path) => [` ${path} `, ` ${path}/`, `(${path})`, `(${path}/`].some((text) => ` ${message} `.includes(text));
+const mentions = (message, path) =>
+  [` ${path} `, ` ${path}/`, `(${path})`, `(${path}/`].some((text) => ` ${message} `.includes(text));
 function stateOf({path, found, sources, patterns, why}, {run: {records, told}, log}) {
-  if (found.length) return `${counted(found.length, 'file')}, ${sum(found, 'size') ? bytesText(sum(found, 'size')) : 'empty'}`;
+  const size = sum(found, 'size');
+  if (found.length) return `${counted(found.length, 'file')}, ${size ? bytesText(size) : 'empty'}`;
   if (records.some(({message}) => message.startsWith(path))) return 'there';
   const about = told.filter(({message}) => sources.some((source) => mentions(message, source)));
   const reason = about.find(isTrouble) ?? records.find(({message}) => patterns.some((parts) => fits(parts, message)));
   const refused = about.filter(({message}) => message.endsWith(' will ignore')).length;
   return make('span.absent', 'missing: ', reason ? make('code', visible(reason.message.slice(0, 500))) : refused ?
-    `${counted(refused, 'file')} of kinds that are not collected` : log && sources.length ? 'nothing was in that folder' : rich(why));
+    `${counted(refused, 'file')} of kinds that are not collected` :
+    log && sources.length ? 'nothing was in that folder' : rich(why));
 }
 /** Shows the items of one folder: the list has [entry, parts of its name] of all entries below it. */
 function treeRows(archive, list, depth, bySize) {
@@ -202,7 +227,8 @@ function treeRows(archive, list, depth, bySize) {
   const all = [...items.values()].sort((a, b) => bySize ? b.size - a.size : a.name < b.name ? -1 : 1);
   const largest = all.reduce((most, {size}) => Math.max(most, size), 1);
   return addRows(make('div.tree'), all, ({name, entry, inner, size}) => {
-    const text = shownName(name), row = make('span.row', entry ? [button(text, () => view(archive, entry)), saver(archive, entry)] :
+    const text = shownName(name), row = make('span.row',
+      entry ? [button(text, () => view(archive, entry)), saver(archive, entry)] :
       make('span', text), barOf(size / largest), make('span.size', bytesText(size)));
     if (entry) return row;
     const fillIn = () => folder.children.length > 1 || folder.append(treeRows(archive, inner, depth + 1, bySize));
@@ -246,8 +272,10 @@ function addressesOf(sections) {
   });
 }
 const SYSTEM = /<key>Product(?:Name|Version)<\/key>\s{0,99}<string>([^<\n]{1,60})|^PRETTY_NAME="?([^"\n]{1,60})/gm;
-const systemOf = (sections) => [...(sections.find(({title}) => title === 'os info')?.lines ?? []).join('\n').matchAll(SYSTEM)]
-  .map(([, mac, other]) => mac ?? other);
+function systemOf(sections) {
+  const text = sections.find(({title}) => title === 'os info')?.lines.join('\n') ?? '';
+  return [...text.matchAll(SYSTEM)].map(([, mac, other]) => mac ?? other);
+}
 const jumpTo = ({body}) => { body.open = true; body.scrollIntoView(); };
 /** A section that shows its lines when it is opened. */
 function showSection(archive, section, prefix) {
@@ -260,7 +288,8 @@ function showSection(archive, section, prefix) {
 }
 function showMachine(archive) {
   const {sections, modules} = archive, byTitle = new Map(sections.map((section) => [section.title, section]));
-  const linesOf = (title, like = ALL) => (byTitle.get(title)?.lines ?? []).filter((line) => like.test(line) && !/\bgrep\b/.test(line));
+  const linesOf = (title, like = ALL) => (byTitle.get(title)?.lines ?? []).filter((line) => like.test(line) &&
+    !/\bgrep\b/.test(line));
   const facts = [['System', 'os info', systemOf(sections)], ['Addresses', 'netcard', addressesOf(sections)],
     ['Tunnel interface utun7', 'route info', linesOf('route info', /^(?:\d+: )?utun7:/)],
     ['Routes through utun7', 'route info', linesOf('route info', /^(?!\s|\d+: |utun7:).*\butun7\b/)],
@@ -269,7 +298,8 @@ function showMachine(archive) {
     ['Processes of the management agent', 'UEM processes'], ['Launch jobs', 'plist info'], ['SIP', 'SIP state'],
     ['Kernel extensions', 'KEXT state', linesOf('KEXT state', /quelmar|brela/i)],
     ['System extensions', 'SEXT state', linesOf('SEXT state', /quelmar|brela/i)]];
-  const shown = (title, values) => !byTitle.has(title) ? 'not in the archive' : !values.length ? make('b.warning', 'none') :
+  const shown = (title, values) => !byTitle.has(title) ? 'not in the archive' :
+    !values.length ? make('b.warning', 'none') :
     addRows(make('div'), values, (value) => make('div', visible(value.slice(0, 200))), 4);
   fill('machine', 'The machine', table(['What', 'Found'], facts.map(([name, title, values = linesOf(title)]) => [
     byTitle.has(title) ? button(name, () => jumpTo(byTitle.get(title))) : name, shown(title, values)])),
@@ -286,14 +316,18 @@ function usersOf({entries, run: {records}}) {
   return [...new Set([!isNobody && found.find((user) => user && !/^(root|share_user)$/.test(user)) || 'root', 'root'])];
 }
 function summaryOf({file, entries, run: {records}, users, crashes, sections}) {
-  const version = /_([\d.]{1,30})_\d{14}/.exec(file.name)?.[1], client = crashes.find((crash) => crash.isClient && crash.version);
-  const took = (records.at(-1)?.time - records[0]?.time) / 1000, stuck = spansOf({records}).filter(({isEnded}) => !isEnded);
+  const version = /_([\d.]{1,30})_\d{14}/.exec(file.name)?.[1],
+    client = crashes.find((crash) => crash.isClient && crash.version);
+  const took = (records.at(-1)?.time - records[0]?.time) / 1000,
+    stuck = spansOf({records}).filter(({isEnded}) => !isEnded);
   const people = users.map((user) => user === 'root' ? user : quoted(user)).join(' and ');
   return joined([`Collected ${records[0]?.stamp.slice(0, 19) ?? 'at an unknown time'} for ${people}`, client ?
-    `client ${shownName(client.version, 40)} (by a crash report)` : version && `${version} in the name is not the client’s version`,
+    `client ${shownName(client.version, 40)} (by a crash report)` : version &&
+      `${version} in the name is not the client’s version`,
   shownName(systemOf(sections).join(' ') || 'unknown system', 60),
   `${bytesText(file.size)}, ${counted(entries.length, 'file')}, ${bytesText(sum(entries, 'size'))} unpacked`,
-  took > 0 && `collecting took ${took.toFixed(1)} s`, stuck.length && `not ended: ${stuck.map(({name}) => name).join(', ')}`], ' · ');
+  took > 0 && `collecting took ${took.toFixed(1)} s`, stuck.length &&
+    `not ended: ${stuck.map(({name}) => name).join(', ')}`], ' · ');
 }
 /** When the archive was made: as its log says, or else its name, or else the date of the file. */
 function endOf({run, file}) {
@@ -303,7 +337,8 @@ function endOf({run, file}) {
 }
 /** Reads what is needed to show the first screen. */
 async function readArchive(file) {
-  const archive = {file, sections: [], modules: [], crashes: [], title: shownName(file.name, 200), ...await readDirectory(file)};
+  const archive = {file, sections: [], modules: [], crashes: [], title: shownName(file.name, 200),
+    ...await readDirectory(file)};
   const {entries, notes} = archive, attempt = async (name, task) => {
     try { await task(); } catch (error) { notes.push([name, sentence(error)]); }
   };
@@ -314,13 +349,18 @@ async function readArchive(file) {
   };
   const log = entries.filter(({name}) => name === OWN_LOG).at(-1) ??
     entries.find(({name}) => /^logs\/[^/]+\/LogColltionTool\.log$/.test(name));
-  const {text, line} = log ? await read(log, OWN_LOG_CHARS, OWN_LOG_BYTES) : {text: '', line: 1}, run = readRun(text, line);
-  if (log?.name !== OWN_LOG) notes.push([log?.name ?? '', `It holds no ${OWN_LOG}${log ? '; this one is read for it' : ''}.`]);
+  const {text, line} = log ? await read(log, OWN_LOG_CHARS, OWN_LOG_BYTES) : {text: '', line: 1},
+    run = readRun(text, line);
+  if (log?.name !== OWN_LOG) notes.push([log?.name ?? '',
+    `It holds no ${OWN_LOG}${log ? '; this one is read for it' : ''}.`]);
   if (log && !run.runs) notes.push(['', `No run begins in ${OWN_LOG}; what it holds is shown all the same.`]);
   Object.assign(archive, {log, run, clock: {end: endOf({run, file})}, users: usersOf({entries, run})});
   archive.state = newState(archive.clock);
-  for (const entry of entries.filter(({name}) => /^(system_info|logs\/uem_[^/]+\/system_state)\.log$/.test(name)).slice(-2))
-    await attempt(entry.name, async () => archive.sections.push(...sectionsOf((await read(entry, REPORT_CHARS, REPORT_CHARS)).text, entry)));
+  const isReport = ({name}) => /^(system_info|logs\/uem_[^/]+\/system_state)\.log$/.test(name);
+  for (const entry of entries.filter(isReport).slice(-2)) await attempt(entry.name, async () => {
+    const report = await read(entry, REPORT_CHARS, REPORT_CHARS);
+    archive.sections.push(...sectionsOf(report.text, entry));
+  });
   await attempt('xtunnel dump', () => { archive.modules = modulesOf(archive, TABLES.modules); });
   await attempt('crash reports', async () => { archive.crashes = await readCrashes(file, entries, archive.clock); });
   archive.summary = summaryOf(archive);

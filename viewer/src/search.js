@@ -2,8 +2,8 @@
 const MOST_HITS = 500, SEARCH_BYTES = 4096 * MIB, SEARCH_MS = 150;  // shown; read at most; after the last key
 const wordPattern = (word) => new RegExp(`(${word.replace(/[^\w\s]/g, '\\$&')})`, 'gi');
 
-/** Calls onHit(line number, line, time) for each line of an entry with the word. Of a file that is no text the number is
- * 0 and the line says what it is. Throws a Fault when not all of it could be read. */
+/** Calls onHit(line number, line, time) for each line of an entry with the word. Of a file that is no text the number
+ * is 0 and the line says what it is. Throws a Fault when not all of it could be read. */
 async function searchFile(file, entry, word, clock, isCurrent, onHit) {
   const pattern = wordPattern(word);
   let before = '', last = 0;
@@ -62,10 +62,11 @@ async function searchAll({file, entries, clock}, word, isCurrent, told) {
 /** A text, with each occurrence of the word marked. */
 const marked = (text, word) => text.split(wordPattern(word)).map((part, i) => i % 2 ? make('mark', part) : part);
 function showHits(archive, hits, word) {
-  const shown = [...hits.timed, ...hits.untimed].slice(0, MOST_HITS), files = [...hits.files].sort(([, a], [, b]) => b - a);
+  const shown = [...hits.timed, ...hits.untimed].slice(0, MOST_HITS),
+    files = [...hits.files].sort(([, a], [, b]) => b - a);
   const cut = hits.count > shown.length ? `; ${shown.length} are shown, the latest of those with a time` : '';
-  page('hits').replaceChildren(make('h2', 'Found'),
-    make('p', {role: 'status'}, `${counted(hits.count, 'line')} with ${quoted(word)} in ${counted(files.length, 'file')}${cut}.`),
+  const told = `${counted(hits.count, 'line')} with ${quoted(word)} in ${counted(files.length, 'file')}${cut}.`;
+  page('hits').replaceChildren(make('h2', 'Found'), make('p', {role: 'status'}, told),
     hits.unread.length ? make('p.warning', `Not searched to the end: ${named(hits.unread)}.`) : '',
     addRows(make('p.faint'), files, ([entry, count]) =>
       make('span.count', place(archive, {entry, word}), ` ${count.toLocaleString('en')} `), 8),
@@ -79,8 +80,9 @@ async function search(archive, word) {
   [hits.dataset.word, hits.dataset.state] = [word, word ? 'searching' : 'done'];
   hits.replaceChildren(make('h2', 'Found'), status);
   if (!word) return;
-  const found = await searchAll(archive, word, isCurrent, ({count}, files) => {
-    status.textContent = `Searching … ${counted(count, 'line')} in ${files} of ${counted(archive.entries.length, 'file')}`;
+  const all = counted(archive.entries.length, 'file');
+  const found = await searchAll(archive, word, isCurrent, (hit, files) => {
+    status.textContent = `Searching … ${counted(hit.count, 'line')} in ${files} of ${all}`;
   });
   if (!isCurrent()) return;
   showHits(archive, found, word);

@@ -1,7 +1,8 @@
 // When: the tool's run, if something in it did not end, and the collected logs on the last day.
 const MOST_LOGS = 40;  // rows of the day at first
 /** The parts of a run: name, beginning of the first and the last record, and of the record of a time-out. */
-const INFO = 'collectSystemInfo', STATE = 'collectSystemStateForUem', WIDE = 'collectSystemWideLog', WAIT = 'wait for uem';
+const INFO = 'collectSystemInfo', STATE = 'collectSystemStateForUem', WIDE = 'collectSystemWideLog',
+  WAIT = 'wait for uem';
 const SPANS = [['system information', `wait for ${INFO} ...`, `wait for ${INFO} done`, `Exec ${INFO} is timeout`],
   ['tunnel dump', 'begin dump trust xtunnel', 'end dump trust xtunnel'],
   ['running logs', 'begin collect running log', 'end collect running log'],

@@ -25,7 +25,8 @@ async function findDirectory(file) {
   if (end < 0 && !begins(await bytesAt(file, 0, 4), LOCAL)) throw new Fault('This is no zip archive.');
   if (end < 0) throw new Fault('This archive is torn: its end is missing. Run the tool again; ' +
     '“zip -FF torn.zip --out rescued.zip” saves the files that were finished.');
-  let [size, at] = [tail.getUint32(end + 12, true), tail.getUint32(end + 16, true)], count = tail.getUint16(end + 10, true);
+  let [size, at] = [tail.getUint32(end + 12, true), tail.getUint32(end + 16, true)],
+    count = tail.getUint16(end + 10, true);
   if (end >= 20 && tail.getUint32(end - 20, true) === END_64) {
     const record = await bytesAt(file, number64(tail, end - 12), 56);
     [size, at, count] = [number64(record, 40), number64(record, 48), number64(record, 32)];
