@@ -230,7 +230,7 @@ function errorFindings(state) {
     `${groups.length > 1 ? ` and ${counted(groups.length - 1, 'other kind')}` : ''}` : '';
   const news = errors.filter(({isNew}) => isNew), fresh = errors.filter((group) => !group.isNew && group.fresh);
   const rest = errors.filter((group) => !group.isNew && !group.fresh),
-    last = Math.max(...rest.map((group) => group.last ?? 0));
+    last = Math.max(0, ...rest.map((group) => group.last ?? 0));
   const warned = news.length + fresh.length ? [] : ranked(state, 1).filter(({isNew, recent}) => isNew && recent > 2);
   if (news.length) tell(sum(news, 'recent') > 1 ? 'error' : 'warning',
     `New errors in the last two hours: ${first(news, `, ${times(news[0].recent)}`)}`, [...news, ...fresh]);

@@ -68,20 +68,30 @@ async function readDirectory(file) {
   return {entries, notes};
 }
 
-async function packedOf(file, entry) {
+let near = {};
+/** Some bytes of a file, MIB at most. What follows them is kept, since thousands of small entries are read one by one. */
+async function bytesNear(file, at, length) {
+  let {file: of, from, bytes} = near;
+  if (of !== file || at < from || at + length > from + bytes.length) {
+    [from, bytes] = [at, new Uint8Array(await file.slice(at, at + MIB).arrayBuffer())];
+    near = {file, from, bytes};
+  }
+  return bytes.subarray(at - from, at - from + length);
+}
+/** Where the content of an entry begins. */
+async function beginOf(file, entry) {
   if (entry.flags & 1 || ![0, 8].includes(entry.method))
     throw new Fault('This file is encrypted, or packed in a way that browsers do not know.');
-  const head = await bytesAt(file, entry.at, 30);
-  if (!begins(head, LOCAL)) throw new Fault('This file is not where the directory says.');
-  const from = entry.at + 30 + head.getUint16(26, true) + head.getUint16(28, true);
-  return file.slice(from, from + entry.packed);
+  const head = await bytesNear(file, entry.at, 30), view = new DataView(head.buffer, head.byteOffset, head.length);
+  if (!begins(view, LOCAL)) throw new Fault('This file is not where the directory says.');
+  return entry.at + 30 + view.getUint16(26, true) + view.getUint16(28, true);
 }
 /** An entry as if it were gzip, in pieces: the browser then compares size and checksum, faster than a script can. */
-async function* asGzip(packed, entry, progress) {
+async function* asGzip(file, from, entry, progress) {
   const number = (value, bytes) => Uint8Array.from({length: bytes}, (_, i) => Math.floor(value / 2 ** (8 * i)));
   yield Uint8Array.of(0x1f, 0x8b, 8, 0, 0, 0, 0, 0, 0, 255);
-  for (let at = 0; at < packed.size; at += MIB) {
-    const block = new Uint8Array(await packed.slice(at, at + MIB).arrayBuffer());
+  for (let at = 0; at < entry.packed; at += MIB) {
+    const block = await bytesNear(file, from + at, Math.min(MIB, entry.packed - at));
     for (let i = 0; i < block.length; i += FEED_BYTES) {
       const piece = block.subarray(i, i + FEED_BYTES);
       // What is not packed becomes a deflate block that is not packed either: its length, twice, goes before it.
@@ -95,11 +105,11 @@ async function* asGzip(packed, entry, progress) {
 }
 /** Yields an entry's content in pieces. Throws a Fault where it ends early, or at its end when it is another. */
 async function* contentOf(file, entry) {
-  const packed = await packedOf(file, entry), progress = {isFed: false};
+  const from = await beginOf(file, entry), progress = {isFed: false};
   const {writable, readable} = new DecompressionStream('gzip');
   const writer = writable.getWriter(), reader = readable.getReader();
   const feed = async () => {
-    for await (const piece of asGzip(packed, entry, progress)) await writer.write(piece);
+    for await (const piece of asGzip(file, from, entry, progress)) await writer.write(piece);
     await writer.close();
   };
   feed().catch((error) => writer.abort(error).catch(() => {}));  // makes the reader fail too, instead of waiting
