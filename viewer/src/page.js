@@ -87,8 +87,8 @@ function showFindings(archive) {
     records.some(isTrouble) ? '' : 'Nothing failed while collecting.';
   const open = findings.filter(({isClosed}) => !isClosed), isCalm = !open.some(({kind, isOfTool}) => kind && !isOfTool);
   fill('findings', 'What to look at', isCalm && document.body.dataset.logs === 'read' ?
-    make('p', `No new error in ${counted(state.logs.length, 'log')}, no crash of the client, no fault in its state.`) :
-      '',
+    make('p', `${state.logs.length ? `No new error in ${counted(state.logs.length, 'log')}` : 'It holds no log'}; ` +
+      'no crash of the client, no fault in its state.') : '',
   open.map(show), findings.filter(({isClosed}) => isClosed).map(show), make('p', said, ' ', log ? [button(
     `The ${counted(records.length, 'record')} of the last run`,
       () => view(archive, log, {line: records[0]?.line ?? 0})),
