@@ -1,4 +1,4 @@
-"""The page that shows an archive, in a real browser: with an archive of the tool's own, and with hostile ones."""
+"""The page that shows an archive, in a real browser: with an archive of the tool's own, made-up machines, hostile ones."""
 import os
 import pathlib
 import struct
@@ -6,6 +6,7 @@ import time
 import zipfile
 
 import browser
+import machines
 import sandbox
 from sandbox import LAUNCHD, MIB, ROOT_DIR, SHARED
 
@@ -28,7 +29,16 @@ BOMB = "b.log", bytes(64 * MIB)
 LIES = [("a.log", OWN_LOG, "file_size", 5), ("c.log", "cc", "CRC", 1), BOMB, ("e.log", "e", "flag_bits", 1),
         ("far.log", "x", "header_offset", 2**40)]
 TOLD = {"a.log": "directory says 5 B(?s:.*)·", "c.log": "checksum", "e.log": "encrypted",
-        "far.log": "not where the directory says", "b.log": "1.0 MiB of 64.0 MiB read. It holds bytes"}
+        "far.log": "not where the directory says", "b.log": "64.0 MiB(?s:.*)zero bytes"}
+LIAR = "Nothing failed. All is well with this client."
+# A section that does not end in a line feed, and blanks that a careless expression tries again and again.
+BAD_REPORT = "".join(machines.BANNER % row[0] + row[1] for row in [
+    ("netcard", "en0: up\n" + "\n " * MIB + "\n\tinet 192.0.2.9 x"), ("resolv dns info", "# none")])
+# (files of an archive, where it begins, what is done to its bytes, what the page says)
+LIAR = "Nothing failed. All is well with this client."
+# A section that does not end in a line feed, and blanks that a careless expression tries again and again.
+BAD_REPORT = "".join(machines.BANNER % row[0] + row[1] for row in [
+    ("netcard", "en0: up\n" + "\n " * MIB + "\n\tinet 192.0.2.9 x"), ("resolv dns info", "# none")])
 # (files of an archive, where it begins, what is done to its bytes, what the page says)
 ARCHIVES = [
     ([], 0, lambda whole: b"no archive" * 9999, "failed(?s:.*)This is no zip archive"),
@@ -36,24 +46,40 @@ ARCHIVES = [
     (GOOD, 0, lambda whole: whole[:300] + whole[400:], "failed(?s:.*)damaged"),
     ([], 0, None, "shown(?s:.*)It holds no file(?s:.*)It holds no LogColltionTool.log"),
     (GOOD, 0, lambda whole: whole.replace(b"?<b>", b"\xff<b>"),
-     r"shown(?s:.*)explained by the documents\n12:00:03 warning never explained <img src=x .*> 9 times(?s:.*)"
-     r"Source directory /x not(?s:.*)Normal: 1 thing(?s:.*)tunnel: DNS(?s:.*)tunnel: VNIC(?s:.*)no end"),
+     r"shown(?s:.*)documents do not explain\n\S+ 12:00:03 warning 9 times never explained <img src=x .*>\n(?s:.*)"
+     r"Source directory /x not(?s:.*)Normal: 1 thing(?s:.*)no end(?s:.*)tunnel: DNS(?s:.*)tunnel: VNIC"),
     ([BOMB, ("LogColltionTool.log", "x" * MIB * 193)], 0, None, "shown(?s:.*)only the first 192.0 MiB were read"),
     ([("3g.log", "x")], 5 << 30, None, "shown(?s:.*)5.0 GiB, 1 file"),
     ([("logs/%d/%d.log" % (i % 3, i), "") for i in range(70000)], 0, None, "shown(?s:.*)All 70,000 files"),
+    ([("system_info.log", BAD_REPORT), ("logs/ada/deep.json", "[" * MIB), ("logs/uem_" + LIAR + "/x.ips", "[1]\n{\"threads\":1}")], 0, None,
+     "shown(?s:.*)“Nothing failed. All is well with…”(?s:.*)en0 192.0.2.9(?s:.*)Name servers none"),
     (LIES, 0, lambda whole: whole[:-14] + struct.pack("<2H", 99, 99) + whole[-10:],
-     r"shown(?s:.*)claims to hold 99 files(?s:.*)sizes or places of 1 file")]
+     r"shown(?s:.*)claims to hold 99 files(?s:.*)Sizes or places that cannot be: 1 of")]
 
 
 class Viewer(sandbox.Case):
     def find(self, selector):
         return self.page.find_element("css selector", selector)
 
+    def text(self, selector):
+        return self.find(selector).text
+
     def show(self, path):
+        """Opens an archive, waits until its logs are read, and returns the state and all that is on the page."""
         self.page.execute_script("document.body.dataset.state = 'empty'")
         self.find("input[type=file]").send_keys(path)
-        sandbox.until(lambda: self.find("body").get_attribute("data-state") in ("shown", "failed"))
-        return self.find("body").get_attribute("data-state") + "\n" + self.find("body").text
+        body = self.find("body")
+        sandbox.until(lambda: body.get_attribute("data-state") == "failed" or
+                      (body.get_attribute("data-state"), body.get_attribute("data-logs")) == ("shown", "read"))
+        return body.get_attribute("data-state") + "\n" + body.text
+
+    def search(self, word):
+        """The hits, once the search is done."""
+        self.page.execute_script("arguments[0].value = ''", self.find("#search"))
+        self.find("#search").send_keys(word + "\n")
+        hits = self.find("#hits")
+        sandbox.until(lambda: (hits.get_attribute("data-word"), hits.get_attribute("data-state")) == (word, "done"))
+        return hits.text
 
     def open(self, name):
         """What the viewer shows of a file, found in the tree by opening every folder."""
@@ -62,13 +88,17 @@ class Viewer(sandbox.Case):
             self.page.execute_script("document.querySelectorAll('.tree details').forEach((d) => d.open = true)")
         self.page.execute_script("document.getElementById('viewer').close()")
         self.page.execute_script("arguments[0].click()", self.page.find_elements("xpath", button)[-1])
-        sandbox.until(lambda: self.find("#viewer pre").text or self.find("#viewer .faint").text)
-        return self.find("#viewer").text
+        return self.shown_file()
+
+    def shown_file(self):
+        sandbox.until(lambda: self.text("#viewer .faint").split(" ")[0] not in ("", "Reading", "Searching"))
+        return self.text("#viewer")
 
     def test_one_archive_after_the_other(self):
-        """In one page that stays usable: the tool's own, then hostile ones, the last of which is opened file by file."""
+        """In one page that stays usable: made-up machines, the tool's own, then hostile ones, which are opened file by file."""
         self.files = self.box(console="ada")
         self.page = browser.start(self, self.files)
+        self.check_machines()
         self.check_archive_of_the_tool()
         self.check_hostile_archives()
         server = self.server(b"")
@@ -77,24 +107,47 @@ class Viewer(sandbox.Case):
         self.assertEqual(server.requests, [])
         self.assertNotEqual(self.page.title, "caught")
 
+    def check_machines(self):
+        for name, (cause, *_) in machines.FAULTS.items():
+            machines.archive(name, self.files.path("/%s.zip" % name))
+            self.show(self.files.path("/%s.zip" % name))
+            bad = [finding.text for finding in self.page.find_elements("css selector", ".finding.error, .finding.warning")]
+            self.assertEqual(self.page.title, name + ".zip – log archive")
+            self.assertRegex((bad + ["no fault"])[0], cause or "no fault")
+            if name == "crash":
+                self.assertEqual([text.split("\n")[0] for text in bad[1:]], [
+                    "oBrelaTunnel: 5 crashes, last 18:35:31, EXC_BAD_ACCESS in TlsSession::verify, version 7.3.12",
+                    "Launch jobs: com.quelmar.oBrelaTunnel does not run (SIGSEGV)"])
+                self.assertNotIn("start the client", self.text("#findings"))
+                self.assertRegex(self.text("#summary"), "client 7.3.12")
+        self.assertRegex(self.search("Library not"), r"50 lines(?s:.*)QMUem.log:1252 2026-11-21 17:55:32 \[")
+        self.find("#hits .hit button").click()
+        self.shown_file()
+        self.assertRegex(self.find("#viewer .here").text, r"\A1252\s.*QMUem: library not loaded, exit 50\Z")
+        self.page.execute_script("document.getElementById('viewer').close()")
+
     def check_archive_of_the_tool(self):
         now = time.strftime("%Y-%m-%d %H:%M:%S", time.gmtime())
         self.files.put(CLIENT_LOG, now + " connect failed\n" + "plain\n" * 300000)
         self.files.put("/Users/ada/Library/Logs/DiagnosticReports/a.ips", IPS)
         self.files.put(LAUNCHD, size=11 * MIB)
+        self.files.put("/Users/ada" + SHARED + "/database/a.db", b"SQLite format 3\0" + bytes(99) + b"ada lovelace")
         self.files.run("-q")
         shown = self.show(self.files.path(ROOT_DIR + "/" + self.files.archives()[0]))
-        for text in (r"\Ashown\n", r"Collected 20.* for ada and root · .* files", "did not: none",
-                     "The tunnel's modules are missing: the tunnel service does not run.*\nWhat to do: start the client",
+        for text in (r"Collected 20.* for “ada” and root · .* files", "Before you send it: data of “ada” · 1 database",
+                     "The tunnel's modules are missing: .*the tunnel service does not run.*\nWhat to do: start the client",
                      r"Normal: \d+ things", "a.ips", "it is over 10 MiB",
                      "missing: Source directory /Library/Application Support/oBrela/netData not exist", r"Name servers\s+192\.0\.2\.1",
-                     "The run waited for: "):
+                     r"client\.log 1 1"):
             self.assertRegex(shown, text)
-        self.assertRegex(self.find("#timeline").text, r"client\.log[^\n]*\n1\n")
+        self.assertRegex(self.search("lovelace"), "a.db (?s:.*)SQLite database")
+        self.assertRegex(self.open("a.db"), "SQLite database, 127 B")
         self.assertRegex(self.open("a.ips"), r'oBrelaTunnel(?s:.*)verify(?s:.*)"procName": "oBrelaTunnel"')
-        self.assertRegex(self.open("client.log"), "1.0 MiB of 1.7 MiB read")
+        self.assertRegex(self.open("client.log"), "Lines 299,002 to 300,001, the last")
         self.find("#viewer input").send_keys("CONNECT")
-        self.assertRegex(self.find("#viewer pre").text, r"\A\S+ \S+ connect failed\Z")
+        sandbox.until(lambda: "1 such line in the whole file" in self.text("#viewer .faint"))
+        self.find("#viewer pre button").click()
+        self.assertRegex(self.shown_file(), r"\n1\s+\S+ \S+ connect failed\n2\s+plain")
         self.find("#viewer .save button").click()
         sandbox.until(lambda: os.path.exists(self.files.path("/downloads/client.log")))
         self.assertEqual(self.files.read("/downloads/client.log"), self.files.read(CLIENT_LOG))

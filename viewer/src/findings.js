@@ -1,0 +1,252 @@
+// What is wrong: from the tool's own log, reports, crash reports and groups of errors. Nothing here knows the page.
+// A finding is {kind, title, lines, todo, about}: kind is 'error', 'warning' or '', a line {text, note, place}, a place
+// {entry, line}, and `about` has the names by which a complaint of the guide knows that it is concerned.
+const REPORT_BYTES = 2 * MIB, MOST_REPORTS = 300;  // of a crash report, and how many of them are read
+const MOST_QUOTED = 160;  // characters of an error in a title
+const DAY = 24 * HOUR;
+const CLIENT_PROGRAM = /obrela|quelmar|ferngateway|qmuem|okvu/i;
+const TOOL_COMMAND = /\bgrep\b|oBrelaLog|LogCollectionTool/;
+const SIGNALS = ' HUP INT QUIT ILL TRAP ABRT EMT FPE KILL BUS SEGV SYS PIPE ALRM TERM'.split(' ');  // of macOS
+
+/** The list under this key of a map. */
+const listed = (map, key) => map.get(key) ?? map.set(key, []).get(key);
+
+// ---- The tool's own log.
+const isTrouble = ({level}) => /^(warning|error|critical)$/.test(level);
+const RUN = /^\[[^\]\n]{1,40}\] \[info\] \[\d+\] \[LogCollectionTool:main:\d+\] Collection log start$/gm;
+const RECORD = /^\[([-\d]{10} [:\d]{8}\.\d+)\] \[(\w+)\] \[\d+\] \[LogCollectionTool:\S{1,200}:\d+\] /gm;
+/** Parses the own log, whose first line has this number: the last run's records, and the number of runs. */
+function readRun(log, line) {
+  const starts = [...log.matchAll(RUN)], from = starts.at(-1)?.index ?? 0, text = log.slice(from);
+  const heads = [...text.matchAll(RECORD)];
+  let number = line + linesIn(log, 0, from), at = 0;
+  const records = heads.map((head, i) => {
+    [number, at] = [number + linesIn(text, at, head.index), head.index];
+    return {stamp: head[1], level: head[2], time: Date.parse(`${head[1].replace(' ', 'T')}Z`) || 0, line: number,
+      message: text.slice(head.index + head[0].length, heads[i + 1]?.index).replace(/\n$/, '')};
+  });
+  return {runs: starts.length, records, told: records.filter((r) => isTrouble(r) ||
+    r.message.endsWith(' will ignore'))};
+}
+/** Tells whether a text begins with the first of these parts and has the others after it, in that order. */
+function fits([begin, ...parts], text) {
+  let at = begin.length;
+  return text.startsWith(begin) && parts.every((part) => {
+    const found = text.indexOf(part, at);
+    at = found + part.length;
+    return found >= 0;
+  });
+}
+/** Tells whether a record is normal: its row says that there is nothing to do, or it is about a missing folder that
+ * many Macs do not have. Missing logs of the client are not normal, except root's. */
+const isNormal = ({level, message}, row) => row.todo === 'nothing' || level === 'warning' && / code:2 /.test(message) &&
+  /normal/.test(row.cause) && !/^Source directory \/Users\/(?!root\/)[^/]*\/.*\/oBrela\/logs not exist/.test(message);
+/** One line for all equal messages, with the time of the first one. */
+function recordLines(records, entry) {
+  const counts = new Map(records.map((record) => [record.message, 0]));
+  const firsts = records.filter(({message}) => counts.set(message, counts.get(message) + 1).get(message) === 1);
+  return firsts.map(({stamp, level, message, line}) => ({place: {entry, line}, text: message.slice(0, 2000),
+    note: joined([stamp.slice(11, 19), level, counts.get(message) > 1 && `${counts.get(message)} times`])}));
+}
+/** What could not be collected. When the client is known to have failed, that the tunnel service did not answer follows
+ * from it and needs no advice of its own. */
+function recordFindings({run, log}, table, hasFailed) {
+  const unknown = [], absent = [], groups = new Map();
+  for (const record of run.records.filter(isTrouble)) {
+    const row = table.find(({parts}) => fits(parts, record.message)), key = row && `${row.heading}\n${row.todo}`;
+    if (!row) unknown.push(record);
+    else if (isNormal(record, row)) absent.push(record);
+    else listed(groups, key).push({row, record});
+  }
+  const finding = (records, title, more) => ({title, isOfTool: true, lines: recordLines(records, log),
+    kind: records.every(({level}) => level === 'warning') ? 'warning' : 'error', ...more});
+  const found = [...groups.values()].map((pairs) => {
+    const {heading, todo} = pairs[0].row, causes = [...new Set(pairs.map(({row}) => row.cause))].join('; ');
+    const follows = hasFailed && /^The tunnel/.test(heading) && {kind: ''};
+    return finding(pairs.map(({record}) => record), `${heading}: ${causes}`, {isRich: true, about: ['xtunnel dump:'],
+      todo: follows ? 'see above: the service did not run when the archive was made' : todo, ...follows});
+  });
+  return [...unknown.length ? [finding(unknown, 'The tool says what the documents do not explain')] : [], ...found,
+    ...absent.length ? [finding(absent, `Normal: ${counted(absent.length, 'thing')} that this machine lacks`,
+      {kind: '', isClosed: true})] : []];
+}
+
+// ---- The reports made of commands, and the tunnel's modules.
+/** Splits a report at its banners: [{title, lines, entry, line}]. A section need not end in a line feed. */
+function sectionsOf(report, entry) {
+  const parts = report.split(/={34} ([^\n]{1,100}?) ={34}(?:\n|$)/), sections = [];
+  for (let i = 1, line = 2 + linesIn(parts[0]); i < parts.length; line += 1 + linesIn(parts[i + 1]), i += 2)
+    sections.push({title: parts[i], lines: parts[i + 1].trim() ? parts[i + 1].trimEnd().split('\n') : [], entry, line});
+  return sections;
+}
+/** Splits the tunnel's dump in the own log into a section for each module; one section when it names none. */
+function modulesOf({run, log}, modules) {
+  const record = run.records.find(({message}) => message.startsWith('xtunnel dump:\n')), sections = new Map();
+  const dump = record?.message.slice(14) ?? '', json = /^\s*[[{]/.test(dump) && parseJson(dump);
+  const add = (title, lines, line) => {
+    if (!sections.has(title)) sections.set(title, {title, entry: log, line, lines: []});
+    for (const text of lines) sections.get(title).lines.push(text);
+  };
+  if (json && typeof json === 'object') {
+    for (const [key, value] of Object.entries(json))
+      add(String(value?.name ?? value?.module ?? key).slice(0, 100), printed(value).split('\n'), record.line + 1);
+    return [...sections.values()];
+  }
+  const named = new RegExp(`^[\\W\\d]{0,40}(?:(?:module|name)\\W{1,9})?(${modules.join('|')})(?!\\w)`);
+  const lines = record ? dump.split('\n') : [], starts = lines.flatMap((text, i) => named.test(text) ? [i] : []);
+  if (lines.length && starts[0] !== 0) starts.unshift(0);
+  starts.forEach((at, i) => add(named.exec(lines[at])?.[1] ?? 'dump', lines.slice(at, starts[i + 1]),
+    record.line + 1 + at));
+  return [...sections.values()];
+}
+const NOTHING = '["\']?\\s?[:=]\\s?["\']?(?:\\d|none\\b|no\\b|false|null|nil|ok\\b|["\'])';
+const BAD_STATE = new RegExp('(?<!\\b(?:0|no|not) )\\b(?:down|timed? ?-?out|fail(?:ed|ure|s)?|refused|servfail|' +
+  `unreachable|expired|error)\\b(?!${NOTHING})|(?<!(?:err|errors?|failed|failures?|fault|timeouts?|reason|proxy)` +
+  '["\']?\\s?[:=]\\s?["\']?)\\bnone\\b', 'i');
+/** The lines of a section that are like this, as evidence. */
+const evidence = (section, like) => section.lines.map((text, i) => ({text: text.slice(0, 500),
+  place: {entry: section.entry, line: section.line + i}})).filter(({text}) => like.test(text));
+const ALL = /\S/;
+function jobFinding(section) {
+  const jobs = evidence(section, ALL).map((line) =>
+    ({line, found: /^(-|\d+)\s+(-?\d+)\s+(\S+)/.exec(line.text) ?? []}));
+  const bad = jobs.filter(({found: [, pid, status]}) => pid === '-' || pid && status !== '0');
+  const told = ({found: [, pid, status, name]}) => {
+    const signal = SIGNALS[status < 0 ? -status : status - 128], end = signal ? `SIG${signal}` : `status ${status}`;
+    return `${shownName(name, 60)} ${pid === '-' ? 'does not run' : 'runs again'}${status === '0' ? '' : ` (${end})`}`;
+  };
+  const isError = bad.some(({found: [, pid, status]}) => pid === '-' && status !== '0');
+  const more = bad.length > 3 ? `; ${bad.length - 3} more` : '';
+  return bad.length ? [{kind: isError ? 'error' : 'warning', about: ['plist info'], lines: bad.map(({line}) => line),
+    title: `Launch jobs: ${bad.slice(0, 3).map(told).join('; ')}${more}`}] : [];
+}
+/** What the reports tell of the machine's state. `hasAgent`: the management agent is installed. */
+function stateFindings(sections, modules, hasAgent) {
+  const found = [], byTitle = new Map(sections.map((section) => [section.title, section]));
+  const look = (title, like, kind, isBad, text, ...about) => {
+    const section = byTitle.get(title), lines = section ? evidence(section, like) : [];
+    if (!section || !isBad(lines)) return;
+    const first = section.lines.length ? {text: section.lines[0].slice(0, 500), line: section.line} :
+      {text: '(an empty section)', line: section.line - 1};
+    found.push({kind, title: text, about: [title, ...about],
+      lines: lines.length ? lines : [{text: first.text, place: {entry: section.entry, line: first.line}}]});
+  };
+  const isCard = ({text}) => /^(?:\d+: )?utun7:/.test(text);
+  const nobody = (lines) => lines.every(({text}) => TOOL_COMMAND.test(text));
+  if (byTitle.has('plist info')) found.push(...jobFinding(byTitle.get('plist info')));
+  look('obrela process info', ALL, 'error', nobody, 'No process of the client runs');
+  look('UEM processes', ALL, 'error', (lines) => hasAgent && nobody(lines), 'The management agent does not run',
+    'QMUem');
+  look('route info', /\butun7\b/, 'warning', (lines) => !lines.length, 'There is no tunnel interface utun7', 'utun7');
+  look('route info', /\butun7\b/, 'warning', (lines) => lines.length && lines.every(isCard),
+    'No route leads through the tunnel interface utun7', 'utun7');
+  look('resolv dns info', /^\s{0,9}nameserver\s+\S/, 'warning', (lines) => !lines.length, 'No name server is set',
+    'nameserver');
+  look('SIP state', /\bdisabled\b/i, 'warning', (lines) => lines.length, 'System Integrity Protection is off');
+  const bad = modules.filter((section) => evidence(section, BAD_STATE).length), names = bad.map(({title}) => title);
+  if (bad.length) found.push({kind: 'warning', about: ['xtunnel dump:', ...names],
+    title: `Modules of the tunnel service tell of trouble: ${shownName(names.join(', '), 200)}`,
+    lines: bad.flatMap((section) => evidence(section, BAD_STATE))});
+  return found;
+}
+
+// ---- Crashes.
+const textAt = (value) => typeof value === 'string' ? value.slice(0, 200) : '';
+const fileOf = (name) => name.slice(name.lastIndexOf('/') + 1);
+/** What a crash report tells: {program, version, stamp, what, where, id}; of one that cannot be read, only its name. */
+function readCrash(name, text) {
+  const program = fileOf(name).replace(/[-_.]\d{4}-.*|\.\w+$/, '');
+  const {head, body} = /\.ips$/i.test(name) && parseReport(text) || {};
+  if (body) {
+    const frames = framesOf(body), own = frames.find(({symbol, isSystem}) => symbol && !isSystem) ?? frames[0];
+    return {program: textAt(body.procName) || textAt(head.app_name) || program, version: textAt(head.app_version),
+      stamp: textAt(body.captureTime) || textAt(head.timestamp), id: textAt(head.incident_id) || fileOf(name),
+      what: textAt(body.exception?.type) || textAt(body.exception?.signal) || textAt(body.termination?.indicator),
+      where: textAt(own?.symbol),
+      isClient: CLIENT_PROGRAM.test([program, body.procName, body.procPath, head.bundleID].join(' '))};
+  }
+  const field = (pattern) => pattern.exec(text)?.[1] ?? '';
+  const process = field(/^Process:[ \t]{0,20}([^\n[]{1,100}?) *(?:\[|$)/m) || program;
+  return {program: process, version: field(/^Version:[ \t]{0,20}([^\s]{1,40})/m), id: fileOf(name),
+    stamp: field(/^Date\/Time:[ \t]{0,20}([^\n]{1,40})/m), what: field(/^Exception Type:[ \t]{0,20}(\w{1,60})/m),
+    where: field(/^Thread \d{1,5} Crashed[^\n]{0,200}\n\d{1,3}[ \t]+\S{1,200}[ \t]+\S{1,40} (.{1,200}?)(?: \+ \d+)?$/m),
+    isClient: CLIENT_PROGRAM.test(process + program)};
+}
+/** Reads the crash reports, the latest first; one that is in the archive twice counts once. */
+async function readCrashes(file, entries, clock) {
+  const byId = new Map(), isOther = ({name}) => !CLIENT_PROGRAM.test(fileOf(name));
+  const reports = entries.filter(({name}) => /\.(?:ips|crash)$/i.test(name)).sort((a, b) => isOther(a) - isOther(b));
+  for (const [i, entry] of reports.entries()) {
+    const {text} = i < MOST_REPORTS ? await readText(file, entry, REPORT_BYTES, REPORT_BYTES) : {text: ''};
+    const crash = readCrash(entry.name, text), stamp = stampOf(crash.stamp, {end: clock.end});
+    if (stamp?.zone) clock.zone ??= offsetOf(stamp.zone);
+    if (!byId.has(crash.id)) byId.set(crash.id, {...crash, entry, time: stamp?.time ?? 0});
+  }
+  return [...byId.values()].sort((a, b) => b.time - a.time);
+}
+const whenText = (time, end) => end - time < DAY / 2 && time <= end + HOUR ? clockText(time) : stampText(time);
+function crashFindings(crashes, dumps, {end}) {
+  const programs = new Map();
+  for (const crash of crashes) listed(programs, crash.program).push(crash);
+  const told = ([{program, time, what, where, version}, ...older]) => joined([
+    `${shownName(program, 60)}: ${counted(older.length + 1, 'crash')}`, time && `last ${whenText(time, end)}`,
+    joined([what, where].map((text) => text && shownName(text, 80)), ' in '),
+    version && `version ${shownName(version, 40)}`], ', ');
+  const lines = (list) => list.map(({entry, stamp, what, where}) => ({place: {entry}, text: joined([what, where]),
+    note: shownName(stamp.slice(0, 19) || 'at an unknown time')}));
+  const all = [...programs.values()], own = all.filter(([{isClient}]) => isClient),
+    others = all.filter(([{isClient}]) => !isClient);
+  const found = own.map((list) => ({kind: end - list[0].time < DAY ? 'error' : 'warning', isCrash: true,
+    title: told(list),
+    lines: lines(list), about: ['logs/USER/diagnosticReports/', 'logs/uem_FIRST/DiagnosticReports/']}));
+  if (dumps.length) found.push({kind: 'warning', about: ['logs/USER/electron/', 'Crash/'],
+    title: `${counted(dumps.length, 'dump')} of the client’s window and services, for a debugger`,
+    lines: dumps.map((entry) => ({text: bytesText(entry.size), place: {entry}}))});
+  if (others.length) found.push({kind: '', isClosed: true,
+    title: `Crashes of other makers’ programs: ${sum(others, 'length')}`,
+    lines: others.map((list) => ({text: told(list), place: {entry: list[0].entry}}))});
+  return found;
+}
+
+// ---- Errors in the logs.
+const times = (count) => count === 1 ? 'once' : `${count.toLocaleString('en')} times`;
+function errorLine({text, recent, before, fresh, untimed, since, last, place: {log, line}}, end) {
+  const note = [recent && `${times(recent)} in the last two hours`,
+    recent && (before ? `${times(before)} before` : 'never before'),
+    fresh && `${times(fresh)}, in a log that begins within the last two hours`,
+    (recent || fresh) && `since ${clockText(since)}`,
+    !recent && before && `${times(before)}, last ${whenText(last, end)}`,
+    untimed && `${times(untimed)}, without a time`];
+  return {text, note: joined(note, ', '), place: {entry: log.entry, line}};
+}
+/** What the logs' errors tell; warnings are asked when no error is new. */
+function errorFindings(state) {
+  const {end} = state.clock, found = [], errors = ranked(state, 2);
+  const tell = (kind, title, groups) => {
+    if (groups.length) found.push({kind, title, about: [], lines: groups.map((group) => errorLine(group, end)),
+      words: groups.slice(0, 50).map(({text}) => text.toLowerCase())});
+  };
+  const first = (groups, more = '') => groups.length ? `“${shownName(groups[0].text, MOST_QUOTED)}”${more}` +
+    `${groups.length > 1 ? ` and ${counted(groups.length - 1, 'other kind')}` : ''}` : '';
+  const news = errors.filter(({isNew}) => isNew), fresh = errors.filter((group) => !group.isNew && group.fresh);
+  const rest = errors.filter((group) => !group.isNew && !group.fresh),
+    last = Math.max(0, ...rest.map((group) => group.last ?? 0));
+  const warned = news.length + fresh.length ? [] : ranked(state, 1).filter(({isNew, recent}) => isNew && recent > 2);
+  if (news.length) tell(sum(news, 'recent') > 1 ? 'error' : 'warning',
+    `New errors in the last two hours: ${first(news, `, ${times(news[0].recent)}`)}`, [...news, ...fresh]);
+  else tell(sum(fresh, 'fresh') > 2 ? 'warning' : '',
+    `Errors in logs that begin within the last two hours: ${first(fresh)}`, fresh);
+  tell('warning', `New warnings in the last two hours: ${first(warned)}`, warned);
+  const kinds = counted(rest.length, 'kind'), title = rest.some(({recent}) => recent) ?
+    `Errors that come no more often than before: ${kinds}` : last ?
+      `Errors, but none of them in the last two hours: ${kinds}, the last at ${stampText(last)}` :
+      `Errors without a time: ${first(rest)}`;
+  tell('', title, rest.sort((a, b) => b.recent - a.recent || (b.last ?? 0) - (a.last ?? 0)));
+  return found;
+}
+/** All findings, the worst first; what the tool could not collect comes after what is wrong with the client. */
+function sorted(findings) {
+  const rank = ({kind, isClosed, isOfTool}) => isClosed ? 9 :
+    ['error', 'warning', ''].indexOf(kind) + (isOfTool ? 3 : 0);
+  return findings.sort((a, b) => rank(a) - rank(b));
+}

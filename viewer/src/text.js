@@ -1,0 +1,133 @@
+// From bytes to text, and from text to what may be shown. Nothing here knows the page.
+const LONG_LINE = 256 * 1024;  // characters after which a line is cut, so that no line fills the memory
+const JSON_CHARS = 8 * MIB, JSON_DEPTH = 64, PRINTED_CHARS = 64 * MIB;
+const REST_MS = 25;  // work without a rest for the page
+
+/** Makes visible what would otherwise act, hide or change the direction of writing. */
+const visible = (text) => text.replace(/\r\n/g, '\n').replace(/\0{9,}/g, (zeros) => `<${zeros.length} zero bytes>`)
+  .replace(/[\0-\x08\x0b-\x1f]/g, '·')
+  .replace(/[\x7f-\x9f\p{Cf}\p{Zl}\p{Zp}\p{DI}]/gu, (c) => `<${c.codePointAt(0).toString(16)}>`);
+const shownName = (name, most = 1000) => visible(name.length > most ? `${name.slice(0, most)}…` : name)
+  .replace(/\n/g, '␊').replace(/\t/g, '␉') || '(no name)';
+/** A name that somebody else chose, within a sentence of the page. */
+const quoted = (name) => `“${shownName(name.replace(/["“”„‟]/g, '\''), 32)}”`;
+const counted = (count, noun) =>
+  `${count.toLocaleString('en')} ${noun}${count === 1 ? '' : /s[sh]?$/.test(noun) ? 'es' : 's'}`;
+const sum = (list, key) => list.reduce((total, item) => total + item[key], 0);
+const joined = (parts, between = ' ') => parts.filter((part) => part).join(between);
+/** Copies a text, so that it does not keep the block that it was taken from. */
+const copied = (text) => text.split('').join('');
+
+let rested = 0;
+/** Lets the page react when it had to wait for a while. Timers would be slowed down in a tab that is not seen. */
+async function rest() {
+  if (performance.now() - rested < REST_MS) return;
+  await new Promise((resolve) => {
+    const {port1, port2} = new MessageChannel();
+    port1.onmessage = () => { port1.close(); resolve(); };
+    port2.postMessage(0);
+  });
+  rested = performance.now();
+}
+
+const CAPTURE = 'packet capture';
+const MAGIC = [['SQLite format 3\0', 'SQLite database'], ['MDMP', 'minidump, for a debugger'],
+  ['PK\x03\x04', 'zip archive'], ['\x1f\x8b', 'gzip file'], ['bplist', 'binary property list'], ['\n\r\r\n', CAPTURE],
+  ['\xd4\xc3\xb2\xa1', CAPTURE], ['\xa1\xb2\xc3\xd4', CAPTURE], ['\x4d\x3c\xb2\xa1', CAPTURE]];
+/** What the first bytes of a file tell: {encoding, kind}; the kind is empty for text. */
+function kindOf(bytes) {
+  const head = bytes.subarray(0, 4096), text = bytewise.decode(head.subarray(0, 16)), zeros = [0, 0];
+  const known = MAGIC.find(([magic]) => text.startsWith(magic));
+  if (known) return {encoding: 'utf-8', kind: known[1]};
+  let controls = 0;
+  head.forEach((byte, i) => {
+    if (byte === 0) ++zeros[i % 2];
+    else if (byte < 9 || byte > 13 && byte < 32 && byte !== 27) ++controls;
+  });
+  const most = head.length * 0.3, all = zeros[0] + zeros[1];
+  if (text.startsWith('\xff\xfe') || zeros[1] > most && !zeros[0]) return {encoding: 'utf-16le', kind: ''};
+  if (text.startsWith('\xfe\xff') || zeros[0] > most && !zeros[1]) return {encoding: 'utf-16be', kind: ''};
+  // A log that was emptied while its program wrote on begins with zeros only.
+  const isBinary = all !== head.length && controls + all > head.length * 0.1;
+  return {encoding: 'utf-8', kind: isBinary ? 'binary file' : ''};
+}
+
+function linesIn(text, from = 0, to = text.length) {
+  let count = 0;
+  for (let at = text.indexOf('\n', from); at >= 0 && at < to; at = text.indexOf('\n', at + 1)) ++count;
+  return count;
+}
+/** Yields an entry as blocks of whole lines: {text, line, next, kind} with the numbers of this and the next block's
+ * first line. A line that is too long is cut in blocks with the same number. */
+async function* textOf(file, entry, most = ENTRY_BYTES) {
+  let known, decoder, tail = '', line = 1, length = 0, fault;
+  const block = (text, first = line) => ({text, line: first, next: line += linesIn(text), kind: known.kind});
+  try {
+    for await (const piece of contentOf(file, entry)) {
+      if (length >= most) throw new Fault(`Of this file only the first ${bytesText(length)} were read.`);
+      length += piece.length;
+      known ??= kindOf(piece);
+      decoder ??= new TextDecoder(known.encoding);
+      const text = tail + decoder.decode(piece, {stream: true});
+      const end = text.lastIndexOf('\n') + 1 || (text.length > LONG_LINE ? text.length : 0);
+      tail = text.slice(end);
+      if (end) yield block(text.slice(0, end));
+      await rest();
+    }
+  } catch (error) { fault = error; }
+  if (tail) yield block(tail);
+  if (fault) throw fault;
+}
+/** The last `keep` characters of an entry, from the beginning of a line: {text, line, fault}. */
+async function readText(file, entry, keep, most = ENTRY_BYTES) {
+  const blocks = [];
+  let length = 0, fault = '';
+  try {
+    for await (const block of textOf(file, entry, most)) {
+      blocks.push(block);
+      for (length += block.text.length; length - blocks[0].text.length >= keep;) length -= blocks.shift().text.length;
+    }
+  } catch (error) { fault = sentence(error); }
+  return {text: blocks.map(({text}) => text).join(''), line: blocks[0]?.line ?? 1, fault};
+}
+
+/** Parses JSON; undefined when it is none, or so deep or large that laying it out would freeze the page. */
+function parseJson(text) {
+  let depth = 0, deepest = 0, items = 0, isString = false;
+  if (text.length > JSON_CHARS) return undefined;
+  for (let i = 0; i < text.length; ++i) {
+    const c = text[i];
+    if (isString && c === '\\') ++i;
+    else if (c === '"') isString = !isString;
+    else if (isString) continue;
+    else if (c === '{' || c === '[') deepest = Math.max(deepest, ++depth);
+    else if (c === '}' || c === ']') --depth;
+    else if (c === ',') ++items;
+  }
+  if (deepest > JSON_DEPTH || 2 * deepest * items > PRINTED_CHARS) return undefined;
+  try { return JSON.parse(text); } catch { return undefined; }
+}
+const printed = (value) => JSON.stringify(value, null, 2);
+/** The head and the body of an .ips report; undefined when it is none. */
+function parseReport(text) {
+  const cut = text.indexOf('\n'), head = parseJson(text.slice(0, cut)), body = parseJson(text.slice(cut));
+  return head && body && typeof head === 'object' && typeof body === 'object' ? {head, body} : undefined;
+}
+/** The frames of the thread that crashed. */
+function framesOf({threads, faultingThread, usedImages}) {
+  const frames = threads?.[faultingThread]?.frames, images = usedImages ?? [];
+  return (Array.isArray(frames) ? frames.slice(0, 50) : []).filter((frame) => frame).map((frame) => ({
+    symbol: String(frame.symbol ?? ''), at: frame.symbolLocation ?? frame.imageOffset,
+    image: String(images[frame.imageIndex]?.name ?? '?'),
+    isSystem: /^\/(?:usr\/lib|System)\//.test(images[frame.imageIndex]?.path)}));
+}
+/** Formats JSON or a crash report for reading; empty when the text is neither. */
+function layOut(name, text) {
+  if (/\.json$/i.test(name)) return printed(parseJson(text)) ?? '';
+  const {head, body} = parseReport(text) ?? {};
+  if (!body) return '';
+  const first = ['procName', 'captureTime', 'exception', 'termination'].filter((key) => key in body);
+  return [...first.map((key) => `${key}: ${JSON.stringify(body[key])}`),
+    ...framesOf(body).map(({symbol, at, image}, i) => `  ${i}  ${image}  ${symbol} + ${at}`), '',
+    printed(head), printed(body)].join('\n');
+}
