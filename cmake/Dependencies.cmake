@@ -10,6 +10,11 @@ if(LOGCOLLECT_SELF_CONTAINED)
   set(Boost_USE_STATIC_LIBS ON)
 endif()
 
+# Newer CMakes take what Boost itself says of its place.
+if(POLICY CMP0167)
+  cmake_policy(SET CMP0167 NEW)
+endif()
+
 find_package(Threads REQUIRED)
 find_package(ZLIB REQUIRED)
 find_package(PkgConfig REQUIRED)
