@@ -46,6 +46,7 @@ def run_unconfined(why, command, plain):
     if os.geteuid() == 0:
         if os.execve in os.supports_fd:  # opened by root, since the user may not be allowed into the folder
             program = os.open(program, os.O_RDONLY)
+            os.set_inheritable(program, True)  # an interpreter reads its script through it
         for change, to in (os.setgroups, []), (os.setgid, 65534), (os.setuid, 65534):  # an error ends it: then nothing is run
             change(to)
     os.execve(program, command, os.environ)
