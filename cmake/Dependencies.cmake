@@ -10,11 +10,16 @@ if(LOGCOLLECT_SELF_CONTAINED)
   set(Boost_USE_STATIC_LIBS ON)
 endif()
 
+# Newer CMakes take what Boost itself says of its place.
+if(POLICY CMP0167)
+  cmake_policy(SET CMP0167 NEW)
+endif()
+
 find_package(Threads REQUIRED)
 find_package(ZLIB REQUIRED)
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(MINIZIP REQUIRED IMPORTED_TARGET minizip)
-find_package(Boost 1.74 REQUIRED COMPONENTS filesystem date_time random)
+find_package(Boost 1.74 REQUIRED COMPONENTS filesystem)
 find_package(fmt 9 REQUIRED)
 find_package(spdlog 1.10 REQUIRED)
 find_package(CURL 7.64 REQUIRED)  # macOS 11 has 7.64

@@ -1,8 +1,3 @@
-# What others wrote and the program carries is to be named beside it.
-if(LOGCOLLECT_SELF_CONTAINED)
-  install(FILES packaging/third-party-notices.txt DESTINATION ${CMAKE_INSTALL_DOCDIR})
-endif()
-
 # `cpack` makes one archive of what `cmake --install` places, named after the version and the system it is for.
 set(packaged_kind linux-${CMAKE_SYSTEM_PROCESSOR})
 if(universal_program)

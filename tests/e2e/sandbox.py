@@ -23,7 +23,7 @@ import unittest
 import zipfile
 
 sys.path.append(os.path.dirname(os.path.abspath(__file__)) + "/../support")
-from confined import confine  # noqa: E402
+from confined import confine, is_confined  # noqa: E402
 
 MS_RDONLY, MS_REMOUNT, MS_BIND, MS_REC, MNT_DETACH = 1, 32, 4096, 16384, 2
 libc = ctypes.CDLL(None, use_errno=True)
@@ -104,6 +104,8 @@ RECORDS = re.compile("|".join(re.escape(row).replace(r"\{\}", ".*") for row in e
 class Box:
     def __init__(self, console=None, fakes=None, tool=TOOL):
         """console: name of uid 1000 when somebody is logged in there; fakes: shell text in place of the usual."""
+        if not is_confined():
+            raise RuntimeError("not confined: start it as %s MODULE" % __file__)
         self.root = tempfile.mkdtemp()
         mount("tmpfs", self.root, "tmpfs", 0, "size=4g,mode=755")
         for folder in "/fakes /opt/tool /var/log /run /Library /System /Users /tmp /dev".split():
@@ -246,8 +248,8 @@ class Case(unittest.TestCase):
         return box
 
     def need_second_user(self):
-        if pathlib.Path("/proc/self/uid_map").read_text().split()[2] == "1":
-            (self.fail if os.environ.get("CI") == "true" else self.skipTest)("only root has a second user here")
+        if sum(map(int, pathlib.Path("/proc/self/uid_map").read_text().split()[2::3])) == 1:
+            (self.fail if os.environ.get("CI") == "true" else self.skipTest)("no second user is mapped here: see man subuid")
 
     def server(self, answer, port=0):
         server = Server(answer, port)

@@ -32,6 +32,7 @@ class Links(FaultCase):
 
     def test_planted_by_somebody_else(self):
         """Links and hard links that somebody else planted, before the run or in the middle of it | default root, scratch folder and folders in it, reports, own log and folders above it, the archive's name for each second of the next minute | each is replaced by the tool's own file or folder, other names' links stay; what they led to keeps content and mode"""
+        self.need_second_user()
         swap = "if [ $2 != 666 ] && [ ! -L {0} ]; then rm -rf {0}; ln -s {1} {0}; chown -h 1000:1000 {0}; fi\n"
         fakes = {"ip": swap.format(REPORT, KEEP) + "echo ip",
                  "chmod": swap.format(SCRATCH + "/logs", VICTIM) + 'exec /bin/chmod "$@"'}

@@ -11,11 +11,11 @@ import terminal
 NO_PORT_FILE = r"\[LogCollectionTool:getServicePortViaPath:\d+\]: argument not found"
 SLOW = "sleep 1"  # a command that takes longer than the line takes to appear
 RESULT = r"/tmp/oBrelaLog/oBrelaLog_2\.5\.16\.20_\d{14}\.zip", r"\d+\.\d MiB, \d+ files, \d+ s"
-WAITING, DONE = "waiting for system information, running logs", r"\d+ s  [\w ]+ done"
+ALL_RUNNING = r"system information: running, tunnel dump: done, running logs: running"
 
 
 class Progress(sandbox.Case):
-    def start(self, *arguments, seen=WAITING, shell='exec "$@" 2<>%s', term="xterm", content="some text", argv0=None,
+    def start(self, *arguments, seen=ALL_RUNNING, shell='exec "$@" 2<>%s', term="xterm", content="some text", argv0=None,
               **fakes):
         """A run on a terminal, as far as it can be `seen`: its reports wait until they are let go."""
         self.terminal = terminal.Terminal()
@@ -46,15 +46,16 @@ class Progress(sandbox.Case):
         os.sched_setaffinity(0, {min(processors)})  # one of them packs this much long enough to be seen
         started = self.start(content=os.urandom(48 << 20))
         os.sched_setaffinity(0, processors)
-        for columns in 60, 20, 9, 100:
+        for columns, text in ((60, "  waiting for system information, running logs"), (20, "  1 of 3 done"), (9, ""),
+                              (100, "  " + ALL_RUNNING)):
             self.terminal.resize(columns)
-            self.terminal.wait_for(r"^(?=.{1,%d}$)\d+ s  w" % (columns - 1))
-        self.let_go("/go_logs")
-        self.terminal.wait_for("s  waiting for system information$")
+            self.terminal.wait_for(r"^\d+ s%s$" % text)
         self.let_go("/go_info")
-        first = self.terminal.wait_for(r"(\d+) s  waiting for packing")[1]
-        self.terminal.wait_for(r"(?!%s )\d+ s  waiting for packing" % first)
-        self.finish(started, r"\[LogColle(.|\n)*", *RESULT)
+        self.terminal.wait_for("system information: done, tunnel dump: done, running logs: running")
+        self.let_go("/go_logs")
+        first = self.terminal.wait_for(r"\d s  packing, (\d+\.\d) MiB so far")[1]
+        self.terminal.wait_for(r"packing, (?!%s M)\d+\.\d MiB so far" % first)
+        self.finish(started, r"\[LogColle", *RESULT)
         archive = self.tool_box.path(sandbox.ROOT_DIR + "/" + self.tool_box.archives()[0])
         self.assertRegex(self.terminal.lines()[-1], "^%.1f MiB, %d files, " % (
             os.path.getsize(archive) / sandbox.MIB, len(self.tool_box.zip())))
@@ -68,16 +69,16 @@ class Progress(sandbox.Case):
             self.assertEqual(len(self.tool_box.archives()), 1)
 
     def test_what_an_interrupted_run_says(self):
-        whole = *[DONE] * 4, "shown", "interrupted; the archive is complete", *RESULT
+        whole = "shown", "interrupted; the archive is complete", *RESULT
         for term, reveal, result in (("xterm", "", ["interrupted; no archive"]), ("dumb", "", ["interrupted; no archive"]),
                                      ("xterm", "echo shown >&2; exec 2>&-; read line </go_info", whole)):
             with self.subTest(term=term, reveal=reveal):
-                started = self.start(term=term, open=reveal, seen=DONE)
+                started = self.start(term=term, open=reveal)
                 if reveal:
                     self.let_go()
                     self.terminal.wait_for("^shown$")
                 os.write(self.terminal.master, b"\x03")
-                self.finish(started, NO_PORT_FILE, DONE, *result, status=-signal.SIGINT)
+                self.finish(started, NO_PORT_FILE, *result, status=-signal.SIGINT)
                 sandbox.wait_until_alone()
 
     def test_runs_without_a_progress_line(self):
@@ -85,11 +86,11 @@ class Progress(sandbox.Case):
         for arguments, how, messages, status in (
                 (["--quiet"], {}, [NO_PORT_FILE], 0),
                 ([], {"shell": """exec 2<>%s; exec bash -mc '"$@" & wait' bash "$@" """},  # in the background
-                 [NO_PORT_FILE, *RESULT, r"\[1\].*Done.*"], 0),  # the last is the shell's
-                ([], {"argv0": "LogCollectionTool"}, ["terminate called.*", "no archive, and no log either: .*"],
+                 [NO_PORT_FILE, *RESULT[:1], RESULT[1] + r"(\n\[1\].*Done.*)?"], 0),  # the last is the shell's, of some versions
+                ([], {"argv0": "LogCollectionTool"}, ["terminate called.*", ".*", "no archive, and no log either: .*"],
                  -signal.SIGABRT),
                 ([], {"shell": """exec 2<>%s; exec bash -mc 'LogCollectionTool & wait %%1'"""},
-                 ["terminate called.*", "no archive, and no log either: .*", ".*Aborted.*"], 134),
+                 ["terminate called.*", ".*", "no archive, and no log either: .*", ".*Aborted.*"], 134),
                 ([], {"shell": 'exec 2<>%s; mount -t tmpfs -o ro none /tmp && exec "$@"'},
                  ["no archive; the log is %s" % re.escape(sandbox.OWN_LOG)], 161)):
             started = self.start(*arguments, seen="", uname=SLOW, **how)

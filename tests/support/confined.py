@@ -1,12 +1,15 @@
 #!/usr/bin/env python3
-"""confined.py [--nesting] [--plain] [--writable PATH] COMMAND...: runs a command where it cannot harm the machine.
+"""confined.py [--nesting] [--plain] [--terminal] [--writable PATH] COMMAND...: runs a command where it cannot harm the machine.
 
 Bubblewrap does it: all files are read-only but what is below PATH; /tmp, /run, /dev, processes and network (loopback) are
 the command's own. It is root there, and may mount; with --plain it has no more rights on files than their owner. With
---nesting, tests that it starts confine themselves once more. Where that is not to be had, a command with --plain is run
-as an ordinary user, and another one is not: that ends with 77. When CI is "true", both end with 1.
+--nesting, tests that it starts confine themselves once more. With --terminal, Ctrl-C in the terminal is the command's: for
+a debugger. Where the machine can confine nothing, a command with --plain is run as an ordinary user, and another one is
+not: that ends with 77. When CI is "true", both end with 1.
 """
 import os
+import shutil
+import signal
 import subprocess
 import sys
 
@@ -31,35 +34,46 @@ def bubblewrap(command, writable, plain, nesting):
     return words + ["--cap-drop" if plain else "--cap-add", "ALL"]
 
 
-def run_unconfined(why, plain):
-    """Becomes an ordinary user; ends the process where that will not do."""
+def run_unconfined(why, command, plain):
+    """Becomes this command as an ordinary user's; ends the process where that will not do."""
     sys.stderr.write("These tests are not confined: %s.\n" % why)
     if os.environ.get("CI") == "true":
         sys.exit(1)
     if not plain:
         sys.exit(77)
-    if os.geteuid() == 0:  # an error ends it: then nothing is run
-        for change, to in (os.setgroups, []), (os.setgid, 65534), (os.setuid, 65534):
-            change(to)
     os.environ["CONFINED"] = "no"
+    program = shutil.which(command[0])
+    if os.geteuid() == 0:
+        if os.execve in os.supports_fd:  # opened by root, since the user may not be allowed into the folder
+            program = os.open(program, os.O_RDONLY)
+            os.set_inheritable(program, True)  # an interpreter reads its script through it
+        for change, to in (os.setgroups, []), (os.setgid, 65534), (os.setuid, 65534):  # an error ends it: then nothing is run
+            change(to)
+    os.execve(program, command, os.environ)
 
 
-def run(command, writable=None, plain=False, nesting=False):
+def run(command, writable=None, plain=False, nesting=False, terminal=False):
     """Becomes this command, confined; its status is the command's, 128 + N after signal N."""
     why = "this system has no namespaces"
     root_of_namespace = ["--unshare-user", "--uid", "0", "--gid", "0"]
-    for way in ([[], root_of_namespace] if os.geteuid() == 0 else [root_of_namespace]) * (sys.platform == "linux"):
-        words = bubblewrap(command, writable and os.path.realpath(writable), plain, nesting) + way
+    words = bubblewrap(command, writable and os.path.realpath(writable), plain, nesting)
+    # An ordinary user's namespace has other users in it only where the machine gives this user ids for them.
+    ways = [words, words + root_of_namespace] if os.geteuid() == 0 else [
+        ["unshare", "--user", "--map-root-user", "--map-auto", *words], words + root_of_namespace]
+    for way in ways * (sys.platform == "linux"):
         try:
-            subprocess.run(words + ["true"], check=True, stderr=subprocess.PIPE, text=True)
+            subprocess.run(way + ["true"], check=True, stderr=subprocess.PIPE, text=True)
         except FileNotFoundError:
             why = "bubblewrap is not installed"
         except subprocess.CalledProcessError as failure:
             why = failure.stderr.strip()
         else:
-            os.execvp("bwrap", words + command)
-    run_unconfined(why, plain)
-    os.execvp(command[0], command)
+            if terminal:  # bubblewrap, which Ctrl-C would end together with the command, ignores it
+                way.remove("--new-session")
+                command = ["env", "--default-signal=INT", *command]
+                signal.signal(signal.SIGINT, signal.SIG_IGN)
+            os.execvp(way[0], way + command)
+    run_unconfined(why, command, plain)
 
 
 def confine(writable=None):
@@ -73,4 +87,4 @@ if __name__ == "__main__":
     while rest[0].startswith("--"):
         option = rest.pop(0)
         given[option] = rest.pop(0) if option == "--writable" else True
-    run(rest, given["--writable"], "--plain" in given, "--nesting" in given)
+    run(rest, given["--writable"], *("--" + name in given for name in ("plain", "nesting", "terminal")))
