@@ -73,25 +73,27 @@ void startCollector(const char* name, WaitGroup& group, Terminal& terminal, std:
   }).detach();
 }
 
+constexpr const char* kWorker = "operator()";  // in the workers' records: kept on purpose
+
 void dumpTunnel() {
-  LOG_CALL_AS("operator()", kInfo, "{}", "begin dump trust xtunnel process info ...");
+  LOG_CALL_AS(kWorker, kInfo, "{}", "begin dump trust xtunnel process info ...");
   // The exchange has its limit; the file with the port may be on a share that does not answer.
   if (!utilities::runWithin(2 * kLimits.tunnelExchange, dumpXTunnelProc)) {
-    LOG_CALL_AS("operator()", kErr, "{}; Reason: {}", "dump xtunnel failed.", "no answer");
+    LOG_CALL_AS(kWorker, kErr, "{}; Reason: {}", "dump xtunnel failed.", "no answer");
   }
-  LOG_CALL_AS("operator()", kInfo, "{}", "end dump trust xtunnel proces info");
+  LOG_CALL_AS(kWorker, kInfo, "{}", "end dump trust xtunnel proces info");
 }
 
 void collectLogs(const std::string& logFilesDir) {
-  LOG_CALL_AS("operator()", kInfo, "begin collect running log {} ...", logFilesDir);
+  LOG_CALL_AS(kWorker, kInfo, "begin collect running log {} ...", logFilesDir);
   try {
     logutils::macos::collectRunningLog(logFilesDir);
   } catch (const std::exception& failure) {
     // The archive is still made, from what was collected so far.
-    LOG_CALL_AS("operator()", kErr, "{}; Reason: exception:{}", "collect running log failed.",
+    LOG_CALL_AS(kWorker, kErr, "{}; Reason: exception:{}", "collect running log failed.",
                 failure.what());
   }
-  LOG_CALL_AS("operator()", kInfo, "end collect running log {} ", logFilesDir);
+  LOG_CALL_AS(kWorker, kInfo, "end collect running log {} ", logFilesDir);
 }
 
 /// Shows the archive in the file browser. The path is not quoted: kept on purpose.

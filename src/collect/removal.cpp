@@ -48,10 +48,9 @@ void tellMissing(const std::string& path, const std::error_code& ec) {
               ec.value(), ec.message());
 }
 
-void tellTraversal(const std::string& path, const std::error_code& ec) {
-  LOG_CALL_AS("directoryWalker", kWarn,
-              "An exception occurred while traversing the directory({}); Reason: code:{}: {}", path,
-              ec.value(), ec.message());
+void tellTraversal(const std::string& path, const std::string& reason) {
+  LOG_CALL_AS("directoryWalker", kWarn, "An exception occurred while traversing the directory({}); Reason: {}", path,
+              reason);
 }
 
 }  // namespace
@@ -79,7 +78,9 @@ void directoryWalker(const fs::path& root, const std::function<void(const std::s
   Folder top(utilities::openFolder(root.string(), Links::kOwn, ec));
   if (ec) return tellMissing(root.string(), ec);
   try {
-    TreeWalk walk(std::move(top), root.string(), tellTraversal);
+    TreeWalk walk(std::move(top), root.string(), [](const std::string& path, const std::error_code& why) {
+      tellTraversal(path, "code:" + std::to_string(why.value()) + ": " + why.message());
+    });
     for (auto event = walk.next(); event != TreeWalk::Event::kEnd; event = walk.next()) {
       const std::string path = walk.path();
       const bool isFolder = walk.kind() == EntryKind::kDirectory;
@@ -102,8 +103,7 @@ void directoryWalker(const fs::path& root, const std::function<void(const std::s
       if (!isFolder && onFile) onFile(path);
     }
   } catch (const std::exception& failure) {
-    LOG_CALL(kWarn, "An exception occurred while traversing the directory({}); Reason: {}", root.string(),
-             failure.what());
+    tellTraversal(root.string(), failure.what());
   } catch (...) {
     LOG_CALL(kWarn, "An unknown exception occurred while traversing the directory; Reason: {}",
              boost::current_exception_diagnostic_information());
