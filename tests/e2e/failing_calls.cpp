@@ -1,7 +1,8 @@
 // Preloaded by tests: some calls of the C library fail in the tool, and only there.
 //   FAIL_CALL   the functions' names as the program links them, each between commas: ",openat,open,"
 //   FAIL_PATH   a pattern (fnmatch's) for the path that a call names, or that its descriptor is open on
-//   FAIL_ERRNO  the error; 0: a pwrite takes a byte less than it is given, and a folder tells no kinds
+//   FAIL_ERRNO  the error; 0: a pwrite takes a byte less than it is given, and a folder tells no kinds; -1: the call
+//               waits until all that have /gate open for writing have closed it, and succeeds
 //   FAIL_FROM   the first such call that fails, counted from 1; -N: only the Nth fails
 #include <atomic>
 #include <cerrno>
@@ -13,6 +14,7 @@
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <fnmatch.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 namespace {
@@ -49,8 +51,14 @@ bool fails(const char* call, Args&... args) {
   if (fnmatch(pattern.c_str(), pathOf(args...).c_str(), 0) != 0) return false;
   if (const int number = ++seen; first > 0 ? number < first : number != -first) return false;
   if (error == 0) shorten(args...);
+  if (error == -1) {
+    char none;
+    const auto gate = static_cast<int>(syscall(SYS_openat, AT_FDCWD, "/gate", O_RDONLY | O_CLOEXEC));
+    while (gate >= 0 && syscall(SYS_read, gate, &none, 1) > 0) continue;
+    syscall(SYS_close, gate);
+  }
   errno = error;
-  return error != 0;
+  return error > 0;
 }
 
 }  // namespace

@@ -49,10 +49,7 @@ class FaultCase(Case):
         """The environment in which these calls of the tool's fail on paths like this one: see failing_calls.cpp."""
         if "fstat" in calls.split() and "/tsan/" in os.environ["LOGTOOL"]:
             self.skipTest("the thread sanitizer calls an fstat of its own")
-        box.bind(os.environ["FAILING_CALLS"], "/failing_calls.so")
-        names = calls.split() + [name + "64" for name in calls.split()]
-        return {"LD_PRELOAD": "/failing_calls.so", "FAIL_CALL": ",%s," % ",".join(names), "FAIL_PATH": path,
-                "FAIL_ERRNO": str(error), "FAIL_FROM": str(first)}
+        return box.failing(calls, path, error, first)
 
     def assertWhole(self, box, folder=ROOT_DIR, logs=(("kept.log", b"kept"),)):
         """One archive, nothing beside it, with the log, the report and ada's logs; returns its content."""

@@ -11,6 +11,7 @@ import glob
 import os
 import pathlib
 import re
+import resource
 import shutil
 import signal
 import socketserver
@@ -28,8 +29,10 @@ from confined import confine  # noqa: E402
 MS_RDONLY, MS_REMOUNT, MS_BIND, MS_REC, MNT_DETACH = 1, 32, 4096, 16384, 2
 libc = ctypes.CDLL(None, use_errno=True)
 
-TOOL = os.environ.get("LOGTOOL", "")
-SHORT_LIMITS = os.environ.get("SHORT_LIMITS")  # the same tool, which waits some seconds only for what hangs
+TOOL = os.environ.setdefault("LOGTOOL", str(pathlib.Path(__file__).parents[2] / "build/release/LogCollectionTool"))
+MADE = os.path.dirname(TOOL) + "/tests/e2e/"  # the programs that belong to these tests
+RECORDING_SHELL, FAILING_CALLS, MACOS_COMMANDS = MADE + "recording_shell", MADE + "libfailing_calls.so", MADE + "macos_commands"
+SHORT_LIMITS = MADE + "short_limits"  # the same tool, which waits some seconds only for what hangs
 ROOT_DIR = "/tmp/oBrelaLog"
 LIMIT = 60 if "MUTATE_CONFINED" in os.environ else 180  # seconds for a run and what a test does meanwhile
 SCRATCH = ROOT_DIR + "/logFiles"
@@ -40,12 +43,14 @@ APP = "/Library/quelmar/SDP/oBrela.app/Contents/Resources/app"
 LAUNCHD = "/var/log/com.apple.xpc.launchd/launchd.log"
 ALWAYS = {"LogColltionTool.log", "logs/root/LogColltionTool.log", "logs/system_wide.log", "system_info.log"}
 MIB = 1 << 20
+PROGRAMS = ["/" + name for name in os.listdir("/") if re.fullmatch("usr|s?bin|lib[0-9x]*", name)]  # the machine's
+LIMITS = {resource.RLIMIT_NOFILE: (256, 20000), resource.RLIMIT_CORE: (0, 0)}  # what every tool here starts with
 BANNER = "=" * 34 + " %s " + "=" * 34 + "\n"
 PS = "1 loginwindow\n2 oBrelaAgent\n3 FernGateway\n4 QMUem\n5 grep QMUem oBrela FernGateway loginwindow\n"
 # Each fake records its arguments and prints them; cat and grep are the real ones.
 FAKES = ("open log journalctl uname ip who loginctl systemctl ls sysctl csrutil kextstat plutil ifconfig netstat "
          "launchctl ps chmod").split()
-RECORD = '#!/bin/sh\nprintf "%%s\\037" %s "$@" "\n" >>/record\n'
+RECORD = '#!/fakes/sh\nprintf "%%s\\037" %s "$@" "\n" >>/record\n'
 
 Line = collections.namedtuple("Line", "thread level function message")
 LINE = re.compile(r"^\[[-\d]{10} [:\d]{8}\.\d+\] \[(\w+)\] \[(\d+)\] \[LogCollectionTool:(\S+):[1-9]\d*\] ", re.MULTILINE)
@@ -105,12 +110,11 @@ class Box:
     def __init__(self, console=None, fakes=None, tool=TOOL):
         """console: name of uid 1000 when somebody is logged in there; fakes: shell text in place of the usual."""
         self.root = tempfile.mkdtemp()
-        mount("tmpfs", self.root, "tmpfs", 0, "size=4g,mode=755")
+        mount("tmpfs", self.root, "tmpfs", 0, "size=16g,mode=755")
         for folder in "/fakes /opt/tool /var/log /run /Library /System /Users /tmp /dev".split():
             os.makedirs(self.path(folder))
         os.chmod(self.path("/tmp"), 0o1777)
-        programs = ["/" + name for name in os.listdir("/") if re.fullmatch("usr|s?bin|lib[0-9x]*", name)]
-        for path in programs + "/proc /dev/null /dev/zero /dev/full /dev/urandom".split():
+        for path in PROGRAMS + "/proc /dev/null /dev/zero /dev/full /dev/urandom".split():
             self.link(os.readlink(path), path) if os.path.islink(path) else self.bind(path)
         self.make(lambda where: shutil.copy("/etc/ld.so.cache", where), "/etc/ld.so.cache")
         shutil.copy(tool, self.path("/opt/tool/LogCollectionTool"))
@@ -119,7 +123,11 @@ class Box:
         self.put("/etc/resolv.conf", "nameserver 192.0.2.1\n")
         if console:
             self.put("/run/systemd/seats/seat0", "IS_SEAT0=1\nACTIVE=c1\nACTIVE_UID=1000\n")
-        self.put("/record", mode=0o666)
+        shell = os.path.realpath("/bin/sh")
+        self.make(lambda where: shutil.copy(shell, where), "/fakes/sh")
+        mount(RECORDING_SHELL, self.path(shell), None, MS_BIND)
+        for name in "/record", "/started":
+            self.put(name, mode=0o666)
         bodies = dict.fromkeys(FAKES, 'printf "${0##*/}:"; printf " [%s]" "$@"; echo " (oBrela utun7)"')
         bodies.update({"chmod": 'exec /bin/chmod "$@"', "ps": "printf '%s' '" + PS + "'"}, **(fakes or {}))
         for name, body in bodies.items():
@@ -160,18 +168,31 @@ class Box:
     def read(self, path):
         return pathlib.Path(self.path(path)).read_bytes()
 
-    def start(self, *arguments, argv0="/opt/tool/LogCollectionTool", shell=None, user=None, env=()):
-        """Starts the tool; `shell` is a shell line that ends in running "$@"."""
+    def failing(self, calls, path, error, first=1):
+        """The environment in which these calls of the tool's fail on paths like this one: see failing_calls.cpp."""
+        self.bind(FAILING_CALLS, "/fakes/failing_calls.so")
+        names = calls.split() + [name + "64" for name in calls.split()]
+        return {"LD_PRELOAD": "/fakes/failing_calls.so", "FAIL_CALL": ",%s," % ",".join(names), "FAIL_PATH": path,
+                "FAIL_ERRNO": str(error), "FAIL_FROM": str(first)}
+
+    def start(self, *arguments, argv0="/opt/tool/LogCollectionTool", shell=None, user=None, env=(), files=(), umask=0o22):
+        """Starts the tool; `shell` is a shell line that ends in running "$@"; `files` take its output and errors."""
         signal.alarm(LIMIT)
         command = ["chroot"] + (["--userspec=%d:%d" % (user, user)] if user else []) + [self.root]
-        command += ["/bin/sh", "-c", shell, "sh"] if shell else []
+        command += ["/fakes/sh", "-c", shell, "sh"] if shell else []
         environment = {k: v for k, v in os.environ.items() if k.endswith("SAN_OPTIONS")}
         # The thread sanitizer would leave its trace in TMPDIR, and /proc takes none.
         environment.update({"TMPDIR": "/proc", "PATH": "/fakes:/opt/tool:/usr/sbin:/usr/bin:/sbin:/bin",
                             "LC_ALL": "C", "TZ": "UTC", "HOME": "/home/some" if user else "/root"}, **dict(env))
-        out, err = tempfile.TemporaryFile(), tempfile.TemporaryFile()
+        out, err = files or (tempfile.TemporaryFile(), tempfile.TemporaryFile())
+
+        def prepare():
+            os.umask(umask)
+            for limit, values in LIMITS.items():
+                resource.setrlimit(limit, values)
+
         return subprocess.Popen(command + [argv0, *arguments], env=environment, stdin=subprocess.DEVNULL,
-                                stdout=out, stderr=err, start_new_session=True), out, err
+                                stdout=out, stderr=err, start_new_session=True, preexec_fn=prepare), out, err
 
     def finish(self, started, status=0):
         """Waits for the tool alone: commands that it left running are no reason to wait, and are ended here. Any `status`: None."""

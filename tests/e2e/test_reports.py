@@ -40,7 +40,7 @@ class Reports(sandbox.Case):
             self.assertEqual(contents["logs/system_wide.log"], printed("journalctl", *query))
 
     def test_command_lines_of_macos(self):
-        box, began = self.box(console="ada", tool=os.environ["MACOS_COMMANDS"]), time.time()
+        box, began = self.box(console="ada", tool=sandbox.MACOS_COMMANDS), time.time()
         box.put("/System/Library/CoreServices/SystemVersion.plist", "<plist/>\n")
         box.run(env=EAST)
         self.assertEqual(box.zip()["system_info.log"].decode(), expected("system_info.macos"))
