@@ -24,7 +24,7 @@ DAY = 86400
 
 
 def kill(number):
-    return lambda box, process: os.kill(process.pid, number)
+    return lambda box, process: (os.kill(process.pid, number), process.wait())
 
 
 def aged(**ages):
@@ -107,7 +107,7 @@ scenario("large-file", files={LOGS + "big.log": b"".join(b"%d\n" % number for nu
 # Reports
 scenario("macos", tool=MACOS_COMMANDS, files={"/System/Library/CoreServices/SystemVersion.plist": "<plist/>\n",
                                               "/Library/SystemExtensions/db.plist": "db"})
-scenario("commands-missing", make=lambda box: [os.remove(box.path("/fakes/" + name)) for name in ("csrutil", "journalctl", "ip", "open")],
+scenario("commands-missing", make=lambda box: [os.remove(box.path("/fakes/" + name)) for name in ("csrutil", "kextstat")],
          files={"/Library/SystemExtensions/db.plist": "db"})
 scenario("unknown-account", files={"/run/systemd/seats/seat0": "IS_SEAT0=1\nACTIVE=c1\nACTIVE_UID=4711\n"})
 scenario("nobody-logged-in", files={"/run/systemd/seats/seat0": None})
@@ -134,7 +134,7 @@ for name, text in ("no-number", "77\r\n"), ("blanks", "7\t7 7\n7"), ("too-large"
 scenario("user", user=1000, second_user=True, umask=0o77, files={LOGS + "closed/x.log": "x"}, make=lambda box: [
     os.chmod(box.path(LOGS + "closed"), 0o700), os.chmod(box.path(LOGS + "a.txt"), 0)])
 scenario("umask", umask=0o77)
-scenario("inherited", shell='setsid sleep 1000000 & exec 9</etc/passwd env --ignore-signal=CHLD,INT,XFSZ "$@"', meanwhile=kill(signal.SIGINT),
+scenario("inherited", shell='setsid sleep 1000000 & exec 9</etc/passwd env --ignore-signal=CHLD,INT,XFSZ "$@"', meanwhile=lambda box, process: os.kill(process.pid, signal.SIGINT),
          fakes={"ps": GATE + "cat"})
 for name, redirection in ("closed", "<&- >&- 2>&-"), ("full", ">/dev/full 2>/dev/full"), ("gone", "3<>/gone >/gone 2>/gone 3>&-"):
     scenario("streams-" + name, shell='exec "$@" ' + redirection, files={"/gone": os.mkfifo})

@@ -5,7 +5,7 @@ import zlib
 LOCAL, CENTRAL = "<4s5H3I2H", "<4s6H3I5H2I"
 END, LOCATOR, END64 = "<4s4H2IH", "<4sIQI", "<4sQ2H2I4Q"
 FULL16, FULL32 = 0xffff, 0xffffffff
-AT_ONCE = 1 << 20  # an entry up to this size is deflated in one go
+AT_ONCE, KEPT = 1 << 20, 1 << 24  # entries up to these sizes are deflated in one go, and returned
 
 
 def long_fields(extra, fields):
@@ -27,7 +27,7 @@ def unpack(data, packed, size, crc):
     for at in range(0, len(packed), 1 << 20):
         part = stream.decompress(packed[at:at + (1 << 20)])
         got, sum32 = got + len(part), zlib.crc32(part, sum32)
-        data.append(part) if got <= AT_ONCE else data.clear()
+        data.append(part) if got <= KEPT else data.clear()
     wrong = [] if (got, sum32, stream.eof, stream.unused_data) == (size, crc, True, b"") else ["its data is damaged"]
     best = zlib.compressobj(9, zlib.DEFLATED, -15, 9)
     if got <= AT_ONCE and size and best.compress(b"".join(data)) + best.flush() != packed:
@@ -73,7 +73,7 @@ def walk(raw):
         begin = offset + 30 + head[9] + head[10]
         position, content = begin + packed, []
         traits += unpack(content, raw[begin:position], length, crc) if method == 8 else ["not deflated"]
-        entries.append((name.decode("utf-8", "surrogateescape"), b"".join(content) if length <= AT_ONCE else None, length, traits))
+        entries.append((name.decode("utf-8", "surrogateescape"), b"".join(content) if length <= KEPT else None, length, traits))
         at += 46 + sum(lengths)
     if (at, count, position) != (after, len(entries), start):
         whole.append("its directory does not fit its entries")
