@@ -29,10 +29,13 @@ def ok(body):
     return b"HTTP/1.1 200 OK\r\nContent-Length: %d\r\n\r\n%s" % (len(body), body)
 
 
-def base_machine(box):
-    """Every source with a file, whose text is its path; the output of earlier runs."""
+def put_sources(box):
+    """Every source with a file, whose text is its path."""
     for path in (EXPECTED / "machine").read_text().splitlines():
         box.put(path, path)
+
+
+def put_earlier_output(box):
     for number in range(5):
         box.put("%s/old%d.zip" % (ROOT_DIR, number), "old", age=1000 + number)
     for path in ("/stray.txt", "/left/deep/x.log", "/logFiles/left/x.log", "/system_info.log", "/killed.zip.incomplete"):
@@ -80,19 +83,19 @@ def held(box):
     os.close(gate)
 
 
-def play(arguments=(), bare=False, files=(), links=(), drive=None, make=None, fakes=(), console="ada", tool=None, answer=ok(b"module one\n"),
+def play(arguments=(), bare=False, earlier=True, files=(), links=(), drive=None, make=None, fakes=(), console="ada", tool=None, answer=ok(b"module one\n"),
          port=0, then=(), meanwhile=None, fails=None, waits=False, env=(), **how):
     """Returns the state that one scenario leaves. What is not named here is for Box.start.
 
-    bare: nothing of what the base machine has; files: path -> text, size, function(path), or None for none; links:
+    bare: nothing of what the base machine has; earlier: the output of earlier runs; files: path -> text, size, function(path), or None for none; links:
     path -> target; drive: bytes of a volume at /drive; make: called with the box, last. answer: the tunnel service's
-    (see Server), None for no service. then: the arguments of each later run. meanwhile: called with the box and the
+    (see Server), a list has one for each run, None: no service. then: the arguments of each later run. meanwhile: called with the box and the
     process while something waits at the gate. fails: see Box.failing."""
     box = sandbox.Box(console, dict(fakes), tool or sandbox.TOOL)
-    server = Server(answer, port) if answer is not None else None
+    server = None if answer is None else Server(answer, port)
     try:
-        if not bare:
-            base_machine(box)
+        for wanted, put in (not bare, put_sources), (earlier and not bare, put_earlier_output):
+            put(box) if wanted else None
         if server:
             box.put(PORT_FILE, str(server.port))
         for path, what in dict(files).items():
@@ -121,7 +124,7 @@ def play(arguments=(), bare=False, files=(), links=(), drive=None, make=None, fa
                     with held(box):
                         meanwhile(box, process)
                     meanwhile = None
-                state.ran(process.wait(), [server.requests.pop() for _ in list(server.requests)] if server else ())
+                state.ran(process.wait(), server.requests[run:] if server else ())
         state.paths()
         return state.sections
     finally:

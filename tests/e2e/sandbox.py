@@ -110,7 +110,7 @@ class Box:
     def __init__(self, console=None, fakes=None, tool=TOOL):
         """console: name of uid 1000 when somebody is logged in there; fakes: shell text in place of the usual."""
         self.root = tempfile.mkdtemp()
-        mount("tmpfs", self.root, "tmpfs", 0, "size=16g,mode=755")
+        mount("tmpfs", self.root, "tmpfs", 0, "size=9g,mode=755")
         for folder in "/fakes /opt/tool /var/log /run /Library /System /Users /tmp /dev".split():
             os.makedirs(self.path(folder))
         os.chmod(self.path("/tmp"), 0o1777)
@@ -243,7 +243,7 @@ class Box:
 
 
 class Server(socketserver.ThreadingTCPServer):
-    """A peer on loopback. `answer` is the bytes to send, or is called with the connection."""
+    """A peer on loopback. `answer` is the bytes to send, or is called with the connection; of a list, each is for one."""
     daemon_threads = allow_reuse_address = True
 
     def __init__(self, answer, port=0):
@@ -253,9 +253,10 @@ class Server(socketserver.ThreadingTCPServer):
         threading.Thread(target=self.serve_forever, args=(0.01,), daemon=True).start()
 
     def finish_request(self, request, client_address):
+        answer = self.answer[len(self.requests)] if isinstance(self.answer, list) else self.answer
         self.requests.append(request.recv(65536))
         with contextlib.suppress(OSError):  # the tool hung up
-            self.answer(request) if callable(self.answer) else request.sendall(self.answer)
+            answer(request) if callable(answer) else request.sendall(answer)
 
 
 class Case(unittest.TestCase):

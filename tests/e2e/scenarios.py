@@ -7,6 +7,7 @@ Each leaves a state (see state.py), which is compared with expected/base (the wh
 states: read them in `git diff` before you commit them.
 """
 import functools
+import itertools
 import os
 import signal
 import socket
@@ -30,6 +31,10 @@ def kill(number):
 def aged(**ages):
     """Files of these names among ada's logs, so many seconds old; `_` is the dot."""
     return {LOGS + name.replace("_", "."): functools.partial(age_file, seconds) for name, seconds in ages.items()}
+
+
+def endless(header):
+    return lambda connection: [connection.sendall(part) for part in itertools.chain([header], itertools.repeat(b"x" * MIB))]
 
 
 def age_file(seconds, path):
@@ -116,23 +121,22 @@ FLOOD = {name: 'exec yes "oBrela QMUem $(seq -s - 1000)"' for name in ("ps", "jo
 scenario("floods", "--dir=/drive/out", drive=600 * MIB, fakes=FLOOD)
 
 # The tunnel service's dump
-BIG = b"{} {0} %s module\n" + b"x" * 5000 + b"\n\ttail \xff"
-for name, answer in (("many-lines", ok(BIG)), ("no-content", b"HTTP/1.1 204 No Content\r\n\r\n"), ("empty", ok(b"")),
-                     ("redirect", b"HTTP/1.1 302 Found\r\nLocation: http://127.0.0.1:1/\r\nContent-Length: 0\r\n\r\n"),
-                     ("not-found", b"HTTP/1.1 404 Not Found\r\nContent-Length: 4\r\n\r\nnone"),
-                     ("rubbish", b"\0\xff\xfe\r\n\r\nrubbish" * 50), ("closed", b""),
-                     ("cut-short", b"HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\nonly this"),
-                     ("chunked", b"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n3\r\nabc\r\n0\r\n\r\n"),
-                     ("4-mib", ok(b"x" * (4 * MIB))), ("4-mib-and-1", ok(b"x" * (4 * MIB + 1)))):
-    scenario("answer-" + name, answer=answer)
+OK, BIG = b"HTTP/1.1 200 OK\r\n", b"{} {0} %s module\n" + b"x" * 5000 + b"\n\ttail \xff"
+LOCATION = b"HTTP/1.1 302 Found\r\nLocation: http://127.0.0.1:1/\r\nContent-Length: 0\r\n\r\n"
+for name, answers in (("with-a-dump", [ok(BIG), OK + b"\r\nuntil close", OK + b"Transfer-Encoding: chunked\r\n\r\n3\r\nabc\r\n0\r\n\r\n", ok(b"")]),
+                      ("without", [b"HTTP/1.1 204 No Content\r\n\r\n", LOCATION, b"HTTP/1.1 404 Not Found\r\nContent-Length: 4\r\n\r\nnone",
+                                   b"\0\xff\xfe\r\n\r\nrubbish" * 50, b"", OK + b"Content-Length: 100\r\n\r\nonly this"]),
+                      ("too-long", [ok(b"x" * (4 * MIB)), ok(b"x" * (4 * MIB + 1)), endless(OK + b"\r\n"), endless(OK + b"X: ")])):
+    scenario("answers-" + name, answer=answers, then=[[]] * (len(answers) - 1))
 PROXIES = dict.fromkeys("http_proxy HTTP_PROXY all_proxy ALL_PROXY".split(), "http://127.0.0.1:1")
 scenario("proxies", env=PROXIES)
 for name, text in ("no-number", "77\r\n"), ("blanks", "7\t7 7\n7"), ("too-large", "6 55 36\n"), ("largest", "65535"), ("empty", ""):
     scenario("port-" + name, port=65535 if name == "largest" else 7777, files={PORT_FILE: text, SHARED + "/debug": ""})
 
 # Users and what is inherited
-scenario("user", user=1000, second_user=True, umask=0o77, files={LOGS + "closed/x.log": "x"}, make=lambda box: [
-    os.chmod(box.path(LOGS + "closed"), 0o700), os.chmod(box.path(LOGS + "a.txt"), 0)])
+scenario("user", user=1000, second_user=True, earlier=False, umask=0o77, env={"HOME": "/Users/ada"}, files={LOGS + "closed/x.log": "x"}, make=lambda box: [
+    os.chmod(box.path(LOGS + "closed"), 0o700), os.chmod(box.path(LOGS + "a.txt"), 0), os.chown(box.path("/Users/ada"), 1000, 1000)])
+scenario("user-after-root", user=1000, second_user=True)
 scenario("umask", umask=0o77)
 scenario("inherited", shell='setsid sleep 1000000 & exec 9</etc/passwd env --ignore-signal=CHLD,INT,XFSZ "$@"', meanwhile=lambda box, process: os.kill(process.pid, signal.SIGINT),
          fakes={"ps": GATE + "cat"})
@@ -151,5 +155,15 @@ for name, number in ("term", signal.SIGTERM), ("kill", signal.SIGKILL):
     scenario(name + "-while-packing", meanwhile=kill(number), fails=PACKING)
 scenario("killed-then-again", then=[["-q"]], meanwhile=kill(signal.SIGKILL), fails=PACKING)
 scenario("twice", then=[["-k"]])
+HANGING = "exec sleep 1000000"
+scenario("reports-and-peer-hang", tool=SHORT_LIMITS, waits=True, answer=lambda connection: connection.recv(1), fakes={
+    "uname": HANGING, "ps": HANGING, "journalctl": "yes oBrela | head -c 9000; setsid sleep 1000000 & wait"})
+STUBBORN = "trap '' TERM HUP\n(setsid sleep 1000000; :) & (yes >/dev/null &) & sleep 1000000"
+scenario("all-else-hangs", tool=SHORT_LIMITS, waits=True, fakes={"chmod": HANGING, "open": STUBBORN, "uname": "sleep 1000000 &"},
+         make=lambda box: [os.unlink(box.path("/run/systemd/seats/seat0")), os.mkfifo(box.path("/run/systemd/seats/seat0"))])
+for name, size, fails in (("is-full", 20, None), ("cannot-be-rotated", 20, ("rename", OWN_LOG, 1)), ("is-half-full", 11, None)):
+    scenario("own-log-" + name, files={OWN_LOG: b"x" * (size * MIB - 1) + b"\n"}, fails=fails)
+scenario("home-is-relative", user=1000, earlier=False, second_user=True, env={"HOME": "relative", "XDG_DATA_HOME": "data"})
+scenario("home-is-gone", user=4242, earlier=False, second_user=True, env={"HOME": ""})
 
 main(sys.argv[1:])

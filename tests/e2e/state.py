@@ -17,6 +17,7 @@ import zip_walker
 from sandbox import PROGRAMS, ROOT_DIR, until
 
 RECORD = re.compile(r"^\[([-\d]{10} [:\d]{8}\.\d{3})\] \[(\w+)\] \[(\d+)\] \[LogCollectionTool:(\S+):[1-9]\d*\] ", re.MULTILINE)
+OWN_LOG = re.compile(r"/LogColltionTool[^/]*log$")
 NOT_SHOWN = {"/proc", "/dev", "/fakes", "/opt", "/record", "/started", "/stdout", "/stderr", "/gate", "/etc/ld.so.cache", *PROGRAMS}
 KINDS = {stat.S_IFDIR: "folder", stat.S_IFREG: "file", stat.S_IFLNK: "link", stat.S_IFIFO: "fifo", stat.S_IFSOCK: "socket"}
 WAITS = (24, 12, 6, 2, 1)  # seconds; see short_limits.cpp
@@ -38,9 +39,11 @@ class State:
         self.box, self.waits, self.sections = box, waits, collections.defaultdict(list)
         self.varies = VARIES + ((r"\b%s\b" % (port or "none"), "<port>"),)
         self.logs, self.packed, self.runs, self.out = {}, {}, 0, ROOT_DIR
+        self.first = self.snapshot()
 
     def begin(self, zone):
         """To be called before each run; zone: the TZ that it gets."""
+        self.logs = {path: self.box.read(path) for path, kind, _ in self.walk() if kind == "file" and OWN_LOG.search(path)}
         self.began = time.time()
         os.environ["TZ"] = zone
         time.tzset()
@@ -89,16 +92,31 @@ class State:
                 info = os.lstat(folder + "/" + name)
                 yield inside + "/" + name, KINDS.get(stat.S_IFMT(info.st_mode), "device"), info
 
-    def paths(self):
-        for path, kind, info in sorted(self.walk(), key=lambda found: found[0]):
-            text = "%04o %d %s %s" % (info.st_mode & 0o7777, info.st_uid, kind, self.packed.get(path, ascii(path)[1:-1]))
+    def snapshot(self):
+        """Every path with what a run may have changed: a text to be shown, and whether it has been touched."""
+        found = {}
+        for path, kind, info in self.walk():
+            text = "%04o %d %s " % (info.st_mode & 0o7777, info.st_uid, kind) + self.packed.get(path, ascii(path)[1:-1])
             if kind == "file":
                 text += ", %d names" % info.st_nlink if info.st_nlink > 1 else ""
                 if info.st_size > HUGE:
                     text += " %d bytes" % info.st_size
-                elif path not in self.packed and path not in self.logs:
+                elif path not in self.packed and not OWN_LOG.search(path):
                     text += self.content(self.box.read(path))
-            self.add("paths", text + (" -> " + os.readlink(self.box.path(path)) if kind == "link" else ""))
+            elif kind == "link":
+                text += " -> " + os.readlink(self.box.path(path))
+            found[path] = text, kind == "folder" or (info.st_ino, info.st_mtime_ns, info.st_size)
+        return found
+
+    def paths(self):
+        """Every path that the runs have made, changed or removed."""
+        after = self.snapshot()
+        for path in sorted({*self.first, *after}):
+            old, new = self.first.get(path), after.get(path)
+            if old != new:
+                self.add("paths", "removed: " + old[0] if not new else "made: " + new[0] if not old else
+                         "changed: %s" % new[0] + ("\n    it was: " + old[0]) * (new[0] != old[0]))
+        self.add("paths", "all else is as it was")
 
     def archive(self, path):
         entries, traits = zip_walker.walk(self.box.read(path))
@@ -173,12 +191,10 @@ class State:
         limit = time.monotonic() + 3  # what was killed ends a moment later
         until(lambda: not self.alive() or time.monotonic() > limit)
         self.ended, self.runs = time.time(), self.runs + 1
-        files, records = sorted(path for path, kind, _ in self.walk() if kind == "file"), []
-        for path in files:
-            if re.search("/LogColltionTool[^/]*log$", path):
-                before, log = self.logs.get(path, b""), self.box.read(path)
-                self.logs[path] = log
-                records += [log[len(before):] if log.startswith(before) else log] * (log[:1] == b"[")
+        files, known, records = sorted(path for path, kind, _ in self.walk() if kind == "file"), [b"", *self.logs.values()], []
+        self.logs = {path: self.box.read(path) for path in files if OWN_LOG.search(path)}
+        for log in self.logs.values():  # one that was there before may bear another name now
+            records.append(log[max(len(old) for old in known if log.startswith(old)):])
         made = [path for path in files if re.search(r"/oBrelaLog_2\.5[^/]*$", path) and path not in self.packed
                 and os.path.getsize(self.box.path(path)) > SHORT]
         self.out = os.path.dirname((made or [ROOT_DIR + "/none"])[-1])
@@ -186,12 +202,13 @@ class State:
         for path in made:
             self.packed[path] = self.named(path)
             self.archive(path)
-        for log in records:
+        for log in filter(None, records):
             self.records(log.decode(errors="surrogateescape"), status >= 0)
         ran = self.commands()
         self.add("alive", "\n".join(self.alive()))
         for name in "stdout", "stderr":
             lines = self.box.read("/" + name).decode(errors="surrogateescape").splitlines()
+            lines = [line for line in lines if "LD_PRELOAD" not in line]  # outside the box there is no such file
             self.add(name, "\n".join(sorted(lines) if name == "stderr" and ran else lines))
             os.truncate(self.box.path("/" + name), 0)
         self.add("terminal", "\n".join(screen))
