@@ -3,7 +3,7 @@ import contextlib
 import os
 import time
 
-from sandbox import Case, MS_REMOUNT, ROOT_DIR, SHARED, mount, until
+from sandbox import Case, FAILING_CALLS, MS_REMOUNT, ROOT_DIR, SHARED, failing, mount, until
 
 LOGS = "/Users/ada" + SHARED + "/logs/"
 GATE = "[ -p /gate ] && cat /gate\n"  # a fake command that waits here is let go by FaultCase.held
@@ -49,7 +49,9 @@ class FaultCase(Case):
         """The environment in which these calls of the tool's fail on paths like this one: see failing_calls.cpp."""
         if "fstat" in calls.split() and "/tsan/" in os.environ["LOGTOOL"]:
             self.skipTest("the thread sanitizer calls an fstat of its own")
-        return box.failing(calls, path, error, first)
+        if not os.path.exists(box.path("/fakes/failing_calls.so")):
+            box.bind(FAILING_CALLS, "/fakes/failing_calls.so")
+        return failing(calls, path, error, first)
 
     def assertWhole(self, box, folder=ROOT_DIR, logs=(("kept.log", b"kept"),)):
         """One archive, nothing beside it, with the log, the report and ada's logs; returns its content."""

@@ -90,7 +90,7 @@ def play(arguments=(), bare=False, earlier=True, files=(), links=(), drive=None,
     bare: nothing of what the base machine has; earlier: the output of earlier runs; files: path -> text, size, function(path), or None for none; links:
     path -> target; drive: bytes of a volume at /drive; make: called with the box, last. answer: the tunnel service's
     (see Server), a list has one for each run, None: no service. then: the arguments of each later run. meanwhile: called with the box and the
-    process while something waits at the gate. fails: see Box.failing."""
+    process while something waits at the gate. fails: see sandbox.failing, a list has one for each run."""
     box = sandbox.Box(console, dict(fakes), tool or sandbox.TOOL)
     server = None if answer is None else Server(answer, port)
     try:
@@ -113,18 +113,21 @@ def play(arguments=(), bare=False, earlier=True, files=(), links=(), drive=None,
         if make:
             make(box)
         os.mkfifo(box.path("/gate"))
-        env = {**dict(env), **(box.failing(*fails) if fails else {})}
+        if fails:
+            fails = fails if isinstance(fails, list) else [fails]
+            box.bind(sandbox.FAILING_CALLS, "/fakes/failing_calls.so")
+            then = then or [arguments] * (len(fails) - 1)
         state = State(box, server and server.port, waits)
         with open(box.path("/stdout"), "ab") as out, open(box.path("/stderr"), "ab") as err:
             for run, words in enumerate([arguments, *then]):
-                environment = {"TZ": zone(run), **env}
+                environment = {"TZ": zone(run), **dict(env), **(sandbox.failing(*fails[run]) if fails and run < len(fails) else {})}
                 state.begin(environment["TZ"])
                 process, *_ = box.start(*words, files=(out, err), env=environment, **how)
                 if meanwhile:
                     with held(box):
                         meanwhile(box, process)
                     meanwhile = None
-                state.ran(process.wait(), server.requests[run:] if server else ())
+                state.ran(process.wait(), "" if not fails or run >= len(fails) else "; %s of %s failed: %s" % fails[run][:3], server.requests[run:] if server else ())
         state.paths()
         return state.sections
     finally:
@@ -137,8 +140,8 @@ def play(arguments=(), bare=False, earlier=True, files=(), links=(), drive=None,
 def difference(base, state):
     """What differs from the base state, by sections; those of a second run are compared with the base state's too."""
     lines = []
-    for title in sorted({*base, *state}):
-        before, after = base.get(title.rstrip(" 23456789"), []), state.get(title, [])
+    for title in sorted({*base, *state}, key=lambda title: (int("0" + re.sub(r"\D", "", title)), title)):
+        before, after = base.get(re.sub(r" \d+$", "", title), []), state.get(title, [])
         found = []
         for kind, i1, i2, j1, j2 in difflib.SequenceMatcher(None, before, after, False).get_opcodes():
             if kind != "equal":

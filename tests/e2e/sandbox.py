@@ -106,6 +106,13 @@ def expected(name):
 RECORDS = re.compile("|".join(re.escape(row).replace(r"\{\}", ".*") for row in expected("records").splitlines()), re.DOTALL)
 
 
+def failing(calls, path, error, first=1):
+    """The environment in which these calls of the tool's fail on paths like this one: see failing_calls.cpp."""
+    names = calls.split() + [name + "64" for name in calls.split()]
+    return {"LD_PRELOAD": "/fakes/failing_calls.so", "FAIL_CALL": ",%s," % ",".join(names), "FAIL_PATH": path,
+            "FAIL_ERRNO": str(error), "FAIL_FROM": str(first)}
+
+
 class Box:
     def __init__(self, console=None, fakes=None, tool=TOOL):
         """console: name of uid 1000 when somebody is logged in there; fakes: shell text in place of the usual."""
@@ -167,13 +174,6 @@ class Box:
 
     def read(self, path):
         return pathlib.Path(self.path(path)).read_bytes()
-
-    def failing(self, calls, path, error, first=1):
-        """The environment in which these calls of the tool's fail on paths like this one: see failing_calls.cpp."""
-        self.bind(FAILING_CALLS, "/fakes/failing_calls.so")
-        names = calls.split() + [name + "64" for name in calls.split()]
-        return {"LD_PRELOAD": "/fakes/failing_calls.so", "FAIL_CALL": ",%s," % ",".join(names), "FAIL_PATH": path,
-                "FAIL_ERRNO": str(error), "FAIL_FROM": str(first)}
 
     def start(self, *arguments, argv0="/opt/tool/LogCollectionTool", shell=None, user=None, env=(), files=(), umask=0o22):
         """Starts the tool; `shell` is a shell line that ends in running "$@"; `files` take its output and errors."""

@@ -9,6 +9,7 @@ states: read them in `git diff` before you commit them.
 import functools
 import itertools
 import os
+import random
 import signal
 import socket
 import sys
@@ -143,6 +144,51 @@ scenario("inherited", shell='setsid sleep 1000000 & exec 9</etc/passwd env --ign
 for name, redirection in ("closed", "<&- >&- 2>&-"), ("full", ">/dev/full 2>/dev/full"), ("gone", "3<>/gone >/gone 2>/gone 3>&-"):
     scenario("streams-" + name, shell='exec "$@" ' + redirection, files={"/gone": os.mkfifo})
 
+# Calls that fail: (call, path, errno, which of them). What is lost is told; what could be had is in the archive.
+EPERM, ENOENT, EIO, EACCES, ENOSPC, EDQUOT = 1, 2, 5, 13, 28, 122
+A, ADA = LOGS + "sub/x.log", SCRATCH + "/logs/ada"
+scenario("copying-fails", fails=[
+    ("openat", LOGS + "sub", EACCES), ("openat", LOGS[:-1], EIO), ("readdir", LOGS[:-1], EIO, 4), ("openat", A, EIO), ("openat", A, EACCES),
+    ("openat", A, ENOENT), ("fstatat fstat", A, EIO), ("read", A, EIO), ("read", A, EIO, 2), ("openat", ADA + "/sub/x.log", ENOENT),
+    ("write", ADA + "/sub/x.log", EDQUOT), ("close", ADA + "/sub/x.log", EIO), ("mkdirat", ADA + "/sub", EIO), ("mkdir mkdirat", ADA, EIO),
+    ("openat", LOGS + "*.*", EIO), ("read", LAUNCHD, EIO), ("read", INSTALLER, EIO), ("statvfs", SCRATCH + "*", EIO), ("readdir", "*", 0),
+    ("mkdir mkdirat", SCRATCH, EACCES), ("mkdir mkdirat", SCRATCH + "/logs", EACCES), ("chmod fchmodat", SCRATCH, EPERM)])
+ARCHIVE = "*/oBrelaLog_2*"
+scenario("packing-fails", files={LOGS + "noise.log": random.Random(1).randbytes(3 * MIB)}, fails=[
+    ("open", ARCHIVE, EACCES), ("pwrite write", ARCHIVE, ENOSPC), ("pwrite write", ARCHIVE, EIO, -20), ("fstat", ARCHIVE, EIO), ("fsync", ARCHIVE, EIO),
+    ("fstatat", "*.zip", EIO), ("ftruncate", ARCHIVE, EIO), ("rename renameat", ARCHIVE, EIO), ("pwrite", ARCHIVE, 0), ("pread read", ADA + "/noise.log", EIO, 2),
+    ("openat", ADA, EIO, 4), ("readdir", ADA + "/sub", EIO, 2), ("openat", ADA + "/sub/x.log", EACCES, 2), ("unlinkat", ADA + "/*", EIO)])
+scenario("housekeeping-fails", fails=[
+    ("readdir", ROOT_DIR, EIO, 18), ("lstat fstatat statx", ROOT_DIR + "/old3.zip", EIO), ("lstat fstatat statx", ROOT_DIR + "/stray.txt", EIO),
+    ("unlink unlinkat", ROOT_DIR + "/left/deep/x.log", EIO), ("unlink unlinkat", SCRATCH + "*", EIO)])
+for name, calls, path in (("own-log-cannot-be-looked-at", "lstat fstatat statx", OWN_LOG), ("own-log-cannot-be-made", "open openat", OWN_LOG),
+                          ("root-cannot-be-looked-at", "lstat fstatat statx", ROOT_DIR), ("no-pipes", "pipe pipe2", "*")):
+    scenario(name, fails=(calls, path, EPERM))
+
+# Links that another user planted
+LINKED = {"scratch": {SCRATCH: "", ROOT_DIR + "/system_info.log": "/keep.log", OWN_LOG: "/keep.log", ROOT_DIR + "/d/a": ""},
+          "folders": {SCRATCH + "/logs/ada": "", SCRATCH + "/database": "", os.path.dirname(OWN_LOG): ""}, "root": {ROOT_DIR: ""},
+          "new-names": {SCRATCH + "/logs": "", ROOT_DIR + "/system_info.log": "/new.log", OWN_LOG: "/new.log"}}
+VICTIM = {"/Users/ada/Documents/" + name: "precious" for name in ("keep.log", "logs/old.log", "database/a.db", "x.zip", "LogColltionTool.log")}
+
+
+def plant(box, links, owner):
+    """Links to ada's documents; the folders where they are become sticky, and bob's, when they are his."""
+    for path, target in links.items():
+        box.link("/Users/ada/Documents" + target, path)
+        os.lchown(box.path(path), owner, owner)
+        if owner == 1001:
+            for folder in (os.path.dirname(path), ROOT_DIR):
+                os.chown(box.path(folder), owner, owner)
+                os.chmod(box.path(folder), 0o1777)
+
+
+for name, links in LINKED.items():
+    for who, user in ("root", None), ("ada", 1000):
+        if user is None or ROOT_DIR not in links:
+            scenario("links-for-%s-at-%s" % (who, name), second_user=True, user=user, earlier=False, files=VICTIM, env={"XDG_DATA_HOME": "/Users/root"},
+                     make=functools.partial(plant, links=links, owner=1001 if user else 1000))
+
 # Ends
 SETUP, COPYING = ({"chmod": '[ "$2" = %d ] && ' % mode + GATE + 'exec /bin/chmod "$@"'} for mode in (666, 777))
 REPORTING = dict.fromkeys("uname ps journalctl".split(), GATE)
@@ -166,4 +212,5 @@ for name, size, fails in (("is-full", 20, None), ("cannot-be-rotated", 20, ("ren
 scenario("home-is-relative", user=1000, earlier=False, second_user=True, env={"HOME": "relative", "XDG_DATA_HOME": "data"})
 scenario("home-is-gone", user=4242, earlier=False, second_user=True, env={"HOME": ""})
 
-main(sys.argv[1:])
+if __name__ == "__main__":
+    main(sys.argv[1:])

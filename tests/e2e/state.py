@@ -41,9 +41,13 @@ class State:
         self.logs, self.packed, self.runs, self.out = {}, {}, 0, ROOT_DIR
         self.first = self.snapshot()
 
+    def is_log(self, path):
+        """Tells whether this is an own log, and no copy of one."""
+        return OWN_LOG.search(path) and "/logFiles/" not in path
+
     def begin(self, zone):
         """To be called before each run; zone: the TZ that it gets."""
-        self.logs = {path: self.box.read(path) for path, kind, _ in self.walk() if kind == "file" and OWN_LOG.search(path)}
+        self.logs = {path: self.box.read(path) for path, kind, _ in self.walk() if kind == "file" and self.is_log(path)}
         self.began = time.time()
         os.environ["TZ"] = zone
         time.tzset()
@@ -58,6 +62,7 @@ class State:
 
     def named(self, text):
         """Replaces what varies; a stamp must lie within the run, or ten minutes before it, at the box's local time."""
+        text = text.replace(self.box.root, "")
         for pattern, name in self.varies:
             text = re.sub(pattern, name, text, flags=re.MULTILINE)
         for pattern, form in ((r"(?<!\d)20\d{12}\b", "%Y%m%d%H%M%S"), (r"\b20\d\d-\d\d-\d\d \d\d:\d\d:\d\d\b", DAY)):
@@ -186,19 +191,19 @@ class State:
                 pass
         return sorted(name for name in found if name)
 
-    def ran(self, status, requests=(), screen=()):
-        """Takes down what a run has left that has just ended."""
+    def ran(self, status, note="", requests=(), screen=()):
+        """Takes down what a run has left that has just ended; the note is shown beside its status."""
         limit = time.monotonic() + 3  # what was killed ends a moment later
         until(lambda: not self.alive() or time.monotonic() > limit)
         self.ended, self.runs = time.time(), self.runs + 1
         files, known, records = sorted(path for path, kind, _ in self.walk() if kind == "file"), [b"", *self.logs.values()], []
-        self.logs = {path: self.box.read(path) for path in files if OWN_LOG.search(path)}
+        self.logs = {path: self.box.read(path) for path in files if self.is_log(path)}
         for log in self.logs.values():  # one that was there before may bear another name now
             records.append(log[max(len(old) for old in known if log.startswith(old)):])
         made = [path for path in files if re.search(r"/oBrelaLog_2\.5[^/]*$", path) and path not in self.packed
                 and os.path.getsize(self.box.path(path)) > SHORT]
         self.out = os.path.dirname((made or [ROOT_DIR + "/none"])[-1])
-        self.add("run", "status %s, <out> is %s" % (status, self.out))
+        self.add("run", "status %s, <out> is %s%s" % (status, self.out, note))
         for path in made:
             self.packed[path] = self.named(path)
             self.archive(path)
