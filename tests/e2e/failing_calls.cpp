@@ -2,7 +2,8 @@
 //   FAIL_CALL   the functions' names as the program links them, each between commas: ",openat,open,"
 //   FAIL_PATH   a pattern (fnmatch's) for the path that a call names, or that its descriptor is open on
 //   FAIL_ERRNO  the error; 0: a pwrite takes a byte less than it is given, and a folder tells no kinds; -1: the call
-//               waits until all that have /gate open for writing have closed it, and succeeds
+//               waits until all that have /gate open for writing have closed it, and succeeds; -2: it is added to
+//               /trace, by its name and path, and succeeds
 //   FAIL_FROM   the first such call that fails, counted from 1; -N: only the Nth fails
 #include <atomic>
 #include <cerrno>
@@ -56,6 +57,11 @@ bool fails(const char* call, Args&... args) {
     const auto gate = static_cast<int>(syscall(SYS_openat, AT_FDCWD, "/gate", O_RDONLY | O_CLOEXEC));
     while (gate >= 0 && syscall(SYS_read, gate, &none, 1) > 0) continue;
     syscall(SYS_close, gate);
+  }
+  if (error == -2) {
+    const std::string line = std::string(call) + " " + pathOf(args...) + "\n";
+    static const auto trace = static_cast<int>(syscall(SYS_openat, AT_FDCWD, "/trace", O_WRONLY | O_APPEND | O_CLOEXEC));
+    syscall(SYS_write, trace, line.data(), line.size());
   }
   errno = error;
   return error > 0;

@@ -12,6 +12,7 @@ import time
 import sandbox
 from sandbox import ROOT_DIR, SHARED, Server, mount, until
 from state import State
+from terminal import Terminal
 
 EXPECTED = pathlib.Path(__file__).resolve().with_name("expected")
 PORT_FILE = SHARED + "/var/run/debugserver"
@@ -84,16 +85,20 @@ def held(box):
 
 
 def play(arguments=(), bare=False, earlier=True, files=(), links=(), drive=None, make=None, fakes=(), console="ada", tool=None, answer=ok(b"module one\n"),
-         port=0, then=(), meanwhile=None, fails=None, waits=False, env=(), **how):
+         port=0, terminal=False, then=(), meanwhile=None, fails=None, waits=False, env=(), **how):
     """Returns the state that one scenario leaves. What is not named here is for Box.start.
 
     bare: nothing of what the base machine has; earlier: the output of earlier runs; files: path -> text, size, function(path), or None for none; links:
     path -> target; drive: bytes of a volume at /drive; make: called with the box, last. answer: the tunnel service's
     (see Server), a list has one for each run, None: no service. then: the arguments of each later run. meanwhile: called with the box and the
-    process while something waits at the gate. fails: see sandbox.failing, a list has one for each run."""
+    process while something waits at the gate. terminal: standard error is one; env: a list has one for each run. fails: see sandbox.failing, a list has one for each run."""
     box = sandbox.Box(console, dict(fakes), tool or sandbox.TOOL)
     server = None if answer is None else Server(answer, port)
+    screen = Terminal() if terminal else None
     try:
+        if screen:
+            box.bind("/dev/pts")
+            how["shell"] = 'exec "$@" 2<>' + screen.name
         for wanted, put in (not bare, put_sources), (earlier and not bare, put_earlier_output):
             put(box) if wanted else None
         if server:
@@ -116,24 +121,28 @@ def play(arguments=(), bare=False, earlier=True, files=(), links=(), drive=None,
         if fails:
             fails = fails if isinstance(fails, list) else [fails]
             box.bind(sandbox.FAILING_CALLS, "/fakes/failing_calls.so")
-            then = then or [arguments] * (len(fails) - 1)
+        for each in fails, answer, env:
+            then = then or [arguments] * (len(each) - 1 if isinstance(each, list) else 0)
         state = State(box, server and server.port, waits)
         with open(box.path("/stdout"), "ab") as out, open(box.path("/stderr"), "ab") as err:
             for run, words in enumerate([arguments, *then]):
-                environment = {"TZ": zone(run), **dict(env), **(sandbox.failing(*fails[run]) if fails and run < len(fails) else {})}
+                environment = {"TZ": zone(run), **dict(env[run] if isinstance(env, list) else env), **(sandbox.failing(*fails[run]) if fails and run < len(fails) else {})}
                 state.begin(environment["TZ"])
                 process, *_ = box.start(*words, files=(out, err), env=environment, **how)
                 if meanwhile:
                     with held(box):
                         meanwhile(box, process)
                     meanwhile = None
-                state.ran(process.wait(), "" if not fails or run >= len(fails) else "; %s of %s failed: %s" % fails[run][:3], server.requests[run:] if server else ())
+                state.ran(process.wait(), "" if not fails or run >= len(fails) else "; %s of %s failed: %s" % fails[run][:3], server.requests[run:] if server else (),
+                          screen.rest() if screen else ())
         state.paths()
         return state.sections
     finally:
         if server:
             server.shutdown()
             server.server_close()
+        if screen:
+            screen.close()
         box.close()
 
 
@@ -187,7 +196,7 @@ def main(words):
     signal.signal(signal.SIGALRM, sandbox.give_up)
     if names and "/" in names[0]:
         part, parts = map(int, names[0].split("/"))
-        names = sorted(SCENARIOS)[part - 1::parts]
+        names = sorted(name for name in SCENARIOS if not SCENARIOS[name].get("waits") == "alone")[part - 1::parts]
     one_user = pathlib.Path("/proc/self/uid_map").read_text().split()[2] == "1"
     failed = []
     for name in sorted(names or SCENARIOS, key=lambda name: name != "base"):

@@ -1,6 +1,7 @@
 """The scenarios: a name, the tool's arguments, and what differs from the base machine, in the words of play.play.
 
-usage: scenarios.py [--approve] [SCENARIO... | PART/PARTS]     ./dev approve calls it; ctest runs it in parts
+usage: scenarios.py [--approve] [SCENARIO... | PART/PARTS]     ./dev approve calls it; ctest runs it in parts, without
+                                                               those that wait long: each is a test of its own
 
 Each leaves a state (see state.py), which is compared with expected/base (the whole state of "base") or expected/SCENARIO
 (what differs from that one, by sections). What differs otherwise is printed as a diff. --approve writes the present
@@ -10,11 +11,12 @@ import functools
 import itertools
 import os
 import random
+import shutil
 import signal
 import socket
 import sys
 
-from sandbox import (APP, LAUNCHD, MACOS_COMMANDS, MIB, MS_BIND, MS_RDONLY, OWN_LOG, ROOT_DIR, SCRATCH, SHARED, SHORT_LIMITS,
+from sandbox import (APP, LAUNCHD, MACOS_COMMANDS, MIB, MS_BIND, MS_RDONLY, MS_REMOUNT, OWN_LOG, ROOT_DIR, SCRATCH, SHARED, SHORT_LIMITS,
                      UEM_LOGS, mount)
 from play import GATE, PORT_FILE, main, ok, scenario
 
@@ -27,6 +29,12 @@ DAY = 86400
 
 def kill(number):
     return lambda box, process: (os.kill(process.pid, number), process.wait())
+
+
+def fill(box, process):
+    """Takes the drive's free room away at once: the volume becomes as small as what is in it."""
+    room = os.statvfs(box.path("/drive"))
+    mount("tmpfs", box.path("/drive"), None, MS_REMOUNT, "size=%d" % ((room.f_blocks - room.f_bfree) * room.f_bsize))
 
 
 def aged(**ages):
@@ -128,7 +136,7 @@ for name, answers in (("with-a-dump", [ok(BIG), OK + b"\r\nuntil close", OK + b"
                       ("without", [b"HTTP/1.1 204 No Content\r\n\r\n", LOCATION, b"HTTP/1.1 404 Not Found\r\nContent-Length: 4\r\n\r\nnone",
                                    b"\0\xff\xfe\r\n\r\nrubbish" * 50, b"", OK + b"Content-Length: 100\r\n\r\nonly this"]),
                       ("too-long", [ok(b"x" * (4 * MIB)), ok(b"x" * (4 * MIB + 1)), endless(OK + b"\r\n"), endless(OK + b"X: ")])):
-    scenario("answers-" + name, answer=answers, then=[[]] * (len(answers) - 1))
+    scenario("answers-" + name, answer=answers)
 PROXIES = dict.fromkeys("http_proxy HTTP_PROXY all_proxy ALL_PROXY".split(), "http://127.0.0.1:1")
 scenario("proxies", env=PROXIES)
 for name, text in ("no-number", "77\r\n"), ("blanks", "7\t7 7\n7"), ("too-large", "6 55 36\n"), ("largest", "65535"), ("empty", ""):
@@ -141,6 +149,10 @@ scenario("user-after-root", user=1000, second_user=True)
 scenario("umask", umask=0o77)
 scenario("inherited", shell='setsid sleep 1000000 & exec 9</etc/passwd env --ignore-signal=CHLD,INT,XFSZ "$@"', meanwhile=lambda box, process: os.kill(process.pid, signal.SIGINT),
          fakes={"ps": GATE + "cat"})
+scenario("odd-zones-and-locales", env=[{"TZ": ":/nowhere"}, {"TZ": "x" * 5000}, {"TZ": ":/dev/zero"}, {"TZ": "", "LC_ALL": "xx_YY.UTF-8", "LANG": "x"},
+                                       {"TZ": "XYZ+24:59:59", "LC_ALL": "tr_TR.UTF-8"}])
+scenario("terminal", terminal=True, env={"TERM": "xterm"})
+scenario("terminal-quiet", "-q", terminal=True, env={"TERM": "xterm"})
 for name, redirection in ("closed", "<&- >&- 2>&-"), ("full", ">/dev/full 2>/dev/full"), ("gone", "3<>/gone >/gone 2>/gone 3>&-"):
     scenario("streams-" + name, shell='exec "$@" ' + redirection, files={"/gone": os.mkfifo})
 
@@ -175,8 +187,13 @@ VICTIM = {"/Users/ada/Documents/" + name: "precious" for name in ("keep.log", "l
 def plant(box, links, owner):
     """Links to ada's documents; the folders where they are become sticky, and bob's, when they are his."""
     for path, target in links.items():
+        shutil.rmtree(box.path(path), ignore_errors=True)
         box.link("/Users/ada/Documents" + target, path)
         os.lchown(box.path(path), owner, owner)
+    for name in VICTIM:
+        os.chmod(box.path(name), 0o600)
+        os.chown(box.path(name), 1000, 1000)
+    for path in links:
         if owner == 1001:
             for folder in (os.path.dirname(path), ROOT_DIR):
                 os.chown(box.path(folder), owner, owner)
@@ -186,7 +203,7 @@ def plant(box, links, owner):
 for name, links in LINKED.items():
     for who, user in ("root", None), ("ada", 1000):
         if user is None or ROOT_DIR not in links:
-            scenario("links-for-%s-at-%s" % (who, name), second_user=True, user=user, earlier=False, files=VICTIM, env={"XDG_DATA_HOME": "/Users/root"},
+            scenario("links-for-%s-at-%s" % (who, name), second_user=True, user=user, earlier=False, files=VICTIM, env={"XDG_DATA_HOME": "/Users/root/Library/Application Support"},
                      make=functools.partial(plant, links=links, owner=1001 if user else 1000))
 
 # Ends
@@ -199,10 +216,15 @@ for name, number, fakes in (("term-at-set-up", signal.SIGTERM, SETUP), ("hup-bef
 PACKING = ("open", "*/oBrelaLog_*", -1)
 for name, number in ("term", signal.SIGTERM), ("kill", signal.SIGKILL):
     scenario(name + "-while-packing", meanwhile=kill(number), fails=PACKING)
+scenario("terminal-int", meanwhile=kill(signal.SIGINT), fails=PACKING, terminal=True, env={"TERM": "dumb"})
+scenario("copies-vanish-and-shrink", fails=PACKING, meanwhile=lambda box, process: [
+    os.unlink(box.path(ADA + "/a.txt")), os.truncate(box.path(ADA + "/sub/x.log"), 5)])
+scenario("little-room", "--dir=/drive/out", drive=600 * MIB, files={LOGS + "giant.log": 1 << 40, LOGS + "capture.pcap": 260 * MIB})
+scenario("volume-fills-up", "--dir=/drive/out", drive=600 * MIB, fakes={**COPYING, **REPORTING}, meanwhile=fill)
 scenario("killed-then-again", then=[["-q"]], meanwhile=kill(signal.SIGKILL), fails=PACKING)
 scenario("twice", then=[["-k"]])
 HANGING = "exec sleep 1000000"
-scenario("reports-and-peer-hang", tool=SHORT_LIMITS, waits=True, answer=lambda connection: connection.recv(1), fakes={
+scenario("reports-and-peer-hang", tool=SHORT_LIMITS, waits="alone", answer=lambda connection: connection.recv(1), fakes={
     "uname": HANGING, "ps": HANGING, "journalctl": "yes oBrela | head -c 9000; setsid sleep 1000000 & wait"})
 STUBBORN = "trap '' TERM HUP\n(setsid sleep 1000000; :) & (yes >/dev/null &) & sleep 1000000"
 scenario("all-else-hangs", tool=SHORT_LIMITS, waits=True, fakes={"chmod": HANGING, "open": STUBBORN, "uname": "sleep 1000000 &"},

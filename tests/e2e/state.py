@@ -17,8 +17,8 @@ import zip_walker
 from sandbox import PROGRAMS, ROOT_DIR, until
 
 RECORD = re.compile(r"^\[([-\d]{10} [:\d]{8}\.\d{3})\] \[(\w+)\] \[(\d+)\] \[LogCollectionTool:(\S+):[1-9]\d*\] ", re.MULTILINE)
-OWN_LOG = re.compile(r"/LogColltionTool[^/]*log$")
-NOT_SHOWN = {"/proc", "/dev", "/fakes", "/opt", "/record", "/started", "/stdout", "/stderr", "/gate", "/etc/ld.so.cache", *PROGRAMS}
+OWN_LOG = re.compile(r"(/oBrela/logs|/logFiles(/logs/root)?)/LogColltionTool[^/]*log$")
+NOT_SHOWN = {"/proc", "/dev", "/fakes", "/opt", "/started", "/stdout", "/stderr", "/gate", "/trace", "/etc/ld.so.cache", *PROGRAMS}
 KINDS = {stat.S_IFDIR: "folder", stat.S_IFREG: "file", stat.S_IFLNK: "link", stat.S_IFIFO: "fifo", stat.S_IFSOCK: "socket"}
 WAITS = (24, 12, 6, 2, 1)  # seconds; see short_limits.cpp
 SHORT, LONG, HUGE = 120, 6000, 1 << 24  # bytes that are shown in one line, in several, and not even summed up
@@ -200,8 +200,7 @@ class State:
         self.logs = {path: self.box.read(path) for path in files if self.is_log(path)}
         for log in self.logs.values():  # one that was there before may bear another name now
             records.append(log[max(len(old) for old in known if log.startswith(old)):])
-        made = [path for path in files if re.search(r"/oBrelaLog_2\.5[^/]*$", path) and path not in self.packed
-                and os.path.getsize(self.box.path(path)) > SHORT]
+        made = [path for path in files if re.search(r"/oBrelaLog_2\.5[^/]*$", path) and path not in self.packed]
         self.out = os.path.dirname((made or [ROOT_DIR + "/none"])[-1])
         self.add("run", "status %s, <out> is %s%s" % (status, self.out, note))
         for path in made:

@@ -38,7 +38,7 @@ def unpack(data, packed, size, crc):
 def walk(raw):
     """([(name, content or None if it is long, size, traits)], traits of the whole). Traits are texts, wrong ones included."""
     size, whole, entries, position = len(raw), [], [], 0
-    end = struct.unpack(END, raw[-22:])
+    end = struct.unpack(END, raw[-22:].rjust(22, b"\0"))
     if end[0] != b"PK\5\6" or end[1:3] != (0, 0) or end[3] != end[4] or end[7]:
         return [], ["no end record in its last 22 bytes"]
     count, length, start, after = end[4], end[5], end[6], size - 22
