@@ -149,7 +149,7 @@ scenario("user-after-root", user=1000, second_user=True)
 scenario("umask", umask=0o77)
 scenario("inherited", shell='setsid sleep 1000000 & exec 9</etc/passwd env --ignore-signal=CHLD,INT,XFSZ "$@"', meanwhile=lambda box, process: os.kill(process.pid, signal.SIGINT),
          fakes={"ps": GATE + "cat"})
-scenario("odd-zones-and-locales", env=[{"TZ": ":/nowhere"}, {"TZ": "x" * 5000}, {"TZ": ":/dev/zero"}, {"TZ": "", "LC_ALL": "xx_YY.UTF-8", "LANG": "x"},
+scenario("odd-zones-and-locales", "--dir=/0", then=[["--dir=/%d" % number] for number in range(1, 5)], env=[{"TZ": ":/nowhere"}, {"TZ": "x" * 5000}, {"TZ": ":/dev/zero"}, {"TZ": "", "LC_ALL": "xx_YY.UTF-8", "LANG": "x"},
                                        {"TZ": "XYZ+24:59:59", "LC_ALL": "tr_TR.UTF-8"}])
 scenario("terminal", terminal=True, env={"TERM": "xterm"})
 scenario("terminal-quiet", "-q", terminal=True, env={"TERM": "xterm"})

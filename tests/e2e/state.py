@@ -104,7 +104,7 @@ class State:
             text = "%04o %d %s " % (info.st_mode & 0o7777, info.st_uid, kind) + self.packed.get(path, ascii(path)[1:-1])
             if kind == "file":
                 text += ", %d names" % info.st_nlink if info.st_nlink > 1 else ""
-                if info.st_size > HUGE:
+                if info.st_size > HUGE and not OWN_LOG.search(path):
                     text += " %d bytes" % info.st_size
                 elif path not in self.packed and not OWN_LOG.search(path):
                     text += self.content(self.box.read(path))

@@ -5,7 +5,7 @@ import zlib
 LOCAL, CENTRAL = "<4s5H3I2H", "<4s6H3I5H2I"
 END, LOCATOR, END64 = "<4s4H2IH", "<4sIQI", "<4sQ2H2I4Q"
 FULL16, FULL32 = 0xffff, 0xffffffff
-AT_ONCE, KEPT = 1 << 20, 1 << 24  # entries up to these sizes are deflated in one go, and returned
+AT_ONCE, KEPT = 1 << 20, 1 << 25  # entries up to these sizes are deflated in one go, and returned
 
 
 def long_fields(extra, fields):
