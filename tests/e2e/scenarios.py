@@ -58,7 +58,7 @@ scenario("usage", "-d", "/out", "--help", "-v")
 scenario("version", "-qkv", "--dir=/out", "--foo")
 scenario("options", "-kq", "--dir", "/out", "--bad", "--quiet=x", "stray", "-", "--")
 scenario("quiet", "--quiet")
-scenario("no-folder-in-name", argv0="LogCollectionTool")
+scenario("no-folder-in-name", argv0="LogCollectionTool", terminal=True, env={"TERM": "xterm"})
 scenario("key-logs", "-k", env={"TZ": "UTC"}, files={
     **aged(new_log=60, old_log=30 * DAY - 60, older_log=30 * DAY + 60, future_log=-3600, old_dmp=31 * DAY, old_pcap=99 * DAY, new_txt=0),
     LOGS + "2mib.log": 2 * MIB, LOGS + "more.log": 2 * MIB + 1, LOGS + "more.dmp": 2 * MIB + 1})
@@ -217,6 +217,7 @@ PACKING = ("open", "*/oBrelaLog_*", -1)
 for name, number in ("term", signal.SIGTERM), ("kill", signal.SIGKILL):
     scenario(name + "-while-packing", meanwhile=kill(number), fails=PACKING)
 scenario("terminal-int", meanwhile=kill(signal.SIGINT), fails=PACKING, terminal=True, env={"TERM": "dumb"})
+scenario("terminal-int-at-the-end", meanwhile=kill(signal.SIGINT), fakes={"open": GATE}, terminal=True, env={"TERM": "xterm"})
 scenario("copies-vanish-and-shrink", fails=PACKING, meanwhile=lambda box, process: [
     os.unlink(box.path(ADA + "/a.txt")), os.truncate(box.path(ADA + "/sub/x.log"), 5)])
 scenario("little-room", "--dir=/drive/out", drive=600 * MIB, files={LOGS + "giant.log": 1 << 40, LOGS + "capture.pcap": 260 * MIB})
