@@ -1,7 +1,8 @@
 // Preloaded by tests: some calls of the C library fail in the tool, and only there.
 //   FAIL_CALL   the functions' names as the program links them, each between commas: ",openat,open,"
 //   FAIL_PATH   a pattern (fnmatch's) for the path that a call names, or that its descriptor is open on
-//   FAIL_ERRNO  the error; 0: a pwrite takes a byte less than it is given, and a folder tells no kinds; -1: the call
+//   FAIL_ERRNO  the error; 0: a pwrite takes a byte less than it is given, a folder tells no kinds, and fstat tells
+//               4 GiB more than there are; -1: the call
 //               waits until all that have /gate open for writing have closed it, and succeeds; -2: it is added to
 //               /trace, by its name and path, and succeeds
 //   FAIL_FROM   the first such call that fails, counted from 1; -N: only the Nth fails
@@ -15,6 +16,7 @@
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <fnmatch.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -39,6 +41,11 @@ std::string pathOf(DIR* directory) {
 void shorten(...) {}
 void shorten(int, const void*, size_t& size, off_t) {
   size -= size > 1;
+}
+
+thread_local bool enlarges = false;
+void shorten(int, const void*) {
+  enlarges = true;
 }
 
 /// Tells whether this call is to fail, and sets errno then. The path is only asked for where it matters.
@@ -81,8 +88,9 @@ bool fails(const char* call, Args&... args) {
 FAILING(int, open, (const char* path, int flags, mode_t mode), path, flags, mode)
 FAILING(int, open64, (const char* path, int flags, mode_t mode), path, flags, mode)
 FAILING(int, openat, (int fd, const char* name, int flags, mode_t mode), fd, name, flags, mode)
+FAILING(int, lstat, (const char* path, void* info), path, info)
 FAILING(int, lstat64, (const char* path, void* info), path, info)
-FAILING(int, fstat, (int fd, void* info), fd, info)
+FAILING(int, stat, (const char* path, void* info), path, info)
 FAILING(int, fstatat, (int fd, const char* name, void* info, int flags), fd, name, info, flags)
 FAILING(int, statx, (int fd, const char* name, int flags, int mask, void* to), fd, name, flags, mask, to)
 FAILING(int, statvfs64, (const char* path, void* info), path, info)
@@ -98,6 +106,16 @@ FAILING(ssize_t, read, (int fd, void* data, size_t size), fd, data, size)
 FAILING(ssize_t, write, (int fd, const void* data, size_t size), fd, data, size)
 FAILING(ssize_t, pread, (int fd, void* data, size_t size, off_t at), fd, data, size, at)
 FAILING(ssize_t, pwrite, (int fd, const void* data, size_t size, off_t at), fd, data, size, at)
+
+extern "C" int my_fstat(int fd, struct stat* info) __asm__("fstat");
+extern "C" int my_fstat(int fd, struct stat* info) {
+  static const auto real = reinterpret_cast<int (*)(int, struct stat*)>(dlsym(RTLD_NEXT, "fstat"));
+  enlarges = false;
+  void* const unused = nullptr;
+  if (fails("fstat", fd, unused) || real(fd, info) != 0) return -1;
+  if (enlarges) info->st_size += off_t{1} << 32;
+  return 0;
+}
 
 extern "C" dirent* my_readdir(DIR* folder) __asm__("readdir");
 extern "C" dirent* my_readdir(DIR* folder) {

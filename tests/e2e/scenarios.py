@@ -166,6 +166,7 @@ scenario("copying-fails", fails=[
     ("openat", LOGS + "*.*", EIO), ("read", LAUNCHD, EIO), ("read", INSTALLER, EIO), ("statvfs", SCRATCH + "*", EIO), ("readdir", "*", 0),
     ("mkdir mkdirat", SCRATCH, EACCES), ("mkdir mkdirat", SCRATCH + "/logs", EACCES), ("chmod fchmodat", SCRATCH, EPERM)])
 ARCHIVE = "*/oBrelaLog_2*"
+scenario("entry-over-4-gib", fails=("fstat", ADA + "/sub/x.log", 0))  # so it is said to be when it is packed
 scenario("packing-fails", files={LOGS + "noise.log": random.Random(1).randbytes(3 * MIB)}, fails=[
     ("open", ARCHIVE, EACCES), ("pwrite write", ARCHIVE, ENOSPC), ("pwrite write", ARCHIVE, EIO, -20), ("fstat", ARCHIVE, EIO), ("fsync", ARCHIVE, EIO),
     ("fstatat", "*.zip", EIO), ("ftruncate", ARCHIVE, EIO), ("rename renameat", ARCHIVE, EIO), ("pwrite", ARCHIVE, 0), ("pread read", ADA + "/noise.log", EIO, 2),

@@ -64,8 +64,8 @@ def walk(raw):
         head = struct.unpack(LOCAL, raw[offset:offset + 30])
         local_extra = raw[offset + 30 + head[9]:offset + 30 + head[9] + head[10]]
         sizes, long = long_fields(local_extra, (head[8], head[7]))
-        traits += ["local extra " + long] * bool(long)
-        if mark + head[0] != b"PK\1\2PK\3\4" or head[1:7] != (needed, flags, method, time, date, crc) or (
+        traits += ["local extra " + long] * bool(long) + ["local header needs %d" % head[1]] * (head[1] != needed)
+        if mark + head[0] != b"PK\1\2PK\3\4" or head[2:7] != (flags, method, time, date, crc) or (
                 sizes != [length, packed] or raw[offset + 30:offset + 30 + head[9]] != name or disk or comment):
             traits.append("its two headers differ")
         if offset != position:
