@@ -1,10 +1,9 @@
-"""Writes docs/reliability.md from the tests; with --check, tells whether it is up to date.
+"""Writes docs/reliability.md; with --check, tells whether it is up to date.
 
-The docstring of each fault test is a row (fault | how it is provoked | what happens). Each row below names the test that
-shows it, which must exist.
+Each row below names what shows it: scenarios of tests/e2e/scenarios.py, or test_FILE.py: TEST. They must exist.
 """
-import ast
 import pathlib
+import re
 import sys
 
 HERE = pathlib.Path(__file__).resolve().parent
@@ -12,40 +11,60 @@ TESTS = HERE.parent / "tests" / "e2e"
 PAGE = HERE / "reliability.md"
 HEAD = """# What the tool survives
 
-Made by docs/reliability-table.py from the tests named here; edit those. Each test runs the real program in namespaces
-of its own. "Whole archive" means: every entry is read back and its checksum is right.
+Made by docs/reliability-table.py; edit that. Each scenario and test named here runs the real program in namespaces of its own. A
+scenario (tests/e2e/scenarios.py) compares all that a run leaves with what is expected, which is in tests/e2e/expected under its name.
 
 ## Faults that the tests provoke
 
-| Fault | How it is provoked | What happens | Test |
-|---|---|---|---|
+| Fault | What happens | Shown by |
+|---|---|---|
 """
+FAULTS = [
+    ("Links that somebody else planted: default root, scratch folder and folders in it, reports, own log, folders above it", "each is replaced by the tool's own file or folder, or what needs it is left out; what they lead to keeps content and mode, and none of it is in the archive", "links-for-root-at-scratch links-for-root-at-folders links-for-root-at-root links-for-root-at-new-names links-for-ada-at-scratch links-for-ada-at-folders links-for-ada-at-new-names"),
+    ("--dir names a folder that holds what is collected, the tool, its log or a home, by any spelling", "the default is used, a warning says why, nothing in the folder changes", "dir-not-to-be-emptied"),
+    ("The output folder cannot be listed to its end, an archive in it or another entry cannot be looked at, leftovers cannot be removed", "as long as not all can be seen, all archives stay and a record tells; else the four newest", "housekeeping-fails"),
+    ("Sources that cannot be opened, looked at, listed or read; copies that cannot be made, written or closed; room that cannot be asked for", "a record names the path, the number and the text, another one how many more there were; everything else is in the archive, and what was read of it", "copying-fails"),
+    ("Any one call of the C library fails, on any path of the tool's", "whatever is left otherwise, a record tells", "test_sweep.py: test_what_one_failing_call_costs_is_told"),
+    ("A call fails while the archive is written: on its file, or on the copies", "the archive is whole, or no file bears an archive's name and what there is of it ends in \".incomplete\"; the log tells", "packing-fails"),
+    ("Copies vanish or shrink before they are packed", "what is left of them is in the archive", "copies-vanish-and-shrink"),
+    ("A file larger than the room that packing needs, or that would take the volume's last 100 MiB", "it is left out and named", "little-room"),
+    ("A volume that fills up to the last byte while files are copied", "exit status 0, no archive; the own log, on another volume, tells why", "volume-fills-up"),
+    ("No shell can be started; no pipe can be made", "every command is reported as failed, the archive has all files", "no-shell no-pipes"),
+    ("No more processes and threads, file descriptors or memory", "without its three workers the run ends abnormally and leaves no archive; it ends with 0 else, an archive that is there is whole, and from 16 descriptors and 8 MB on it has everything", "test_limits.py: test_what_runs_out"),
+    ("Much data, many files, deep trees, long paths, little memory", "what has a path in the scratch folder is in the archive, else it is named; at most 32 MiB of memory", "test_limits.py: test_much_data_and_little_memory"),
+    ("Commands that print for ever", "each report ends at an eighth of the free room (1 GiB at most) and a record tells; the archive is made with everything else; at most 32 MiB of memory", "floods test_limits.py: test_commands_that_print_for_ever"),
+    ("Odd time zone, unknown locale; a home that is gone, an unknown user", "a whole archive with 14 digits in its name; without a place for it, the own log's records go to standard error", "odd-zones-and-locales home-is-relative home-is-gone"),
+    ("The own log is as large as it may get; it cannot be renamed, made or looked at", "it is kept beside the new one, which holds the whole run; else the run is added to it; else the records go to standard error", "own-log-is-full own-log-is-half-full own-log-cannot-be-rotated own-log-cannot-be-made own-log-cannot-be-looked-at"),
+    ("Commands that read their standard input; a tool that is started with signals ignored, and a job of the shell before as its child", "they get /dev/null, their report and standard error, no signal ignored or held back; an ignored signal ends nothing; the job is still there after the run", "inherited"),
+    ("SIGTERM, SIGINT, SIGHUP, SIGQUIT or SIGKILL in each phase", "the run ends by the signal and, but for SIGKILL, its commands with it; every warning is in the log; no archive that is not whole bears its name; the next run removes the remains and makes its own archive", "term-at-set-up hup-before-copying int-in-reports quit-in-reports kill-in-reports term-while-packing kill-while-packing int-at-the-end killed-then-again"),
+    ("A login service that does not answer; a command that outlives its limit, ignores SIGTERM and has started others", "after their limits nobody counts as logged in, and root's files are in the archive; the run takes the command and all its offspring with it", "all-else-hangs"),
+]
 KNOWN = """
 ## What users of such tools complain of
 
 | Complaint | Here | Shown by |
 |---|---|---|
 """
-ROWS = [
-    ("One stuck command loses the whole report", "every wait has a limit; the archive is made without the missing piece", "test_hang.py", "test_every_command_and_the_peer_hang"),
-    ("A grandchild keeps the pipe open and the reader waits for ever", "the reader is a detached thread; the process ends while it reads, and kills the commands", "test_faults_setting.py", "test_no_command_outlives_the_run"),
-    ("A FIFO in the tree blocks the copy", "only regular files are opened, and never so that opening could block", "test_hostile.py", "test_links_and_special_files"),
-    ("One bad file aborts the rest", "each file and folder fails alone, and a record tells", "test_faults_losses.py", "test_single_faults"),
-    ("A file grows or shrinks meanwhile and the archive is corrupt", "the tool packs its own copy, and never more than the file had when it was opened", "test_hostile.py", "test_files_that_come_grow_and_go"),
-    ("Success is announced although the disk is full", "the log tells, and what there is of the archive never bears its name. The exit status stays 0: programs that start the tool rely on it", "test_faults_losses.py", "test_packing"),
-    ("Deleting through links, or deleting strangers' files", "deletion opens what it empties and never through a link; a folder with somebody's files is not used for output", "test_faults_links.py", "test_folders_that_are_not_to_be_emptied"),
-    ("Predictable names in shared temporary folders", "the names are fixed; what that means and what to do instead is in security.md", "test_faults_links.py", "test_planted_by_somebody_else"),
-    ("Late workers write after the archive is closed, or crash at exit", "nothing that a detached thread can reach is destroyed, and once the process is ending no thread can start a command, or log or write after a killed one", "test_hang.py", "test_every_command_and_the_peer_hang"),
-    ("Commands wait for a terminal or for input", "standard input is /dev/null, for the tool and all commands", "test_hang.py", "test_every_command_and_the_peer_hang"),
-    ("The caller closes the output and the tool dies", "writing to a closed pipe is an error and no signal; closed streams are /dev/null", "test_hostile.py", "test_standard_streams_closed_or_full"),
-    ("A port that answers with line noise", "a record in the log, whatever the answer", "test_tunnel.py", "test_answers"),
-    ("A loopback request goes to the proxy of the environment", "no proxy, no redirect, 30 seconds, the first 4 MiB", "test_tunnel.py", "test_answers"),
-    ("Huge folders, sparse giants, whole files in memory", "time grows with the number of files, memory stays below 32 MiB", "test_faults_losses.py", "test_much_data_and_little_memory"),
-    ("Odd names, link loops, links to / and devices", "copied under their names, or passed over", "test_hostile.py", "test_names"),
-    ("Folders and files that the user may not read", "passed over, the rest is collected", "test_hostile.py", "test_ordinary_user_meets_closed_doors"),
-    ("A parallel rewrite drops or doubles files", "the archive is compared with the tree, entry by entry", "test_run.py", "test_modes"),
-    ("Two runs at once", "both end with 0; the later one may take the earlier one's copies away", "test_hostile.py", "test_runs_at_once_in_the_same_folder"),
-    ("An own log that cannot be written", "the records go to standard error", "test_faults_setting.py", "test_environments"),
+COMPLAINTS = [
+    ("One stuck command loses the whole report", "every wait has a limit; the archive is made without the missing piece", "reports-and-peer-hang"),
+    ("A grandchild keeps the pipe open and the reader waits for ever", "the reader is a detached thread; the process ends while it reads, and kills the commands", "all-else-hangs"),
+    ("A FIFO in the tree blocks the copy", "only regular files are opened, and never so that opening could block", "special-files"),
+    ("One bad file aborts the rest", "each file and folder fails alone, and a record tells", "copying-fails"),
+    ("A file grows or shrinks meanwhile and the archive is corrupt", "the tool packs its own copy, and never more than the file had when it was opened", "test_races.py: test_files_that_come_grow_and_go"),
+    ("Success is announced although the disk is full", "the log tells, and what there is of the archive never bears its name. The exit status stays 0: programs that start the tool rely on it", "packing-fails"),
+    ("Deleting through links, or deleting strangers' files", "deletion opens what it empties and never through a link; a folder with somebody's files is not used for output", "dir-not-to-be-emptied links-for-root-at-scratch"),
+    ("Predictable names in shared temporary folders", "the names are fixed; what that means and what to do instead is in security.md", "links-for-ada-at-scratch"),
+    ("Late workers write after the archive is closed, or crash at exit", "nothing that a detached thread can reach is destroyed, and once the process is ending no thread can start a command, or log or write after a killed one", "test_races.py: test_workers_that_hang_while_the_run_ends"),
+    ("Commands wait for a terminal or for input", "standard input is /dev/null, for the tool and all commands", "inherited"),
+    ("The caller closes the output and the tool dies", "writing to a closed pipe is an error and no signal; closed streams are /dev/null", "streams-closed streams-full streams-gone"),
+    ("A port that answers with line noise", "a record in the log, whatever the answer", "answers-without"),
+    ("A loopback request goes to the proxy of the environment", "no proxy, no redirect, 30 seconds, the first 4 MiB", "proxies answers-without answers-too-long"),
+    ("Huge folders, sparse giants, whole files in memory", "time grows with the number of files, memory stays below 32 MiB", "test_limits.py: test_much_data_and_little_memory"),
+    ("Odd names, link loops, links to / and devices", "copied under their names, or passed over", "odd-names special-files"),
+    ("Folders and files that the user may not read", "passed over, the rest is collected", "user"),
+    ("A parallel rewrite drops or doubles files", "the archive is compared with the tree, entry by entry", "base"),
+    ("Two runs at once", "both end with 0; the later one may take the earlier one's copies away", "test_races.py: test_runs_at_once_in_the_same_folder"),
+    ("An own log that cannot be written", "the records go to standard error", "home-is-gone"),
 ]
 TAIL = """
 Progress characters in logs and pipes: progress and result lines are written on a terminal only; `--quiet` does not affect
@@ -71,23 +90,25 @@ incomplete archive, whose name ends in ".incomplete", stay. The next run in the 
 """
 
 
-def test_docstrings(path):
-    for node in ast.walk(ast.parse(path.read_text())):
-        if isinstance(node, ast.FunctionDef) and node.name.startswith("test_"):
-            yield node.name, ast.get_docstring(node) or ""
+def shown_by(names):
+    """The names, each of which must exist."""
+    tests = re.findall(r"(test_\w+\.py): (test_\w+)", names)
+    for file, name in tests:
+        if "def %s(" % name not in (TESTS / file).read_text():
+            raise SystemExit("%s has no %s" % (file, name))
+    scenarios = re.sub(r"test_\w+\.py: test_\w+", "", names).split()
+    for name in scenarios:
+        if not (TESTS / "expected" / name).exists():
+            raise SystemExit("there is no scenario " + name)
+    return ", ".join(scenarios + ["%s: %s" % test for test in tests])
 
 
 def page():
     text = HEAD
-    for path in sorted(TESTS.glob("test_faults_*.py")):
-        for name, docstring in test_docstrings(path):
-            fault, how, outcome = docstring.strip().split(" | ")
-            text += "| %s | %s | %s | %s: %s |\n" % (fault, how, outcome, path.name, name)
-    text += KNOWN
-    for complaint, here, file, name in ROWS:
-        if name not in dict(test_docstrings(TESTS / file)):
-            raise SystemExit("%s has no %s" % (file, name))
-        text += "| %s | %s | %s: %s |\n" % (complaint, here, file, name)
+    for heading, rows in ("", FAULTS), (KNOWN, COMPLAINTS):
+        text += heading
+        for problem, outcome, names in rows:
+            text += "| %s | %s | %s |\n" % (problem, outcome, shown_by(names))
     return text + TAIL
 
 

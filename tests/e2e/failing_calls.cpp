@@ -1,7 +1,10 @@
 // Preloaded by tests: some calls of the C library fail in the tool, and only there.
 //   FAIL_CALL   the functions' names as the program links them, each between commas: ",openat,open,"
 //   FAIL_PATH   a pattern (fnmatch's) for the path that a call names, or that its descriptor is open on
-//   FAIL_ERRNO  the error; 0: a folder tells no kinds
+//   FAIL_ERRNO  the error; 0: a pwrite takes a byte less than it is given, a folder tells no kinds, and fstat tells
+//               4 GiB more than there are; -1: the call
+//               waits until all that have /gate open for writing have closed it, and succeeds; -2: it is added to
+//               /trace, by its name and path, and succeeds
 //   FAIL_FROM   the first such call that fails, counted from 1; -N: only the Nth fails
 #include <atomic>
 #include <cerrno>
@@ -14,6 +17,8 @@
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <fnmatch.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 namespace {
@@ -37,6 +42,12 @@ std::string pathOf(FILE* file) {
   return pathOf(fileno(file));
 }
 
+thread_local bool enlarges = false;
+void shorten(...) {}
+void shorten(int, const void*) {
+  enlarges = true;
+}
+
 /// Tells whether this call is to fail, and sets errno then. The path is only asked for where it matters.
 template <typename... Args>
 bool fails(const char* call, Args&... args) {
@@ -47,8 +58,20 @@ bool fails(const char* call, Args&... args) {
   if (!isTool || calls.find("," + std::string(call) + ",") == std::string::npos) return false;
   if (fnmatch(pattern.c_str(), pathOf(args...).c_str(), 0) != 0) return false;
   if (const int number = ++seen; first > 0 ? number < first : number != -first) return false;
+  if (error == 0) shorten(args...);
+  if (error == -1) {
+    char none;
+    const auto gate = static_cast<int>(syscall(SYS_openat, AT_FDCWD, "/gate", O_RDONLY | O_CLOEXEC));
+    while (gate >= 0 && syscall(SYS_read, gate, &none, 1) > 0) continue;
+    syscall(SYS_close, gate);
+  }
+  if (error == -2) {
+    const std::string line = std::string(call) + " " + pathOf(args...) + "\n";
+    static const auto trace = static_cast<int>(syscall(SYS_openat, AT_FDCWD, "/trace", O_WRONLY | O_APPEND | O_CLOEXEC));
+    syscall(SYS_write, trace, line.data(), line.size());
+  }
   errno = error;
-  return error != 0;
+  return error > 0;
 }
 
 }  // namespace
@@ -65,8 +88,9 @@ bool fails(const char* call, Args&... args) {
 FAILING(int, open, (const char* path, int flags, mode_t mode), path, flags, mode)
 FAILING(int, open64, (const char* path, int flags, mode_t mode), path, flags, mode)
 FAILING(int, openat, (int fd, const char* name, int flags, mode_t mode), fd, name, flags, mode)
+FAILING(int, lstat, (const char* path, void* info), path, info)
 FAILING(int, lstat64, (const char* path, void* info), path, info)
-FAILING(int, fstat, (int fd, void* info), fd, info)
+FAILING(int, stat, (const char* path, void* info), path, info)
 FAILING(int, fstatat, (int fd, const char* name, void* info, int flags), fd, name, info, flags)
 FAILING(int, statx, (int fd, const char* name, int flags, int mask, void* to), fd, name, flags, mask, to)
 FAILING(int, statvfs64, (const char* path, void* info), path, info)
@@ -92,6 +116,16 @@ extern "C" size_t my_fwrite(const void* data, size_t size, size_t count, FILE* f
   static const auto real = reinterpret_cast<decltype(&my_fwrite)>(dlsym(RTLD_NEXT, "fwrite"));
   if (!fails("fwrite", file)) return real(data, size, count, file);
   file->_flags |= 0x20;  // ferror's
+  return 0;
+}
+
+extern "C" int my_fstat(int fd, struct stat* info) __asm__("fstat");
+extern "C" int my_fstat(int fd, struct stat* info) {
+  static const auto real = reinterpret_cast<int (*)(int, struct stat*)>(dlsym(RTLD_NEXT, "fstat"));
+  enlarges = false;
+  void* const unused = nullptr;
+  if (fails("fstat", fd, unused) || real(fd, info) != 0) return -1;
+  if (enlarges) info->st_size += off_t{1} << 32;
   return 0;
 }
 

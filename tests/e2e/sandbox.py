@@ -11,6 +11,7 @@ import glob
 import os
 import pathlib
 import re
+import resource
 import shutil
 import signal
 import socketserver
@@ -28,8 +29,10 @@ from confined import confine, is_confined  # noqa: E402
 MS_RDONLY, MS_REMOUNT, MS_BIND, MS_REC, MNT_DETACH = 1, 32, 4096, 16384, 2
 libc = ctypes.CDLL(None, use_errno=True)
 
-TOOL = os.environ.get("LOGTOOL", "")
-SHORT_LIMITS = os.environ.get("SHORT_LIMITS")  # the same tool, which waits some seconds only for what hangs
+TOOL = os.environ.setdefault("LOGTOOL", str(pathlib.Path(__file__).parents[2] / "build/release/LogCollectionTool"))
+MADE = os.path.dirname(TOOL) + "/tests/e2e/"  # the programs that belong to these tests
+RECORDING_SHELL, FAILING_CALLS, MACOS_COMMANDS = MADE + "recording_shell", MADE + "libfailing_calls.so", MADE + "macos_commands"
+SHORT_LIMITS = MADE + "short_limits"  # the same tool, which waits some seconds only for what hangs
 ROOT_DIR = "/tmp/oBrelaLog"
 LIMIT = 60 if "MUTATE_CONFINED" in os.environ else 180  # seconds for a run and what a test does meanwhile
 SCRATCH = ROOT_DIR + "/logFiles"
@@ -38,17 +41,14 @@ OWN_LOG = "/Users/root" + SHARED + "/logs/LogColltionTool.log"
 UEM_LOGS = "/Library/Application Support/uem/logs/quelmarlogs/"
 APP = "/Library/quelmar/SDP/oBrela.app/Contents/Resources/app"
 LAUNCHD = "/var/log/com.apple.xpc.launchd/launchd.log"
-ALWAYS = {"LogColltionTool.log", "logs/root/LogColltionTool.log", "logs/system_wide.log", "system_info.log"}
 MIB = 1 << 20
-BANNER = "=" * 34 + " %s " + "=" * 34 + "\n"
+PROGRAMS = ["/" + name for name in os.listdir("/") if re.fullmatch("usr|s?bin|lib[0-9x]*", name)]  # the machine's
+LIMITS = {resource.RLIMIT_NOFILE: (256, 20000), resource.RLIMIT_CORE: (0, 0)}  # what every tool here starts with
 PS = "1 loginwindow\n2 oBrelaAgent\n3 FernGateway\n4 QMUem\n5 grep QMUem oBrela FernGateway loginwindow\n"
-# Each fake records its arguments and prints them; cat and grep are the real ones.
+# Each fake prints its arguments, and two words that let it pass the tool's greps; cat and grep are the real ones.
 FAKES = ("open log journalctl uname ip who loginctl systemctl ls sysctl csrutil kextstat plutil ifconfig netstat "
          "launchctl ps chmod").split()
-RECORD = '#!/bin/sh\nprintf "%%s\\037" %s "$@" "\n" >>/record\n'
 
-Line = collections.namedtuple("Line", "thread level function message")
-LINE = re.compile(r"^\[[-\d]{10} [:\d]{8}\.\d+\] \[(\w+)\] \[(\d+)\] \[LogCollectionTool:(\S+):[1-9]\d*\] ", re.MULTILINE)
 Result = collections.namedtuple("Result", "out err")
 
 
@@ -87,18 +87,11 @@ def give_up(*_):
     raise AssertionError("not done after %d seconds; processes: %s" % (LIMIT, left))
 
 
-def printed(name, *arguments):
-    """What the fake command of this name prints; the two words let it pass the tool's greps."""
-    return name + ":" + "".join(" [%s]" % text for text in arguments or [""]) + " (oBrela utun7)\n"
-
-
-def expected(name):
-    """What the tool writes letter for letter, from the folder of that name."""
-    return pathlib.Path(__file__).with_name("expected").joinpath(name).read_text()
-
-
-# Level, function and text of every record that a test brings about, but for those at level info.
-RECORDS = re.compile("|".join(re.escape(row).replace(r"\{\}", ".*") for row in expected("records").splitlines()), re.DOTALL)
+def failing(calls, path, error, first=1):
+    """The environment in which these calls of the tool's fail on paths like this one: see failing_calls.cpp."""
+    names = calls.split() + [name + "64" for name in calls.split()]
+    return {"LD_PRELOAD": "/fakes/failing_calls.so", "FAIL_CALL": ",%s," % ",".join(names), "FAIL_PATH": path,
+            "FAIL_ERRNO": str(error), "FAIL_FROM": str(first)}
 
 
 class Box:
@@ -107,12 +100,11 @@ class Box:
         if not is_confined():
             raise RuntimeError("not confined: start it as %s MODULE" % __file__)
         self.root = tempfile.mkdtemp()
-        mount("tmpfs", self.root, "tmpfs", 0, "size=4g,mode=755")
+        mount("tmpfs", self.root, "tmpfs", 0, "size=9g,mode=755")
         for folder in "/fakes /opt/tool /var/log /run /Library /System /Users /tmp /dev".split():
             os.makedirs(self.path(folder))
         os.chmod(self.path("/tmp"), 0o1777)
-        programs = ["/" + name for name in os.listdir("/") if re.fullmatch("usr|s?bin|lib[0-9x]*", name)]
-        for path in programs + "/proc /dev/null /dev/zero /dev/full /dev/urandom".split():
+        for path in PROGRAMS + "/proc /dev/null /dev/zero /dev/full /dev/urandom".split():
             self.link(os.readlink(path), path) if os.path.islink(path) else self.bind(path)
         self.make(lambda where: shutil.copy("/etc/ld.so.cache", where), "/etc/ld.so.cache")
         shutil.copy(tool, self.path("/opt/tool/LogCollectionTool"))
@@ -121,11 +113,14 @@ class Box:
         self.put("/etc/resolv.conf", "nameserver 192.0.2.1\n")
         if console:
             self.put("/run/systemd/seats/seat0", "IS_SEAT0=1\nACTIVE=c1\nACTIVE_UID=1000\n")
-        self.put("/record", mode=0o666)
+        shell = os.path.realpath("/bin/sh")
+        self.make(lambda where: shutil.copy(shell, where), "/fakes/sh")
+        mount(RECORDING_SHELL, self.path(shell), None, MS_BIND)
+        self.put("/started", mode=0o666)  # see recording_shell.cpp
         bodies = dict.fromkeys(FAKES, 'printf "${0##*/}:"; printf " [%s]" "$@"; echo " (oBrela utun7)"')
         bodies.update({"chmod": 'exec /bin/chmod "$@"', "ps": "printf '%s' '" + PS + "'"}, **(fakes or {}))
         for name, body in bodies.items():
-            self.put("/fakes/" + name, RECORD % name + body + "\n", mode=0o755)
+            self.put("/fakes/" + name, "#!/fakes/sh\n" + body + "\n", mode=0o755)
 
     def close(self):
         signal.alarm(0)
@@ -162,18 +157,24 @@ class Box:
     def read(self, path):
         return pathlib.Path(self.path(path)).read_bytes()
 
-    def start(self, *arguments, argv0="/opt/tool/LogCollectionTool", shell=None, user=None, env=()):
-        """Starts the tool; `shell` is a shell line that ends in running "$@"."""
+    def start(self, *arguments, argv0="/opt/tool/LogCollectionTool", shell=None, user=None, env=(), files=(), umask=0o22):
+        """Starts the tool; `shell` is a shell line that ends in running "$@"; `files` take its output and errors."""
         signal.alarm(LIMIT)
         command = ["chroot"] + (["--userspec=%d:%d" % (user, user)] if user else []) + [self.root]
-        command += ["/bin/sh", "-c", shell, "sh"] if shell else []
+        command += ["/fakes/sh", "-c", shell, "sh"] if shell else []
         environment = {k: v for k, v in os.environ.items() if k.endswith("SAN_OPTIONS")}
         # The thread sanitizer would leave its trace in TMPDIR, and /proc takes none.
         environment.update({"TMPDIR": "/proc", "PATH": "/fakes:/opt/tool:/usr/sbin:/usr/bin:/sbin:/bin",
                             "LC_ALL": "C", "TZ": "UTC", "HOME": "/home/some" if user else "/root"}, **dict(env))
-        out, err = tempfile.TemporaryFile(), tempfile.TemporaryFile()
+        out, err = files or (tempfile.TemporaryFile(), tempfile.TemporaryFile())
+
+        def prepare():
+            os.umask(umask)
+            for limit, values in LIMITS.items():
+                resource.setrlimit(limit, values)
+
         return subprocess.Popen(command + [argv0, *arguments], env=environment, stdin=subprocess.DEVNULL,
-                                stdout=out, stderr=err, start_new_session=True), out, err
+                                stdout=out, stderr=err, start_new_session=True, preexec_fn=prepare), out, err
 
     def finish(self, started, status=0):
         """Waits for the tool alone: commands that it left running are no reason to wait, and are ended here. Any `status`: None."""
@@ -189,24 +190,6 @@ class Box:
     def run(self, *arguments, status=0, **how):
         return self.finish(self.start(*arguments, **how), status)
 
-    def calls(self, name):
-        """Argument lists of every call of one fake command, sorted."""
-        records = self.read("/record").decode(errors="surrogateescape").split("\x1f\n\x1f")
-        return sorted(r.split("\x1f")[1:] for r in records if r.split("\x1f")[0] == name)
-
-    def log(self, path=OWN_LOG):
-        """The own log as Lines; text that does not begin like a record belongs to the record before it."""
-        before, *parts = LINE.split(self.read(path).decode(errors="surrogateescape"))
-        assert before == "", before
-        lines = [Line(thread, level, function, message[:-1])
-                 for level, thread, function, message in zip(*[iter(parts)] * 4)]
-        for line in lines:
-            assert line.level == "info" or RECORDS.fullmatch("%s %s %s" % line[1:]), line
-        return lines
-
-    def messages(self, function=None):
-        return [line.message for line in self.log() if function in (None, line.function)]
-
     def archives(self, folder=ROOT_DIR):
         return sorted(n for n in os.listdir(self.path(folder)) if n.startswith("oBrelaLog_"))
 
@@ -216,15 +199,9 @@ class Box:
             return {i.filename.encode("utf-8" if i.flag_bits & 0x800 else "cp437").decode(errors="surrogateescape"):
                     archive.read(i) for i in archive.infolist()}
 
-    def tree(self, top=""):
-        """Every path of the box below `top` (what is bound in left out), with what would change if it were touched."""
-        found = subprocess.check_output(["find", self.path(top), "-xdev", "-printf", "/%P\\0%m %s %T@\\0"])
-        texts = os.fsdecode(found).split("\0")
-        return dict(zip(texts[::2], texts[1::2]))
-
 
 class Server(socketserver.ThreadingTCPServer):
-    """A peer on loopback. `answer` is the bytes to send, or is called with the connection."""
+    """A peer on loopback. `answer` is the bytes to send, or is called with the connection; of a list, each is for one."""
     daemon_threads = allow_reuse_address = True
 
     def __init__(self, answer, port=0):
@@ -234,9 +211,10 @@ class Server(socketserver.ThreadingTCPServer):
         threading.Thread(target=self.serve_forever, args=(0.01,), daemon=True).start()
 
     def finish_request(self, request, client_address):
+        answer = self.answer[len(self.requests)] if isinstance(self.answer, list) else self.answer
         self.requests.append(request.recv(65536))
         with contextlib.suppress(OSError):  # the tool hung up
-            self.answer(request) if callable(self.answer) else request.sendall(self.answer)
+            answer(request) if callable(answer) else request.sendall(answer)
 
 
 class Case(unittest.TestCase):
