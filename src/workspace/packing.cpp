@@ -49,9 +49,14 @@ class Copies {
     return !isKnown_ || (isAlone && entry.st_uid == info_.st_uid);
   }
 
+  /// Tells whether the path is one of a copy, and so was listed before.
+  [[nodiscard]] bool holds(const std::string& path) const {
+    return isKnown_ && path.compare(0, start_.size(), start_) == 0;
+  }
+
   void remove(const std::string& path) {
     const std::size_t nameAt = path.rfind('/') + 1;
-    if (!isKnown_ || path.compare(0, start_.size(), start_) != 0) return;
+    if (!holds(path)) return;
     if (path.compare(0, nameAt, openPath_) != 0) {
       std::error_code ec;
       openPath_ = path.substr(0, nameAt);
@@ -124,7 +129,8 @@ int compressLogs(const std::vector<std::string>& paths, const std::string& zipPa
     Copies own(copies);
     zipper::Zipper::Hooks hooks;
     hooks.lost = [&](const std::string& path, int error) {
-      if (error == ENOENT && path == *added) return;  // kept on purpose: its entry without data tells it
+      // Kept on purpose: what was never there is told by its entry without data alone.
+      if (error == ENOENT && path == *added && !own.holds(path)) return;
       const std::error_code ec(error, std::generic_category());
       losses->tell(kWarn, ec, "pack {} failed.; Reason: code:{} msg:{}", path);
     };

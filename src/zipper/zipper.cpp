@@ -58,7 +58,10 @@ class Zipper::Impl {
   ~Impl() { close(); }
 
   bool isOpen() const { return file_.handle() != nullptr; }
-  bool open(const std::string& zipName);
+  bool open(const std::string& zipName) {
+    added_ = 0;
+    return file_.open(zipName);
+  }
   void add(const std::string& path, unsigned flags);
   std::uint64_t entries() const { return file_.oldEntries() + added_; }
   /// @return false when that fails, or a write has failed since open(); true when no archive is open
@@ -124,11 +127,6 @@ void Zipper::close() {
 
 void Zipper::release() {
   impl_.reset();
-}
-
-bool Zipper::Impl::open(const std::string& zipName) {
-  added_ = 0;
-  return file_.open(zipName);
 }
 
 void Zipper::Impl::add(const std::string& path, unsigned flags) {
