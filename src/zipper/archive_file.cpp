@@ -28,6 +28,10 @@ constexpr std::string_view kEndRecord64("PK\6\6");
 constexpr std::string_view kEndLocator64("PK\6\7");
 constexpr std::size_t kEndRecordBytes = 22;
 constexpr std::size_t kEndLocator64Bytes = 20;
+constexpr off_t kLocalHeaderBytes = 30;
+constexpr off_t kLargeFieldsBytes = 20;
+constexpr off_t kSizesAt = 18;                 // in a local header
+constexpr off_t kNoPlainSize = 4'294'967'295;  // the size is in the 64-bit fields
 constexpr std::uint64_t kMaxPlainEntries = 65'535;
 constexpr std::uint64_t kVersion64 = 45;
 
@@ -41,6 +45,11 @@ zlib_filefunc64_def functionsOn(std::FILE* file) {
   return functions;
 }
 
+/// Appends a number of `size` bytes, least significant first.
+void put(std::string& to, std::uint64_t value, std::size_t size) {
+  for (; size > 0; --size, value >>= 8U) to += static_cast<char>(value & 0xffU);
+}
+
 /// The 64-bit end record and its locator, for an archive with this plain one.
 std::string endRecord64(const std::string& plain, std::uint64_t entries) {
   std::string record(kEndRecord64);
@@ -49,21 +58,18 @@ std::string endRecord64(const std::string& plain, std::uint64_t entries) {
     for (std::size_t i = at + 4; i-- > at;) value = (value << 8U) | static_cast<unsigned char>(plain[i]);
     return value;
   };
-  const auto put = [&](std::uint64_t value, std::size_t size) {
-    for (; size > 0; --size, value >>= 8U) record += static_cast<char>(value & 0xffU);
-  };
   const std::uint64_t size = get(12);  // of the central directory
   const std::uint64_t offset = get(16);
-  put(44, 8);  // how many bytes of this record follow
-  for (int i = 0; i < 2; ++i) put(kVersion64, 2);
-  put(0, 8);  // this disk, and the one where the directory begins
-  for (int i = 0; i < 2; ++i) put(entries, 8);
-  put(size, 8);
-  put(offset, 8);
+  put(record, 44, 8);  // how many bytes of this record follow
+  for (int i = 0; i < 2; ++i) put(record, kVersion64, 2);
+  put(record, 0, 8);  // this disk, and the one where the directory begins
+  for (int i = 0; i < 2; ++i) put(record, entries, 8);
+  put(record, size, 8);
+  put(record, offset, 8);
   record += kEndLocator64;
-  put(0, 4);
-  put(offset + size, 8);  // where the 64-bit record is
-  put(1, 4);
+  put(record, 0, 4);
+  put(record, offset + size, 8);  // where the 64-bit record is
+  put(record, 1, 4);
   return record;
 }
 
@@ -152,6 +158,29 @@ bool ArchiveFile::close(bool whole, std::uint64_t entries) {
   return isNamed;
 }
 
+bool ArchiveFile::write(off_t at, const std::string& bytes) {
+  return ::fseeko(file_.get(), at, SEEK_SET) == 0 &&
+         std::fwrite(bytes.data(), 1, bytes.size(), file_.get()) == bytes.size();
+}
+
+off_t ArchiveFile::position() const {
+  return ::ftello(file_.get());
+}
+
+void ArchiveFile::completeEntry(off_t header, std::size_t nameSize, std::uint64_t size) {
+  const off_t end = position();
+  const off_t data = header + kLocalHeaderBytes + static_cast<off_t>(nameSize) + kLargeFieldsBytes;
+  const auto packed = static_cast<std::uint64_t>(end - data);
+  if (end - data < kNoPlainSize || size >= static_cast<std::uint64_t>(kNoPlainSize)) return;
+  std::string plain;
+  std::string large;
+  for (int i = 0; i < 2; ++i) put(plain, static_cast<std::uint64_t>(kNoPlainSize), 4);
+  for (const std::uint64_t value : {size, packed}) put(large, value, 8);
+  const bool isDone =
+      write(header + kSizesAt, plain) && write(data - static_cast<off_t>(large.size()), large);
+  if (!isDone || ::fseeko(file_.get(), end, SEEK_SET) != 0) giveUp();
+}
+
 /// Adds the 64-bit end record to an archive of more than 65,535 entries when the library has not written one:
 /// old versions do so only for large archives, and most readers take the result for damaged.
 bool ArchiveFile::completeEndRecord(std::uint64_t entries) try {
@@ -159,13 +188,11 @@ bool ArchiveFile::completeEndRecord(std::uint64_t entries) try {
   std::string tail(kEndLocator64Bytes + kEndRecordBytes + commentSize_, '\0');
   const auto size = static_cast<ssize_t>(tail.size());
   std::fflush(file_.get());
-  if (::pread(::fileno(file_.get()), tail.data(), tail.size(), ::ftello(file_.get()) - size) != size)
-    return false;
+  if (::pread(::fileno(file_.get()), tail.data(), tail.size(), position() - size) != size) return false;
   if (tail.compare(0, kEndLocator64.size(), kEndLocator64) == 0) return true;
   tail.erase(0, kEndLocator64Bytes);
-  if (::fseeko(file_.get(), -static_cast<off_t>(tail.size()), SEEK_CUR) != 0) return false;
-  tail.insert(0, endRecord64(tail, entries));
-  return std::fwrite(tail.data(), 1, tail.size(), file_.get()) == tail.size();
+  const off_t at = position() - static_cast<off_t>(tail.size());
+  return write(at, endRecord64(tail, entries) + tail);
 } catch (const std::bad_alloc&) {
   return false;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <memory>
@@ -38,6 +39,17 @@ class ArchiveFile {
   /// How many entries the archive had that is added to.
   std::uint64_t oldEntries() const { return oldEntries_; }
 
+  /// Where in the file the library writes next. Requires: an open archive.
+  off_t position() const;
+
+  /// To be called when an entry was closed: gives the entry both 64-bit sizes when only its packed size needs
+  /// one. Old versions of the library leave them 0, and most readers take the entry for damaged.
+  /// Requires: the entry was opened with 64-bit fields if its packed size exceeds 32 bits.
+  /// @param header    where the entry begins
+  /// @param nameSize  the length of its name, in bytes
+  /// @param size      the length of the file, in bytes
+  void completeEntry(off_t header, std::size_t nameSize, std::uint64_t size);
+
   /// Makes failed() true.
   void giveUp() { gaveUp_ = true; }
 
@@ -61,6 +73,7 @@ class ArchiveFile {
   bool create(mode_t mode);
   bool copyOld();
   void openInLibrary();
+  bool write(off_t at, const std::string& bytes);
   bool completeEndRecord(std::uint64_t entries);
   bool finish();
   bool publish();

@@ -58,7 +58,10 @@ class Zipper::Impl {
   ~Impl() { close(); }
 
   bool isOpen() const { return file_.handle() != nullptr; }
-  bool open(const std::string& zipName);
+  bool open(const std::string& zipName) {
+    added_ = 0;
+    return file_.open(zipName);
+  }
   void add(const std::string& path, unsigned flags);
   std::uint64_t entries() const { return file_.oldEntries() + added_; }
   /// @return false when that fails, or a write has failed since open(); true when no archive is open
@@ -86,7 +89,9 @@ class Zipper::Impl {
   std::unique_ptr<DeflatePipeline> pipeline_;
   int level_ = 0;  // of pipeline_
 
-  // The entry that writeFront() is writing.
+  // The entry that is being written.
+  off_t header_ = 0;
+  std::size_t nameSize_ = 0;
   std::string path_;
   std::uint64_t size_ = 0;
   unsigned long crc_ = 0;
@@ -124,11 +129,6 @@ void Zipper::close() {
 
 void Zipper::release() {
   impl_.reset();
-}
-
-bool Zipper::Impl::open(const std::string& zipName) {
-  added_ = 0;
-  return file_.open(zipName);
 }
 
 void Zipper::Impl::add(const std::string& path, unsigned flags) {
@@ -190,6 +190,8 @@ void Zipper::Impl::addFile(SourceFile& source, const std::string& path, const st
 
 void Zipper::Impl::openEntry(const std::string& name, int level, bool large, bool deflated, bool text,
                              unsigned long crc) {
+  header_ = file_.position();
+  nameSize_ = name.size();
   // After a failed write this call would fail too, and leak memory.
   if (file_.failed() ||
       zipOpenNewFileInZip3_64(file_.handle(), name.c_str(), entryInfo(text), nullptr, 0, nullptr, 0, nullptr,
@@ -206,6 +208,7 @@ void Zipper::Impl::write(const char* data, std::size_t size) {
 
 void Zipper::Impl::entryAdded(int result, const std::string& path) {
   if (result != ZIP_OK) file_.giveUp();
+  file_.completeEntry(header_, nameSize_, size_);
   if (file_.failed()) return;
   ++added_;
   hooks.packed(path);
@@ -216,7 +219,11 @@ void Zipper::Impl::addPlainly(SourceFile& source, const std::string& path, const
   unsigned long crc = 0;
   if (!password_.empty()) getFileCrc(source, buffer_, crc);
   openEntry(name, level, needsLargeFields(source, level), false, false, crc);
-  while (const std::size_t count = source.read(buffer_.data(), buffer_.size())) write(buffer_.data(), count);
+  size_ = 0;
+  while (const std::size_t count = source.read(buffer_.data(), buffer_.size())) {
+    write(buffer_.data(), count);
+    size_ += count;
+  }
   entryAdded(zipCloseFileInZip(file_.handle()), path);
 }
 
