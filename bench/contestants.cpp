@@ -18,7 +18,7 @@
 #include <zip.h>
 #include <zlib.h>
 
-#include "collect/file_selection.h"
+#include "collect/selection.h"
 #include "collect/tree_copy.h"
 #include "support/confine.h"
 #include "zipper/zipper.h"

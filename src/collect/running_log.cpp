@@ -34,17 +34,12 @@ constexpr std::uintmax_t kMaxLaunchdLogBytes = 10'485'760;  // 10 MiB
 // All records of the driver carry the name of its main function, in whichever step they are written.
 #define DRIVER_LOG(level, ...) LOG_CALL_AS("collectRunningLog", level, __VA_ARGS__)
 
-/// Makes a folder below the scratch folder. @return false after a failure (logged)
-bool makeFolder(const fs::path& folder, bool isForAll) {
+/// Makes a folder below the scratch folder, open to all users. @return false after a failure (logged)
+bool makeFolder(const fs::path& folder) {
   std::error_code ec;
-  if (isForAll) {
-    utilities::ensureDirectoryExist(folder.string(), ec);
-  } else {
-    utilities::makeFolder(folder.string(), utilities::Links::kOwn, ec);
-  }
-  if (ec)
-    DRIVER_LOG(kErr, "dir {} not exist; Reason: code:{} msg:{}", folder.string(), ec.value(), ec.message());
-  return !ec;
+  if (utilities::ensureDirectoryExist(folder.string(), ec)) return true;
+  DRIVER_LOG(kErr, "dir {} not exist; Reason: code:{} msg:{}", folder.string(), ec.value(), ec.message());
+  return false;
 }
 
 void openToAll(const std::string& dir) {
@@ -90,7 +85,6 @@ void copySources(
 /// Copies the folders of a step into the scratch folder `dir`.
 void copyFolders(Step step, const std::string& name, const fs::path& dir, const FileFilter& filter) {
   copySources(step, name, [dir, filter](const Source& source, const fs::path& from, const fs::path& to) {
-    if (!makeFolder((dir / to).parent_path(), false)) return;
     helper::copyDir(from, dir / to, source.kind == kCrashReports ? diagnosticReportFilter() : filter);
   });
 }
@@ -176,7 +170,7 @@ void copyLaunchdLog(const fs::path& source, const fs::path& dir, const fs::path&
     DRIVER_LOG(kErr, "{}{}", "launchd.log file size > 10MB, not collected.", "");
     return;
   }
-  if (!makeFolder((dir / target).parent_path(), true)) return;
+  if (!makeFolder((dir / target).parent_path())) return;
   copyFile(source, dir / target.parent_path());
   DRIVER_LOG(kInfo, "launchd.log file size {}", size);
 }
@@ -196,7 +190,7 @@ void collectRunningLog(const std::string& dir) {
   const fs::path logsDir = scratch / "logs";
   std::error_code ec;
   if (utilities::ensureDirectoryExist(dir, ec)) openToAll(dir);
-  if (!makeFolder(logsDir, true)) return;
+  if (!makeFolder(logsDir)) return;
   copySources(kInstaller, "", [scratch](const Source& /*source*/, const fs::path& from, const fs::path& to) {
     copyInstallerLog(from, scratch / to);
   });

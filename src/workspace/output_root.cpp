@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <ctime>
 #include <iomanip>
+#include <set>
 #include <sstream>
 #include <utility>
 #include <vector>
@@ -21,6 +22,7 @@
 #include "collect/removal.h"
 #include "collect/selection.h"
 #include "logging/logger.h"
+#include "platform/host.h"
 #include "sysinfo/reports.h"
 #include "workspace/protected_places.h"
 #include "zipper/archive_file.h"
@@ -52,6 +54,7 @@ struct Root {
   int folder = -1;
   bool isLocked = false;  // by this run
   bool isShared = false;  // by another run that has locked it
+  std::set<std::string> archives;  // that were there when the run began
 };
 
 Root& outputRoot() {
@@ -117,23 +120,16 @@ Descriptor lockEntry(int folder, const std::string& name, bool& isInUse) {
   return entry;
 }
 
-/// Tells whether something is mounted directly in the folder.
-bool holdsMountPoint(int folder) {
-  struct stat own {
-  }, info{};
-  std::string entries;
-  bool found = false;
-  if (fstat(folder, &own) != 0 || utilities::listFolder(folder, entries)) return false;
-  utilities::forEachEntry(entries, [&](EntryKind, const char* name) {
-    found = found || (fstatat(folder, name, &info, AT_SYMLINK_NOFOLLOW) == 0 && info.st_dev != own.st_dev);
-  });
-  return found;
-}
-
-/// Tells whether only entries with the tool's own names may be removed from the folder.
-bool isForOthersToo(int folder) {
+/// Tells whether only entries with the tool's own names may be removed from the folder: it has the sticky bit,
+/// or something is mounted in it.
+bool isForOthersToo(int folder, const std::string& path) {
   struct stat info {};
-  return fstat(folder, &info) != 0 || (info.st_mode & S_ISVTX) != 0 || holdsMountPoint(folder);
+  boost::system::error_code ec;
+  const std::string start = fs::canonical(path, ec).string() + "/";
+  const std::vector<std::string> mounted = platform::mountPoints();
+  return ec || fstat(folder, &info) != 0 || (info.st_mode & S_ISVTX) != 0 ||
+         std::any_of(mounted.begin(), mounted.end(),
+                     [&start](const std::string& point) { return point.compare(0, start.size(), start) == 0; });
 }
 
 struct DatedFile {
@@ -161,6 +157,7 @@ std::vector<DatedFile> archives(int folder, const std::string& dir, bool onlyOwn
 
 void removeOldest(int folder, const std::string& dir, bool onlyOwn, Removed& removed) {
   std::vector<DatedFile> files = archives(folder, dir, onlyOwn);
+  for (const DatedFile& file : files) outputRoot().archives.insert(file.name);
   if (files.size() < kMaxArchives) return;
   std::sort(files.begin(), files.end(),
             [](const DatedFile& one, const DatedFile& other) { return one.time < other.time; });
@@ -276,7 +273,7 @@ void checkAndCleanLogDir(const std::string& dir) {
     std::error_code ec;
     std::string entries;
     const Descriptor folder = utilities::openFolder(dir, Links::kOwn, ec);
-    const bool onlyOwn = !ec && isForOthersToo(folder.get());
+    const bool onlyOwn = !ec && isForOthersToo(folder.get(), dir);
     Descriptor locked;  // until the next entry
     removed = cleanDir(dir, false, [&](const std::string& path) {
       const std::string name = fs::path(path).filename().string();
@@ -336,7 +333,7 @@ void removeScratch(const std::string& root, const Scratch& scratch) {
     if (isArchive(name) || !isOwnName(name) || isOtherRuns(name)) return;
     const Descriptor locked = lockEntry(folder, name, isInUse);
     if (!isInUse)
-      LOG_CALL_AS("main", kWarn, "{} stays, it could not be removed", (fs::path(root) / name).string());
+      LOG_CALL_AS("main", kWarn, "{} stays in the output folder", (fs::path(root) / name).string());
   });
 }
 
@@ -353,7 +350,9 @@ std::string initZipLogPath(const std::string& root) {
     const Place place = utilities::locate((fs::path(root) / name).string(), Links::kOwn, ec);
     const int folder = place.folder.get();
     const bool stands = fstatat(folder, name.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0;
-    const bool isOwn = S_ISREG(info.st_mode) && info.st_uid == geteuid() && info.st_nlink == 1;
+    // One that has come since the run began is another run's.
+    const bool isOwn = S_ISREG(info.st_mode) && info.st_uid == geteuid() && info.st_nlink == 1 &&
+                       !outputRoot().isShared && outputRoot().archives.count(name) != 0;
     if (stands && !isOwn) continue;
     const int flags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
     const Descriptor reserved(openat(folder, (name + zipper::kPartialSuffix).c_str(), flags, 0666));

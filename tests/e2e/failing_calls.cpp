@@ -1,10 +1,11 @@
 // Preloaded by tests: some calls of the C library fail in the tool, and only there.
 //   FAIL_CALL   the functions' names as the program links them, each between commas: ",openat,open,"
 //   FAIL_PATH   a pattern (fnmatch's) for the path that a call names, or that its descriptor is open on
-//   FAIL_ERRNO  the error; 0: a pwrite takes a byte less than it is given, and a folder tells no kinds
+//   FAIL_ERRNO  the error; 0: a folder tells no kinds
 //   FAIL_FROM   the first such call that fails, counted from 1; -N: only the Nth fails
 #include <atomic>
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -32,10 +33,8 @@ std::string pathOf(const char* name, ...) {
 std::string pathOf(DIR* directory) {
   return pathOf(dirfd(directory));
 }
-
-void shorten(...) {}
-void shorten(int, const void*, size_t& size, off_t) {
-  size -= size > 1;
+std::string pathOf(FILE* file) {
+  return pathOf(fileno(file));
 }
 
 /// Tells whether this call is to fail, and sets errno then. The path is only asked for where it matters.
@@ -48,7 +47,6 @@ bool fails(const char* call, Args&... args) {
   if (!isTool || calls.find("," + std::string(call) + ",") == std::string::npos) return false;
   if (fnmatch(pattern.c_str(), pathOf(args...).c_str(), 0) != 0) return false;
   if (const int number = ++seen; first > 0 ? number < first : number != -first) return false;
-  if (error == 0) shorten(args...);
   errno = error;
   return error != 0;
 }
@@ -76,6 +74,8 @@ FAILING(int, mkdir, (const char* path, mode_t mode), path, mode)
 FAILING(int, mkdirat, (int fd, const char* name, mode_t mode), fd, name, mode)
 FAILING(int, unlink, (const char* path), path)
 FAILING(int, unlinkat, (int fd, const char* name, int flags), fd, name, flags)
+FAILING(int, linkat, (int fd, const char* path, int to, const char* name, int flags), fd, path, to, name,
+        flags)
 FAILING(int, rename, (const char* path, const char* to), path, to)
 FAILING(int, renameat, (int fd, const char* name, int to, const char* path), fd, name, to, path)
 FAILING(int, ftruncate, (int fd, off_t size), fd, size)
@@ -85,6 +85,15 @@ FAILING(ssize_t, read, (int fd, void* data, size_t size), fd, data, size)
 FAILING(ssize_t, write, (int fd, const void* data, size_t size), fd, data, size)
 FAILING(ssize_t, pread, (int fd, void* data, size_t size, off_t at), fd, data, size, at)
 FAILING(ssize_t, pwrite, (int fd, const void* data, size_t size, off_t at), fd, data, size, at)
+
+// Writes within the C library's stdio cannot be replaced.
+extern "C" size_t my_fwrite(const void* data, size_t size, size_t count, FILE* file) __asm__("fwrite");
+extern "C" size_t my_fwrite(const void* data, size_t size, size_t count, FILE* file) {
+  static const auto real = reinterpret_cast<decltype(&my_fwrite)>(dlsym(RTLD_NEXT, "fwrite"));
+  if (!fails("fwrite", file)) return real(data, size, count, file);
+  file->_flags |= 0x20;  // ferror's
+  return 0;
+}
 
 extern "C" dirent* my_readdir(DIR* folder) __asm__("readdir");
 extern "C" dirent* my_readdir(DIR* folder) {

@@ -67,17 +67,18 @@ class Losses(FaultCase):
                     self.assertEqual(len(contents["logs/ada/a.log"]), 65536)
 
     def test_packing(self):
-        """A call fails while the archive is written: on its file, or on the copies | opening, writing (at the end, one time in between, or less than was given), asking for its state, flushing, shortening, renaming; opening, listing, reading | the archive is whole or no file has an archive's name and what there is of it ends in ".incomplete"; the first loss of each folder and error is in the log, with the number of the others """
+        """A call fails while the archive is written: on its file, or on the copies | opening, writing (at the end, or one time in between), asking for its state, flushing, shortening, linking or renaming (a volume without hard links); opening, listing, reading | the archive is whole or no file has an archive's name and what there is of it ends in ".incomplete"; the first loss of each folder and error is in the log, with the number of the others """
         archive, noise, more = "*/oBrelaLog_*", ADA + "/noise.log", ADA + "/more"
         closing = r"Generate zip file.*Error (closing zip|adding '.*' to zip).*"
+        creating = "Generate zip file.*Error creating zip in.*"
         lost = r"pack %s failed.; Reason: code:5 msg:Input/output error"
         for calls, path, error, first, left, told in (
-                ("open", archive, EACCES, 1, [], "Generate zip file.*Error creating zip in.*"),
-                ("pwrite", archive, ENOSPC, 1, [".incomplete"], closing), ("pwrite", archive, EIO, -20, [".incomplete"], closing),
-                ("fstat", archive, EIO, 1, [".incomplete"], closing), ("fsync", archive, EIO, 1, [".incomplete"], closing),
-                ("fstatat", "*.zip", EIO, 1, [".incomplete"], closing),
-                ("ftruncate", archive, EIO, 1, [".incomplete"], closing), ("rename", archive, EIO, 1, [".incomplete"], closing),
-                ("pwrite", archive, 0, 1, [""], ""), ("pread", noise, EIO, 2, [""], lost % noise),
+                ("openat", archive, EACCES, 2, [".incomplete"], creating), ("fstat", archive, EIO, 1, [".incomplete"], creating),
+                ("fstatat", "*.zip", EIO, 3, [".incomplete"], creating),
+                ("fwrite", archive, ENOSPC, 1, [".incomplete"], closing), ("fwrite", archive, EIO, -20, [".incomplete"], closing),
+                ("fsync", archive, EIO, 1, [".incomplete"], closing), ("ftruncate", archive, EIO, 1, [".incomplete"], closing),
+                ("linkat renameat", archive, EIO, 1, [".incomplete"], closing), ("linkat", archive, EACCES, 1, [""], ""),
+                ("pread", noise, EIO, 2, [""], lost % noise),
                 ("openat", ADA, EIO, 1, [""], lost % ADA), ("readdir", more, EIO, 5, [""], lost % more),
                 ("openat", noise, EACCES, 2, [""], "pack %s failed.; Reason: code:13 msg:Permission denied" % noise),
                 ("pread", more + "/?.log", EIO, 1, [""], lost % (more + r"/\d\.log") +
