@@ -35,11 +35,10 @@ enum LogLevel : int {
 
 /// The logger's configuration.
 struct LoggerOptions {
-  std::string logFile = "oBrela.log";  ///< the log file's path
-  std::int32_t level = kInfo;          ///< minimum level
-  std::int64_t maxFileBytes =
-      20'971'520;  ///< cap of the file; it is put away, and a new one begun, when a line would exceed it
-  std::int32_t firstCount = 1;        ///< files kept beside the current one: always one
+  std::string logFile = "oBrela.log";      ///< the log file's path
+  std::int32_t level = kInfo;              ///< minimum level
+  std::int64_t maxFileBytes = 20'971'520;  ///< a line that would exceed it begins a new file
+  std::int32_t firstCount = 1;             ///< files kept beside the current one: always one
   std::int32_t secondCount = 256;     ///< carried for other readers of this record; one file needs no more
   std::string debugSwitch = "debug";  ///< when a file of this name exists at set-up, the level becomes debug
 };

@@ -62,8 +62,9 @@ TEST(LogCall, WritesOneLineForARecordButNotForADump) {
   const LogCapture log;
   LOG_CALL(kWarn, "{}", "a\nb\x7f");
   LOG_CALL(kDump, "{}", "a\nb\x7f");
-  EXPECT_EQ(log.text(), "[warning] [LogCollectionTool:TestBody] a\\x0ab\\x7f\n"
-                        "[info] [LogCollectionTool:TestBody] a\nb\x7f\n");
+  EXPECT_EQ(log.text(),
+            "[warning] [LogCollectionTool:TestBody] a\\x0ab\\x7f\n"
+            "[info] [LogCollectionTool:TestBody] a\nb\x7f\n");
 }
 
 TEST(Logger, PutsAFullLogAwayUnlessAnotherRunHasDoneSo) {
