@@ -125,6 +125,7 @@ class Viewer(sandbox.Case):
         self.assertRegex(self.shown_file(), r"\n1251\n.*QMUem: library not loaded, exit 50\n1252\n")
         self.close()
         self.page.execute_script("document.querySelectorAll('#complaints details').forEach((d) => d.open = true)")
+        self.until("document.querySelectorAll('#complaints ol:empty').length", 0)
         self.find("#complaints button[class=code]").click()
         self.assertRegex(self.find("#complaints").text, r"agent does not run”\nFound here:\nNew errors(?s:.*)logs/uem_anna/system_state.log")
         self.close()

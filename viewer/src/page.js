@@ -1,7 +1,7 @@
 // The page: its elements, its parts, and opening an archive. Content of an archive is always inserted as text.
 const MOST_ROWS = 500, MOST_DEEP = 64, MOST_EVIDENCE = 6;  // rows shown at once, levels of folders, lines of a finding
 const OWN_LOG_CHARS = 24 * MIB, OWN_LOG_BYTES = 192 * MIB;  // kept: its end; read at most to reach that
-const REPORT_CHARS = 8 * MIB;
+const REPORT_CHARS = 8 * MIB, MOST_PEOPLE = 20;
 const page = (id) => document.getElementById(id), TABLES = JSON.parse(page('tables').textContent);
 
 /** Makes an element from its tag and classes, `p.faint`; the other arguments are attributes, listeners and children. */
@@ -132,9 +132,10 @@ function showComplaints(archive) {
     const found = bearing(steps, archive.findings), name = `“${title}”`;
     const links = found.map((finding) => make('li',
       button(visible(finding.title), () => finding.shown.scrollIntoView())));
-    return make('details', wasOpen.includes(name) ? {open: ''} : {}, make('summary', name),
-      found.length ? make('div', 'Found here:', make('ul', links)) : '',
-      make('ol', steps.map((step) => make('li', rich(step, (code) => guideCode(archive, code))))));
+    const list = make('ol'), toggle = () => list.firstChild || list.append(...steps.map((step) =>
+      make('li', rich(step, (code) => guideCode(archive, code)))));
+    return make('details', {toggle}, wasOpen.includes(name) ? {open: ''} : {}, make('summary', name),
+      found.length ? make('div', 'Found here:', make('ul', links)) : '', list);
   }));
 }
 
@@ -143,7 +144,7 @@ const OWNER = /^(?:logs\/uem_|logs\/(?!uem_|OKVU\/)|database\/|nsdbase\/)([^/]+)
 function showSending(archive) {
   const {entries, sections, crashes, users} = archive, addresses = addressesOf(sections);
   const people = [...new Set([...users, ...entries.map(({name}) => OWNER.exec(name)?.[1])])]
-    .filter((name) => name && !/^(root|share_user)$/.test(name));
+    .filter((name) => name && !/^(root|share_user)$/.test(name)).slice(0, MOST_PEOPLE);
   const owned = (name) => entries.filter((entry) => OWNER.exec(entry.name)?.[1] === name);
   const files = (like) => entries.filter(({name}) => like.test(name));
   const kinds = [[files(/\.p?cap(?:ng)?$/i), 'packet capture', 'what went over the network'],
