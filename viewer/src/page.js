@@ -8,7 +8,7 @@ const page = (id) => document.getElementById(id), TABLES = JSON.parse(page('tabl
 function make(name, ...rest) {
   const [tag, ...classes] = name.split('.'), element = document.createElement(tag);
   element.className = classes.join(' ');
-  for (const part of rest.flat()) {
+  for (const part of rest.flat(Infinity)) {
     if (typeof part === 'string' || part instanceof Node) element.append(part);
     else for (const [key, value] of Object.entries(part || {})) {
       if (typeof value === 'function') element.addEventListener(key, value);
@@ -96,26 +96,19 @@ function showFindings(archive) {
 }
 
 // ---- From the complaint to the file.
-/** What a name in the guide opens: a file, a folder, a section of a report; undefined when that is not there. */
-function targetOf(archive, code) {
-  const {entries, users, sections, modules} = archive,
-    section = [...sections, ...modules].find(({title}) => title === code);
-  if (section) return () => jumpTo(section);
-  for (const user of code.includes('USER') ? users : users.slice(0, 1)) {
-    const path = code.replaceAll('USER', () => user).replaceAll('FIRST', () => users[0]);
-    if (path.endsWith('/') && entries.some(({name}) => name.startsWith(path))) return () => openFolder(path);
-    const entry = entries.find(({name}) => name === path);
-    if (entry) return () => view(archive, entry);
-  }
-  return undefined;
-}
+/** A name in the guide, as a button that opens the file, folder or section of a report, if that is in the archive. */
 function guideCode(archive, code) {
-  const {users} = archive, target = targetOf(archive, code);
+  const {entries, users: [first], sections, modules} = archive, path = code.replaceAll('FIRST', () => first);
+  if (code.includes('USER')) return archive.users.flatMap((user, i) =>
+    [i ? ' or ' : '', guideCode(archive, code.replaceAll('USER', () => user))]);
+  const section = [...sections, ...modules].find(({title}) => title === code),
+    entry = entries.find(({name}) => name === path);
+  const isFolder = path.endsWith('/') && entries.some(({name}) => name.startsWith(path));
   const isNamed = /^[\w-]+(?:\/|\.\w+$)/.test(code) || [...TABLES.modules, ...TABLES.sections].includes(code);
-  const text = code.replaceAll('USER', () => users.map(inCode).join(' or ')).replaceAll('FIRST',
-    () => inCode(users[0]));
-  return target ? button(text, target, {class: 'code'}) :
-    make('code', isNamed ? {class: 'absent', title: 'not in this archive'} : {}, text);
+  const click = section ? () => jumpTo(section) : entry ? () => view(archive, entry) : isFolder &&
+    (() => openFolder(path));
+  return click ? button(shownName(path, 200), click, {class: 'code'}) :
+    make('code', isNamed ? {class: 'absent', title: 'not in this archive'} : {}, shownName(path, 200));
 }
 /** The findings that bear on a complaint: its steps name where they come from; those about logs, a word of theirs. */
 function bearing(steps, findings) {
