@@ -171,7 +171,7 @@ function readCrash(name, text) {
   const process = field(/^Process:[ \t]{0,20}([^\n[]{1,100}?) {0,9}(?:\[|$)/m) || program;
   return {program: process, version: field(/^Version:[ \t]{0,20}([^\s]{1,40})/m), id: fileOf(name),
     stamp: field(/^Date\/Time:[ \t]{0,20}([^\n]{1,40})/m), what: field(/^Exception Type:[ \t]{0,20}(\w{1,60})/m),
-    where: field(/^Thread \d{1,5} Crashed[^\n]{0,99}\n0[ \t]{1,40}\S{1,99}[ \t]{1,40}\S{1,40} (.{1,99}?)(?: \+ \d+)?$/m),
+    where: field(/^Thread \d{1,5} Crashed[^\n]{0,99}\n0[ \t]{1,40}\S{1,99}[ \t]{1,40}\S{1,40} (.{1,99}?)( \+ \d+)?$/m),
     isClient: CLIENT_PROGRAM.test(process + program)};
 }
 /** Reads the crash reports, the latest first; one that is in the archive twice counts once. */
