@@ -3,6 +3,7 @@
 // {entry, line}, and `about` has the names by which a complaint of the guide knows that it is concerned.
 const REPORT_BYTES = 2 * MIB, MOST_REPORTS = 300;  // of a crash report, and how many of them are read
 const MOST_QUOTED = 160;  // characters of an error in a title
+const MOST_SECTIONS = 500, MOST_PROGRAMS = 20;  // of a report, and those whose crashes are told one by one
 const DAY = 24 * HOUR;
 const CLIENT_PROGRAM = /obrela|quelmar|ferngateway|qmuem|okvu/i;
 const TOOL_COMMAND = /\bgrep\b|oBrelaLog|LogCollectionTool/;
@@ -75,7 +76,8 @@ function recordFindings({run, log}, table, hasFailed) {
 /** Splits a report at its banners: [{title, lines, entry, line}]. A section need not end in a line feed. */
 function sectionsOf(report, entry) {
   const parts = report.split(/={34} ([^\n]{1,100}?) ={34}(?:\n|$)/), sections = [];
-  for (let i = 1, line = 2 + linesIn(parts[0]); i < parts.length; line += 1 + linesIn(parts[i + 1]), i += 2)
+  const most = Math.min(parts.length, 2 * MOST_SECTIONS);
+  for (let i = 1, line = 2 + linesIn(parts[0]); i < most; line += 1 + linesIn(parts[i + 1]), i += 2)
     sections.push({title: parts[i], lines: parts[i + 1].trim() ? parts[i + 1].trimEnd().split('\n') : [], entry, line});
   return sections;
 }
@@ -88,7 +90,7 @@ function modulesOf({run, log}, modules) {
     for (const text of lines) sections.get(title).lines.push(text);
   };
   if (json && typeof json === 'object') {
-    for (const [key, value] of Object.entries(json))
+    for (const [key, value] of Object.entries(json).slice(0, MOST_SECTIONS))
       add(String(value?.name ?? value?.module ?? key).slice(0, 100), printed(value).split('\n'), record.line + 1);
     return [...sections.values()];
   }
@@ -166,10 +168,10 @@ function readCrash(name, text) {
       isClient: CLIENT_PROGRAM.test([program, body.procName, body.procPath, head.bundleID].join(' '))};
   }
   const field = (pattern) => pattern.exec(text)?.[1] ?? '';
-  const process = field(/^Process:[ \t]{0,20}([^\n[]{1,100}?) *(?:\[|$)/m) || program;
+  const process = field(/^Process:[ \t]{0,20}([^\n[]{1,100}?) {0,9}(?:\[|$)/m) || program;
   return {program: process, version: field(/^Version:[ \t]{0,20}([^\s]{1,40})/m), id: fileOf(name),
     stamp: field(/^Date\/Time:[ \t]{0,20}([^\n]{1,40})/m), what: field(/^Exception Type:[ \t]{0,20}(\w{1,60})/m),
-    where: field(/^Thread \d{1,5} Crashed[^\n]{0,200}\n\d{1,3}[ \t]+\S{1,200}[ \t]+\S{1,40} (.{1,200}?)(?: \+ \d+)?$/m),
+    where: field(/^Thread \d{1,5} Crashed[^\n]{0,99}\n0[ \t]{1,40}\S{1,99}[ \t]{1,40}\S{1,40} (.{1,99}?)( \+ \d+)?$/m),
     isClient: CLIENT_PROGRAM.test(process + program)};
 }
 /** Reads the crash reports, the latest first; one that is in the archive twice counts once. */
@@ -196,9 +198,9 @@ function crashFindings(crashes, dumps, {end}) {
     note: shownName(stamp.slice(0, 19) || 'at an unknown time')}));
   const all = [...programs.values()], own = all.filter(([{isClient}]) => isClient),
     others = all.filter(([{isClient}]) => !isClient);
-  const found = own.map((list) => ({kind: end - list[0].time < DAY ? 'error' : 'warning', isCrash: true,
-    title: told(list),
-    lines: lines(list), about: ['logs/USER/diagnosticReports/', 'logs/uem_FIRST/DiagnosticReports/']}));
+  const found = own.slice(0, MOST_PROGRAMS).map((list) => ({kind: end - list[0].time < DAY ? 'error' : 'warning',
+    isCrash: true, title: told(list), lines: lines(list),
+    about: ['logs/USER/diagnosticReports/', 'logs/uem_FIRST/DiagnosticReports/']}));
   if (dumps.length) found.push({kind: 'warning', about: ['logs/USER/electron/', 'Crash/'],
     title: `${counted(dumps.length, 'dump')} of the client’s window and services, for a debugger`,
     lines: dumps.map((entry) => ({text: bytesText(entry.size), place: {entry}}))});

@@ -166,7 +166,7 @@ const isLog = ({name}) => /(?:\.(?:log|txt|xlog|back|old|out|err)|\.log\.\w{1,12
   /^logs\/.*\.json$/i.test(name);
 const isOwn = ({name}) => /(?:^|\/)(?:LogColltionTool[^/]*|system_(?:info|state))\.log$/.test(name);
 /** The name that a log has in common with those that it was moved to. */
-const familyOf = (name) => name.replace(/[\d._-]*\d(?=[^/]*$)|\.(?:old|back)$/gi, '');
+const familyOf = (name) => name.slice(-300).replace(/[._-]?\d{1,30}|\.(?:old|back)$/gi, '');
 const ORDER = [/^logs\/system_wide/, /^logs\/(?!uem_|OKVU\/)[^/]+\/.*\.log$/i, /^logs\/(?!OKVU)/, /^system\//,
   /^logs\//, /^/];
 /** The logs of an archive: the likeliest first, which are small current ones of the client. */

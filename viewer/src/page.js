@@ -1,14 +1,14 @@
 // The page: its elements, its parts, and opening an archive. Content of an archive is always inserted as text.
 const MOST_ROWS = 500, MOST_DEEP = 64, MOST_EVIDENCE = 6;  // rows shown at once, levels of folders, lines of a finding
 const OWN_LOG_CHARS = 24 * MIB, OWN_LOG_BYTES = 192 * MIB;  // kept: its end; read at most to reach that
-const REPORT_CHARS = 8 * MIB;
+const REPORT_CHARS = 8 * MIB, MOST_PEOPLE = 20;
 const page = (id) => document.getElementById(id), TABLES = JSON.parse(page('tables').textContent);
 
 /** Makes an element from its tag and classes, `p.faint`; the other arguments are attributes, listeners and children. */
 function make(name, ...rest) {
   const [tag, ...classes] = name.split('.'), element = document.createElement(tag);
   element.className = classes.join(' ');
-  for (const part of rest.flat()) {
+  for (const part of rest.flat(Infinity)) {
     if (typeof part === 'string' || part instanceof Node) element.append(part);
     else for (const [key, value] of Object.entries(part || {})) {
       if (typeof value === 'function') element.addEventListener(key, value);
@@ -96,26 +96,19 @@ function showFindings(archive) {
 }
 
 // ---- From the complaint to the file.
-/** What a name in the guide opens: a file, a folder, a section of a report; undefined when that is not there. */
-function targetOf(archive, code) {
-  const {entries, users, sections, modules} = archive,
-    section = [...sections, ...modules].find(({title}) => title === code);
-  if (section) return () => jumpTo(section);
-  for (const user of code.includes('USER') ? users : users.slice(0, 1)) {
-    const path = code.replaceAll('USER', () => user).replaceAll('FIRST', () => users[0]);
-    if (path.endsWith('/') && entries.some(({name}) => name.startsWith(path))) return () => openFolder(path);
-    const entry = entries.find(({name}) => name === path);
-    if (entry) return () => view(archive, entry);
-  }
-  return undefined;
-}
+/** A name in the guide, as a button that opens the file, folder or section of a report, if that is in the archive. */
 function guideCode(archive, code) {
-  const {users} = archive, target = targetOf(archive, code);
+  const {entries, users: [first], sections, modules} = archive, path = code.replaceAll('FIRST', () => first);
+  if (code.includes('USER')) return archive.users.flatMap((user, i) =>
+    [i ? ' or ' : '', guideCode(archive, code.replaceAll('USER', () => user))]);
+  const section = [...sections, ...modules].find(({title}) => title === code),
+    entry = entries.find(({name}) => name === path);
+  const isFolder = path.endsWith('/') && entries.some(({name}) => name.startsWith(path));
   const isNamed = /^[\w-]+(?:\/|\.\w+$)/.test(code) || [...TABLES.modules, ...TABLES.sections].includes(code);
-  const text = code.replaceAll('USER', () => users.map(inCode).join(' or ')).replaceAll('FIRST',
-    () => inCode(users[0]));
-  return target ? button(text, target, {class: 'code'}) :
-    make('code', isNamed ? {class: 'absent', title: 'not in this archive'} : {}, text);
+  const click = section ? () => jumpTo(section) : entry ? () => view(archive, entry) : isFolder &&
+    (() => openFolder(path));
+  return click ? button(shownName(path, 200), click, {class: 'code'}) :
+    make('code', isNamed ? {class: 'absent', title: 'not in this archive'} : {}, shownName(path, 200));
 }
 /** The findings that bear on a complaint: its steps name where they come from; those about logs, a word of theirs. */
 function bearing(steps, findings) {
@@ -132,9 +125,10 @@ function showComplaints(archive) {
     const found = bearing(steps, archive.findings), name = `“${title}”`;
     const links = found.map((finding) => make('li',
       button(visible(finding.title), () => finding.shown.scrollIntoView())));
-    return make('details', wasOpen.includes(name) ? {open: ''} : {}, make('summary', name),
-      found.length ? make('div', 'Found here:', make('ul', links)) : '',
-      make('ol', steps.map((step) => make('li', rich(step, (code) => guideCode(archive, code))))));
+    const list = make('ol'), toggle = () => list.firstChild || list.append(...steps.map((step) =>
+      make('li', rich(step, (code) => guideCode(archive, code)))));
+    return make('details', {toggle}, wasOpen.includes(name) ? {open: ''} : {}, make('summary', name),
+      found.length ? make('div', 'Found here:', make('ul', links)) : '', list);
   }));
 }
 
@@ -143,7 +137,7 @@ const OWNER = /^(?:logs\/uem_|logs\/(?!uem_|OKVU\/)|database\/|nsdbase\/)([^/]+)
 function showSending(archive) {
   const {entries, sections, crashes, users} = archive, addresses = addressesOf(sections);
   const people = [...new Set([...users, ...entries.map(({name}) => OWNER.exec(name)?.[1])])]
-    .filter((name) => name && !/^(root|share_user)$/.test(name));
+    .filter((name) => name && !/^(root|share_user)$/.test(name)).slice(0, MOST_PEOPLE);
   const owned = (name) => entries.filter((entry) => OWNER.exec(entry.name)?.[1] === name);
   const files = (like) => entries.filter(({name}) => like.test(name));
   const kinds = [[files(/\.p?cap(?:ng)?$/i), 'packet capture', 'what went over the network'],

@@ -66,7 +66,7 @@ function showHits(archive, hits, word) {
     files = [...hits.files].sort(([, a], [, b]) => b - a);
   const cut = hits.count > shown.length ? `; ${shown.length} are shown, the latest of those with a time` : '';
   const told = `${counted(hits.count, 'line')} with ${quoted(word)} in ${counted(files.length, 'file')}${cut}.`;
-  page('hits').replaceChildren(make('h2', 'Found'), make('p', {role: 'status'}, told),
+  page('hits').replaceChildren(make('h2', 'Found'), make('p', told),
     hits.unread.length ? make('p.warning', `Not searched to the end: ${named(hits.unread)}.`) : '',
     addRows(make('p.faint'), files, ([entry, count]) =>
       make('span.count', place(archive, {entry, word}), ` ${count.toLocaleString('en')} `), 8),
@@ -86,6 +86,7 @@ async function search(archive, word) {
   });
   if (!isCurrent()) return;
   showHits(archive, found, word);
+  page('reading').textContent = `${counted(found.count, 'line')} found`;  // where it is announced
   hits.dataset.state = 'done';
 }
 /** Connects the field with the archive that is shown; a new archive ends a search in the last one. */

@@ -69,7 +69,7 @@ async function readDirectory(file) {
 }
 
 let near = {};
-/** Some bytes of a file, MIB at most. What follows them is kept, since thousands of small entries are read one by one. */
+/** Some bytes of a file, MIB at most. What follows them is kept, for the thousands of small entries that may come. */
 async function bytesNear(file, at, length) {
   let {file: of, from, bytes} = near;
   if (of !== file || at < from || at + length > from + bytes.length) {
