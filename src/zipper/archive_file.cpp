@@ -30,8 +30,8 @@ constexpr std::size_t kEndRecordBytes = 22;
 constexpr std::size_t kEndLocator64Bytes = 20;
 constexpr off_t kLocalHeaderBytes = 30;
 constexpr off_t kLargeFieldsBytes = 20;
-constexpr off_t kSizesAt = 18;                 // in a local header
-constexpr off_t kNoPlainSize = 4'294'967'295;  // the size is in the 64-bit fields
+constexpr off_t kPlainSizesAt = 18;  // in a local header
+constexpr off_t kLeastLarge = 4'294'967'295;
 constexpr std::uint64_t kMaxPlainEntries = 65'535;
 constexpr std::uint64_t kVersion64 = 45;
 
@@ -170,14 +170,12 @@ off_t ArchiveFile::position() const {
 void ArchiveFile::completeEntry(off_t header, std::size_t nameSize, std::uint64_t size) {
   const off_t end = position();
   const off_t data = header + kLocalHeaderBytes + static_cast<off_t>(nameSize) + kLargeFieldsBytes;
-  const auto packed = static_cast<std::uint64_t>(end - data);
-  if (end - data < kNoPlainSize || size >= static_cast<std::uint64_t>(kNoPlainSize)) return;
-  std::string plain;
-  std::string large;
-  for (int i = 0; i < 2; ++i) put(plain, static_cast<std::uint64_t>(kNoPlainSize), 4);
-  for (const std::uint64_t value : {size, packed}) put(large, value, 8);
-  const bool isDone =
-      write(header + kSizesAt, plain) && write(data - static_cast<off_t>(large.size()), large);
+  if (end - data < kLeastLarge || size >= static_cast<std::uint64_t>(kLeastLarge)) return;
+  std::string sizes;
+  put(sizes, size, 8);
+  put(sizes, static_cast<std::uint64_t>(end - data), 8);
+  const bool isDone = write(header + kPlainSizesAt, std::string(8, '\xff')) &&
+                      write(data - static_cast<off_t>(sizes.size()), sizes);
   if (!isDone || ::fseeko(file_.get(), end, SEEK_SET) != 0) giveUp();
 }
 
