@@ -11,7 +11,7 @@ PROJECT = pathlib.Path(__file__).resolve().parents[2]
 # Shell text that makes the folder /out; then whether ./dev collect gives it to the tool, which would empty it.
 FOLDERS = {
     "true": True, "mkdir out": True, "mkdir out; touch out/.DS_Store": True, "mkdir out; ln -s out l; mv l out/logFiles": False,
-    "mkdir -p out/logFiles; touch out/oBrelaLog_1.zip out/oBrelaLog_1.zip.incomplete out/system_info.log": True,
+    "mkdir -p out/logFiles out/logFiles.12 out/logFiles.left-9; touch out/oBrelaLog_1.zip out/oBrelaLog_1.zip.incomplete out/system_info.log": True,
     "mkdir out; touch out/oBrelaLog_1.zip out/thesis": False, "mkdir -p out/oBrelaLog_1.zip": False, "mkdir -p out/system_info.log": False,
     "mkdir -p out/pictures out/logFiles": False, "touch out": False, "mkdir out; touch out/oBrelaLog_1.zip.": False}
 REFUSED = {"does not know": "nonsense|test all|sanitize msan|macos x|bench --fast|format --Check|tidy src|collect x|collect --foo|"
