@@ -67,7 +67,7 @@ thread_local Watched* watched = nullptr;
 
 }  // namespace
 
-bool runWhileMoving(std::chrono::seconds limit, std::function<void()> work,
+bool runWhileMoving(std::chrono::seconds limit, const std::function<void()>& work,
                     std::function<void(const char* reason)> onFailure) {
   const auto state = std::make_shared<Watched>();
   std::optional<DetachedCall> call;

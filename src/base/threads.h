@@ -88,7 +88,7 @@ bool runWithin(std::chrono::seconds limit, std::function<void()> work);
 /// not done so for `limit`. Runs on the calling thread when no other can be started.
 /// @param onFailure  called on the work's thread with the exception's text when it throws
 /// @return true when the work has ended
-bool runWhileMoving(std::chrono::seconds limit, std::function<void()> work,
+bool runWhileMoving(std::chrono::seconds limit, const std::function<void()>& work,
                     std::function<void(const char* reason)> onFailure);
 
 /// Tells runWhileMoving that its work goes on; has no effect elsewhere.

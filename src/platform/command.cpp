@@ -20,9 +20,7 @@ extern "C" char** environ;
 namespace quelmar::platform {
 namespace {
 
-using std::chrono_literals::operator""ms;
-
-constexpr auto kPause = 10ms;
+constexpr std::chrono::milliseconds kPause{10};
 constexpr int kMaxPauses = 100;
 
 /// The commands of this process. Never destroyed, since detached threads start commands while it ends.
