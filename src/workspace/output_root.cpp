@@ -48,6 +48,7 @@ constexpr std::uintmax_t kMinAvailableBytes = 524'288'000;  // 500 MiB
 constexpr std::uintmax_t kMaxReportBytes = 1'073'741'824;   // 1 GiB
 // One fewer are kept at the start of a run, so that there are at most this many after it.
 constexpr std::size_t kMaxArchives = 5;
+constexpr int kMaxNames = 1000;  // that are tried for a folder of this run's own
 
 /// What the run has found out about the output root.
 struct Root {
@@ -212,13 +213,14 @@ std::error_code makeOwnScratch(const Root& root, const std::string& path, std::s
   Descriptor own;
   std::error_code ec = std::make_error_code(std::errc::file_exists);
   bool isInUse = false;
-  for (int number = 0; ec == std::errc::file_exists || (!ec && isInUse); ++number) {
+  for (int number = 0; number < kMaxNames && (ec == std::errc::file_exists || isInUse); ++number) {
     name = std::string(kScratch) + "." + std::to_string(getpid()) +
            (number == 0 ? "" : "-" + std::to_string(number));
     ec = makeNew(root.folder, name, own);
     // Another run that takes it for an abandoned one holds the lock while it removes it.
     isInUse = !ec && flock(own.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
   }
+  if (!ec && isInUse) ec = std::make_error_code(std::errc::file_exists);
   if (!ec) ec = makeNew(own.get(), kScratch, folder);
   if (!ec) utilities::hold((fs::path(path) / name).string(), std::move(own));
   return ec;
