@@ -149,7 +149,7 @@ class State:
             before_it = threads[thread][-1][0] if threads[thread] else self.began - 0.001
             wrong = "" if before_it <= at <= self.ended else "WRONG time %s " % stamp
             since = at - before_it if self.waits else 0
-            gap = next(("(+%d s) " % limit for limit in WAITS if since >= limit - 0.05), "")
+            gap = next(("(+%d s) " % limit for limit in WAITS if since >= 0.9 * limit - 0.05), "")  # the tool counts in whole seconds
             if len(message) > SHORT * 10:
                 message = message[:60] + "... " + sum_of(message.encode(errors="surrogateescape")) + "\n"
             threads[thread].append((at, wrong + gap + "%s %s: %s" % (level, function, ascii(message[:-1])[1:-1])))
