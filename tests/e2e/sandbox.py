@@ -172,6 +172,8 @@ class Box:
             os.umask(umask)
             for limit, values in LIMITS.items():
                 resource.setrlimit(limit, values)
+            for number in signal.SIGHUP, signal.SIGINT, signal.SIGQUIT, signal.SIGTERM:
+                signal.signal(number, signal.SIG_DFL)  # a shell ignores some for what it runs in the background
 
         return subprocess.Popen(command + [argv0, *arguments], env=environment, stdin=subprocess.DEVNULL,
                                 stdout=out, stderr=err, start_new_session=True, preexec_fn=prepare), out, err
