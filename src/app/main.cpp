@@ -30,9 +30,8 @@ namespace quelmar {
 /// The tunnel service's internal modules, under the service's own names.
 extern const std::vector<std::string> modules;
 const std::vector<std::string> modules = {
-    "selectLine",       "lineDetector", "dnsResolver", "tunConntrack",  "l3Tunnel",
-    "dataConvertor",    "trustTunnel",  "DNS",         "tunnelOptions", "appDnsFilter",
-    "trustApplication", "dataProvider", "VNIC"};
+    "selectLine", "lineDetector",  "dnsResolver",  "tunConntrack",     "l3Tunnel",     "dataConvertor", "trustTunnel",
+    "DNS",        "tunnelOptions", "appDnsFilter", "trustApplication", "dataProvider", "VNIC"};
 
 namespace {
 
@@ -90,8 +89,7 @@ void collectLogs(const std::string& logFilesDir) {
     logutils::macos::collectRunningLog(logFilesDir);
   } catch (const std::exception& failure) {
     // The archive is still made, from what was collected so far.
-    LOG_CALL_AS(kWorker, kErr, "{}; Reason: exception:{}", "collect running log failed.",
-                failure.what());
+    LOG_CALL_AS(kWorker, kErr, "{}; Reason: exception:{}", "collect running log failed.", failure.what());
   }
   LOG_CALL_AS(kWorker, kInfo, "end collect running log {} ", logFilesDir);
 }
@@ -143,8 +141,7 @@ int main(int argc, char** argv) {
     endProcess(kResultNoOutputRoot);
   }
   if (checkDiskIsFull(dir)) {
-    LOG_CALL(kErr, "{}; Reason: The space of the drive where the ({}) resides is full",
-             "Log collection failure", dir);
+    LOG_CALL(kErr, "{}; Reason: The space of the drive where the ({}) resides is full", "Log collection failure", dir);
     endProcess(kResultDiskFull);
   }
 

@@ -52,8 +52,7 @@ class parser {
   /// @param need       whether leaving the option out is an error
   /// @param byDefault  its value when it is left out
   template <typename T>
-  void add(const std::string& name, char shortName, const std::string& description, bool need,
-           const T& byDefault) {
+  void add(const std::string& name, char shortName, const std::string& description, bool need, const T& byDefault) {
     insert(std::make_unique<option_with_value<T>>(name, shortName, description, need, byDefault));
   }
 

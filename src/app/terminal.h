@@ -43,7 +43,7 @@ class Terminal {
 
   const bool wanted_;
   const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
-  std::mutex mutex_;  // for what follows; not held while the terminal is written to, which may take long
+  std::mutex mutex_;                // for what follows; not held while the terminal is written to, which may take long
   std::vector<std::string> parts_;  // those that are not done
   std::string done_;                // lines of those that are, not shown yet
   bool isLineShown_ = false;

@@ -62,8 +62,7 @@ const Held* nearestHeld(const std::string& path) {
   const Held* nearest = nullptr;
   for (const Held& one : heldFolders()) {
     const std::size_t length = one.path.size();
-    const bool isAbove =
-        path.compare(0, length, one.path) == 0 && (path.size() == length || path[length] == '/');
+    const bool isAbove = path.compare(0, length, one.path) == 0 && (path.size() == length || path[length] == '/');
     if (isAbove && (nearest == nullptr || length > nearest->path.size())) nearest = &one;
   }
   return nearest;
@@ -225,8 +224,7 @@ Place targetOfLink(int parent, const std::string& name, Links links, uid_t& owne
   ec = target.empty() ? std::make_error_code(std::errc::not_supported) : std::error_code();
   if (ec) return Place();
   const std::size_t nameAt = target.rfind('/') + 1;
-  return {Way(links).followed(parent, nameAt == 0 ? "." : target.substr(0, nameAt), ec),
-          target.substr(nameAt)};
+  return {Way(links).followed(parent, nameAt == 0 ? "." : target.substr(0, nameAt), ec), target.substr(nameAt)};
 }
 
 Descriptor openFolder(int parent, const std::string& name, std::error_code& ec) {
@@ -347,8 +345,8 @@ bool whileFixed(const std::string& path, const std::function<void()>& work) {
     if (isClosed) fchmod(place.folder.get(), folder.st_mode & 07777);
   });
   const fs::path whole = fs::absolute(path);
-  const bool isSame = stat(whole.parent_path().c_str(), &named) == 0 && named.st_dev == folder.st_dev &&
-                      named.st_ino == folder.st_ino;
+  const bool isSame =
+      stat(whole.parent_path().c_str(), &named) == 0 && named.st_dev == folder.st_dev && named.st_ino == folder.st_ino;
   if (!isSame || !isWayFixed(whole)) return false;
   work();
   return true;

@@ -84,8 +84,7 @@ Descriptor openEntry(int parent, const std::string& name, Links links, int links
   if (!ec && S_ISLNK(seen.st_mode) && links != Links::kNone && linksLeft > 0) {
     uid_t owner = 0;
     const Place target = targetOfLink(parent, name, links, owner, ec);
-    Descriptor file =
-        ec ? Descriptor() : openEntry(target.folder.get(), target.name, links, linksLeft - 1, info, ec);
+    Descriptor file = ec ? Descriptor() : openEntry(target.folder.get(), target.name, links, linksLeft - 1, info, ec);
     if (!ec) ec = judgeLink(links, owner, info.st_uid);
     return ec ? Descriptor() : std::move(file);
   }

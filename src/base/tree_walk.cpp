@@ -30,8 +30,7 @@ std::error_code FolderChain::leave(const std::string& path) {
   Folder& folder = folders_.back();
   std::error_code ec;
   const std::string fromTop = "./" + path;
-  for (const auto& [parent, name] :
-       {std::pair{child.open.get(), ".."}, {top().open.get(), fromTop.c_str()}}) {
+  for (const auto& [parent, name] : {std::pair{child.open.get(), ".."}, {top().open.get(), fromTop.c_str()}}) {
     if (folder.open) return {};
     if (parent < 0) continue;
     Folder found(openFolder(parent, name, ec));

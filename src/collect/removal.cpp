@@ -44,8 +44,8 @@ void addWritePermission(const Place& place, const fs::path& path) {
 }
 
 void tellMissing(const std::string& path, const std::error_code& ec) {
-  LOG_CALL_AS("directoryWalker", kWarn, "Source directory {} not exist.; Reason: code:{} msg:{}", path,
-              ec.value(), ec.message());
+  LOG_CALL_AS("directoryWalker", kWarn, "Source directory {} not exist.; Reason: code:{} msg:{}", path, ec.value(),
+              ec.message());
 }
 
 void tellTraversal(const std::string& path, const std::string& reason) {

@@ -27,8 +27,7 @@ enum class Depth { kFolder, kTree };
 /// @param afterDir   called with the path of each sub-directory after its contents; may be empty.
 /// @param onFile     called with the path of each other entry; may be empty.
 /// @param depth      kFolder leaves out the contents of the sub-directories
-void directoryWalker(const boost::filesystem::path& root,
-                     const std::function<void(const std::string&)>& beforeDir,
+void directoryWalker(const boost::filesystem::path& root, const std::function<void(const std::string&)>& beforeDir,
                      const std::function<void(const std::string&)>& afterDir,
                      const std::function<void(const std::string&)>& onFile, Depth depth = Depth::kTree);
 

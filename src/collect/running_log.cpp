@@ -45,31 +45,26 @@ bool makeFolder(const fs::path& folder) {
 void openToAll(const std::string& dir) {
   const std::string command = "chmod -R 777 " + dir;
   const char* failure = "others could exchange the folder";
-  utilities::whileFixed(
-      dir, [&] { failure = details::cmdPopenWithin(kLimits.openCopies, command) ? nullptr : ""; });
+  utilities::whileFixed(dir, [&] { failure = details::cmdPopenWithin(kLimits.openCopies, command) ? nullptr : ""; });
   if (failure != nullptr) DRIVER_LOG(kErr, "cmdPopen {} fail; Reason: outStr:{}", command, failure);
 }
 
 void tellGivenUp(const std::string& what) {
-  DRIVER_LOG(kWarn, "copy {} given up.; Reason: nothing has moved for {} s", what,
-             kLimits.stalledCopy.count());
+  DRIVER_LOG(kWarn, "copy {} given up.; Reason: nothing has moved for {} s", what, kLimits.stalledCopy.count());
 }
 
 /// Calls `copy` with each source of a step and its two paths, `name` filled in, on a thread of its own. What
 /// does not move any more, on a network share whose server is gone for example, is given up (logged), and so
 /// are the other sources of the same user. When the memory runs out for one, that is logged.
-void copySources(
-    Step step, const std::string& name,
-    const std::function<void(const Source& source, const fs::path& from, const fs::path& to)>& copy) {
+void copySources(Step step, const std::string& name,
+                 const std::function<void(const Source& source, const fs::path& from, const fs::path& to)>& copy) {
   static auto* const kStalled = new std::set<std::string>;  // users whose folders do not answer
   for (const Source& source : kSources) {
     if (source.step != step) continue;
     const std::string from = filledIn(source.path, name);
     if (*source.record != '\0') DRIVER_LOG(kInfo, "{}", source.record);
     const bool isUsers = from != source.path && step != kMachine;
-    const auto work = [copy, &source, from, to = filledIn(source.destination, name)] {
-      copy(source, from, to);
-    };
+    const auto work = [copy, &source, from, to = filledIn(source.destination, name)] { copy(source, from, to); };
     const auto failed = [](const char* reason) {
       DRIVER_LOG(kErr, "{}; Reason: exception:{}", "collect running log failed.", reason);
     };
@@ -91,8 +86,8 @@ void copyFolders(Step step, const std::string& name, const fs::path& dir, const 
 
 void copyInstallerLog(const fs::path& source, const fs::path& target) {
   if (const std::error_code ec = helper::copyOneFile(source, target)) {
-    DRIVER_LOG(kErr, "copy_file {} to {} failed.; Reason: code:{} msg:{}", source.string(), target.string(),
-               ec.value(), ec.message());
+    DRIVER_LOG(kErr, "copy_file {} to {} failed.; Reason: code:{} msg:{}", source.string(), target.string(), ec.value(),
+               ec.message());
   }
 }
 
@@ -148,14 +143,13 @@ void copyFile(const fs::path& source, const fs::path& folder) {
   std::error_code ec;
   utilities::openFolder(folder.string(), utilities::Links::kOwn, ec);
   if (ec) {
-    LOG_CALL(kErr, "directory {} not exist.; Reason: code:{} msg:{}", folder.string(), ec.value(),
-             ec.message());
+    LOG_CALL(kErr, "directory {} not exist.; Reason: code:{} msg:{}", folder.string(), ec.value(), ec.message());
     return;
   }
   ec = helper::copyOneFile(source, folder / source.filename());
   if (ec && !helper::isUsualLoss(ec)) {
-    LOG_CALL(kWarn, "copy {} to {} failed.; Reason: code:{} msg:{}", source.string(), folder.string(),
-             ec.value(), ec.message());
+    LOG_CALL(kWarn, "copy {} to {} failed.; Reason: code:{} msg:{}", source.string(), folder.string(), ec.value(),
+             ec.message());
   }
 }
 
@@ -196,23 +190,20 @@ void collectRunningLog(const std::string& dir) {
   });
 
   const FileFilter filter = copyFilter(collectedExtensions(), localTime());
-  const SideCollector wideLog("collectSystemWideLog",
-                              [folder = logsDir.string()] { collectSystemWideLog(folder); });
+  const SideCollector wideLog("collectSystemWideLog", [folder = logsDir.string()] { collectSystemWideLog(folder); });
   const std::vector<std::string> userList = users();
   const std::string& firstUser = userList.front();
   DRIVER_LOG(kInfo, "{}", "collect uem logs...");
   copyFolders(kManagement, firstUser, scratch, filter);
 
   DRIVER_LOG(kInfo, "{}", "start uem system state collection thread ...");
-  const SideCollector uemState("collectSystemStateForUem", [folder = logsDir.string(), firstUser] {
-    collectSystemStateForUem(folder, firstUser);
-  });
+  const SideCollector uemState("collectSystemStateForUem",
+                               [folder = logsDir.string(), firstUser] { collectSystemStateForUem(folder, firstUser); });
 
   DRIVER_LOG(kInfo, "{}", "collect user files ...");
   const auto isAgentWanted = std::make_shared<std::atomic<bool>>(false);
   const auto measure = [isAgentWanted] { *isAgentWanted = checkIsCollectOkvuLog(collectedExtensions()); };
-  if (!utilities::runWhileMoving(kLimits.stalledCopy, measure, [](const char*) {}))
-    tellGivenUp("of the agent's logs");
+  if (!utilities::runWhileMoving(kLimits.stalledCopy, measure, [](const char*) {})) tellGivenUp("of the agent's logs");
   if (*isAgentWanted) copyFolders(kAgent, "", scratch, filter);
   copyNetData(scratch, filter);
   for (const std::string& user : userList) copyFolders(kUser, user, scratch, filter);

@@ -66,8 +66,8 @@ bool isKeyLog(const std::string& filePath, const boost::posix_time::ptime& refer
     boost::system::error_code ec;
     const std::uintmax_t size = fs::file_size(filePath, ec);
     if (ec) {
-      LOG_CALL(kWarn, "Get the filePath({}) file_size return failed; Reason: err code={}, msg={}", filePath,
-               ec.value(), ec.message());
+      LOG_CALL(kWarn, "Get the filePath({}) file_size return failed; Reason: err code={}, msg={}", filePath, ec.value(),
+               ec.message());
       return false;
     }
     return size <= kMaxKeyLogBytes && isRecent(filePath, referenceTime);
@@ -116,8 +116,7 @@ constexpr unsigned kBytesToMiBShift = 20;
 std::uint64_t getDirectorySize(const std::string& dir, const std::vector<std::string>& exts) {
   std::uint64_t sum = 0;
   const auto failed = [](const std::string& folder, const std::string& reason) {
-    LOG_CALL_AS("getDirectorySize", kErr, "get directory:{} size failed; Reason: catch exception:{}", folder,
-                reason);
+    LOG_CALL_AS("getDirectorySize", kErr, "get directory:{} size failed; Reason: catch exception:{}", folder, reason);
   };
   const auto lost = [&failed](const std::string& folder, const std::error_code& ec) {
     failed(folder, "code:" + std::to_string(ec.value()) + ": " + ec.message());
@@ -138,8 +137,7 @@ std::uint64_t getDirectorySize(const std::string& dir, const std::vector<std::st
         Folder folder = walk.open(ec);
         if (ec) lost(walk.path(), ec);
         if (!ec) walk.enter(std::move(folder));
-      } else if (walk.kind() == EntryKind::kFile &&
-                 (exts.empty() || logutils::isAcceptViaExtName(walk.path(), exts)) &&
+      } else if (walk.kind() == EntryKind::kFile && (exts.empty() || logutils::isAcceptViaExtName(walk.path(), exts)) &&
                  !utilities::lookUp(walk.folder(), walk.name(), info)) {
         sum += static_cast<std::uint64_t>(info.st_size);
       }
@@ -161,8 +159,7 @@ std::vector<std::string> getOkvuLogPath() {
   return paths;
 }
 
-std::uint64_t getDirTotalSize(const std::string& dir, const std::vector<std::string>& extensions,
-                              std::error_code& ec) {
+std::uint64_t getDirTotalSize(const std::string& dir, const std::vector<std::string>& extensions, std::error_code& ec) {
   if (dir.empty()) return 0;
   struct stat info {};
   const std::error_code error = utilities::lookUp(dir, Links::kJudged, info);

@@ -54,8 +54,7 @@ std::vector<std::string> getOkvuLogPath();
 /// files).
 /// @param ec  set to the status error, if any, when `dir` is not a directory; else left as it is
 /// @return bytes; 0 for an empty path and when `dir` is not a directory.
-std::uint64_t getDirTotalSize(const std::string& dir, const std::vector<std::string>& extensions,
-                              std::error_code& ec);
+std::uint64_t getDirTotalSize(const std::string& dir, const std::vector<std::string>& extensions, std::error_code& ec);
 
 /// Tells whether the endpoint agent's logs are to be collected: all of them when their counted sizes add up
 /// to at most 200 MiB, else none. Logs the decision with the size in whole MiB.

@@ -49,8 +49,7 @@ bool hasRoom(int folder, std::uintmax_t size) {
   if (fstatvfs(folder, &space) != 0) return true;
   const std::uintmax_t free = std::uintmax_t{space.f_bavail} * space.f_frsize;
   const std::uintmax_t largest = std::max<std::uintmax_t>(largestCopy, size);
-  const bool fits =
-      free >= kKeptFreeBytes && free - kKeptFreeBytes >= size && free - kKeptFreeBytes - size >= largest;
+  const bool fits = free >= kKeptFreeBytes && free - kKeptFreeBytes >= size && free - kKeptFreeBytes - size >= largest;
   if (fits) largestCopy = largest;
   return fits;
 }
@@ -94,8 +93,7 @@ class TreeCopy {
         if (event == TreeWalk::Event::kEntry) handle();
         if (event == TreeWalk::Event::kLeft) leave();
       } catch (const std::bad_alloc&) {
-        losses_.tell(kWarn, std::make_error_code(std::errc::not_enough_memory), kCopyFailed, walk_->path(),
-                     target_);
+        losses_.tell(kWarn, std::make_error_code(std::errc::not_enough_memory), kCopyFailed, walk_->path(), target_);
       }
     }
     return incomplete_;
@@ -108,9 +106,7 @@ class TreeCopy {
     return target_ + walk_->path().substr(source_.size(), end);
   }
 
-  void tellLost(const std::error_code& ec) {
-    losses_.tell(kWarn, ec, kCopyFailed, walk_->path(), targetPath(false));
-  }
+  void tellLost(const std::error_code& ec) { losses_.tell(kWarn, ec, kCopyFailed, walk_->path(), targetPath(false)); }
 
   void handle() {
     const EntryKind kind = walk_->kind();
@@ -144,8 +140,7 @@ class TreeCopy {
     ec = copyInto(file, info, targets_->last(), walk_->name(), overwrite_);
     if (overwrite_ == Overwrite::kYes || ec != std::errc::file_exists) return ec;
     // An earlier copy stays; what somebody else has put there does not take this one's place.
-    return isOwnCopy() ? std::error_code()
-                       : copyInto(file, info, targets_->last(), walk_->name(), Overwrite::kYes);
+    return isOwnCopy() ? std::error_code() : copyInto(file, info, targets_->last(), walk_->name(), Overwrite::kYes);
   }
 
   [[nodiscard]] bool isOwnCopy() const {
@@ -155,9 +150,7 @@ class TreeCopy {
   }
 
   /// Tells whether the copy's path would be longer than the system accepts.
-  [[nodiscard]] bool isTooLong() const {
-    return target_.size() + walk_->path().size() - source_.size() >= PATH_MAX;
-  }
+  [[nodiscard]] bool isTooLong() const { return target_.size() + walk_->path().size() - source_.size() >= PATH_MAX; }
 
   void enter(Folder source) {
     if (source.is(targets_->top())) return;
@@ -191,16 +184,16 @@ class TreeCopy {
 };
 
 /// Opens the source and makes the destination for copyDir and copyFile2Dir; logs failures under `function`.
-std::error_code prepareCopy(const char* function, LogLevel missingSourceLevel, const fs::path& src,
-                            const fs::path& dst, Folder& source, Folder& target) {
+std::error_code prepareCopy(const char* function, LogLevel missingSourceLevel, const fs::path& src, const fs::path& dst,
+                            Folder& source, Folder& target) {
   std::error_code ec;
   // A link to a directory does not count as one, not even as the source itself: it may lead to "/".
   const Place place = utilities::locate(src.string(), Links::kJudged, ec);
   if (!ec) source = Folder(utilities::openFolder(place.folder.get(), place.name, ec));
   if (ec) {
     const bool isThere = ec == std::errc::permission_denied && place.folder;
-    LOG_CALL_AS(function, missingSourceLevel, isThere ? kUnreadable : kMissingSource, src.string(),
-                ec.value(), ec.message());
+    LOG_CALL_AS(function, missingSourceLevel, isThere ? kUnreadable : kMissingSource, src.string(), ec.value(),
+                ec.message());
     return ec;
   }
   target = Folder(utilities::makeFolder(dst.string(), Links::kOwn, ec));
@@ -223,12 +216,10 @@ std::error_code copyDir(const fs::path& src, const fs::path& dst, const FileFilt
   Folder source, target;
   const std::error_code ec = prepareCopy(__func__, kWarn, src, dst, source, target);
   if (ec) return ec;
-  return TreeCopy(__func__, src, dst, filter, Overwrite::kNo, Depth::kTree)
-      .run(std::move(source), std::move(target));
+  return TreeCopy(__func__, src, dst, filter, Overwrite::kNo, Depth::kTree).run(std::move(source), std::move(target));
 }
 
-bool copyFile2Dir(const std::string& sourceDir, const std::string& destDir, const FileFilter& filter,
-                  bool /*flag*/) {
+bool copyFile2Dir(const std::string& sourceDir, const std::string& destDir, const FileFilter& filter, bool /*flag*/) {
   Folder source, target;
   if (prepareCopy(__func__, kErr, sourceDir, destDir, source, target)) return false;
   TreeCopy(__func__, sourceDir, destDir, filter, Overwrite::kYes, Depth::kFolder)

@@ -39,8 +39,7 @@ std::error_code copyDir(const boost::filesystem::path& src, const boost::filesys
 /// @param flag    has no effect; kept because callers pass it.
 /// @return false when the source is missing or the destination cannot be made (logged); true otherwise,
 ///         whatever became of single files.
-bool copyFile2Dir(const std::string& sourceDir, const std::string& destDir, const FileFilter& filter,
-                  bool flag);
+bool copyFile2Dir(const std::string& sourceDir, const std::string& destDir, const FileFilter& filter, bool flag);
 
 /// Copies one file, following links as copyDir does, to `target`, where an existing entry is replaced. Logs
 /// nothing.

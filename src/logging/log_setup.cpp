@@ -24,8 +24,7 @@ std::string getAppdataPath() {
   utilities::makeFolder(folder, utilities::Links::kOwn, ec);
   if (ec) {
     tell(STDERR_FILENO,
-         printable(fmt::format("getAppdataPath fail {}error:{}msg:{}", folder, ec.value(), ec.message())) +
-             "\n");
+         printable(fmt::format("getAppdataPath fail {}error:{}msg:{}", folder, ec.value(), ec.message())) + "\n");
     LOG_CALL(kErr, "{}; Reason: error: {}, msg: {}", "get app logZipRootDir fail", ec.value(), ec.message());
   }
   return folder;
@@ -44,9 +43,8 @@ void makeLogFolder(const std::string& path) {
 /// Opens the log to all users. Not by a path that others can exchange: a link there would open another file.
 void changeAllUsersRW(const std::string& path) {
   bool succeeded = false;
-  utilities::whileFixed(path, [&] {
-    succeeded = platform::runCommand(kLimits.openOwnLog, "chmod -R 666 \"" + path + "\"").succeeded;
-  });
+  utilities::whileFixed(
+      path, [&] { succeeded = platform::runCommand(kLimits.openOwnLog, "chmod -R 666 \"" + path + "\"").succeeded; });
   if (!succeeded) tell(STDOUT_FILENO, "changeAllUsersRW:" + path + " fail\n");
 }
 

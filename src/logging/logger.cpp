@@ -81,8 +81,7 @@ class FileSink : public spdlog::sinks::base_sink<std::mutex> {
     }, open{};
     // Another run may have put the file away already.
     const bool isThere = fstatat(folder, name.c_str(), &named, AT_SYMLINK_NOFOLLOW) == 0 &&
-                         fstat(file_.get(), &open) == 0 && named.st_dev == open.st_dev &&
-                         named.st_ino == open.st_ino;
+                         fstat(file_.get(), &open) == 0 && named.st_dev == open.st_dev && named.st_ino == open.st_ino;
     if (isThere && renameat(folder, name.c_str(), folder, kept.c_str()) != 0) return utilities::lastError();
     const utilities::Descriptor fresh = openLog(folder, place.name, ec);
     // The descriptor's number stays, since others know it.
@@ -98,8 +97,7 @@ class FileSink : public spdlog::sinks::base_sink<std::mutex> {
 
 /// Tells, until `deadline` at most, whether a write of PIPE_BUF bytes would not block.
 bool canTake(int descriptor, std::chrono::steady_clock::time_point deadline) {
-  const auto left =
-      std::chrono::duration_cast<std::chrono::microseconds>(deadline - std::chrono::steady_clock::now());
+  const auto left = std::chrono::duration_cast<std::chrono::microseconds>(deadline - std::chrono::steady_clock::now());
   timeval limit{0, static_cast<suseconds_t>(std::clamp<std::int64_t>(left.count(), 0, 999'999))};
   fd_set descriptors;
   FD_ZERO(&descriptors);
@@ -140,8 +138,7 @@ void tell(int descriptor, std::string_view text) {
   const auto deadline = isStuck[descriptor] ? now : now + kOutputLimit;
   while (!text.empty()) {
     const bool isReady = canTake(descriptor, deadline);
-    const ssize_t put =
-        isReady ? write(descriptor, text.data(), std::min<std::size_t>(text.size(), PIPE_BUF)) : -1;
+    const ssize_t put = isReady ? write(descriptor, text.data(), std::min<std::size_t>(text.size(), PIPE_BUF)) : -1;
     if (put <= 0) {
       isStuck[descriptor] = true;
       return;
@@ -170,11 +167,10 @@ void reportLoggerFailure(const char* function, int line) noexcept {
     try {
       throw;
     } catch (const spdlog::spdlog_ex& failure) {
-      tell(STDERR_FILENO, fmt::format("sdplog exception[{}:{}:{}]: {}\n", kFileTag, function, line,
-                                      printable(failure.what())));
-    } catch (const std::exception& failure) {
       tell(STDERR_FILENO,
-           fmt::format("[{}:{}:{}]: {}\n", kFileTag, function, line, printable(failure.what())));
+           fmt::format("sdplog exception[{}:{}:{}]: {}\n", kFileTag, function, line, printable(failure.what())));
+    } catch (const std::exception& failure) {
+      tell(STDERR_FILENO, fmt::format("[{}:{}:{}]: {}\n", kFileTag, function, line, printable(failure.what())));
     } catch (...) {
       tell(STDERR_FILENO, "Unknown excepiton When logger\n");
     }

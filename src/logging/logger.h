@@ -39,8 +39,8 @@ struct LoggerOptions {
   std::int32_t level = kInfo;              ///< minimum level
   std::int64_t maxFileBytes = 20'971'520;  ///< a line that would exceed it begins a new file
   std::int32_t firstCount = 1;             ///< files kept beside the current one: always one
-  std::int32_t secondCount = 256;     ///< carried for other readers of this record; one file needs no more
-  std::string debugSwitch = "debug";  ///< when a file of this name exists at set-up, the level becomes debug
+  std::int32_t secondCount = 256;          ///< carried for other readers of this record; one file needs no more
+  std::string debugSwitch = "debug";       ///< when a file of this name exists at set-up, the level becomes debug
 };
 
 /// Opens the log `name` in an open folder for reading and appending. A missing one is made, with mode 0666
@@ -86,8 +86,7 @@ class Logger {
   /// Before setOptions has succeeded the message goes to standard error. Throws fmt::format_error when format
   /// and arguments do not match, and whatever the sink throws: call it through LOG_CALL, which catches.
   template <typename... Args>
-  void log(int level, const char* file, const char* function, int line, fmt::string_view format,
-           const Args&... args) {
+  void log(int level, const char* file, const char* function, int line, fmt::string_view format, const Args&... args) {
     logWithCtx(level, file, function, line, Context(), format, args...);
   }
 
@@ -124,8 +123,7 @@ void reportLoggerFailure(const char* function, int line) noexcept;
 
 /// Logger::log that reports every exception on standard error, so that logging cannot end a run.
 template <typename... Args>
-void guardedLog(int level, const char* function, int line, fmt::string_view format,
-                const Args&... args) noexcept {
+void guardedLog(int level, const char* function, int line, fmt::string_view format, const Args&... args) noexcept {
   try {
     Logger::GetInstancePtr()->log(level, kFileTag, function, line, format, args...);
   } catch (...) {

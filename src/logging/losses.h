@@ -33,8 +33,7 @@ class Losses {
   /// Logs a loss, or only counts it when one with the same error number was logged before.
   /// @param format  has placeholders for `args`, then for the number and the text of `ec`
   template <typename... Args>
-  void tell(LogLevel level, const std::error_code& ec, fmt::string_view format,
-            const Args&... args) noexcept {
+  void tell(LogLevel level, const std::error_code& ec, fmt::string_view format, const Args&... args) noexcept {
     const auto number = static_cast<std::size_t>(ec.value());
     if (counts_[number < counts_.size() ? number : 0]++ == 0) log(level, ec, format, args...);
   }

@@ -144,8 +144,8 @@ int Command::wait(bool keepBackground) {
   output_.reset();
   siginfo_t info{};
   // On macOS this returns for a shell that is stopped, too.
-  while (waitid(P_PID, static_cast<id_t>(pid_), &info, WEXITED | WNOWAIT) == 0 &&
-         info.si_code != CLD_EXITED && info.si_code != CLD_KILLED && info.si_code != CLD_DUMPED) {
+  while (waitid(P_PID, static_cast<id_t>(pid_), &info, WEXITED | WNOWAIT) == 0 && info.si_code != CLD_EXITED &&
+         info.si_code != CLD_KILLED && info.si_code != CLD_DUMPED) {
     std::this_thread::sleep_for(kPause);
   }
   const auto lock = lockUntilEnd();

@@ -65,8 +65,7 @@ Report::Report(const char* function, std::string path, std::string target)
   file_ = makeFile(path_, ec);
   hasEnded_ = ec && ec != std::errc::no_such_file_or_directory;
   if (hasEnded_) {
-    LOG_CALL_AS(function_, kWarn, "report {} left out.; Reason: code:{} msg:{}", path_, ec.value(),
-                ec.message());
+    LOG_CALL_AS(function_, kWarn, "report {} left out.; Reason: code:{} msg:{}", path_, ec.value(), ec.message());
   }
 }
 
@@ -96,8 +95,8 @@ void Report::endIfFull(std::uintmax_t more, bool cutOff, const std::string& text
   const auto size = static_cast<std::uintmax_t>(info.st_size);
   hasEnded_ = cutOff || size + more > maxReportBytes;
   if (hasEnded_) {
-    LOG_CALL_AS(function_, kWarn, "report {} ends at its limit of {} bytes; Reason: no room for all of: {}",
-                path_, cutOff ? size : maxReportBytes.load(), text);
+    LOG_CALL_AS(function_, kWarn, "report {} ends at its limit of {} bytes; Reason: no room for all of: {}", path_,
+                cutOff ? size : maxReportBytes.load(), text);
   }
 }
 
@@ -114,8 +113,8 @@ struct StateSection {
 };
 
 constexpr StateSection kSections[] = {
-    {"collectSystemStateForUem start collect uem process", "UEM processes",
-     "ps aux | grep QMUem | grep -v grep >> ", "collectSystemStateForUem collect uem process done, ret={}"},
+    {"collectSystemStateForUem start collect uem process", "UEM processes", "ps aux | grep QMUem | grep -v grep >> ",
+     "collectSystemStateForUem collect uem process done, ret={}"},
     {"collectSystemStateForUem start collect kernel state", "Kernel state", "sysctl -a >> ",
      "collectSystemStateForUem collect kernel state done, ret={}"},
     {"collectSystemStateForUem start collect SIP state", "SIP state", "csrutil status >> ",
@@ -123,8 +122,8 @@ constexpr StateSection kSections[] = {
     {"collectSystemStateForUem start collect KEXT state", "KEXT state", "kextstat >> ",
      "collectSystemStateForUem collect KEXT state done, ret={}"},
     {"collectSystemStateForUem start collect SEXT state", "SEXT state",
-     "plutil -p /Library/SystemExtensions/db.plist >> ",
-     "collectSystemStateForUem collect SEXT state done, ret={}", "/Library/SystemExtensions/db.plist"},
+     "plutil -p /Library/SystemExtensions/db.plist >> ", "collectSystemStateForUem collect SEXT state done, ret={}",
+     "/Library/SystemExtensions/db.plist"},
 };
 
 constexpr int kSpanMinutes = 10;
@@ -152,8 +151,7 @@ void collectSystemInfo(details::Report& report) {
   report.banner("file permission info");
   list("/Library/Application Support/oBrela");
   list("/Users/root/Library/Application Support/oBrela");
-  if (const auto& user = process::loginUser())
-    list("/Users/" + *user + "/Library/Application Support/oBrela");
+  if (const auto& user = process::loginUser()) list("/Users/" + *user + "/Library/Application Support/oBrela");
   report.banner("Launch info");
   for (const std::string& command : commands.launchCommands) report.run(command);
   for (const std::string& folder : commands.launchFolders) list(folder);
@@ -184,8 +182,7 @@ void collectSystemStateForUem(const std::string& folder, const std::string& name
   for (const StateSection& section : kSections) {
     boost::system::error_code ec;
     // The command tells of one that cannot be looked at.
-    if (section.needed != nullptr && fs::symlink_status(section.needed, ec).type() == fs::file_not_found)
-      continue;
+    if (section.needed != nullptr && fs::symlink_status(section.needed, ec).type() == fs::file_not_found) continue;
     LOG_CALL(kInfo, "{}", section.startMessage);
     report.banner(section.title);
     LOG_CALL(kInfo, section.doneFormat, report.run(section.command));
@@ -209,8 +206,7 @@ void collectSystemWideLog(const std::string& folder) {
   const std::string path = (fs::path(folder) / "system_wide.log").string();
   LOG_CALL(kInfo, "{}", "collectSystemWideLog start");
   details::Report report(__func__, path, path);
-  const bool started =
-      report.run(query.beforeStart + span.start + query.beforeEnd + span.end + query.beforeTarget);
+  const bool started = report.run(query.beforeStart + span.start + query.beforeEnd + span.end + query.beforeTarget);
   LOG_CALL(kInfo, "collectSystemWideLog done, ret={}", started);
 }
 

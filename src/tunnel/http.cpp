@@ -51,9 +51,7 @@ using UrlHandle = std::unique_ptr<CURLU, decltype(&curl_url_cleanup)>;
 class TransportCategory : public std::error_category {
  public:
   [[nodiscard]] const char* name() const noexcept override { return "transport"; }
-  [[nodiscard]] std::string message(int code) const override {
-    return curl_easy_strerror(static_cast<CURLcode>(code));
-  }
+  [[nodiscard]] std::string message(int code) const override { return curl_easy_strerror(static_cast<CURLcode>(code)); }
 };
 
 std::error_code transportError(CURLcode code) {
@@ -111,8 +109,7 @@ const char* HttpHeaders::name(KnownHeaders header) {
 }
 
 std::string generateTraceId() {
-  static boost::random::mt19937 generator(
-      static_cast<boost::random::mt19937::result_type>(std::time(nullptr)));
+  static boost::random::mt19937 generator(static_cast<boost::random::mt19937::result_type>(std::time(nullptr)));
   static std::mutex mutex;
   const std::lock_guard<std::mutex> lock(mutex);
   const boost::random::uniform_int_distribution<std::size_t> index(0, sizeof(kDigits) - 2);

@@ -52,8 +52,7 @@ void dumpXTunnelProc() {
     }
     Logger::GetInstance().flush();
   } catch (...) {
-    LOG_CALL(kErr, "{}; Reason: exception:{}", kDumpFailed,
-             boost::current_exception_diagnostic_information(true));
+    LOG_CALL(kErr, "{}; Reason: exception:{}", kDumpFailed, boost::current_exception_diagnostic_information(true));
   }
 }
 

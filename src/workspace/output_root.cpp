@@ -52,8 +52,8 @@ constexpr std::size_t kMaxArchives = 5;
 /// What the run has found out about the output root.
 struct Root {
   int folder = -1;
-  bool isLocked = false;  // by this run
-  bool isShared = false;  // by another run that has locked it
+  bool isLocked = false;           // by this run
+  bool isShared = false;           // by another run that has locked it
   std::set<std::string> archives;  // that were there when the run began
 };
 
@@ -65,8 +65,8 @@ Root& outputRoot() {
 bool mayBeEmptied(const std::string& root, const std::string& executable) {
   const std::string place = protectedPlaceIn(root, executable);
   if (!place.empty()) {
-    LOG_CALL_AS("ensureLogRootDir", kWarn,
-                "{} is not used for the output, the default is; Reason: it holds {}", root, place);
+    LOG_CALL_AS("ensureLogRootDir", kWarn, "{} is not used for the output, the default is; Reason: it holds {}", root,
+                place);
   }
   return place.empty();
 }
@@ -115,8 +115,7 @@ Descriptor lockEntry(int folder, const std::string& name, bool& isInUse) {
   if (fstatat(folder, name.c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0) return Descriptor();
   if (!S_ISREG(info.st_mode) && !S_ISDIR(info.st_mode)) return Descriptor();
   Descriptor entry(openat(folder, name.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_NOFOLLOW | O_CLOEXEC));
-  isInUse =
-      entry ? flock(entry.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK : info.st_uid != geteuid();
+  isInUse = entry ? flock(entry.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK : info.st_uid != geteuid();
   return entry;
 }
 
@@ -163,8 +162,7 @@ void removeOldest(int folder, const std::string& dir, bool onlyOwn, Removed& rem
             [](const DatedFile& one, const DatedFile& other) { return one.time < other.time; });
   files.resize(files.size() - (kMaxArchives - 1));
   for (const DatedFile& file : files) {
-    if (unlinkat(folder, file.name.c_str(), 0) != 0)
-      fail("cannot remove it", dir + "/" + file.name, lastError());
+    if (unlinkat(folder, file.name.c_str(), 0) != 0) fail("cannot remove it", dir + "/" + file.name, lastError());
     removed.add(dir + "/" + file.name);
   }
 }
@@ -200,21 +198,18 @@ std::error_code makeUsualScratch(const Root& root, Descriptor& folder) {
   std::error_code ec = makeNew(root.folder, kScratch, folder);
   if (ec != std::errc::file_exists || !root.isLocked) return ec;
   const std::string aside = std::string(kScratch) + ".left-" + std::to_string(getpid());
-  if (utilities::removeEntry(root.folder, kScratch))
-    renameat(root.folder, kScratch, root.folder, aside.c_str());
+  if (utilities::removeEntry(root.folder, kScratch)) renameat(root.folder, kScratch, root.folder, aside.c_str());
   return makeNew(root.folder, kScratch, folder);
 }
 
 /// Makes a folder of this run's own in the root, and the scratch folder in it.
 /// @param name  receives its name
-std::error_code makeOwnScratch(const Root& root, const std::string& path, std::string& name,
-                               Descriptor& folder) {
+std::error_code makeOwnScratch(const Root& root, const std::string& path, std::string& name, Descriptor& folder) {
   Descriptor own;
   std::error_code ec = std::make_error_code(std::errc::file_exists);
   bool isInUse = false;
   for (int number = 0; ec == std::errc::file_exists || (!ec && isInUse); ++number) {
-    name = std::string(kScratch) + "." + std::to_string(getpid()) +
-           (number == 0 ? "" : "-" + std::to_string(number));
+    name = std::string(kScratch) + "." + std::to_string(getpid()) + (number == 0 ? "" : "-" + std::to_string(number));
     ec = makeNew(root.folder, name, own);
     // Another run that takes it for an abandoned one holds the lock while it removes it.
     isInUse = !ec && flock(own.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
@@ -228,8 +223,7 @@ std::error_code makeOwnScratch(const Root& root, const std::string& path, std::s
 
 bool ensureLogRootDir(std::string& root, const std::string& executable) {
   // Checked twice: before a file there is replaced by a folder, and for the folder that is there then.
-  if (!root.empty() && mayBeEmptied(root, executable) && takeRoot(root, Links::kAny) &&
-      mayBeEmptied(root, executable))
+  if (!root.empty() && mayBeEmptied(root, executable) && takeRoot(root, Links::kAny) && mayBeEmptied(root, executable))
     return true;
   if (!takeRoot(kDefaultRoot, Links::kOwn)) {
     LOG_CALL(kErr, "ensureDirectoryExist {} failed.{}", kDefaultRoot, "");
@@ -283,13 +277,11 @@ void checkAndCleanLogDir(const std::string& dir) {
       return !isInUse;
     });
     // What cannot be listed was told above.
-    if (!ec && !utilities::listFolder(folder.get(), entries))
-      removeOldest(folder.get(), dir, onlyOwn, removed);
+    if (!ec && !utilities::listFolder(folder.get(), entries)) removeOldest(folder.get(), dir, onlyOwn, removed);
   } catch (const fs::filesystem_error& failure) {
     LOG_CALL(kWarn, "{}; Reason: file system error: {}", "delete file error", failure.what());
   }
-  if (removed.count > 0)
-    LOG_CALL(kInfo, "{} entries of {} removed, such as {}", removed.count, dir, removed.first);
+  if (removed.count > 0) LOG_CALL(kInfo, "{} entries of {} removed, such as {}", removed.count, dir, removed.first);
 }
 
 Scratch makeScratch(const std::string& root) {
@@ -305,14 +297,14 @@ Scratch makeScratch(const std::string& root) {
   const fs::path place = name.empty() ? fs::path(root) : fs::path(root) / name;
   const Scratch scratch{(place / kScratch).string(), (place / kSystemInfo).string()};
   if (ec) {
-    LOG_CALL_AS("main", kWarn, "create_directories({}) return failed; Reason: Error code={}, msg={}",
-                scratch.logFiles, ec.value(), ec.message());
+    LOG_CALL_AS("main", kWarn, "create_directories({}) return failed; Reason: Error code={}, msg={}", scratch.logFiles,
+                ec.value(), ec.message());
     return scratch;
   }
   if (fchmod(folder.get(), 0777) != 0) {
     ec = lastError();
-    LOG_CALL_AS("main", kWarn, "permissions all_all({}) return failed; Reason: Error code={}, msg={}",
-                scratch.logFiles, ec.value(), ec.message());
+    LOG_CALL_AS("main", kWarn, "permissions all_all({}) return failed; Reason: Error code={}, msg={}", scratch.logFiles,
+                ec.value(), ec.message());
   }
   utilities::hold(scratch.logFiles, std::move(folder));
   return scratch;
@@ -333,8 +325,7 @@ void removeScratch(const std::string& root, const Scratch& scratch, const std::s
     bool isInUse = false;
     if (isArchive(name) || !isOwnName(name) || isOtherRuns(name)) return;
     const Descriptor locked = lockEntry(folder, name, isInUse);
-    if (!isInUse)
-      LOG_CALL_AS("main", kWarn, "{} stays in the output folder", (fs::path(root) / name).string());
+    if (!isInUse) LOG_CALL_AS("main", kWarn, "{} stays in the output folder", (fs::path(root) / name).string());
   });
 }
 
@@ -344,8 +335,7 @@ bool getZipFileName(std::string& name) {
 
 std::string initZipLogPath(const std::string& root) {
   std::string name;
-  for (auto time = std::chrono::system_clock::now(); zipFileNameAt(time, name);
-       time += std::chrono::seconds(1)) {
+  for (auto time = std::chrono::system_clock::now(); zipFileNameAt(time, name); time += std::chrono::seconds(1)) {
     std::error_code ec;
     struct stat info {};
     const Place place = utilities::locate((fs::path(root) / name).string(), Links::kOwn, ec);

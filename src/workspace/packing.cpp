@@ -102,8 +102,7 @@ std::vector<std::string> collectCacheLogPaths(const std::string& dir) {
       // An entry of unknown type is listed: the packer logs it when it cannot read it either.
       const bool mayBeFile = kind == utilities::EntryKind::kFile || kind == utilities::EntryKind::kUnknown;
       const bool isFile = mayBeFile && !isLeftOut(name);
-      if (isFile || kind == utilities::EntryKind::kDirectory)
-        paths.push_back((fs::path(dir) / name).string());
+      if (isFile || kind == utilities::EntryKind::kDirectory) paths.push_back((fs::path(dir) / name).string());
     });
     if (listed) throw std::system_error(listed, "code:" + std::to_string(listed.value()));
   } catch (const std::exception& failure) {

@@ -27,7 +27,7 @@ std::vector<std::string> collectCacheLogPaths(const std::string& dir);
 ///                 are logged. Empty: all is packed, and stays
 /// @param entries  when not null: receives the number of the archive's entries, 0 when there is no archive
 /// @return always 0.
-int compressLogs(const std::vector<std::string>& paths, const std::string& zipPath,
-                 const std::string& copies = "", std::uint64_t* entries = nullptr);
+int compressLogs(const std::vector<std::string>& paths, const std::string& zipPath, const std::string& copies = "",
+                 std::uint64_t* entries = nullptr);
 
 }  // namespace quelmar

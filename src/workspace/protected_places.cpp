@@ -48,8 +48,7 @@ class Root {
   [[nodiscard]] bool holds(const fs::path& place) const {
     for (fs::path above = place; !above.empty(); above = above.parent_path()) {
       struct stat info {};
-      const bool isSame =
-          exists_ && !lookUp(above, info) && info.st_dev == info_.st_dev && info.st_ino == info_.st_ino;
+      const bool isSame = exists_ && !lookUp(above, info) && info.st_dev == info_.st_dev && info.st_ino == info_.st_ino;
       if (isSame || above == real_) return true;
     }
     return false;

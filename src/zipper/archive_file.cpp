@@ -87,8 +87,7 @@ bool ArchiveFile::open(const std::string& path) {
   partial_ = place_.name + kPartialSuffix;
   const bool isReady = create(old_ ? old.st_mode & kArchiveMode : kArchiveMode) && (!old_ || copyOld());
   if (isReady) openInLibrary();
-  if (file_ && archive_ == nullptr && isHere(partial_, made_))
-    ::unlinkat(place_.folder.get(), partial_.c_str(), 0);
+  if (file_ && archive_ == nullptr && isHere(partial_, made_)) ::unlinkat(place_.folder.get(), partial_.c_str(), 0);
   if (archive_ == nullptr) file_.reset();
   return archive_ != nullptr;
 }
@@ -137,16 +136,16 @@ void ArchiveFile::openInLibrary() {
     oldEntries_ = info.number_entry;
   }
   const char* comment = nullptr;
-  archive_ = zipOpen2_64(place_.name.c_str(), old_ ? APPEND_STATUS_ADDINZIP : APPEND_STATUS_CREATE, &comment,
-                         &functions);
+  archive_ =
+      zipOpen2_64(place_.name.c_str(), old_ ? APPEND_STATUS_ADDINZIP : APPEND_STATUS_CREATE, &comment, &functions);
   if (archive_ != nullptr && comment != nullptr) commentSize_ = std::strlen(comment);
 }
 
 /// Tells whether `file` is what bears this name in the archive's folder.
 bool ArchiveFile::isHere(const std::string& name, const struct stat& file) const {
   struct stat found {};
-  return !quelmar::utilities::lookUp(place_.folder.get(), name.c_str(), found) &&
-         found.st_dev == file.st_dev && found.st_ino == file.st_ino;
+  return !quelmar::utilities::lookUp(place_.folder.get(), name.c_str(), found) && found.st_dev == file.st_dev &&
+         found.st_ino == file.st_ino;
 }
 
 bool ArchiveFile::close(bool whole, std::uint64_t entries) {
@@ -174,8 +173,8 @@ void ArchiveFile::completeEntry(off_t header, std::size_t nameSize, std::uint64_
   std::string sizes;
   put(sizes, size, 8);
   put(sizes, static_cast<std::uint64_t>(end - data), 8);
-  const bool isDone = write(header + kPlainSizesAt, std::string(8, '\xff')) &&
-                      write(data - static_cast<off_t>(sizes.size()), sizes);
+  const bool isDone =
+      write(header + kPlainSizesAt, std::string(8, '\xff')) && write(data - static_cast<off_t>(sizes.size()), sizes);
   if (!isDone || ::fseeko(file_.get(), end, SEEK_SET) != 0) giveUp();
 }
 

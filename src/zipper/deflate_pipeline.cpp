@@ -55,8 +55,7 @@ class DeflatePipeline::Deflater {
       in += size;
     };
     while (piece.good && in < end) {
-      const auto size =
-          static_cast<uInt>(std::min<std::size_t>(static_cast<std::size_t>(end - in), kStepBytes));
+      const auto size = static_cast<uInt>(std::min<std::size_t>(static_cast<std::size_t>(end - in), kStepBytes));
       piece.crc = ::crc32(piece.crc, in, size);
       step(size, Z_NO_FLUSH);
     }

@@ -60,8 +60,7 @@ std::size_t SourceFile::read(char* to, std::size_t size) {
   const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(size_ - position_, size));
   std::size_t count = 0;
   while (count < wanted) {
-    const ssize_t got =
-        ::pread(descriptor_.get(), to + count, wanted - count, static_cast<off_t>(position_ + count));
+    const ssize_t got = ::pread(descriptor_.get(), to + count, wanted - count, static_cast<off_t>(position_ + count));
     if (got < 0) error_ = errno;
     if (got <= 0) break;
     count += static_cast<std::size_t>(got);
@@ -82,8 +81,7 @@ void getFileCrc(SourceFile& stream, std::vector<char>& buffer, unsigned long& cr
   stream.rewind();
 }
 
-void filesFromDirectory(Folder folder, const std::string& path, const MayBePacked& mayBePacked,
-                        const Lost& lost,
+void filesFromDirectory(Folder folder, const std::string& path, const MayBePacked& mayBePacked, const Lost& lost,
                         const std::function<void(const std::string& path, SourceFile& file)>& each) {
   TreeWalk walk(std::move(folder), path,
                 [&](const std::string& unread, const std::error_code& ec) { lost(unread, ec.value()); });

@@ -94,8 +94,7 @@ void getFileCrc(SourceFile& stream, std::vector<char>& buffer, unsigned long& cr
 /// @param lost         told of folders that could not be listed, that may not be packed (EPERM), or whose
 ///                     path is longer than the system allows (ENAMETOOLONG): nothing in them is told then
 /// @param each         called with each path and what is there
-void filesFromDirectory(quelmar::utilities::Folder folder, const std::string& path,
-                        const MayBePacked& mayBePacked, const Lost& lost,
-                        const std::function<void(const std::string& path, SourceFile& file)>& each);
+void filesFromDirectory(quelmar::utilities::Folder folder, const std::string& path, const MayBePacked& mayBePacked,
+                        const Lost& lost, const std::function<void(const std::string& path, SourceFile& file)>& each);
 
 }  // namespace zipper

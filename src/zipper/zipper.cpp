@@ -172,8 +172,7 @@ void Zipper::Impl::addTree(Folder folder, const std::string& path, unsigned flag
   }
 }
 
-void Zipper::Impl::addFile(SourceFile& source, const std::string& path, const std::string& name,
-                           unsigned flags) {
+void Zipper::Impl::addFile(SourceFile& source, const std::string& path, const std::string& name, unsigned flags) {
   if (name.empty()) return;
   // A longer name would make the archive unreadable, and not every version of the library refuses it.
   const bool isTooLong = name.size() > kMaxNameBytes;
@@ -214,8 +213,7 @@ void Zipper::Impl::entryAdded(int result, const std::string& path) {
   hooks.packed(path);
 }
 
-void Zipper::Impl::addPlainly(SourceFile& source, const std::string& path, const std::string& name,
-                              int level) {
+void Zipper::Impl::addPlainly(SourceFile& source, const std::string& path, const std::string& name, int level) {
   unsigned long crc = 0;
   if (!password_.empty()) getFileCrc(source, buffer_, crc);
   openEntry(name, level, needsLargeFields(source, level), false, false, crc);
@@ -227,8 +225,7 @@ void Zipper::Impl::addPlainly(SourceFile& source, const std::string& path, const
   entryAdded(zipCloseFileInZip(file_.handle()), path);
 }
 
-void Zipper::Impl::addInPieces(SourceFile& source, const std::string& path, const std::string& name,
-                               int level) {
+void Zipper::Impl::addInPieces(SourceFile& source, const std::string& path, const std::string& name, int level) {
   if (level != level_) {
     const unsigned threads = hooks.threads > 0 ? hooks.threads : std::thread::hardware_concurrency();
     pipeline_ = std::make_unique<DeflatePipeline>(level, threads);

@@ -31,8 +31,7 @@ std::vector<Process> processes() {
     const std::string stat = utilities::readRegularFile("/proc/" + name + "/stat", kMaxStatBytes);
     // The parent is the second field after the name. That stands in parentheses and may contain some itself.
     const std::size_t end = stat.rfind(')');
-    if (end != std::string::npos && end + 3 < stat.size())
-      all.push_back({pid, std::atoi(stat.c_str() + end + 3)});
+    if (end != std::string::npos && end + 3 < stat.size()) all.push_back({pid, std::atoi(stat.c_str() + end + 3)});
   });
   return all;
 }
@@ -40,8 +39,7 @@ std::vector<Process> processes() {
 std::vector<std::string> mountPoints() {
   std::vector<std::string> all;
   const std::unique_ptr<FILE, int (*)(FILE*)> table(setmntent("/proc/self/mounts", "re"), &endmntent);
-  while (const mntent* const mount = table ? getmntent(table.get()) : nullptr)
-    all.emplace_back(mount->mnt_dir);
+  while (const mntent* const mount = table ? getmntent(table.get()) : nullptr) all.emplace_back(mount->mnt_dir);
   return all;
 }
 

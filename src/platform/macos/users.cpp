@@ -16,8 +16,7 @@ typedef bool ObjcBool;
 #else
 typedef signed char ObjcBool;
 #endif
-CFArrayRef NSSearchPathForDirectoriesInDomains(unsigned long directory, unsigned long domainMask,
-                                               ObjcBool expandTilde);
+CFArrayRef NSSearchPathForDirectoriesInDomains(unsigned long directory, unsigned long domainMask, ObjcBool expandTilde);
 void* objc_autoreleasePoolPush(void);
 void objc_autoreleasePoolPop(void* pool);
 }
@@ -65,9 +64,7 @@ struct FoundationUtil {
   /// separator);
   ///              empty when it returns none
   static void getUserDirectory(unsigned long kind, std::string& out) { firstFolder(kind, kUserDomain, out); }
-  static void getLocalDirectory(unsigned long kind, std::string& out) {
-    firstFolder(kind, kLocalDomain, out);
-  }
+  static void getLocalDirectory(unsigned long kind, std::string& out) { firstFolder(kind, kLocalDomain, out); }
 };
 
 }  // namespace common::mac

@@ -165,8 +165,7 @@ TEST(Zipper, TreesComeBackWholeAndAsTheSameArchiveFromAnyNumberOfThreads) {
     const Errors told = {{"/link", ENOTSUP}, {"/fifo.log", ENOTSUP}, {"/shut", EPERM}, {"/foreign", EPERM}};
     EXPECT_EQ(lost, told);
   }
-  EXPECT_LT(packed(three, kFlags, {}).size(), 2 * packed(one, kFlags, {}).size())
-      << "pieces have no dictionary";
+  EXPECT_LT(packed(three, kFlags, {}).size(), 2 * packed(one, kFlags, {}).size()) << "pieces have no dictionary";
 }
 
 TEST(Zipper, FoldersWhosePathIsTooLongAreToldAndNotEntered) {
