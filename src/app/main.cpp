@@ -77,7 +77,7 @@ constexpr const char* kWorker = "operator()";  // in the workers' records: kept 
 void dumpTunnel() {
   LOG_CALL_AS(kWorker, kInfo, "{}", "begin dump trust xtunnel process info ...");
   // The exchange has its limit; the file with the port may be on a share that does not answer.
-  if (!utilities::runWithin(2 * kLimits.tunnelExchange, dumpXTunnelProc)) {
+  if (!runWithin(2 * kLimits.tunnelExchange, dumpXTunnelProc)) {
     LOG_CALL_AS(kWorker, kErr, "{}; Reason: {}", "dump xtunnel failed.", "no answer");
   }
   LOG_CALL_AS(kWorker, kInfo, "{}", "end dump trust xtunnel proces info");
@@ -126,7 +126,7 @@ int main(int argc, char** argv) {
   tell(STDOUT_FILENO, "Start collecting logs...\n");
 
   // 3. The tool's own log.
-  const std::uint64_t startSeconds = utilities::steadySeconds();
+  const std::uint64_t startSeconds = steadySeconds();
   openOwnLog();
   LOG_CALL(kInfo, "{}", "Collection log start");
   std::string dir = parser.exist("dir") ? options.getValue<std::string>("dir") : "";

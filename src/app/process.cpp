@@ -67,14 +67,14 @@ void endBySignal() {
   }
   pthread_sigmask(SIG_BLOCK, &awaited, nullptr);
   try {
-    utilities::DetachedCall([awaited] {
+    DetachedCall([awaited] {
       int number = 0;
       sigwait(&awaited, &number);
       platform::endCommands();
       std::unique_lock<std::mutex> lock(end().mutex);
       const std::function<void()> cleanUp = end().cleanUp;
       lock.unlock();
-      utilities::runWithin(kCleanUpLimit, cleanUp);
+      runWithin(kCleanUpLimit, cleanUp);
       end().terminal->showResult(true);
       pthread_sigmask(SIG_UNBLOCK, &awaited, nullptr);
       raise(number);

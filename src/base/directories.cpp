@@ -20,7 +20,7 @@
 
 namespace fs = boost::filesystem;
 
-namespace quelmar::utilities {
+namespace quelmar {
 namespace {
 
 #if defined(O_PATH)
@@ -352,11 +352,11 @@ bool whileFixed(const std::string& path, const std::function<void()>& work) {
   return true;
 }
 
-bool ensureDirectoryExist(const std::string& path, std::error_code& ec, Links links) {
+bool utilities::ensureDirectoryExist(const std::string& path, std::error_code& ec, Links links) {
   bool made = false;
   const Descriptor folder = makeFolder(path, links, ec, &made);
   if (made && !ec && fchmod(folder.get(), 0777) != 0) ec = lastError();
   return !ec;
 }
 
-}  // namespace quelmar::utilities
+}  // namespace quelmar

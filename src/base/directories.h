@@ -9,7 +9,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-namespace quelmar::utilities {
+namespace quelmar {
 
 /// errno as an error code.
 inline std::error_code lastError() {
@@ -124,6 +124,10 @@ void forEachEntry(const std::string& entries, const Callback& callback) {
 /// the calling user, and others may not write to it or its sticky bit is set; the last one's is set for that
 /// time when it is the calling user's. @return false when that is not so; `work` is not run then
 bool whileFixed(const std::string& path, const std::function<void()>& work);
+
+}  // namespace quelmar
+
+namespace quelmar::utilities {
 
 /// Makes sure that there is a folder at `path`, as makeFolder does. One that it makes, but not those above,
 /// gets mode 0777 whatever the umask is.

@@ -15,7 +15,7 @@
 
 namespace fs = boost::filesystem;
 
-namespace quelmar::utilities {
+namespace quelmar {
 namespace {
 
 // Too large for the stack: some hosts give threads 512 KiB.
@@ -136,4 +136,4 @@ std::string readRegularFile(const fs::path& path, std::size_t limit) {
   return content;
 }
 
-}  // namespace quelmar::utilities
+}  // namespace quelmar

@@ -9,7 +9,7 @@
 
 #include "base/directories.h"
 
-namespace quelmar::utilities {
+namespace quelmar {
 
 /// Whether an entry that stands at a copy's path is replaced.
 enum class Overwrite { kNo, kYes };
@@ -45,4 +45,4 @@ std::error_code copyOpened(const Descriptor& source, const struct stat& info, in
 /// @return the bytes; empty when the file cannot be opened, those before the error when reading fails.
 std::string readRegularFile(const boost::filesystem::path& path, std::size_t limit);
 
-}  // namespace quelmar::utilities
+}  // namespace quelmar

@@ -27,8 +27,6 @@ bool WaitGroup::wait(std::chrono::milliseconds limit) {
   return done_.wait_for(lock, limit, [this] { return count_ <= 0; });
 }
 
-namespace utilities {
-
 using std::chrono::steady_clock;
 
 constexpr std::chrono::seconds kLook{1};  // how often it is looked whether work goes on
@@ -103,5 +101,4 @@ std::uint64_t steadySeconds() {
   return static_cast<std::uint64_t>(now.count());
 }
 
-}  // namespace utilities
 }  // namespace quelmar

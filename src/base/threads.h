@@ -59,8 +59,6 @@ class ScopeGuard {
   bool dismissed_ = false;
 };
 
-namespace utilities {
-
 /// Runs work on a detached thread, which may outlive whoever started it.
 /// Requires: the work owns, or shares the ownership of, everything that it uses.
 class DetachedCall {
@@ -98,5 +96,4 @@ void beat();
 /// The steady clock in whole seconds, rounded down.
 std::uint64_t steadySeconds();
 
-}  // namespace utilities
 }  // namespace quelmar

@@ -7,7 +7,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-namespace quelmar::utilities {
+namespace quelmar {
 namespace {
 
 constexpr std::size_t kLeftOpen = 8;
@@ -111,4 +111,4 @@ std::error_code removeEntry(int parent, const char* name) {
   return first ? first : lastError();
 }
 
-}  // namespace quelmar::utilities
+}  // namespace quelmar

@@ -10,7 +10,7 @@
 
 #include "base/directories.h"
 
-namespace quelmar::utilities {
+namespace quelmar {
 
 /// An open folder and its status when it was opened, by which it is recognised later.
 struct Folder {
@@ -108,4 +108,4 @@ class TreeWalk {
 /// @return the first error; no error when nothing is left, or nothing was there
 std::error_code removeEntry(int parent, const char* name);
 
-}  // namespace quelmar::utilities
+}  // namespace quelmar

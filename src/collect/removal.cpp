@@ -13,14 +13,6 @@ namespace fs = boost::filesystem;
 namespace quelmar::helper {
 namespace {
 
-using utilities::Descriptor;
-using utilities::EntryKind;
-using utilities::Folder;
-using utilities::lastError;
-using utilities::Links;
-using utilities::Place;
-using utilities::TreeWalk;
-
 constexpr mode_t kWriteForAll = 0222;
 
 /// Replaces all permission bits: kept on purpose. By a descriptor, since what a name leads to may be
@@ -56,11 +48,11 @@ void tellTraversal(const std::string& path, const std::string& reason) {
 }  // namespace
 
 bool ensureRemove(const fs::path& path, std::error_code& ec) {
-  const Place place = utilities::locate(path.string(), Links::kOwn, ec);
-  if (!ec) ec = utilities::removeEntry(place.folder.get(), place.name.c_str());
+  const Place place = locate(path.string(), Links::kOwn, ec);
+  if (!ec) ec = removeEntry(place.folder.get(), place.name.c_str());
   if (ec && place.folder) {
     addWritePermission(place, path);
-    ec = utilities::removeEntry(place.folder.get(), place.name.c_str());
+    ec = removeEntry(place.folder.get(), place.name.c_str());
   }
   if (ec == std::errc::no_such_file_or_directory) ec.clear();
   return !ec;
@@ -75,7 +67,7 @@ void directoryWalker(const fs::path& root, const std::function<void(const std::s
                      const std::function<void(const std::string&)>& afterDir,
                      const std::function<void(const std::string&)>& onFile, Depth depth) {
   std::error_code ec;
-  Folder top(utilities::openFolder(root.string(), Links::kOwn, ec));
+  Folder top(openFolder(root.string(), Links::kOwn, ec));
   if (ec) return tellMissing(root.string(), ec);
   try {
     TreeWalk walk(std::move(top), root.string(), [](const std::string& path, const std::error_code& why) {
@@ -86,7 +78,7 @@ void directoryWalker(const fs::path& root, const std::function<void(const std::s
       const bool isFolder = walk.kind() == EntryKind::kDirectory;
       if (walk.kind() == EntryKind::kUnknown) {
         struct stat info {};
-        ec = utilities::lookUp(walk.folder(), walk.name(), info);
+        ec = lookUp(walk.folder(), walk.name(), info);
         LOG_CALL(kWarn, "current path:{}; Reason: code:{} msg:{}", path, ec.value(), ec.message());
         continue;
       }

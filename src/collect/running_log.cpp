@@ -45,7 +45,7 @@ bool makeFolder(const fs::path& folder) {
 void openToAll(const std::string& dir) {
   const std::string command = "chmod -R 777 " + dir;
   const char* failure = "others could exchange the folder";
-  utilities::whileFixed(dir, [&] { failure = details::cmdPopenWithin(kLimits.openCopies, command) ? nullptr : ""; });
+  whileFixed(dir, [&] { failure = details::cmdPopenWithin(kLimits.openCopies, command) ? nullptr : ""; });
   if (failure != nullptr) DRIVER_LOG(kErr, "cmdPopen {} fail; Reason: outStr:{}", command, failure);
 }
 
@@ -70,7 +70,7 @@ void copySources(Step step, const std::string& name,
     };
     if (isUsers && kStalled->count(name) != 0) {
       DRIVER_LOG(kWarn, "copy {} given up.; Reason: another folder of {} does not answer", from, name);
-    } else if (!utilities::runWhileMoving(kLimits.stalledCopy, work, failed)) {
+    } else if (!runWhileMoving(kLimits.stalledCopy, work, failed)) {
       if (isUsers) kStalled->insert(name);
       tellGivenUp(from);
     }
@@ -108,7 +108,7 @@ class SideCollector {
 
  private:
   const char* name_;
-  utilities::DetachedCall call_;
+  DetachedCall call_;
 };
 
 std::vector<std::string> users() {
@@ -141,7 +141,7 @@ void copyPortalFile(const fs::path& source, const fs::path& target) {
 
 void copyFile(const fs::path& source, const fs::path& folder) {
   std::error_code ec;
-  utilities::openFolder(folder.string(), utilities::Links::kOwn, ec);
+  openFolder(folder.string(), Links::kOwn, ec);
   if (ec) {
     LOG_CALL(kErr, "directory {} not exist.; Reason: code:{} msg:{}", folder.string(), ec.value(), ec.message());
     return;
@@ -203,7 +203,7 @@ void collectRunningLog(const std::string& dir) {
   DRIVER_LOG(kInfo, "{}", "collect user files ...");
   const auto isAgentWanted = std::make_shared<std::atomic<bool>>(false);
   const auto measure = [isAgentWanted] { *isAgentWanted = checkIsCollectOkvuLog(collectedExtensions()); };
-  if (!utilities::runWhileMoving(kLimits.stalledCopy, measure, [](const char*) {})) tellGivenUp("of the agent's logs");
+  if (!runWhileMoving(kLimits.stalledCopy, measure, [](const char*) {})) tellGivenUp("of the agent's logs");
   if (*isAgentWanted) copyFolders(kAgent, "", scratch, filter);
   copyNetData(scratch, filter);
   for (const std::string& user : userList) copyFolders(kUser, user, scratch, filter);

@@ -103,11 +103,6 @@ FileFilter diagnosticReportFilter() {
 namespace quelmar {
 namespace {
 
-using utilities::EntryKind;
-using utilities::Folder;
-using utilities::Links;
-using utilities::TreeWalk;
-
 constexpr std::uint64_t kOkvuBudgetBytes = 209'715'200;  // 200 MiB
 constexpr unsigned kBytesToMiBShift = 20;
 
@@ -123,14 +118,14 @@ std::uint64_t getDirectorySize(const std::string& dir, const std::vector<std::st
   };
   try {
     std::error_code ec;
-    Folder top(utilities::openFolder(dir, Links::kJudged, ec));
+    Folder top(openFolder(dir, Links::kJudged, ec));
     if (ec) {
       lost(dir, ec);
       return 0;
     }
     TreeWalk walk(std::move(top), dir, lost);
     for (auto event = walk.next(); event != TreeWalk::Event::kEnd; event = walk.next()) {
-      utilities::beat();
+      beat();
       struct stat info {};
       if (event == TreeWalk::Event::kLeft) continue;
       if (walk.kind() == EntryKind::kDirectory) {
@@ -138,7 +133,7 @@ std::uint64_t getDirectorySize(const std::string& dir, const std::vector<std::st
         if (ec) lost(walk.path(), ec);
         if (!ec) walk.enter(std::move(folder));
       } else if (walk.kind() == EntryKind::kFile && (exts.empty() || logutils::isAcceptViaExtName(walk.path(), exts)) &&
-                 !utilities::lookUp(walk.folder(), walk.name(), info)) {
+                 !lookUp(walk.folder(), walk.name(), info)) {
         sum += static_cast<std::uint64_t>(info.st_size);
       }
     }
@@ -162,7 +157,7 @@ std::vector<std::string> getOkvuLogPath() {
 std::uint64_t getDirTotalSize(const std::string& dir, const std::vector<std::string>& extensions, std::error_code& ec) {
   if (dir.empty()) return 0;
   struct stat info {};
-  const std::error_code error = utilities::lookUp(dir, Links::kJudged, info);
+  const std::error_code error = lookUp(dir, Links::kJudged, info);
   if (error || !S_ISDIR(info.st_mode)) {
     ec = error;
     return 0;

@@ -24,15 +24,6 @@ namespace fs = boost::filesystem;
 namespace quelmar::helper {
 namespace {
 
-using utilities::Descriptor;
-using utilities::EntryKind;
-using utilities::Folder;
-using utilities::FolderChain;
-using utilities::Links;
-using utilities::Overwrite;
-using utilities::Place;
-using utilities::TreeWalk;
-
 constexpr std::uintmax_t kKeptFreeBytes = 104'857'600;  // 100 MiB
 constexpr const char* kMissingSource = "Source directory {} not exist.; Reason: code:{} msg:{}";
 constexpr const char* kNotRemoved = "remove {} fail.; Reason: code:{} msg:{}";
@@ -59,7 +50,7 @@ std::error_code copyInto(const Descriptor& source, const struct stat& info, int 
   if (!hasRoom(folder, static_cast<std::uintmax_t>(info.st_size))) {
     return std::make_error_code(std::errc::no_space_on_device);
   }
-  return utilities::copyOpened(source, info, folder, name, overwrite);
+  return copyOpened(source, info, folder, name, overwrite);
 }
 
 /// Tells whether another user may have made this link to a file of somebody else, to get a copy of it.
@@ -88,7 +79,7 @@ class TreeCopy {
       losses_.tell(kWarn, ec, kUnreadable, path);
     });
     for (auto event = walk_->next(); event != TreeWalk::Event::kEnd; event = walk_->next()) {
-      utilities::beat();
+      beat();
       try {
         if (event == TreeWalk::Event::kEntry) handle();
         if (event == TreeWalk::Event::kLeft) leave();
@@ -115,8 +106,8 @@ class TreeCopy {
       std::error_code ec;
       Folder source = walk_->open(ec);
       if (!ec) return enter(std::move(source));
-      if (kind == EntryKind::kDirectory || !utilities::isNoFolder(ec)) {
-        const bool hasGone = utilities::isNoFolder(ec) || ec == std::errc::no_such_file_or_directory;
+      if (kind == EntryKind::kDirectory || !isNoFolder(ec)) {
+        const bool hasGone = isNoFolder(ec) || ec == std::errc::no_such_file_or_directory;
         losses_.tell(kWarn, ec, hasGone ? kMissingSource : kUnreadable, walk_->path());
         return;
       }
@@ -130,8 +121,8 @@ class TreeCopy {
     if (kind == EntryKind::kOther) return {};
     std::error_code ec;
     struct stat info {};
-    const Descriptor file = utilities::openRegular(walk_->folder(), walk_->name(), Links::kJudged, info, ec);
-    const bool leadsNowhere = kind == EntryKind::kLink && utilities::isNoFolder(ec);
+    const Descriptor file = openRegular(walk_->folder(), walk_->name(), Links::kJudged, info, ec);
+    const bool leadsNowhere = kind == EntryKind::kLink && isNoFolder(ec);
     if (ec) return isUsualLoss(ec) || leadsNowhere ? std::error_code() : ec;
     if (kind != EntryKind::kLink && mayBeBorrowed(info, walk_->folders().info())) {
       return std::make_error_code(std::errc::operation_not_permitted);
@@ -145,8 +136,8 @@ class TreeCopy {
 
   [[nodiscard]] bool isOwnCopy() const {
     struct stat there {};
-    return !utilities::lookUp(targets_->last(), walk_->name(), there) && S_ISREG(there.st_mode) &&
-           there.st_nlink == 1 && there.st_uid == targets_->info().st_uid;
+    return !lookUp(targets_->last(), walk_->name(), there) && S_ISREG(there.st_mode) && there.st_nlink == 1 &&
+           there.st_uid == targets_->info().st_uid;
   }
 
   /// Tells whether the copy's path would be longer than the system accepts.
@@ -156,7 +147,7 @@ class TreeCopy {
     if (source.is(targets_->top())) return;
     if (isTooLong()) return tellLost(std::make_error_code(std::errc::filename_too_long));
     std::error_code ec;
-    Folder target(utilities::makeFolder(targets_->last(), walk_->name(), ec));
+    Folder target(makeFolder(targets_->last(), walk_->name(), ec));
     if (ec) {
       losses_.tell(kErr, ec, kNotMade, targetPath(true));
       return;
@@ -188,18 +179,18 @@ std::error_code prepareCopy(const char* function, LogLevel missingSourceLevel, c
                             Folder& source, Folder& target) {
   std::error_code ec;
   // A link to a directory does not count as one, not even as the source itself: it may lead to "/".
-  const Place place = utilities::locate(src.string(), Links::kJudged, ec);
-  if (!ec) source = Folder(utilities::openFolder(place.folder.get(), place.name, ec));
+  const Place place = locate(src.string(), Links::kJudged, ec);
+  if (!ec) source = Folder(openFolder(place.folder.get(), place.name, ec));
   if (ec) {
     const bool isThere = ec == std::errc::permission_denied && place.folder;
     LOG_CALL_AS(function, missingSourceLevel, isThere ? kUnreadable : kMissingSource, src.string(), ec.value(),
                 ec.message());
     return ec;
   }
-  target = Folder(utilities::makeFolder(dst.string(), Links::kOwn, ec));
+  target = Folder(makeFolder(dst.string(), Links::kOwn, ec));
   if (ec) {
     struct stat info {};
-    const bool stands = !utilities::lookUp(dst.string(), Links::kOwn, info);
+    const bool stands = !lookUp(dst.string(), Links::kOwn, info);
     LOG_CALL_AS(function, kErr, stands ? kNotRemoved : kNotMade, dst.string(), ec.value(), ec.message());
   }
   return ec;
@@ -230,9 +221,9 @@ bool copyFile2Dir(const std::string& sourceDir, const std::string& destDir, cons
 std::error_code copyOneFile(const fs::path& source, const fs::path& target) {
   std::error_code ec;
   struct stat info {};
-  const Descriptor file = utilities::openRegular(source.string(), Links::kJudged, info, ec);
+  const Descriptor file = openRegular(source.string(), Links::kJudged, info, ec);
   if (ec) return ec;
-  const Place place = utilities::locate(target.string(), Links::kOwn, ec);
+  const Place place = locate(target.string(), Links::kOwn, ec);
   return ec ? ec : copyInto(file, info, place.folder.get(), place.name.c_str(), Overwrite::kYes);
 }
 

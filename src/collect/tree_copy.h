@@ -25,7 +25,7 @@ using logutils::FileFilter;
 /// A file is copied only when the volume keeps 100 MiB free after that, for the user, and as much again as
 /// the largest file that this process has copied, for packing. Failures are logged: for each error number the
 /// first with its paths, the others as a count. Not logged are isUsualLoss errors, links that do not lead to
-/// a file, and files whose copy exists already. Calls utilities::beat with each entry and each piece of a
+/// a file, and files whose copy exists already. Calls beat with each entry and each piece of a
 /// file.
 /// @param filter  called with each file's source path; empty accepts all.
 /// @return the error when `src` is missing or cannot be listed to its end, or `dst` cannot be made (all

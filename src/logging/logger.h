@@ -48,7 +48,7 @@ struct LoggerOptions {
 /// folder.
 /// @param ec    cleared, then set when it cannot be opened
 /// @param made  when not null: set to true when this call has made the file
-utilities::Descriptor openLog(int folder, const std::string& name, std::error_code& ec, bool* made = nullptr);
+Descriptor openLog(int folder, const std::string& name, std::error_code& ec, bool* made = nullptr);
 
 /// Writes to standard output or standard error as much as it can take within a second: nobody may be reading
 /// there. Once it could not, only what it can take at once. Thread-safe.

@@ -112,8 +112,8 @@ int Command::start(const CommandLine& line) try {
   int ends[2];
   if (pipe(ends) != 0) return errno;
   for (const int end : ends) fcntl(end, F_SETFD, FD_CLOEXEC);
-  utilities::Descriptor output(ends[0]);
-  const utilities::Descriptor input(ends[1]);
+  Descriptor output(ends[0]);
+  const Descriptor input(ends[1]);
   output_.reset(fdopen(output.get(), "r"));
   if (!output_) return errno;
   output.release();
@@ -164,7 +164,7 @@ void Command::end() {
 
 Outcome runCommand(std::chrono::seconds limit, const std::string& line) {
   const auto run = std::make_shared<std::pair<Command, Outcome>>();
-  const bool ended = utilities::runWithin(limit, [run, line] {
+  const bool ended = runWithin(limit, [run, line] {
     auto& [command, outcome] = *run;
     outcome.startError = command.start({line});
     if (outcome.startError != 0) return;

@@ -50,7 +50,7 @@ const std::optional<std::string>& process::loginUser() {
   static const auto* const kUser = [] {
     // Shared with the thread, which may still write to it after the time-out.
     const auto answer = std::make_shared<std::optional<std::string>>();
-    const bool inTime = utilities::runWithin(kLimits.loginService, [answer] {
+    const bool inTime = runWithin(kLimits.loginService, [answer] {
       std::string user;
       if (getCurrentLoginUser(user)) *answer = user;
     });

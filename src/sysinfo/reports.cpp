@@ -33,24 +33,24 @@ constexpr int kFileSizeExceeded = 128 + SIGXFSZ;
 std::atomic<std::uintmax_t> maxReportBytes{1'073'741'824};  // 1 GiB
 
 /// Makes the file at `path`; what stands there is removed, unless it is a folder.
-utilities::Descriptor makeFile(const std::string& path, std::error_code& ec) {
-  const utilities::Place place = utilities::locate(path, utilities::Links::kOwn, ec);
-  if (ec) return utilities::Descriptor();
+Descriptor makeFile(const std::string& path, std::error_code& ec) {
+  const Place place = locate(path, Links::kOwn, ec);
+  if (ec) return Descriptor();
   const int flags = O_WRONLY | O_APPEND | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
-  if (unlinkat(place.folder.get(), place.name.c_str(), 0) != 0) ec = utilities::lastError();
-  utilities::Descriptor file(openat(place.folder.get(), place.name.c_str(), flags, 0666));
+  if (unlinkat(place.folder.get(), place.name.c_str(), 0) != 0) ec = lastError();
+  Descriptor file(openat(place.folder.get(), place.name.c_str(), flags, 0666));
   if (file) {
     ec.clear();
   } else if (!ec || ec == std::errc::no_such_file_or_directory) {
-    ec = utilities::lastError();
+    ec = lastError();
   }
   return file;
 }
 
 }  // namespace
 
-void out2File(const utilities::Descriptor& report, const std::string& text) {
-  utilities::writeAll(report.get(), text.data(), text.size());
+void out2File(const Descriptor& report, const std::string& text) {
+  writeAll(report.get(), text.data(), text.size());
 }
 
 void limitReports(std::uintmax_t bytes) {
@@ -163,9 +163,9 @@ void collectSystemInfo(const std::shared_ptr<details::Report>& report, std::uint
     LOG_CALL_AS("collectSystemInfo", kErr, "collectSystemInfo failed; Reason: {}", reason);
   };
   try {
-    const utilities::DetachedCall call([report] { collectSystemInfo(*report); }, failed);
+    const DetachedCall call([report] { collectSystemInfo(*report); }, failed);
     LOG_CALL(kInfo, "{}", "wait for collectSystemInfo ...");
-    const std::uint64_t elapsed = utilities::steadySeconds() - startSeconds;
+    const std::uint64_t elapsed = steadySeconds() - startSeconds;
     const std::chrono::seconds remaining(std::max(limitSeconds, elapsed) - elapsed);
     if (call.await(std::chrono::steady_clock::now() + remaining) == std::future_status::timeout) {
       LOG_CALL(kWarn, "{}{}", "Exec collectSystemInfo is timeout", "");

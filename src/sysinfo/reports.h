@@ -12,7 +12,7 @@ namespace quelmar::logutils::macos {
 namespace details {
 
 /// Appends `text` to an open report. A failure is silent.
-void out2File(const utilities::Descriptor& report, const std::string& text);
+void out2File(const Descriptor& report, const std::string& text);
 
 /// Sets the size limit of each report, in bytes; without a call it is 1 GiB. It is rounded down to the
 /// shell's units, and to this process's own limit of file sizes. Requires: no report has been made yet.
@@ -51,7 +51,7 @@ class Report {
   const char* function_;
   std::string path_;
   std::string target_;
-  utilities::Descriptor file_;
+  Descriptor file_;
   bool hasEnded_ = false;
 };
 

@@ -40,7 +40,7 @@ std::uint16_t getServicePortViaPath(const std::string& processName, const std::s
   std::error_code ignored;
   const std::string folder = utilities::macos::getSharedDataPath(ignored) + "/var/run/";
   const std::string path = folder + (subFolder.empty() ? serviceName : subFolder + "/" + serviceName);
-  const PortText text = parsePort(utilities::readRegularFile(path, kMaxPortFileBytes));
+  const PortText text = parsePort(readRegularFile(path, kMaxPortFileBytes));
   if (!text.isNumber) {
     // One value fewer than placeholders: kept on purpose, a line on standard error appears in the record's
     // place.

@@ -32,12 +32,6 @@ namespace fs = boost::filesystem;
 namespace quelmar {
 namespace {
 
-using utilities::Descriptor;
-using utilities::EntryKind;
-using utilities::lastError;
-using utilities::Links;
-using utilities::Place;
-
 constexpr const char* kDefaultRoot = "/tmp/oBrelaLog";
 constexpr const char* kScratch = "logFiles";
 constexpr const char* kSystemInfo = "system_info.log";
@@ -76,12 +70,12 @@ bool mayBeEmptied(const std::string& root, const std::string& executable) {
 bool takeRoot(const std::string& path, Links links) {
   std::error_code ec;
   if (!utilities::ensureDirectoryExist(path, ec, links)) return false;
-  Descriptor folder = utilities::openFolder(path, links, ec);
+  Descriptor folder = openFolder(path, links, ec);
   if (ec) return false;
   Root root;
   root.isLocked = flock(folder.get(), LOCK_EX | LOCK_NB) == 0;
   root.isShared = !root.isLocked && errno == EWOULDBLOCK;
-  root.folder = utilities::hold(path, std::move(folder));
+  root.folder = hold(path, std::move(folder));
   outputRoot() = root;
   return true;
 }
@@ -143,8 +137,8 @@ struct DatedFile {
 std::vector<DatedFile> archives(int folder, const std::string& dir, bool onlyOwn) {
   std::vector<DatedFile> files;
   std::string entries;
-  if (const std::error_code ec = utilities::listFolder(folder, entries)) fail("cannot list it", dir, ec);
-  utilities::forEachEntry(entries, [&](EntryKind, const char* name) {
+  if (const std::error_code ec = listFolder(folder, entries)) fail("cannot list it", dir, ec);
+  forEachEntry(entries, [&](EntryKind, const char* name) {
     struct stat info {};
     if (!isArchive(name) || (onlyOwn && !isOwnName(name))) return;
     if (fstatat(folder, name, &info, AT_SYMLINK_NOFOLLOW) != 0)
@@ -189,7 +183,7 @@ bool zipFileNameAt(std::chrono::system_clock::time_point time, std::string& name
 std::error_code makeNew(int root, const std::string& name, Descriptor& folder) {
   std::error_code ec;
   if (mkdirat(root, name.c_str(), 0755) != 0) ec = lastError();
-  if (!ec) folder = utilities::openFolder(root, name, ec);
+  if (!ec) folder = openFolder(root, name, ec);
   return ec;
 }
 
@@ -198,7 +192,7 @@ std::error_code makeUsualScratch(const Root& root, Descriptor& folder) {
   std::error_code ec = makeNew(root.folder, kScratch, folder);
   if (ec != std::errc::file_exists || !root.isLocked) return ec;
   const std::string aside = std::string(kScratch) + ".left-" + std::to_string(getpid());
-  if (utilities::removeEntry(root.folder, kScratch)) renameat(root.folder, kScratch, root.folder, aside.c_str());
+  if (removeEntry(root.folder, kScratch)) renameat(root.folder, kScratch, root.folder, aside.c_str());
   return makeNew(root.folder, kScratch, folder);
 }
 
@@ -215,7 +209,7 @@ std::error_code makeOwnScratch(const Root& root, const std::string& path, std::s
     isInUse = !ec && flock(own.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
   }
   if (!ec) ec = makeNew(own.get(), kScratch, folder);
-  if (!ec) utilities::hold((fs::path(path) / name).string(), std::move(own));
+  if (!ec) hold((fs::path(path) / name).string(), std::move(own));
   return ec;
 }
 
@@ -253,7 +247,7 @@ Removed cleanDir(const std::string& dir, bool removeItself, const MayGo& mayGo) 
   };
   const auto removeFile = [&remove](const std::string& path) {
     struct stat info {};
-    const bool isFile = !utilities::lookUp(path, Links::kOwn, info) && S_ISREG(info.st_mode);
+    const bool isFile = !lookUp(path, Links::kOwn, info) && S_ISREG(info.st_mode);
     if (isFile && !isArchive(path)) remove(path);
   };
   helper::directoryWalker(dir, {}, remove, removeFile, helper::Depth::kFolder);
@@ -266,7 +260,7 @@ void checkAndCleanLogDir(const std::string& dir) {
   try {
     std::error_code ec;
     std::string entries;
-    const Descriptor folder = utilities::openFolder(dir, Links::kOwn, ec);
+    const Descriptor folder = openFolder(dir, Links::kOwn, ec);
     const bool onlyOwn = !ec && isForOthersToo(folder.get(), dir);
     Descriptor locked;  // until the next entry
     removed = cleanDir(dir, false, [&](const std::string& path) {
@@ -277,7 +271,7 @@ void checkAndCleanLogDir(const std::string& dir) {
       return !isInUse;
     });
     // What cannot be listed was told above.
-    if (!ec && !utilities::listFolder(folder.get(), entries)) removeOldest(folder.get(), dir, onlyOwn, removed);
+    if (!ec && !listFolder(folder.get(), entries)) removeOldest(folder.get(), dir, onlyOwn, removed);
   } catch (const fs::filesystem_error& failure) {
     LOG_CALL(kWarn, "{}; Reason: file system error: {}", "delete file error", failure.what());
   }
@@ -306,7 +300,7 @@ Scratch makeScratch(const std::string& root) {
     LOG_CALL_AS("main", kWarn, "permissions all_all({}) return failed; Reason: Error code={}, msg={}", scratch.logFiles,
                 ec.value(), ec.message());
   }
-  utilities::hold(scratch.logFiles, std::move(folder));
+  hold(scratch.logFiles, std::move(folder));
   return scratch;
 }
 
@@ -320,8 +314,8 @@ void removeScratch(const std::string& root, const Scratch& scratch, const std::s
 
   std::string entries;
   const int folder = outputRoot().folder;
-  utilities::listFolder(folder, entries);
-  utilities::forEachEntry(entries, [&](EntryKind, const std::string& name) {
+  listFolder(folder, entries);
+  forEachEntry(entries, [&](EntryKind, const std::string& name) {
     bool isInUse = false;
     if (isArchive(name) || !isOwnName(name) || isOtherRuns(name)) return;
     const Descriptor locked = lockEntry(folder, name, isInUse);
@@ -338,7 +332,7 @@ std::string initZipLogPath(const std::string& root) {
   for (auto time = std::chrono::system_clock::now(); zipFileNameAt(time, name); time += std::chrono::seconds(1)) {
     std::error_code ec;
     struct stat info {};
-    const Place place = utilities::locate((fs::path(root) / name).string(), Links::kOwn, ec);
+    const Place place = locate((fs::path(root) / name).string(), Links::kOwn, ec);
     const int folder = place.folder.get();
     const bool stands = fstatat(folder, name.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0;
     // One that has come since the run began is another run's.

@@ -9,7 +9,7 @@ namespace quelmar {
 /// Chooses and prepares the output root: `root` when it is not empty and can be used, else the default
 /// "/tmp/oBrelaLog". A root that cannot be created is given up without a log record; one that holds something
 /// that must stay (see protectedPlaceIn), with a warning. The root is held open from then on (see
-/// utilities::hold), and locked unless another run has locked it.
+/// hold), and locked unless another run has locked it.
 /// @param root        the folder that the user has named; receives the default when that is used
 /// @param executable  the program's path, relative to the current directory
 /// @return true when `root` is a usable directory; false when the default cannot be used either (logged;

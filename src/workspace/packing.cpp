@@ -23,9 +23,6 @@ namespace fs = boost::filesystem;
 namespace quelmar {
 namespace {
 
-using utilities::Descriptor;
-using utilities::Links;
-
 constexpr unsigned kPackFlags = zipper::Zipper::CompressBest | zipper::Zipper::AppendHint;
 constexpr const char* kPackingFailed = "Generate zip file({}) throw exception; Reason: error msg={}";
 
@@ -40,7 +37,7 @@ class Copies {
   explicit Copies(const std::string& folder) : start_(folder + '/') {
     if (folder.empty()) return;
     std::error_code ec;
-    const Descriptor open = utilities::openFolder(folder, Links::kOwn, ec);
+    const Descriptor open = openFolder(folder, Links::kOwn, ec);
     isKnown_ = !ec && fstat(open.get(), &info_) == 0;
   }
 
@@ -55,7 +52,7 @@ class Copies {
     if (path.compare(0, nameAt, openPath_) != 0) {
       std::error_code ec;
       openPath_ = path.substr(0, nameAt);
-      open_ = utilities::openFolder(openPath_, Links::kOwn, ec);
+      open_ = openFolder(openPath_, Links::kOwn, ec);
     }
     unlinkat(open_.get(), path.c_str() + nameAt, 0);  // a failure is left to the clean-up
   }
@@ -76,12 +73,12 @@ void collectSelf(const std::string& dir) {
   try {
     // The open file is copied, whatever bears its name now: everybody may write to its folder.
     struct stat info {};
-    ec = utilities::lookUp(log, Links::kOwn, info);
+    ec = lookUp(log, Links::kOwn, info);
     const Descriptor file(ec ? -1 : dup(Logger::GetInstance().descriptor()));
-    if (!ec && fstat(file.get(), &info) != 0) ec = utilities::lastError();
-    const Descriptor folder = ec ? Descriptor() : utilities::openFolder(dir, Links::kOwn, ec);
+    if (!ec && fstat(file.get(), &info) != 0) ec = lastError();
+    const Descriptor folder = ec ? Descriptor() : openFolder(dir, Links::kOwn, ec);
     const std::string name = fs::path(log).filename().string();
-    if (!ec) ec = utilities::copyOpened(file, info, folder.get(), name.c_str(), utilities::Overwrite::kYes);
+    if (!ec) ec = copyOpened(file, info, folder.get(), name.c_str(), Overwrite::kYes);
   } catch (const std::bad_alloc&) {  // all else that was collected is to be packed
     ec = std::make_error_code(std::errc::not_enough_memory);
   }
@@ -96,13 +93,13 @@ std::vector<std::string> collectCacheLogPaths(const std::string& dir) {
   try {
     std::string entries;
     std::error_code listed;
-    const Descriptor folder = utilities::openFolder(dir, Links::kOwn, listed);
-    if (!listed) listed = utilities::listFolder(folder.get(), entries);
-    utilities::forEachEntry(entries, [&](utilities::EntryKind kind, const char* name) {
+    const Descriptor folder = openFolder(dir, Links::kOwn, listed);
+    if (!listed) listed = listFolder(folder.get(), entries);
+    forEachEntry(entries, [&](EntryKind kind, const char* name) {
       // An entry of unknown type is listed: the packer logs it when it cannot read it either.
-      const bool mayBeFile = kind == utilities::EntryKind::kFile || kind == utilities::EntryKind::kUnknown;
+      const bool mayBeFile = kind == EntryKind::kFile || kind == EntryKind::kUnknown;
       const bool isFile = mayBeFile && !isLeftOut(name);
-      if (isFile || kind == utilities::EntryKind::kDirectory) paths.push_back((fs::path(dir) / name).string());
+      if (isFile || kind == EntryKind::kDirectory) paths.push_back((fs::path(dir) / name).string());
     });
     if (listed) throw std::system_error(listed, "code:" + std::to_string(listed.value()));
   } catch (const std::exception& failure) {

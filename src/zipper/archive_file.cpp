@@ -18,8 +18,8 @@
 namespace zipper {
 namespace {
 
-using quelmar::utilities::Descriptor;
-using quelmar::utilities::Links;
+using quelmar::Descriptor;
+using quelmar::Links;
 
 constexpr mode_t kArchiveMode = 0666;  // less the umask
 constexpr std::size_t kCopyBytes = 8192;
@@ -144,7 +144,7 @@ void ArchiveFile::openInLibrary() {
 /// Tells whether `file` is what bears this name in the archive's folder.
 bool ArchiveFile::isHere(const std::string& name, const struct stat& file) const {
   struct stat found {};
-  return !quelmar::utilities::lookUp(place_.folder.get(), name.c_str(), found) && found.st_dev == file.st_dev &&
+  return !quelmar::lookUp(place_.folder.get(), name.c_str(), found) && found.st_dev == file.st_dev &&
          found.st_ino == file.st_ino;
 }
 
@@ -215,7 +215,7 @@ bool ArchiveFile::publish() {
       return true;
     }
     // Not every file system has hard links.
-    if (quelmar::utilities::lookUp(folder, name, old).value() != ENOENT) return false;
+    if (quelmar::lookUp(folder, name, old).value() != ENOENT) return false;
   } else if (::fstat(old_.get(), &old) != 0 || !isHere(place_.name, old)) {
     return false;
   }

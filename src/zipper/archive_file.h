@@ -79,12 +79,12 @@ class ArchiveFile {
   bool publish();
   bool isHere(const std::string& name, const struct stat& file) const;
 
-  quelmar::utilities::Place place_;  // of the complete archive
-  std::string partial_;              // the name of the file that is written
+  quelmar::Place place_;  // of the complete archive
+  std::string partial_;   // the name of the file that is written
   std::unique_ptr<std::FILE, Close> file_;
   struct stat made_ {};  // of file_
   // The archive that is added to. It stays open, since another file could get the number of a deleted one.
-  quelmar::utilities::Descriptor old_;
+  quelmar::Descriptor old_;
   std::uint64_t oldEntries_ = 0;
   std::size_t commentSize_ = 0;  // of the archive that is added to
   void* archive_ = nullptr;      // the library's handle

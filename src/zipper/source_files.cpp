@@ -13,10 +13,10 @@
 namespace zipper {
 namespace {
 
-using quelmar::utilities::EntryKind;
-using quelmar::utilities::Folder;
-using quelmar::utilities::isNoFolder;
-using quelmar::utilities::TreeWalk;
+using quelmar::EntryKind;
+using quelmar::Folder;
+using quelmar::isNoFolder;
+using quelmar::TreeWalk;
 
 constexpr std::uint64_t kLargestPlainBytes = 4'294'967'294U;
 
@@ -50,7 +50,7 @@ std::string fileNameFromPath(const std::string& path) {
 SourceFile::SourceFile(int parent, const char* name, const MayBePacked& mayBePacked) {
   struct stat info {};
   std::error_code ec;
-  descriptor_ = quelmar::utilities::openRegular(parent, name, quelmar::utilities::Links::kNone, info, ec);
+  descriptor_ = quelmar::openRegular(parent, name, quelmar::Links::kNone, info, ec);
   isRefused_ = ec ? ec == std::errc::not_supported : !mayBePacked(info);
   error_ = ec ? ec.value() : isRefused_ ? EPERM : 0;
   if (error_ == 0) size_ = static_cast<std::uint64_t>(info.st_size);

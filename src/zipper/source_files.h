@@ -72,7 +72,7 @@ class SourceFile {
   void rewind() { position_ = 0; }
 
  private:
-  quelmar::utilities::Descriptor descriptor_;
+  quelmar::Descriptor descriptor_;
   std::uint64_t size_ = 0;
   std::uint64_t position_ = 0;
   int error_ = 0;
@@ -94,7 +94,7 @@ void getFileCrc(SourceFile& stream, std::vector<char>& buffer, unsigned long& cr
 /// @param lost         told of folders that could not be listed, that may not be packed (EPERM), or whose
 ///                     path is longer than the system allows (ENAMETOOLONG): nothing in them is told then
 /// @param each         called with each path and what is there
-void filesFromDirectory(quelmar::utilities::Folder folder, const std::string& path, const MayBePacked& mayBePacked,
+void filesFromDirectory(quelmar::Folder folder, const std::string& path, const MayBePacked& mayBePacked,
                         const Lost& lost, const std::function<void(const std::string& path, SourceFile& file)>& each);
 
 }  // namespace zipper

@@ -20,9 +20,9 @@
 namespace zipper {
 namespace {
 
-using quelmar::utilities::Descriptor;
-using quelmar::utilities::Folder;
-using quelmar::utilities::Links;
+using quelmar::Descriptor;
+using quelmar::Folder;
+using quelmar::Links;
 
 constexpr std::size_t kCopyBufferBytes = 8192;
 constexpr std::size_t kMaxNameBytes = std::numeric_limits<std::uint16_t>::max();  // its length field's
@@ -138,14 +138,14 @@ void Zipper::Impl::add(const std::string& path, unsigned flags) {
     entryIsOpen_ = false;
   });
   std::error_code ec;
-  const auto place = quelmar::utilities::locate(path, Links::kAny, ec);
-  Folder folder(ec ? Descriptor() : quelmar::utilities::openFolder(place.folder.get(), place.name, ec));
+  const auto place = quelmar::locate(path, Links::kAny, ec);
+  Folder folder(ec ? Descriptor() : quelmar::openFolder(place.folder.get(), place.name, ec));
   const std::string name = (flags & StoreFullPath) != 0 ? path : fileNameFromPath(path);
   if (!ec && !hooks.mayBePacked(folder.info)) {
     hooks.lost(path, EPERM);
   } else if (!ec) {
     addTree(std::move(folder), path, flags);
-  } else if (place.folder && quelmar::utilities::isNoFolder(ec)) {
+  } else if (place.folder && quelmar::isNoFolder(ec)) {
     SourceFile source(place.folder.get(), place.name.c_str(), hooks.mayBePacked);
     addFile(source, path, name, flags);
   } else if (ec.value() == ENOENT || ec.value() == ENAMETOOLONG) {

@@ -23,12 +23,12 @@ std::vector<Process> processes() {
   std::vector<Process> all;
   std::string entries;
   std::error_code ec;
-  const utilities::Descriptor folder = utilities::openFolder("/proc", utilities::Links::kNone, ec);
-  utilities::listFolder(folder.get(), entries);
-  utilities::forEachEntry(entries, [&all](utilities::EntryKind /*kind*/, const std::string& name) {
+  const Descriptor folder = openFolder("/proc", Links::kNone, ec);
+  listFolder(folder.get(), entries);
+  forEachEntry(entries, [&all](EntryKind /*kind*/, const std::string& name) {
     const pid_t pid = std::atoi(name.c_str());
     if (pid <= 1) return;
-    const std::string stat = utilities::readRegularFile("/proc/" + name + "/stat", kMaxStatBytes);
+    const std::string stat = readRegularFile("/proc/" + name + "/stat", kMaxStatBytes);
     // The parent is the second field after the name. That stands in parentheses and may contain some itself.
     const std::size_t end = stat.rfind(')');
     if (end != std::string::npos && end + 3 < stat.size()) all.push_back({pid, std::atoi(stat.c_str() + end + 3)});

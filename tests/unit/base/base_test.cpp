@@ -8,7 +8,7 @@
 #include "base/tree_walk.h"
 #include "support/temp_dir.h"
 
-using namespace quelmar::utilities;
+using namespace quelmar;
 using namespace testing_support;
 
 TEST(CopyOpened, NeverWritesThroughWhatStandsAtTheTarget) {

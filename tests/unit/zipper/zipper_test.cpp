@@ -174,8 +174,8 @@ TEST(Zipper, FoldersWhosePathIsTooLongAreToldAndNotEntered) {
   Errors told;
   std::error_code ec;
   zipper::filesFromDirectory(
-      quelmar::utilities::Folder(openFolder(dir.path().string(), quelmar::utilities::Links::kAny, ec)),
-      std::string(PATH_MAX - 4, 'p'), [](const struct stat&) { return true; },
+      quelmar::Folder(openFolder(dir.path().string(), quelmar::Links::kAny, ec)), std::string(PATH_MAX - 4, 'p'),
+      [](const struct stat&) { return true; },
       [&](const std::string& path, int error) { told[path.substr(PATH_MAX - 4)] = error; },
       [&](const std::string& path, const zipper::SourceFile&) { told[path.substr(PATH_MAX - 4)] = 0; });
   EXPECT_EQ(told, (Errors{{"/a", 0}, {"/sub", ENAMETOOLONG}}));
