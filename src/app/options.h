@@ -40,9 +40,8 @@ struct option_with_value : option_without_value {
   T value;  ///< the value given last, or the default
 };
 
-/// A small parser of long options with one-letter short forms ("--name value", "--name=value", "-n value",
-/// "-abc"). Errors in the command line are collected as messages; wrong use of the parser throws
-/// cmdline_error.
+/// A small parser of long options with one-letter short forms ("--name value", "--name=value", "-n value", "-abc").
+/// Errors in the command line are collected as messages; wrong use of the parser throws cmdline_error.
 class parser {
  public:
   /// Registers a flag. Throws cmdline_error when the name is taken.

@@ -54,8 +54,8 @@ void openStandardStreams() {
   }
 }
 
-/// A thread waits for the signals, because a signal handler may call almost nothing. When it cannot be
-/// started, they end this process only.
+/// A thread waits for the signals, because a signal handler may call almost nothing. When it cannot be started, they
+/// end this process only.
 void endBySignal() {
   sigset_t awaited;
   sigemptyset(&awaited);

@@ -11,10 +11,10 @@
 
 namespace quelmar {
 
-/// What a person at the terminal sees of a run, on standard error: while main waits, a line with the seconds
-/// and what is waited for, redrawn four times a second; a line for each part that is done; in the end the
-/// archive's path, its size, the number of its files and the duration, or why there is none. Nothing is
-/// written when standard error is no terminal; only the last lines when the run is in its background.
+/// What a person at the terminal sees of a run, on standard error: while main waits, a line with the seconds and what
+/// is waited for, redrawn four times a second; a line for each part that is done; in the end the archive's path, its
+/// size, the number of its files and the duration, or why there is none. Nothing is written when standard error is no
+/// terminal; only the last lines when the run is in its background.
 /// Thread-safe.
 class Terminal {
  public:

@@ -14,11 +14,11 @@ namespace quelmar {
 /// Whether an entry that stands at a copy's path is replaced.
 enum class Overwrite { kNo, kYes };
 
-/// Opens the regular file `name` in the open directory `parent` (AT_FDCWD: the current one) for reading.
-/// Never blocks. Anything else than a regular file is not opened, since opening a device can have an effect.
+/// Opens the regular file `name` in the open directory `parent` (AT_FDCWD: the current one) for reading. Never blocks.
+/// Anything else than a regular file is not opened, since opening a device can have an effect.
 /// @param info  receives the file's status
-/// @param ec    cleared, then set when it cannot be opened: ENOTSUP for anything that is not a regular file,
-///              including a link that `links` forbids
+/// @param ec    cleared, then set when it cannot be opened: ENOTSUP for anything that is not a regular file, including
+///              a link that `links` forbids
 /// @return the descriptor; an empty one when `ec` is set
 Descriptor openRegular(int parent, const char* name, Links links, struct stat& info, std::error_code& ec);
 
@@ -28,16 +28,15 @@ Descriptor openRegular(const std::string& path, Links links, struct stat& info, 
 /// write(2), repeated until all is written. @return false, with errno set, when that fails
 bool writeAll(int fd, const char* data, std::size_t size);
 
-/// Copies a file that openRegular has opened into a new file `name` in the open directory `parent` (AT_FDCWD:
-/// the current one).
+/// Copies a file that openRegular has opened into a new file `name` in the open directory `parent` (AT_FDCWD: the
+/// current one).
 ///
-/// No more bytes are copied than the file had when it was opened, so that the copy of a file that keeps
-/// growing ends. The copy gets the source's permission bits, without set-id and sticky bits, plus read and
-/// write for the owner. Calls beat() with each piece.
+/// No more bytes are copied than the file had when it was opened, so that the copy of a file that keeps growing ends.
+/// The copy gets the source's permission bits, without set-id and sticky bits, plus read and write for the owner. Calls
+/// beat() with each piece.
 /// @param info  the source's status, from openRegular
-/// @return the first error. EEXIST with kNo when there is an entry `name`, which stays as it is; with kYes
-///         the error of removing that entry, which is never written to. What was copied before an error
-///         stays.
+/// @return the first error. EEXIST with kNo when there is an entry `name`, which stays as it is; with kYes the error of
+///         removing that entry, which is never written to. What was copied before an error stays.
 std::error_code copyOpened(const Descriptor& source, const struct stat& info, int parent, const char* name,
                            Overwrite overwrite);
 

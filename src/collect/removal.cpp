@@ -15,8 +15,8 @@ namespace {
 
 constexpr mode_t kWriteForAll = 0222;
 
-/// Replaces all permission bits: kept on purpose. By a descriptor, since what a name leads to may be
-/// exchanged for a link, or for a file that has other names.
+/// Replaces all permission bits: kept on purpose. By a descriptor, since what a name leads to may be exchanged for a
+/// link, or for a file that has other names.
 std::error_code makeWritable(const Place& place) {
   const int flags = O_RDONLY | O_NONBLOCK | O_NOCTTY | O_NOFOLLOW | O_CLOEXEC;
   struct stat info {};

@@ -53,9 +53,9 @@ void tellGivenUp(const std::string& what) {
   DRIVER_LOG(kWarn, "copy {} given up.; Reason: nothing has moved for {} s", what, kLimits.stalledCopy.count());
 }
 
-/// Calls `copy` with each source of a step and its two paths, `name` filled in, on a thread of its own. What
-/// does not move any more, on a network share whose server is gone for example, is given up (logged), and so
-/// are the other sources of the same user. When the memory runs out for one, that is logged.
+/// Calls `copy` with each source of a step and its two paths, `name` filled in, on a thread of its own. What does not
+/// move any more, on a network share whose server is gone for example, is given up (logged), and so are the other
+/// sources of the same user. When the memory runs out for one, that is logged.
 void copySources(Step step, const std::string& name,
                  const std::function<void(const Source& source, const fs::path& from, const fs::path& to)>& copy) {
   static auto* const kStalled = new std::set<std::string>;  // users whose folders do not answer

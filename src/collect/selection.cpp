@@ -42,8 +42,8 @@ bool isRecent(const std::string& filePath, const boost::posix_time::ptime& refer
   const boost::posix_time::ptime epoch(boost::gregorian::date(1970, 1, 1));
   const auto sinceEpoch = referenceTime - epoch;
   const std::int64_t reference = sinceEpoch.ticks() / sinceEpoch.ticks_per_second();
-  // Unsigned on purpose: a file newer than the reference counts as a very old one. The subtraction is
-  // unsigned too, so that an absurd time stamp cannot overflow it.
+  // Unsigned on purpose: a file newer than the reference counts as a very old one. The subtraction is unsigned too, so
+  // that an absurd time stamp cannot overflow it.
   const std::uint64_t age = static_cast<std::uint64_t>(reference) - static_cast<std::uint64_t>(modified);
   return age < kMaxKeyLogAgeSeconds + 1;
 }

@@ -4,8 +4,8 @@
 
 namespace quelmar::logutils::macos {
 
-/// The steps of the running-log collection, in the order of the run; each copies its sources. kPort is no
-/// step: that file is only read, by the tunnel dump.
+/// The steps of the running-log collection, in the order of the run; each copies its sources. kPort is no step: that
+/// file is only read, by the tunnel dump.
 enum Step { kInstaller, kManagement, kAgent, kMachine, kUser, kShared, kPortal, kLaunchd, kPort };
 
 enum SourceKind { kFile, kFolder, kCrashReports };
@@ -19,9 +19,9 @@ struct Source {
   const char* record = "";  ///< logged before the copy; empty for none
 };
 
-/// Every file and folder that a run collects, in the order of the run. kUser sources are copied for each
-/// user, kManagement sources for the first one only. docs/archive-layout.md has a row for each (a test
-/// compares), and no output folder may hold one of them (see protectedPlaceIn).
+/// Every file and folder that a run collects, in the order of the run. kUser sources are copied for each user,
+/// kManagement sources for the first one only. docs/archive-layout.md has a row for each (a test compares), and no
+/// output folder may hold one of them (see protectedPlaceIn).
 inline constexpr Source kSources[] = {
     {kInstaller, kFile, "/var/log/quelmar/sdp/oBrelaInstallOut.log", "logs/oBrelaInstallOut.log"},
     {kManagement, kFolder, "/Library/Application Support/uem/logs/quelmarlogs", "logs/uem_{}", "copy uem logs ..."},

@@ -33,8 +33,8 @@ constexpr const char* kUnreadable = "read directory {} failed.; Reason: code:{} 
 
 std::atomic<std::uintmax_t> largestCopy{0};
 
-/// Tells whether the volume of a folder has room for a file of `size` bytes, and for packing what is there
-/// then. True when the free space is unknown.
+/// Tells whether the volume of a folder has room for a file of `size` bytes, and for packing what is there then. True
+/// when the free space is unknown.
 bool hasRoom(int folder, std::uintmax_t size) {
   struct statvfs space {};
   if (fstatvfs(folder, &space) != 0) return true;

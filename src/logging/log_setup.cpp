@@ -30,8 +30,8 @@ std::string getAppdataPath() {
   return folder;
 }
 
-/// Makes the log's folder, open to all users, and holds it for the run: in it others can exchange what they
-/// like, but not what this run has open.
+/// Makes the log's folder, open to all users, and holds it for the run: in it others can exchange what they like, but
+/// not what this run has open.
 void makeLogFolder(const std::string& path) {
   bool made = false;
   std::error_code ec;

@@ -50,8 +50,7 @@ class FileSink : public spdlog::sinks::base_sink<std::mutex> {
 
   [[nodiscard]] int descriptor() const { return file_.get(); }
 
-  /// Puts the file away when `bytes` more would exceed the cap. When that fails, the file has no cap any
-  /// more.
+  /// Puts the file away when `bytes` more would exceed the cap. When that fails, the file has no cap any more.
   std::error_code makeRoom(std::int64_t bytes) {
     if (sizeOf(file_.get()) <= cap_ - bytes) return {};
     const std::error_code ec = rotate();

@@ -43,22 +43,21 @@ struct LoggerOptions {
   std::string debugSwitch = "debug";       ///< when a file of this name exists at set-up, the level becomes debug
 };
 
-/// Opens the log `name` in an open folder for reading and appending. A missing one is made, with mode 0666
-/// when root makes it. Something else than a regular file with a single link is removed before, but for a
-/// folder.
+/// Opens the log `name` in an open folder for reading and appending. A missing one is made, with mode 0666 when root
+/// makes it. Something else than a regular file with a single link is removed before, but for a folder.
 /// @param ec    cleared, then set when it cannot be opened
 /// @param made  when not null: set to true when this call has made the file
 Descriptor openLog(int folder, const std::string& name, std::error_code& ec, bool* made = nullptr);
 
-/// Writes to standard output or standard error as much as it can take within a second: nobody may be reading
-/// there. Once it could not, only what it can take at once. Thread-safe.
+/// Writes to standard output or standard error as much as it can take within a second: nobody may be reading there.
+/// Once it could not, only what it can take at once. Thread-safe.
 void tell(int descriptor, std::string_view text);
 
 /// The text with its control bytes, which names of files may hold, shown as "\xNN".
 std::string printable(std::string_view text);
 
-/// The process-wide logger behind all log calls. Never destroyed, since detached threads may log while the
-/// process ends. Thread-safe, except for setOptions, which is to be called once, before other threads start.
+/// The process-wide logger behind all log calls. Never destroyed, since detached threads may log while the process
+/// ends. Thread-safe, except for setOptions, which is to be called once, before other threads start.
 class Logger {
  public:
   /// The single logger.
@@ -68,23 +67,23 @@ class Logger {
 
   using Context = std::function<std::string()>;
 
-  /// Opens the log file (see openLog), to which log calls are written from then on; its folder is made when
-  /// it is missing. A file that is nearly full is put away first; when that fails (logged), it is added to,
-  /// without a cap. Throws std::system_error when the file cannot be opened (logged); options() are the new
-  /// ones then too, but log calls go where they went before.
+  /// Opens the log file (see openLog), to which log calls are written from then on; its folder is made when it is
+  /// missing. A file that is nearly full is put away first; when that fails (logged), it is added to, without a cap.
+  /// Throws std::system_error when the file cannot be opened (logged); options() are the new ones then too, but log
+  /// calls go where they went before.
   void setOptions(LoggerOptions& options);
 
   /// The options of the last setOptions call; the defaults before the first one.
   [[nodiscard]] const LoggerOptions& options() const { return options_; }
 
-  /// The open log, also after it was put away and begun anew; -1 when there is none. Log calls move its
-  /// offset: read it with pread.
+  /// The open log, also after it was put away and begun anew; -1 when there is none. Log calls move its offset: read it
+  /// with pread.
   [[nodiscard]] int descriptor() const { return descriptor_; }
 
-  /// Logs one line: the source location, then `format` ("{}" syntax, checked at run time) filled with `args`;
-  /// control bytes are shown as "\xNN", but for kDump, whose line feeds stay.
-  /// Before setOptions has succeeded the message goes to standard error. Throws fmt::format_error when format
-  /// and arguments do not match, and whatever the sink throws: call it through LOG_CALL, which catches.
+  /// Logs one line: the source location, then `format` ("{}" syntax, checked at run time) filled with `args`; control
+  /// bytes are shown as "\xNN", but for kDump, whose line feeds stay. Before setOptions has succeeded the message goes
+  /// to standard error. Throws fmt::format_error when format and arguments do not match, and whatever the sink throws:
+  /// call it through LOG_CALL, which catches.
   template <typename... Args>
   void log(int level, const char* file, const char* function, int line, fmt::string_view format, const Args&... args) {
     logWithCtx(level, file, function, line, Context(), format, args...);
@@ -133,8 +132,8 @@ void guardedLog(int level, const char* function, int line, fmt::string_view form
 
 }  // namespace quelmar
 
-/// LOG_CALL(level, format, args...): one log record with the calling function's plain name ("operator()"
-/// inside a lambda) and the line of the call. Never throws, see guardedLog.
+/// LOG_CALL(level, format, args...): one log record with the calling function's plain name ("operator()" inside a
+/// lambda) and the line of the call. Never throws, see guardedLog.
 #define LOG_CALL(level, ...) LOG_CALL_AS(__func__, level, __VA_ARGS__)
 
 /// As LOG_CALL, with another function's name in the record.

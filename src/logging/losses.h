@@ -11,9 +11,8 @@
 
 namespace quelmar {
 
-/// Logs what could not be collected of one source, without flooding the log: for each error number the first
-/// loss with its path, and the number of the others when the object is destroyed. Not thread-safe; only the
-/// constructor throws.
+/// Logs what could not be collected of one source, without flooding the log: for each error number the first loss with
+/// its path, and the number of the others when the object is destroyed. Not thread-safe; only the constructor throws.
 class Losses {
  public:
   /// @param function  the function name in the records; must outlive the object

@@ -16,8 +16,8 @@ struct ReportSection {
   std::vector<std::string> commands;
 };
 
-/// The parts of the command line that queries the system's unified log:
-/// beforeStart + start time stamp + beforeEnd + end time stamp + beforeTarget + target path (unquoted).
+/// The parts of the command line that queries the system's unified log: beforeStart + start time stamp + beforeEnd +
+/// end time stamp + beforeTarget + target path (unquoted).
 struct WideLogQuery {
   std::string beforeStart;
   std::string beforeEnd;
@@ -35,16 +35,16 @@ struct HostCommands {
   WideLogQuery wideLog;
 };
 
-/// The table of this system. A test links the other system's. Created on first use and never destroyed, since
-/// a report thread may still read it while the process ends.
+/// The table of this system. A test links the other system's. Created on first use and never destroyed, since a report
+/// thread may still read it while the process ends.
 const HostCommands& hostCommands();
 
-/// The unit of "ulimit -f" in this host's sh, in bytes. Where its shells differ, the largest one: a limit may
-/// come out lower than asked for, never higher.
+/// The unit of "ulimit -f" in this host's sh, in bytes. Where its shells differ, the largest one: a limit may come out
+/// lower than asked for, never higher.
 extern const std::uintmax_t kShellBlockBytes;
 
-/// Adds to `actions` or `flags` what makes posix_spawn close all descriptors above `last` in the new process,
-/// whether they are close-on-exec or not.
+/// Adds to `actions` or `flags` what makes posix_spawn close all descriptors above `last` in the new process, whether
+/// they are close-on-exec or not.
 /// Requires: `actions` open all others but standard error.
 /// @return 0 or an error number
 int closeDescriptorsAbove(int last, posix_spawn_file_actions_t& actions, short& flags);

@@ -33,8 +33,8 @@ bool cmdPopen(const std::string& cmd, const platform::CommandLine& line, std::st
     logNotStarted(cmd, error);
     return false;
   }
-  // After a short read the buffer still has older bytes behind the new ones, which are appended again: kept
-  // on purpose, readers of the captured texts know it.
+  // After a short read the buffer still has older bytes behind the new ones, which are appended again: kept on purpose,
+  // readers of the captured texts know it.
   for (bool isFull = false; command.read(buffer.data(), kReadBytes) > 0;) {
     isFull = isFull || output.size() >= kMaxCapturedBytes;
     try {

@@ -27,8 +27,7 @@ PortText parsePort(const std::string& content) {
                [](char c) { return c != ' ' && c != '\t' && c != '\n'; });
   text.isNumber = !text.digits.empty() && std::all_of(text.digits.begin(), text.digits.end(), isDigit);
   if (text.isNumber) {
-    // strtoll returns its largest value for numbers that are too long, so none of them wraps into a valid
-    // port.
+    // strtoll returns its largest value for numbers that are too long, so none of them wraps into a valid port.
     const long long value = std::strtoll(text.digits.c_str(), nullptr, 10);
     if (value >= 1 && value < kPortEnd) text.port = static_cast<std::uint16_t>(value);
   }
@@ -42,8 +41,7 @@ std::uint16_t getServicePortViaPath(const std::string& processName, const std::s
   const std::string path = folder + (subFolder.empty() ? serviceName : subFolder + "/" + serviceName);
   const PortText text = parsePort(readRegularFile(path, kMaxPortFileBytes));
   if (!text.isNumber) {
-    // One value fewer than placeholders: kept on purpose, a line on standard error appears in the record's
-    // place.
+    // One value fewer than placeholders: kept on purpose, a line on standard error appears in the record's place.
     LOG_CALL(kErr, "{}; Reason: process:{} ,service:{}, path:{}, content:{}",
              "get service port failed,content is empty or not digit", processName, serviceName, text.digits);
   } else if (text.port == 0) {

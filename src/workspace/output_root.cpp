@@ -65,8 +65,7 @@ bool mayBeEmptied(const std::string& root, const std::string& executable) {
   return place.empty();
 }
 
-/// Opens the folder at `path`, which is made when it is missing, holds and locks it. @return whether it is
-/// there
+/// Opens the folder at `path`, which is made when it is missing, holds and locks it. @return whether it is there
 bool takeRoot(const std::string& path, Links links) {
   std::error_code ec;
   if (!utilities::ensureDirectoryExist(path, ec, links)) return false;
@@ -113,8 +112,8 @@ Descriptor lockEntry(int folder, const std::string& name, bool& isInUse) {
   return entry;
 }
 
-/// Tells whether only entries with the tool's own names may be removed from the folder: it has the sticky bit,
-/// or something is mounted in it.
+/// Tells whether only entries with the tool's own names may be removed from the folder: it has the sticky bit, or
+/// something is mounted in it.
 bool isForOthersToo(int folder, const std::string& path) {
   struct stat info {};
   boost::system::error_code ec;

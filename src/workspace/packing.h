@@ -9,22 +9,21 @@ namespace quelmar {
 /// Copies the tool's own log into the folder `dir`, replacing an older copy. A failure is logged.
 void collectSelf(const std::string& dir);
 
-/// Lists the entries directly in `dir` that are to be packed, in listing order: sub-directories, and regular
-/// files whose lower-cased names contain neither "tunnel" nor "obreladns". Links and special files are left
-/// out.
+/// Lists the entries directly in `dir` that are to be packed, in listing order: sub-directories, and regular files
+/// whose lower-cased names contain neither "tunnel" nor "obreladns". Links and special files are left out.
 /// @return full paths; only those listed before an error (logged) when the listing fails.
 std::vector<std::string> collectCacheLogPaths(const std::string& dir);
 
-/// Packs files and directories into the zip archive at `zipPath`, deflated at level 9: single files under
-/// their bare names, directories as trees under theirs. An archive that exists there is added to. The archive
-/// is written as `zipPath` + ".incomplete" and renamed when it is complete.
+/// Packs files and directories into the zip archive at `zipPath`, deflated at level 9: single files under their bare
+/// names, directories as trees under theirs. An archive that exists there is added to. The archive is written as
+/// `zipPath` + ".incomplete" and renamed when it is complete.
 ///
-/// The first failure ends the packing and is logged. The archive then has what was packed before; when that
-/// is nothing, or the archive could not be written, the ".incomplete" file stays. What cannot be read is
-/// logged as well, except added paths that are missing.
-/// @param copies   a folder of the tool's own: each file below it is removed as soon as it is in the archive.
-///                 Only regular files with one link and folders are packed that belong to its owner; others
-///                 are logged. Empty: all is packed, and stays
+/// The first failure ends the packing and is logged. The archive then has what was packed before; when that is nothing,
+/// or the archive could not be written, the ".incomplete" file stays. What cannot be read is logged as well, except
+/// added paths that are missing.
+/// @param copies   a folder of the tool's own: each file below it is removed as soon as it is in the archive. Only
+///                 regular files with one link and folders are packed that belong to its owner; others are logged.
+///                 Empty: all is packed, and stays
 /// @param entries  when not null: receives the number of the archive's entries, 0 when there is no archive
 /// @return always 0.
 int compressLogs(const std::vector<std::string>& paths, const std::string& zipPath, const std::string& copies = "",

@@ -42,8 +42,7 @@ class Root {
     exists_ = !lookUp(path, info_);
   }
 
-  /// Tells whether this folder is `place` or above it, by device and inode, or by path where one does not
-  /// exist.
+  /// Tells whether this folder is `place` or above it, by device and inode, or by path where one does not exist.
   [[nodiscard]] bool holds(const fs::path& place) const {
     for (fs::path above = place; !above.empty(); above = above.parent_path()) {
       struct stat info {};

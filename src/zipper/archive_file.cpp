@@ -123,8 +123,8 @@ bool ArchiveFile::copyOld() {
 void ArchiveFile::openInLibrary() {
   zlib_filefunc64_def functions = functionsOn(file_.get());
   if (old_ && ::lseek(old_.get(), 0, SEEK_CUR) > 0) {
-    // Only reading it tells an archive from a file of zeroes, which the library would write over; but an
-    // archive without entries cannot be read.
+    // Only reading it tells an archive from a file of zeroes, which the library would write over; but an archive
+    // without entries cannot be read.
     unz_global_info64 info{};
     char start[kEndRecord.size()];
     const unzFile old = unzOpen2_64(place_.name.c_str(), &functions);
@@ -178,8 +178,8 @@ void ArchiveFile::completeEntry(off_t header, std::size_t nameSize, std::uint64_
   if (!isDone || ::fseeko(file_.get(), end, SEEK_SET) != 0) giveUp();
 }
 
-/// Adds the 64-bit end record to an archive of more than 65,535 entries when the library has not written one:
-/// old versions do so only for large archives, and most readers take the result for damaged.
+/// Adds the 64-bit end record to an archive of more than 65,535 entries when the library has not written one: old
+/// versions do so only for large archives, and most readers take the result for damaged.
 bool ArchiveFile::completeEndRecord(std::uint64_t entries) try {
   if (entries <= kMaxPlainEntries) return true;
   std::string tail(kEndLocator64Bytes + kEndRecordBytes + commentSize_, '\0');

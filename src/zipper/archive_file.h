@@ -15,10 +15,10 @@ namespace zipper {
 /// What is appended to an archive's name until the archive is complete.
 constexpr char kPartialSuffix[] = ".incomplete";
 
-/// The file of an archive, written by the zip library. It bears the archive's name and kPartialSuffix, and is
-/// locked (flock), until it is complete and on disk; then it is renamed. So a file with an archive's name is
-/// always complete, and an incomplete one that nobody has locked is what a dead process has left. To add to
-/// an existing archive, a copy of it is written.
+/// The file of an archive, written by the zip library. It bears the archive's name and kPartialSuffix, and is locked
+/// (flock), until it is complete and on disk; then it is renamed. So a file with an archive's name is always complete,
+/// and an incomplete one that nobody has locked is what a dead process has left. To add to an existing archive, a copy
+/// of it is written.
 class ArchiveFile {
  public:
   ArchiveFile() = default;
@@ -29,8 +29,8 @@ class ArchiveFile {
 
   /// Opens an archive to add to it, or creates it where there is none.
   /// @param path  where the archive is or is to be
-  /// @return false when the file cannot be created, when another run is writing an archive of this name, or
-  ///         when the existing file is not an archive. Existing files stay unchanged then.
+  /// @return false when the file cannot be created, when another run is writing an archive of this name, or when the
+  ///         existing file is not an archive. Existing files stay unchanged then.
   bool open(const std::string& path);
 
   /// The zip library's handle; null when no archive is open.
@@ -42,8 +42,8 @@ class ArchiveFile {
   /// Where in the file the library writes next. Requires: an open archive.
   off_t position() const;
 
-  /// To be called when an entry was closed: gives the entry both 64-bit sizes when only its packed size needs
-  /// one. Old versions of the library leave them 0, and most readers take the entry for damaged.
+  /// To be called when an entry was closed: gives the entry both 64-bit sizes when only its packed size needs one. Old
+  /// versions of the library leave them 0, and most readers take the entry for damaged.
   /// Requires: the entry was opened with 64-bit fields if its packed size exceeds 32 bits.
   /// @param header    where the entry begins
   /// @param nameSize  the length of its name, in bytes
@@ -53,13 +53,13 @@ class ArchiveFile {
   /// Makes failed() true.
   void giveUp() { gaveUp_ = true; }
 
-  /// Tells whether a write has failed since the archive was opened, or giveUp() was called. The library
-  /// ignores some failed writes; the file's error indicator, which nobody clears, remembers all of them.
+  /// Tells whether a write has failed since the archive was opened, or giveUp() was called. The library ignores some
+  /// failed writes; the file's error indicator, which nobody clears, remembers all of them.
   /// Requires: an open archive.
   bool failed() const { return gaveUp_ || std::ferror(file_.get()) != 0; }
 
-  /// Finishes the archive, closes its file, and gives it its name when all of it is on disk. Another archive
-  /// that has got this name since open() is not replaced.
+  /// Finishes the archive, closes its file, and gives it its name when all of it is on disk. Another archive that has
+  /// got this name since open() is not replaced.
   /// @param whole    false: it is not renamed in any case
   /// @param entries  how many entries the archive has
   /// @return whether it was renamed; true when no archive is open

@@ -18,8 +18,7 @@ constexpr int kMemoryLevel = 8;
 
 }  // namespace
 
-/// The deflate state of one thread, reused for all its pieces: setting it up costs more than deflating a
-/// small file.
+/// The deflate state of one thread, reused for all its pieces: setting it up costs more than deflating a small file.
 class DeflatePipeline::Deflater {
  public:
   explicit Deflater(int level) {
@@ -31,9 +30,8 @@ class DeflatePipeline::Deflater {
   Deflater(const Deflater&) = delete;
   Deflater& operator=(const Deflater&) = delete;
 
-  /// Deflates the piece within its own memory: the output begins where the dictionary was, 32 KiB before the
-  /// data, and so never reaches data that has not been read. Random data, the worst case, grows by 400 bytes
-  /// a piece.
+  /// Deflates the piece within its own memory: the output begins where the dictionary was, 32 KiB before the data, and
+  /// so never reaches data that has not been read. Random data, the worst case, grows by 400 bytes a piece.
   void run(Piece& piece) {
     auto* in = reinterpret_cast<Bytef*>(piece.data());
     auto* const out = reinterpret_cast<Bytef*>(piece.packed());

@@ -41,8 +41,8 @@ using MayBePacked = std::function<bool(const struct stat& info)>;
 /// Called with a path that could not be packed, or not all of it, and the error number.
 using Lost = std::function<void(const std::string& path, int error)>;
 
-/// A file to be packed. Not more is read of it than it had when it was opened, since a file that is written
-/// to all the time would never end. Never blocks.
+/// A file to be packed. Not more is read of it than it had when it was opened, since a file that is written to all the
+/// time would never end. Never blocks.
 class SourceFile {
  public:
   /// A file that could not be opened, and so reads as an empty one.
@@ -64,8 +64,8 @@ class SourceFile {
   /// Tells whether there is nothing more to read.
   [[nodiscard]] bool atEnd() const { return position_ == size_; }
 
-  /// The error number of opening or reading it, 0 without an error: ENOTSUP for what is no regular file,
-  /// EPERM for a file that may not be packed.
+  /// The error number of opening or reading it, 0 without an error: ENOTSUP for what is no regular file, EPERM for a
+  /// file that may not be packed.
   [[nodiscard]] int error() const { return error_; }
 
   /// Goes back to the start.
@@ -87,12 +87,12 @@ bool isLargeFile(const SourceFile& stream);
 /// @param crc     receives the checksum of what could be read; see SourceFile::error
 void getFileCrc(SourceFile& stream, std::vector<char>& buffer, unsigned long& crc);
 
-/// Opens everything below a folder that is no folder itself, each folder's entries in the order in which the
-/// system lists them. No link is followed.
+/// Opens everything below a folder that is no folder itself, each folder's entries in the order in which the system
+/// lists them. No link is followed.
 /// @param path         the folder's path, with which the paths of its files begin
 /// @param mayBePacked  asked for each file and each folder below this one; what it refuses is not read
-/// @param lost         told of folders that could not be listed, that may not be packed (EPERM), or whose
-///                     path is longer than the system allows (ENAMETOOLONG): nothing in them is told then
+/// @param lost         told of folders that could not be listed, that may not be packed (EPERM), or whose path is
+///                     longer than the system allows (ENAMETOOLONG): nothing in them is told then
 /// @param each         called with each path and what is there
 void filesFromDirectory(quelmar::Folder folder, const std::string& path, const MayBePacked& mayBePacked,
                         const Lost& lost, const std::function<void(const std::string& path, SourceFile& file)>& each);

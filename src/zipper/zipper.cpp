@@ -28,9 +28,9 @@ constexpr std::size_t kCopyBufferBytes = 8192;
 constexpr std::size_t kMaxNameBytes = std::numeric_limits<std::uint16_t>::max();  // its length field's
 constexpr int kMemoryLevel = 8;
 
-/// The file information of an entry: null, or for text a flag that the library sets itself when it deflates.
-/// Date and time must be 0 in the archive. The library writes 0 for an impossible month, but in old versions
-/// another date for a time that is all zero.
+/// The file information of an entry: null, or for text a flag that the library sets itself when it deflates. Date and
+/// time must be 0 in the archive. The library writes 0 for an impossible month, but in old versions another date for a
+/// time that is all zero.
 const zip_fileinfo* entryInfo(bool text) {
   static const zip_fileinfo kText = [] {
     zip_fileinfo info{};
@@ -41,8 +41,8 @@ const zip_fileinfo* entryInfo(bool text) {
   return text ? &kText : nullptr;
 }
 
-/// Tells whether an entry gets the 64-bit size fields: also when only its packed size may need them.
-/// Deflating adds 400 bytes to a MiB at most.
+/// Tells whether an entry gets the 64-bit size fields: also when only its packed size may need them. Deflating adds 400
+/// bytes to a MiB at most.
 bool needsLargeFields(const SourceFile& source, int level) {
   constexpr std::uint64_t kMayGrowFrom = 4'290'000'000U;
   return isLargeFile(source) || (level > 0 && source.size() > kMayGrowFrom);
@@ -158,8 +158,8 @@ void Zipper::Impl::add(const std::string& path, unsigned flags) {
 }
 
 void Zipper::Impl::addTree(Folder folder, const std::string& path, unsigned flags) {
-  // Names begin with the last occurrence of this in the path, so below an inner folder of the same name with
-  // that one. Kept on purpose: readers of archives look for such names.
+  // Names begin with the last occurrence of this in the path, so below an inner folder of the same name with that one.
+  // Kept on purpose: readers of archives look for such names.
   const std::string nameStart = fileNameFromPath(path) + CDirEntry::Separator;
   try {
     filesFromDirectory(std::move(folder), path, hooks.mayBePacked, hooks.lost,
