@@ -1,4 +1,3 @@
-#include "base/directories.h"
 
 #include <algorithm>
 #include <array>
@@ -7,13 +6,10 @@
 #include <deque>
 #include <memory>
 #include <new>
-#include <utility>
 
 #include <boost/filesystem/operations.hpp>
 #include <dirent.h>
 #include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include "base/threads.h"
 #include "base/tree_walk.h"

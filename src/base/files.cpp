@@ -7,10 +7,8 @@
 #include <utility>
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
-#include "base/directories.h"
 #include "base/threads.h"
 
 namespace fs = boost::filesystem;

@@ -6,7 +6,6 @@
 #include <optional>
 #include <system_error>
 #include <thread>
-#include <utility>
 
 namespace quelmar {
 

@@ -3,7 +3,6 @@
 #include <boost/exception/diagnostic_information.hpp>
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include "base/tree_walk.h"
 #include "logging/logger.h"

@@ -11,12 +11,10 @@
 
 #include <boost/date_time/posix_time/posix_time_types.hpp>
 #include <boost/filesystem/operations.hpp>
-#include <sys/stat.h>
 
 #include "base/directories.h"
 #include "base/limits.h"
 #include "base/threads.h"
-#include "collect/selection.h"
 #include "collect/sources.h"
 #include "collect/tree_copy.h"
 #include "logging/logger.h"

@@ -1,7 +1,6 @@
 #include "collect/selection.h"
 
 #include <algorithm>
-#include <cstdint>
 #include <ctime>
 #include <exception>
 #include <initializer_list>

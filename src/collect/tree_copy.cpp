@@ -7,10 +7,8 @@
 #include <cstring>
 #include <new>
 #include <optional>
-#include <string>
 #include <utility>
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 

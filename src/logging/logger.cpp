@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <chrono>
 #include <climits>
-#include <cstdint>
 #include <iterator>
 #include <mutex>
 #include <utility>
@@ -16,7 +15,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "base/directories.h"
 #include "base/files.h"
 
 namespace fs = boost::filesystem;

@@ -6,7 +6,6 @@
 #include <chrono>
 #include <csignal>
 #include <exception>
-#include <new>
 #include <utility>
 
 #include <boost/filesystem/operations.hpp>
@@ -14,7 +13,6 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 
-#include "base/directories.h"
 #include "base/files.h"
 #include "logging/logger.h"
 #include "platform/host.h"

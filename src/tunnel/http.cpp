@@ -1,7 +1,6 @@
 #include "tunnel/http.h"
 
 #include <algorithm>
-#include <array>
 #include <cstring>
 #include <ctime>
 #include <exception>

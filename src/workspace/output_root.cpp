@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstddef>
 #include <cstdint>
 #include <ctime>
 #include <iomanip>
@@ -17,7 +16,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "base/directories.h"
 #include "base/tree_walk.h"
 #include "collect/removal.h"
 #include "collect/selection.h"

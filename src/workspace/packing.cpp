@@ -12,9 +12,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "base/directories.h"
 #include "base/files.h"
-#include "logging/logger.h"
 #include "logging/losses.h"
 #include "zipper/zipper.h"
 

@@ -1,13 +1,11 @@
 #include "workspace/protected_places.h"
 
-#include <algorithm>
 #include <cstdlib>
 #include <memory>
 #include <set>
 #include <vector>
 
 #include <boost/filesystem/operations.hpp>
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 

@@ -1,7 +1,6 @@
 #include "zipper/archive_file.h"
 
 #include <cerrno>
-#include <cstddef>
 #include <cstring>
 #include <new>
 #include <string_view>

@@ -8,7 +8,6 @@
 
 #include <sys/stat.h>
 
-#include "base/directories.h"
 #include "base/tree_walk.h"
 
 namespace zipper {

@@ -5,9 +5,7 @@
 #include <memory>
 
 #include <mntent.h>
-#include <unistd.h>
 
-#include "base/directories.h"
 #include "base/files.h"
 
 namespace quelmar::platform {
