@@ -18,12 +18,9 @@
 #include "logging/log_setup.h"
 #include "logging/logger.h"
 #include "sysinfo/reports.h"
-#include "sysinfo/shell.h"
 #include "tunnel/module_dump.h"
 #include "workspace/output_root.h"
 #include "workspace/packing.h"
-
-namespace fs = boost::filesystem;
 
 namespace quelmar {
 

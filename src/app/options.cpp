@@ -3,11 +3,8 @@
 #include <algorithm>
 
 namespace cmdline {
-namespace {
 
 constexpr std::size_t kUsageGap = 4;
-
-}  // namespace
 
 void parser::add(const std::string& name, char shortName, const std::string& description) {
   insert(std::make_unique<option_without_value>(name, shortName, description));

@@ -13,8 +13,6 @@
 
 #include "logging/logger.h"
 
-namespace fs = boost::filesystem;
-
 namespace quelmar {
 namespace {
 

@@ -6,14 +6,22 @@
 #include <system_error>
 #include <utility>
 
+#include <boost/filesystem/path.hpp>
 #include <sys/stat.h>
 #include <unistd.h>
 
 namespace quelmar {
 
+namespace fs = boost::filesystem;
+
 /// errno as an error code.
 inline std::error_code lastError() {
   return {errno, std::generic_category()};
+}
+
+/// Tells whether both are the status of one file or folder.
+inline bool isSame(const struct stat& one, const struct stat& other) {
+  return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
 }
 
 /// Owns a file descriptor and closes it; holds -1 when there is none. Not thread-safe.
@@ -25,8 +33,6 @@ class Descriptor {
     std::swap(fd_, other.fd_);
     return *this;
   }
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
   ~Descriptor() {
     if (fd_ >= 0) close(fd_);
   }

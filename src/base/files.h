@@ -4,7 +4,6 @@
 #include <string>
 #include <system_error>
 
-#include <boost/filesystem/path.hpp>
 #include <sys/stat.h>
 
 #include "base/directories.h"
@@ -28,6 +27,13 @@ Descriptor openRegular(const std::string& path, Links links, struct stat& info, 
 /// write(2), repeated until all is written. @return false, with errno set, when that fails
 bool writeAll(int fd, const char* data, std::size_t size);
 
+/// Makes the file `name` in the open directory `parent`. With kYes, what stands there and is no directory is removed
+/// before, never opened.
+/// @param flags  how it is opened, beside being made
+/// @param ec     cleared, then set when that fails: EEXIST with kNo when there is an entry, with kYes the error of
+///               removing it
+Descriptor makeFile(int parent, const char* name, int flags, mode_t mode, Overwrite overwrite, std::error_code& ec);
+
 /// Copies a file that openRegular has opened into a new file `name` in the open directory `parent` (AT_FDCWD: the
 /// current one).
 ///
@@ -35,13 +41,12 @@ bool writeAll(int fd, const char* data, std::size_t size);
 /// The copy gets the source's permission bits, without set-id and sticky bits, plus read and write for the owner. Calls
 /// beat() with each piece.
 /// @param info  the source's status, from openRegular
-/// @return the first error. EEXIST with kNo when there is an entry `name`, which stays as it is; with kYes the error of
-///         removing that entry, which is never written to. What was copied before an error stays.
+/// @return the first error, of makeFile or later. What was copied before an error stays.
 std::error_code copyOpened(const Descriptor& source, const struct stat& info, int parent, const char* name,
                            Overwrite overwrite);
 
 /// Reads a regular file, following links, up to its first `limit` bytes.
 /// @return the bytes; empty when the file cannot be opened, those before the error when reading fails.
-std::string readRegularFile(const boost::filesystem::path& path, std::size_t limit);
+std::string readRegularFile(const fs::path& path, std::size_t limit);
 
 }  // namespace quelmar

@@ -49,13 +49,12 @@ class ScopeGuard {
     if (!dismissed_) action_();
   }
   ScopeGuard(const ScopeGuard&) = delete;
-  ScopeGuard& operator=(const ScopeGuard&) = delete;
 
   /// Makes the destructor do nothing.
   void dismiss() noexcept { dismissed_ = true; }
 
  private:
-  std::function<void()> action_;
+  const std::function<void()> action_;
   bool dismissed_ = false;
 };
 

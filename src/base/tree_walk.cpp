@@ -8,11 +8,8 @@
 #include <unistd.h>
 
 namespace quelmar {
-namespace {
 
 constexpr std::size_t kLeftOpen = 8;
-
-}  // namespace
 
 Folder::Folder(Descriptor opened) : open(std::move(opened)) {
   if (open) fstat(open.get(), &info);

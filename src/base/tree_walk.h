@@ -19,10 +19,7 @@ struct Folder {
 
   Folder() = default;
   explicit Folder(Descriptor opened);
-  /// Tells whether both are the same folder.
-  [[nodiscard]] bool is(const Folder& other) const {
-    return info.st_dev == other.info.st_dev && info.st_ino == other.info.st_ino;
-  }
+  [[nodiscard]] bool is(const Folder& other) const { return isSame(info, other.info); }
 };
 
 /// The folders that a walk is in, each in the one before it. Only a few of them are open at a time, however deep the

@@ -7,8 +7,6 @@
 #include "base/tree_walk.h"
 #include "logging/logger.h"
 
-namespace fs = boost::filesystem;
-
 namespace quelmar::helper {
 namespace {
 
@@ -19,7 +17,7 @@ constexpr mode_t kWriteForAll = 0222;
 std::error_code makeWritable(const Place& place) {
   const int flags = O_RDONLY | O_NONBLOCK | O_NOCTTY | O_NOFOLLOW | O_CLOEXEC;
   struct stat info {};
-  if (fstatat(place.folder.get(), place.name.c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0) return lastError();
+  if (const std::error_code ec = lookUp(place.folder.get(), place.name.c_str(), info)) return ec;
   if (!S_ISDIR(info.st_mode) && (!S_ISREG(info.st_mode) || info.st_nlink != 1)) return {};
   const Descriptor entry(openat(place.folder.get(), place.name.c_str(), flags));
   if (!entry || fstat(entry.get(), &info) != 0) return lastError();

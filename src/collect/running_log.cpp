@@ -20,9 +20,6 @@
 #include "logging/logger.h"
 #include "platform/users.h"
 #include "sysinfo/reports.h"
-#include "sysinfo/shell.h"
-
-namespace fs = boost::filesystem;
 
 namespace quelmar::logutils::macos {
 namespace {

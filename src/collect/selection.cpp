@@ -18,8 +18,6 @@
 #include "collect/sources.h"
 #include "logging/logger.h"
 
-namespace fs = boost::filesystem;
-
 namespace quelmar::logutils {
 namespace {
 

@@ -15,9 +15,7 @@
 #include "base/files.h"
 #include "base/threads.h"
 #include "base/tree_walk.h"
-#include "logging/losses.h"
-
-namespace fs = boost::filesystem;
+#include "logging/logger.h"
 
 namespace quelmar::helper {
 namespace {

@@ -3,8 +3,6 @@
 #include <string>
 #include <system_error>
 
-#include <boost/filesystem/path.hpp>
-
 #include "collect/removal.h"
 #include "collect/selection.h"
 
@@ -29,8 +27,7 @@ using logutils::FileFilter;
 /// @param filter  called with each file's source path; empty accepts all.
 /// @return the error when `src` is missing or cannot be listed to its end, or `dst` cannot be made (all logged); no
 ///         error otherwise, whatever became of single files and sub-directories.
-std::error_code copyDir(const boost::filesystem::path& src, const boost::filesystem::path& dst,
-                        const FileFilter& filter);
+std::error_code copyDir(const fs::path& src, const fs::path& dst, const FileFilter& filter);
 
 /// Copies the files directly in `sourceDir` that the filter accepts into `destDir`, as copyDir does, but replaces
 /// existing files.
@@ -42,7 +39,7 @@ bool copyFile2Dir(const std::string& sourceDir, const std::string& destDir, cons
 
 /// Copies one file, following links as copyDir does, to `target`, where an existing entry is replaced. Logs nothing.
 /// @return the error of opening or copying it; ENOSPC when it does not fit as described at copyDir.
-std::error_code copyOneFile(const boost::filesystem::path& source, const boost::filesystem::path& target);
+std::error_code copyOneFile(const fs::path& source, const fs::path& target);
 
 /// Tells whether an error of opening a source's file is one that healthy machines give, and is not logged: the file has
 /// gone, may not be read, or is not a regular file.

@@ -2,7 +2,6 @@
 
 #include <system_error>
 
-#include <boost/filesystem/path.hpp>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -11,8 +10,6 @@
 #include "logging/logger.h"
 #include "platform/command.h"
 #include "platform/users.h"
-
-namespace fs = boost::filesystem;
 
 namespace quelmar {
 namespace {

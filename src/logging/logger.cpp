@@ -17,8 +17,6 @@
 
 #include "base/files.h"
 
-namespace fs = boost::filesystem;
-
 namespace quelmar {
 namespace {
 
@@ -76,8 +74,7 @@ class FileSink : public spdlog::sinks::base_sink<std::mutex> {
     struct stat named {
     }, open{};
     // Another run may have put the file away already.
-    const bool isThere = fstatat(folder, name.c_str(), &named, AT_SYMLINK_NOFOLLOW) == 0 &&
-                         fstat(file_.get(), &open) == 0 && named.st_dev == open.st_dev && named.st_ino == open.st_ino;
+    const bool isThere = !lookUp(folder, name.c_str(), named) && fstat(file_.get(), &open) == 0 && isSame(named, open);
     if (isThere && renameat(folder, name.c_str(), folder, kept.c_str()) != 0) return lastError();
     const Descriptor fresh = openLog(folder, place.name, ec);
     // The descriptor's number stays, since others know it.
@@ -116,7 +113,7 @@ Descriptor openLog(int folder, const std::string& name, std::error_code& ec, boo
     }
     struct stat info {};
     if (ec != std::errc::file_exists) return file;
-    if (fstatat(folder, name.c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0) break;
+    if (lookUp(folder, name.c_str(), info)) break;
     if (isLog(info)) {  // else not opened: that has an effect on a pipe or a device
       file = Descriptor(openat(folder, name.c_str(), kFlags));
       ec = file ? std::error_code() : lastError();

@@ -5,6 +5,7 @@
 #include <atomic>
 #include <chrono>
 #include <csignal>
+#include <cstring>
 #include <exception>
 #include <utility>
 
@@ -15,37 +16,63 @@
 
 #include "base/files.h"
 #include "logging/logger.h"
+#include "platform/command.h"
 #include "platform/host.h"
 #include "platform/users.h"
-#include "sysinfo/shell.h"
-
-namespace fs = boost::filesystem;
 
 namespace quelmar::logutils::macos {
 namespace details {
 namespace {
 
 constexpr std::uintmax_t kUnit = 1024;  // "ulimit -f" counts in blocks of this size, or of half of it
+constexpr std::size_t kReadBytes = 4096;
+constexpr std::size_t kMaxCapturedBytes = 1024 * 1024;
 constexpr int kFileSizeExceeded = 128 + SIGXFSZ;
 
 std::atomic<std::uintmax_t> maxReportBytes{1'073'741'824};  // 1 GiB
 
-/// Makes the file at `path`; what stands there is removed, unless it is a folder.
-Descriptor makeFile(const std::string& path, std::error_code& ec) {
-  const Place place = locate(path, Links::kOwn, ec);
-  if (ec) return Descriptor();
-  const int flags = O_WRONLY | O_APPEND | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
-  if (unlinkat(place.folder.get(), place.name.c_str(), 0) != 0) ec = lastError();
-  Descriptor file(openat(place.folder.get(), place.name.c_str(), flags, 0666));
-  if (file) {
-    ec.clear();
-  } else if (!ec || ec == std::errc::no_such_file_or_directory) {
-    ec = lastError();
+void logNotStarted(const std::string& cmd, int error) {
+  LOG_CALL_AS("cmdPopen", kErr, "popen(cmd) fail,cmd:{}; Reason: errorno:{},msg:{}", cmd, error, std::strerror(error));
+}
+
+/// See cmdPopen. @param cmd  how `line` appears in the log
+/// @param status  receives what Command::wait returns
+bool capture(const std::string& cmd, const platform::CommandLine& line, std::string& output, int& status) {
+  output.clear();
+  // One byte more than is read at a time, so that the text always ends in a zero byte.
+  std::array<char, kReadBytes + 1> buffer{};
+  platform::Command command;
+  const int error = command.start(line);
+  if (error != 0) {
+    logNotStarted(cmd, error);
+    return false;
   }
-  return file;
+  // After a short read the buffer still has older bytes behind the new ones, which are appended again: kept on purpose,
+  // readers of the captured texts know it.
+  for (bool isFull = false; command.read(buffer.data(), kReadBytes) > 0;) {
+    isFull = isFull || output.size() >= kMaxCapturedBytes;
+    try {
+      if (!isFull) output += buffer.data();
+    } catch (const std::bad_alloc&) {
+      isFull = true;
+    }
+  }
+  status = command.wait();
+  return true;
 }
 
 }  // namespace
+
+bool cmdPopen(const std::string& cmd, std::string& output) {
+  int status = 0;
+  return capture(cmd, {cmd}, output, status);
+}
+
+bool cmdPopenWithin(std::chrono::seconds limit, const std::string& cmd) {
+  const platform::Outcome outcome = platform::runCommand(limit, cmd);
+  if (outcome.startError != 0) logNotStarted(cmd, outcome.startError);
+  return outcome.inTime;
+}
 
 void out2File(const Descriptor& report, const std::string& text) {
   writeAll(report.get(), text.data(), text.size());
@@ -60,7 +87,8 @@ void limitReports(std::uintmax_t bytes) {
 Report::Report(const char* function, std::string path, std::string target)
     : function_(function), path_(std::move(path)), target_(std::move(target)) {
   std::error_code ec;
-  file_ = makeFile(path_, ec);
+  const Place place = locate(path_, Links::kOwn, ec);
+  if (!ec) file_ = makeFile(place.folder.get(), place.name.c_str(), O_WRONLY | O_APPEND, 0666, Overwrite::kYes, ec);
   hasEnded_ = ec && ec != std::errc::no_such_file_or_directory;
   if (hasEnded_) {
     LOG_CALL_AS(function_, kWarn, "report {} left out.; Reason: code:{} msg:{}", path_, ec.value(), ec.message());
@@ -82,7 +110,7 @@ bool Report::run(const std::string& command) {
   const std::string redirected = command.substr(0, command.rfind(">>")) + ">&3";
   std::string discarded;  // empty: the shell writes the output into the report
   int status = 0;
-  const bool started = cmdPopen(line, {redirected, file_.get(), maxReportBytes}, discarded, status);
+  const bool started = capture(line, {redirected, file_.get(), maxReportBytes}, discarded, status);
   endIfFull(1, status == kFileSizeExceeded, line);
   return started;
 }

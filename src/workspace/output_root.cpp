@@ -25,8 +25,6 @@
 #include "workspace/protected_places.h"
 #include "zipper/archive_file.h"
 
-namespace fs = boost::filesystem;
-
 namespace quelmar {
 namespace {
 
@@ -103,7 +101,7 @@ bool isOtherRuns(const std::string& name) {
 Descriptor lockEntry(int folder, const std::string& name, bool& isInUse) {
   struct stat info {};
   isInUse = false;
-  if (fstatat(folder, name.c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0) return Descriptor();
+  if (lookUp(folder, name.c_str(), info)) return Descriptor();
   if (!S_ISREG(info.st_mode) && !S_ISDIR(info.st_mode)) return Descriptor();
   Descriptor entry(openat(folder, name.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_NOFOLLOW | O_CLOEXEC));
   isInUse = entry ? flock(entry.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK : info.st_uid != geteuid();
@@ -138,8 +136,7 @@ std::vector<DatedFile> archives(int folder, const std::string& dir, bool onlyOwn
   forEachEntry(entries, [&](EntryKind, const char* name) {
     struct stat info {};
     if (!isArchive(name) || (onlyOwn && !isOwnName(name))) return;
-    if (fstatat(folder, name, &info, AT_SYMLINK_NOFOLLOW) != 0)
-      fail("cannot look at it", dir + "/" + name, lastError());
+    if (const std::error_code ec = lookUp(folder, name, info)) fail("cannot look at it", dir + "/" + name, ec);
     if (S_ISREG(info.st_mode)) files.push_back({name, info.st_mtime});
   });
   return files;
@@ -331,7 +328,7 @@ std::string initZipLogPath(const std::string& root) {
     struct stat info {};
     const Place place = locate((fs::path(root) / name).string(), Links::kOwn, ec);
     const int folder = place.folder.get();
-    const bool stands = fstatat(folder, name.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0;
+    const bool stands = !lookUp(folder, name.c_str(), info);
     // One that has come since the run began is another run's.
     const bool isOwn = S_ISREG(info.st_mode) && info.st_uid == geteuid() && info.st_nlink == 1 &&
                        !outputRoot().isShared && outputRoot().archives.count(name) != 0;

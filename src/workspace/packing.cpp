@@ -8,15 +8,12 @@
 
 #include <boost/algorithm/string/case_conv.hpp>
 #include <boost/exception/diagnostic_information.hpp>
-#include <boost/filesystem/path.hpp>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include "base/files.h"
-#include "logging/losses.h"
+#include "logging/logger.h"
 #include "zipper/zipper.h"
-
-namespace fs = boost::filesystem;
 
 namespace quelmar {
 namespace {

@@ -16,8 +16,6 @@
 #include "logging/logger.h"
 #include "platform/users.h"
 
-namespace fs = boost::filesystem;
-
 namespace quelmar {
 namespace {
 
@@ -44,8 +42,7 @@ class Root {
   [[nodiscard]] bool holds(const fs::path& place) const {
     for (fs::path above = place; !above.empty(); above = above.parent_path()) {
       struct stat info {};
-      const bool isSame = exists_ && !lookUp(above, info) && info.st_dev == info_.st_dev && info.st_ino == info_.st_ino;
-      if (isSame || above == real_) return true;
+      if (above == real_ || (exists_ && !lookUp(above, info) && isSame(info, info_))) return true;
     }
     return false;
   }

@@ -143,8 +143,7 @@ void ArchiveFile::openInLibrary() {
 /// Tells whether `file` is what bears this name in the archive's folder.
 bool ArchiveFile::isHere(const std::string& name, const struct stat& file) const {
   struct stat found {};
-  return !quelmar::lookUp(place_.folder.get(), name.c_str(), found) && found.st_dev == file.st_dev &&
-         found.st_ino == file.st_ino;
+  return !quelmar::lookUp(place_.folder.get(), name.c_str(), found) && quelmar::isSame(found, file);
 }
 
 bool ArchiveFile::close(bool whole, std::uint64_t entries) {

@@ -24,8 +24,6 @@ class ArchiveFile {
   ArchiveFile() = default;
   /// Closes the file; it is not renamed.
   ~ArchiveFile() { close(false, 0); }
-  ArchiveFile(const ArchiveFile&) = delete;
-  ArchiveFile& operator=(const ArchiveFile&) = delete;
 
   /// Opens an archive to add to it, or creates it where there is none.
   /// @param path  where the archive is or is to be

@@ -7,7 +7,6 @@
 #include <zlib.h>
 
 namespace zipper {
-namespace {
 
 constexpr std::size_t kStepBytes = 16'384;
 constexpr unsigned kMaxThreads = 16;
@@ -15,8 +14,6 @@ constexpr unsigned kMaxThreads = 16;
 constexpr unsigned kSparePieces = 4;
 constexpr int kRawDeflate = -MAX_WBITS;
 constexpr int kMemoryLevel = 8;
-
-}  // namespace
 
 /// The deflate state of one thread, reused for all its pieces: setting it up costs more than deflating a small file.
 class DeflatePipeline::Deflater {
@@ -28,7 +25,6 @@ class DeflatePipeline::Deflater {
   }
   ~Deflater() { deflateEnd(&stream_); }
   Deflater(const Deflater&) = delete;
-  Deflater& operator=(const Deflater&) = delete;
 
   /// Deflates the piece within its own memory: the output begins where the dictionary was, 32 KiB before the data, and
   /// so never reaches data that has not been read. Random data, the worst case, grows by 400 bytes a piece.

@@ -11,7 +11,6 @@
 #include "base/files.h"
 
 namespace zipper {
-namespace {
 
 using quelmar::EntryKind;
 using quelmar::Folder;
@@ -19,33 +18,6 @@ using quelmar::isNoFolder;
 using quelmar::TreeWalk;
 
 constexpr std::uint64_t kLargestPlainBytes = 4'294'967'294U;
-
-}  // namespace
-
-const std::string CDirEntry::Separator = "/";
-
-bool CDirEntry::isDir(const std::string& path) {
-  struct stat status {};
-  return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
-}
-
-std::string CDirEntry::fileName(const std::string& path) {
-  const std::size_t separator = path.rfind(Separator);
-  return separator == std::string::npos ? path : path.substr(separator + Separator.size());
-}
-
-bool checkFileExists(const std::string& path) {
-  struct stat status {};
-  return ::stat(path.c_str(), &status) == 0;
-}
-
-bool isDirectory(const std::string& path) {
-  return CDirEntry::isDir(path);
-}
-
-std::string fileNameFromPath(const std::string& path) {
-  return CDirEntry::fileName(path);
-}
 
 SourceFile::SourceFile(int parent, const char* name, const MayBePacked& mayBePacked) {
   struct stat info {};

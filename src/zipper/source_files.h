@@ -16,23 +16,34 @@ namespace zipper {
 class CDirEntry {
  public:
   /// The separator of a path's components, "/".
-  static const std::string Separator;
+  inline static const std::string Separator = "/";
 
   /// Tells whether `path` is a directory; a link counts as what it points to. False when it does not exist.
-  static bool isDir(const std::string& path);
+  static bool isDir(const std::string& path) {
+    struct stat status {};
+    return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+  }
 
   /// The part of `path` after its last Separator: all of it when there is none, nothing when it ends in one.
-  static std::string fileName(const std::string& path);
+  static std::string fileName(const std::string& path) {
+    const std::size_t separator = path.rfind(Separator);
+    return separator == std::string::npos ? path : path.substr(separator + Separator.size());
+  }
 };
 
 /// Tells whether `path` exists; a dangling link does not.
-bool checkFileExists(const std::string& path);
+inline bool checkFileExists(const std::string& path) {
+  struct stat status {};
+  return stat(path.c_str(), &status) == 0;
+}
 
-/// The same as CDirEntry::isDir.
-bool isDirectory(const std::string& path);
+inline bool isDirectory(const std::string& path) {
+  return CDirEntry::isDir(path);
+}
 
-/// The same as CDirEntry::fileName.
-std::string fileNameFromPath(const std::string& path);
+inline std::string fileNameFromPath(const std::string& path) {
+  return CDirEntry::fileName(path);
+}
 
 /// Decides by its status whether an open file or folder may be packed.
 using MayBePacked = std::function<bool(const struct stat& info)>;

@@ -52,8 +52,6 @@ class Zipper {
 
   /// Finishes the archive when it is still open. A failure is not reported, but only a complete archive is renamed.
   ~Zipper();
-  Zipper(const Zipper&) = delete;
-  Zipper& operator=(const Zipper&) = delete;
 
   /// Sets the hooks. To be called before add(); release() forgets them.
   void setHooks(Hooks hooks);

@@ -8,7 +8,6 @@
 #include "platform/host.h"
 #include "support/temp_dir.h"
 #include "sysinfo/reports.h"
-#include "sysinfo/shell.h"
 
 using namespace quelmar::logutils::macos;
 using namespace testing_support;
