@@ -43,6 +43,14 @@ bool showHelpOrVersion(const cmdline::parser& parser) {
   return true;
 }
 
+/// Throws fs::filesystem_error when the folder cannot be entered.
+void changeToFolderOf(const fs::path& program) {
+  const fs::path folder = program.parent_path();
+  tell(STDOUT_FILENO, "app path:" + program.string() + "\n");
+  tell(STDOUT_FILENO, "set sdp agent current work path " + folder.string() + "\n");
+  fs::current_path(folder);
+}
+
 /// Opens the tool's own log; the run goes on without it.
 void openOwnLog() {
   if (!initLogName("LogColltionTool")) LOG_CALL_AS("main", kErr, "{}{}", "initLogName failed.", "");
@@ -115,11 +123,8 @@ int main(int argc, char** argv) {
   // 2. Change to the executable's folder. The exception of a failure is not caught: it ends the run here.
   Terminal terminal(!isQuiet);
   prepareProcess(terminal);
-  const std::string program = argc > 0 ? argv[0] : "";
-  const fs::path folder = fs::path(program).parent_path();
-  tell(STDOUT_FILENO, "app path:" + program + "\n");
-  tell(STDOUT_FILENO, "set sdp agent current work path " + folder.string() + "\n");
-  fs::current_path(folder);
+  const fs::path program = argc > 0 ? argv[0] : "";
+  changeToFolderOf(program);
   tell(STDOUT_FILENO, "Start collecting logs...\n");
 
   // 3. The tool's own log.
@@ -133,7 +138,7 @@ int main(int argc, char** argv) {
   }
 
   // 4. The output root, and free space on its volume. Only these two failures end a run early.
-  if (!ensureLogRootDir(dir, fs::path(program).filename().string())) {
+  if (!ensureLogRootDir(dir, program.filename().string())) {
     LOG_CALL(kErr, "ensureLogRootDir {} failed.{}", dir, "");
     endProcess(kResultNoOutputRoot);
   }

@@ -69,8 +69,9 @@ bool isTrusted(uid_t owner) {
   return owner == 0 || owner == geteuid();
 }
 
-Descriptor start(bool isAbsolute, std::error_code& ec) {
-  return openOne(AT_FDCWD, isAbsolute ? "/" : ".", ec);
+/// Opens the folder at which a path begins.
+Descriptor start(const std::string& path, std::error_code& ec) {
+  return openOne(AT_FDCWD, path.compare(0, 1, "/") == 0 ? "/" : ".", ec);
 }
 
 /// What a symbolic link says, read so that it cannot be another one than the one in `info`.
@@ -128,7 +129,7 @@ class Way {
     ec.clear();
     if (++followed_ > kMaxLinks) ec = std::make_error_code(std::errc::too_many_symbolic_link_levels);
     if (ec) return Descriptor();
-    Descriptor from = target.front() == '/' ? start(true, ec) : openOne(parent, ".", ec);
+    Descriptor from = target.front() == '/' ? start("/", ec) : openOne(parent, ".", ec);
     return open(std::move(from), target, ec);
   }
 
@@ -179,18 +180,6 @@ Descriptor replaceByFolder(int parent, const std::string& name, std::error_code&
   return ec ? Descriptor() : openOne(parent, name, ec);
 }
 
-/// See the second makeFolder.
-Descriptor makeIn(int parent, const std::string& name, std::error_code& ec, bool* made) {
-  Descriptor folder = openOne(parent, name, ec);
-  struct stat info {
-  }, own{};
-  const bool isForeign =
-      !ec && fstat(folder.get(), &info) == 0 && fstat(parent, &own) == 0 && info.st_uid != own.st_uid;
-  if (!ec && !isForeign) return folder;
-  if (ec && !isNoFolder(ec) && ec != std::errc::no_such_file_or_directory) return Descriptor();
-  return replaceByFolder(parent, name, ec, made);
-}
-
 /// See makeFolder. @param mayReplace  whether what stands at `path` and is no folder is removed
 Descriptor makeOne(const std::string& path, Way& way, bool mayReplace, std::error_code& ec, bool* made) {
   const Held* const held = nearestHeld(path);
@@ -198,9 +187,9 @@ Descriptor makeOne(const std::string& path, Way& way, bool mayReplace, std::erro
   const std::size_t slash = path.rfind('/');
   const std::string name = path.substr(slash + 1);
   const bool isTop = slash == 0 || slash == std::string::npos;
-  Descriptor parent = isTop ? start(slash == 0, ec) : makeOne(path.substr(0, slash), way, false, ec, nullptr);
+  Descriptor parent = isTop ? start(path, ec) : makeOne(path.substr(0, slash), way, false, ec, nullptr);
   if (ec || name.empty() || name == ".") return parent;
-  if (held != nullptr) return makeIn(parent.get(), name, ec, made);
+  if (held != nullptr) return makeFolder(parent.get(), name, ec, made);
 
   Descriptor folder = way.component(parent.get(), name, ec);
   struct stat info {};
@@ -251,7 +240,7 @@ Descriptor openFolder(int parent, const std::string& name, std::error_code& ec) 
 Descriptor openFolder(const std::string& path, Links links, std::error_code& ec) {
   const Held* const held = nearestHeld(trimmed(path));
   if (held != nullptr) return openFolder(held->folder, "./" + path.substr(held->path.size()), ec);
-  Descriptor from = start(!path.empty() && path.front() == '/', ec);
+  Descriptor from = start(path, ec);
   return ec ? Descriptor() : Way(links).open(std::move(from), path, ec);
 }
 
@@ -260,8 +249,15 @@ Descriptor makeFolder(const std::string& path, Links links, std::error_code& ec,
   return makeOne(trimmed(path), way, true, ec, made);
 }
 
-Descriptor makeFolder(int parent, const std::string& name, std::error_code& ec) {
-  return makeIn(parent, name, ec, nullptr);
+Descriptor makeFolder(int parent, const std::string& name, std::error_code& ec, bool* made) {
+  Descriptor folder = openOne(parent, name, ec);
+  struct stat info {
+  }, own{};
+  const bool isForeign =
+      !ec && fstat(folder.get(), &info) == 0 && fstat(parent, &own) == 0 && info.st_uid != own.st_uid;
+  if (!ec && !isForeign) return folder;
+  if (ec && !isNoFolder(ec) && ec != std::errc::no_such_file_or_directory) return Descriptor();
+  return replaceByFolder(parent, name, ec, made);
 }
 
 Place locate(const std::string& path, Links links, std::error_code& ec) {

@@ -85,7 +85,7 @@ Descriptor makeFolder(const std::string& path, Links links, std::error_code& ec,
 
 /// Makes the folder `name` in a folder of this run's own, or opens it when it is there. What stands there and is no
 /// folder, or one of another user, is removed.
-Descriptor makeFolder(int parent, const std::string& name, std::error_code& ec);
+Descriptor makeFolder(int parent, const std::string& name, std::error_code& ec, bool* made = nullptr);
 
 /// Where an entry is: the open folder, and the entry's name in it.
 struct Place {
@@ -94,11 +94,10 @@ struct Place {
 };
 
 /// Opens the folder that holds the entry at `path`, as openFolder does. The entry itself need not exist and is not
-/// looked at. Blanks at the end of the path such as "/" and "/." do not count.
+/// looked at. "/" and "/." at the path's end do not count.
 Place locate(const std::string& path, Links links, std::error_code& ec);
 
-/// Where the link `name` of an open folder leads. Whether it may be followed, judgeLink tells when the owner of what is
-/// there is known.
+/// Where the link `name` of an open folder leads; the caller asks judgeLink whether it may be followed.
 /// @param owner  receives the link's owner
 /// @param ec     cleared, then set when the folder there cannot be opened: ENOTSUP when `name` is no link
 Place targetOfLink(int parent, const std::string& name, Links links, uid_t& owner, std::error_code& ec);
@@ -113,8 +112,7 @@ std::error_code lookUp(const std::string& path, Links links, struct stat& info);
 enum class EntryKind : char { kFile = 'f', kDirectory = 'd', kLink = 'l', kOther = 'o', kUnknown = '?' };
 
 /// Appends all entries of an open folder but "." and "..", in listing order, to `entries`: one byte for the type
-/// (EntryKind), the name and a zero byte each. One string takes far less memory for a million files than a string for
-/// each.
+/// (EntryKind), the name and a zero byte each. One string for all, since a million of them would take too much memory.
 /// @return the error that ended the listing early; the entries before it are in `entries`
 std::error_code listFolder(int folder, std::string& entries);
 

@@ -59,13 +59,12 @@ bool mayBeBorrowed(const struct stat& file, const struct stat& folder) {
 /// Copies the files of a folder, or the tree below it.
 class TreeCopy {
  public:
-  TreeCopy(const char* function, const fs::path& source, const fs::path& target, const FileFilter& filter,
-           Overwrite overwrite, Depth depth)
+  TreeCopy(const char* function, const fs::path& source, const fs::path& target, const FileFilter& filter, Depth depth)
       : source_(source.string()),
         target_(target.string()),
         filter_(filter),
-        overwrite_(overwrite),
         depth_(depth),
+        overwrite_(depth == Depth::kTree ? Overwrite::kNo : Overwrite::kYes),
         losses_(function, source_) {}
 
   std::error_code run(Folder source, Folder target) {
@@ -162,8 +161,8 @@ class TreeCopy {
   const std::string source_;
   const std::string target_;
   const FileFilter& filter_;
-  const Overwrite overwrite_;
   const Depth depth_;
+  const Overwrite overwrite_;
   Losses losses_;
   std::error_code incomplete_;  // why the source's own listing ended early
   std::optional<FolderChain> targets_;
@@ -203,14 +202,13 @@ std::error_code copyDir(const fs::path& src, const fs::path& dst, const FileFilt
   Folder source, target;
   const std::error_code ec = prepareCopy(__func__, kWarn, src, dst, source, target);
   if (ec) return ec;
-  return TreeCopy(__func__, src, dst, filter, Overwrite::kNo, Depth::kTree).run(std::move(source), std::move(target));
+  return TreeCopy(__func__, src, dst, filter, Depth::kTree).run(std::move(source), std::move(target));
 }
 
 bool copyFile2Dir(const std::string& sourceDir, const std::string& destDir, const FileFilter& filter, bool /*flag*/) {
   Folder source, target;
   if (prepareCopy(__func__, kErr, sourceDir, destDir, source, target)) return false;
-  TreeCopy(__func__, sourceDir, destDir, filter, Overwrite::kYes, Depth::kFolder)
-      .run(std::move(source), std::move(target));
+  TreeCopy(__func__, sourceDir, destDir, filter, Depth::kFolder).run(std::move(source), std::move(target));
   return true;
 }
 

@@ -15,11 +15,8 @@ using logutils::FileFilter;
 /// link to a file is copied as that file when the link is root's or the calling user's, or its owner owns the file; the
 /// same goes for links above `src`. A file with further names that others may not read is not copied from a folder
 /// where one of them may have made the name.
-///
-/// Each file and folder is opened by its name in its parent, which is open, and folders not through links. So the
-/// source's paths may be longer than the system accepts, only the copies' may not, and however deep the tree is, a few
-/// descriptors are open at a time.
-///
+/// However long the source's paths are (only the copies' may not exceed the system's limit) and however deep the tree
+/// is, a few descriptors are open at a time.
 /// A file is copied only when the volume keeps 100 MiB free after that, for the user, and as much again as the largest
 /// file that this process has copied, for packing. Failures are logged: for each error number the first with its paths,
 /// the others as a count. Not logged are isUsualLoss errors, links that do not lead to a file, and files whose copy

@@ -24,17 +24,9 @@ namespace quelmar {
 /// The file name in every log record of this tool.
 inline constexpr const char* kFileTag = "LogCollectionTool";
 
-/// Levels of a log call: spdlog's numbering, and one value above it.
-enum LogLevel : int {
-  kTrace = 0,
-  kDebug = 1,
-  kInfo = 2,
-  kWarn = 3,
-  kErr = 4,
-  kCritical = 5,
-  kOff = 6,
-  kDump = 7,  ///< reaches the file as info whatever the minimum level, and is never cut
-};
+/// Levels of a log call: spdlog's numbering, and one value above it. kDump reaches the file as info whatever the
+/// minimum level, and is never cut.
+enum LogLevel : int { kTrace, kDebug, kInfo, kWarn, kErr, kCritical, kOff, kDump };
 
 /// The logger's configuration.
 struct LoggerOptions {
@@ -63,9 +55,7 @@ std::string printable(std::string_view text);
 /// ends. Thread-safe, except for setOptions, which is to be called once, before other threads start.
 class Logger {
  public:
-  /// The single logger.
   static Logger& GetInstance();
-  /// The same, never null.
   static Logger* GetInstancePtr() { return &GetInstance(); }
 
   using Context = std::function<std::string()>;
@@ -79,8 +69,7 @@ class Logger {
   /// The options of the last setOptions call; the defaults before the first one.
   [[nodiscard]] const LoggerOptions& options() const { return options_; }
 
-  /// The open log, also after it was put away and begun anew; -1 when there is none. Log calls move its offset: read it
-  /// with pread.
+  /// The open log, whatever was put away; -1 when there is none. Log calls move its offset: read it with pread.
   [[nodiscard]] int descriptor() const { return descriptor_; }
 
   /// Logs one line: the source location, then `format` ("{}" syntax, checked at run time) filled with `args`; control

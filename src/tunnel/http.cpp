@@ -14,26 +14,26 @@
 namespace quelmar {
 namespace {
 
-// In the order of KnownHeaders.
-constexpr const char* kHeaderNames[] = {"Content-Type",
-                                        "Content-Length",
-                                        "Location",
-                                        "Last-Modified",
-                                        "Cookie",
-                                        "Set-Cookie",
-                                        "Content-Disposition",
-                                        "User-Agent",
-                                        "Server",
-                                        "If-Modified-Since",
-                                        "ETag",
-                                        "If-Match",
-                                        "If-None-Match",
-                                        "Transfer-Encoding",
-                                        "Access-Control-Allow-Origin",
-                                        "Referer",
-                                        "Accept-Encoding",
-                                        "Connection",
-                                        "x-sdp-traceid"};
+constexpr const char* kHeaderNames[] = {  // in the order of KnownHeaders
+    "Content-Type",
+    "Content-Length",
+    "Location",
+    "Last-Modified",
+    "Cookie",
+    "Set-Cookie",
+    "Content-Disposition",
+    "User-Agent",
+    "Server",
+    "If-Modified-Since",
+    "ETag",
+    "If-Match",
+    "If-None-Match",
+    "Transfer-Encoding",
+    "Access-Control-Allow-Origin",
+    "Referer",
+    "Accept-Encoding",
+    "Connection",
+    "x-sdp-traceid"};
 
 constexpr char kDigits[] = "0123456789abcdef";
 constexpr std::size_t kTraceIdLength = 8;

@@ -1,12 +1,9 @@
 #include "workspace/output_root.h"
 
 #include <algorithm>
-#include <chrono>
 #include <cstdint>
 #include <ctime>
-#include <iomanip>
 #include <set>
-#include <sstream>
 #include <utility>
 #include <vector>
 
@@ -31,9 +28,6 @@ namespace {
 constexpr const char* kDefaultRoot = "/tmp/oBrelaLog";
 constexpr const char* kScratch = "logFiles";
 constexpr const char* kSystemInfo = "system_info.log";
-constexpr const char* kArchivePrefix = "oBrelaLog_";
-// A constant in every archive's name: neither the version of the client that failed nor the tool's own.
-constexpr const char* kProductVersion = "2.5.16.20";
 constexpr std::uintmax_t kMinAvailableBytes = 524'288'000;  // 500 MiB
 constexpr std::uintmax_t kMaxReportBytes = 1'073'741'824;   // 1 GiB
 // One fewer are kept at the start of a run, so that there are at most this many after it.
@@ -152,24 +146,6 @@ void removeOldest(int folder, const std::string& dir, bool onlyOwn, Removed& rem
   for (const DatedFile& file : files) {
     if (unlinkat(folder, file.name.c_str(), 0) != 0) fail("cannot remove it", dir + "/" + file.name, lastError());
     removed.add(dir + "/" + file.name);
-  }
-}
-
-bool zipFileNameAt(std::chrono::system_clock::time_point time, std::string& name) {
-  try {
-    const std::time_t seconds =
-        std::chrono::system_clock::to_time_t(std::chrono::time_point_cast<std::chrono::seconds>(time));
-    std::tm local{};
-    localtime_r(&seconds, &local);
-    std::ostringstream stream;
-    stream << kProductVersion << "_" << std::put_time(&local, "%Y%m%d%H%M%S");
-    std::string text = stream.str();
-    text.insert(0, kArchivePrefix);
-    text.append(".zip");
-    name = std::move(text);
-    return true;
-  } catch (...) {
-    return false;
   }
 }
 
@@ -317,29 +293,8 @@ void removeScratch(const std::string& root, const Scratch& scratch, const std::s
   });
 }
 
-bool getZipFileName(std::string& name) {
-  return zipFileNameAt(std::chrono::system_clock::now(), name);
-}
-
-std::string initZipLogPath(const std::string& root) {
-  std::string name;
-  for (auto time = std::chrono::system_clock::now(); zipFileNameAt(time, name); time += std::chrono::seconds(1)) {
-    std::error_code ec;
-    struct stat info {};
-    const Place place = locate((fs::path(root) / name).string(), Links::kOwn, ec);
-    const int folder = place.folder.get();
-    const bool stands = !lookUp(folder, name.c_str(), info);
-    // One that has come since the run began is another run's.
-    const bool isOwn = S_ISREG(info.st_mode) && info.st_uid == geteuid() && info.st_nlink == 1 &&
-                       !outputRoot().isShared && outputRoot().archives.count(name) != 0;
-    if (stands && !isOwn) continue;
-    const int flags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
-    const Descriptor reserved(openat(folder, (name + zipper::kPartialSuffix).c_str(), flags, 0666));
-    // If it exists, another run is writing an archive with that name: try the next second.
-    if (reserved || errno != EEXIST) return (fs::path(root) / name).string();
-  }
-  LOG_CALL(kErr, "{}{}", "getZipFileName failed.", "");
-  return {};
+bool isOwnArchive(const std::string& name) {
+  return !outputRoot().isShared && outputRoot().archives.count(name) != 0;
 }
 
 }  // namespace quelmar

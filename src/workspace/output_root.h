@@ -6,6 +6,9 @@
 
 namespace quelmar {
 
+/// How archives' names begin.
+inline constexpr const char* kArchivePrefix = "oBrelaLog_";
+
 /// Chooses and prepares the output root: `root` when it is not empty and can be used, else the default
 /// "/tmp/oBrelaLog". A root that cannot be created is given up without a log record; one that holds something that must
 /// stay (see protectedPlaceIn), with a warning. The root is held open from then on (see hold), and locked unless
@@ -68,13 +71,7 @@ Scratch makeScratch(const std::string& root);
 /// @param unfinished  the path of an archive that is given up: its unfinished file goes too; empty for none
 void removeScratch(const std::string& root, const Scratch& scratch, const std::string& unfinished);
 
-/// Builds an archive's file name: "oBrelaLog_2.5.16.20_", the local time as "%Y%m%d%H%M%S", ".zip".
-/// @return true when `name` was set; false, with `name` unchanged, after any exception.
-bool getZipFileName(std::string& name);
-
-/// The path of the archive to be written into `root`, with the current time in its name, or a later second when what
-/// bears that name is not an archive of the calling user's, or another run is writing it. The name is reserved by an
-/// empty file with the suffix of an unfinished archive. Empty when no name could be built (logged).
-std::string initZipLogPath(const std::string& root);
+/// Tells whether the file `name` was an archive in the root when the run began, and no other run uses the root.
+bool isOwnArchive(const std::string& name);
 
 }  // namespace quelmar

@@ -1,29 +1,56 @@
 #include "workspace/packing.h"
 
 #include <cerrno>
+#include <chrono>
+#include <ctime>
+#include <iomanip>
 #include <new>
 #include <optional>
+#include <sstream>
 #include <stdexcept>
 #include <utility>
 
 #include <boost/algorithm/string/case_conv.hpp>
 #include <boost/exception/diagnostic_information.hpp>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include "base/files.h"
 #include "logging/logger.h"
+#include "workspace/output_root.h"
+#include "zipper/archive_file.h"
 #include "zipper/zipper.h"
 
 namespace quelmar {
 namespace {
 
+// A constant in every archive's name: neither the version of the client that failed nor the tool's own.
+constexpr const char* kProductVersion = "2.5.16.20";
 constexpr unsigned kPackFlags = zipper::Zipper::CompressBest | zipper::Zipper::AppendHint;
 constexpr const char* kPackingFailed = "Generate zip file({}) throw exception; Reason: error msg={}";
 
 bool isLeftOut(const fs::path& path) {
   const std::string name = boost::algorithm::to_lower_copy(path.filename().string());
   return name.find("tunnel") != std::string::npos || name.find("obreladns") != std::string::npos;
+}
+
+bool zipFileNameAt(std::chrono::system_clock::time_point time, std::string& name) {
+  try {
+    const std::time_t seconds =
+        std::chrono::system_clock::to_time_t(std::chrono::time_point_cast<std::chrono::seconds>(time));
+    std::tm local{};
+    localtime_r(&seconds, &local);
+    std::ostringstream stream;
+    stream << kProductVersion << "_" << std::put_time(&local, "%Y%m%d%H%M%S");
+    std::string text = stream.str();
+    text.insert(0, kArchivePrefix);
+    text.append(".zip");
+    name = std::move(text);
+    return true;
+  } catch (...) {
+    return false;
+  }
 }
 
 /// The folder of the copies: only what is in it is packed and removed, and belongs to the user who owns it.
@@ -104,6 +131,30 @@ std::vector<std::string> collectCacheLogPaths(const std::string& dir) {
              boost::current_exception_diagnostic_information());
   }
   return paths;
+}
+
+bool getZipFileName(std::string& name) {
+  return zipFileNameAt(std::chrono::system_clock::now(), name);
+}
+
+std::string initZipLogPath(const std::string& root) {
+  std::string name;
+  for (auto time = std::chrono::system_clock::now(); zipFileNameAt(time, name); time += std::chrono::seconds(1)) {
+    std::error_code ec;
+    struct stat info {};
+    const Place place = locate((fs::path(root) / name).string(), Links::kOwn, ec);
+    const int folder = place.folder.get();
+    const bool stands = !lookUp(folder, name.c_str(), info);
+    // One that has come since the run began is another run's.
+    const bool isOwn = S_ISREG(info.st_mode) && info.st_uid == geteuid() && info.st_nlink == 1 && isOwnArchive(name);
+    if (stands && !isOwn) continue;
+    const int flags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
+    const Descriptor reserved(openat(folder, (name + zipper::kPartialSuffix).c_str(), flags, 0666));
+    // If it exists, another run is writing an archive with that name: try the next second.
+    if (reserved || errno != EEXIST) return (fs::path(root) / name).string();
+  }
+  LOG_CALL(kErr, "{}{}", "getZipFileName failed.", "");
+  return {};
 }
 
 int compressLogs(const std::vector<std::string>& paths, const std::string& zipPath, const std::string& copies,

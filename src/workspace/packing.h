@@ -14,6 +14,15 @@ void collectSelf(const std::string& dir);
 /// @return full paths; only those listed before an error (logged) when the listing fails.
 std::vector<std::string> collectCacheLogPaths(const std::string& dir);
 
+/// Builds an archive's file name: "oBrelaLog_2.5.16.20_", the local time as "%Y%m%d%H%M%S", ".zip".
+/// @return true when `name` was set; false, with `name` unchanged, after any exception.
+bool getZipFileName(std::string& name);
+
+/// The path of the archive to be written into `root`, with the current time in its name, or a later second when what
+/// bears that name is not an archive of the calling user's, or another run is writing it. The name is reserved by an
+/// empty file with the suffix of an unfinished archive. Empty when no name could be built (logged).
+std::string initZipLogPath(const std::string& root);
+
 /// Packs files and directories into the zip archive at `zipPath`, deflated at level 9: single files under their bare
 /// names, directories as trees under theirs. An archive that exists there is added to. The archive is written as
 /// `zipPath` + ".incomplete" and renamed when it is complete.
