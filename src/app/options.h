@@ -70,7 +70,6 @@ class parser {
     return option->value;
   }
 
-  /// The error messages of the parse.
   [[nodiscard]] const std::vector<std::string>& errors() const { return errors_; }
   /// The arguments that are neither options nor values of options.
   [[nodiscard]] const std::vector<std::string>& rest() const { return others_; }
@@ -142,7 +141,6 @@ class ParamCheck {
   std::shared_ptr<cmdline::parser> parser_;
 };
 
-/// The tool's version, "2.2.10.300".
 std::string logcollect_version_string();
 
 }  // namespace quelmar

@@ -14,7 +14,6 @@ constexpr int kResultDiskFull = 22116003;
 /// The error category of collection outcomes.
 class _collection_category : public std::error_category {
  public:
-  /// The single instance.
   static const _collection_category& instance() {
     static const _collection_category kInstance;
     return kInstance;
@@ -31,7 +30,6 @@ class _collection_category : public std::error_category {
   }
 };
 
-/// The single instance.
 inline const std::error_category& collection_category() {
   return _collection_category::instance();
 }

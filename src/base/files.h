@@ -35,11 +35,9 @@ bool writeAll(int fd, const char* data, std::size_t size);
 Descriptor makeFile(int parent, const char* name, int flags, mode_t mode, Overwrite overwrite, std::error_code& ec);
 
 /// Copies a file that openRegular has opened into a new file `name` in the open directory `parent` (AT_FDCWD: the
-/// current one).
-///
-/// No more bytes are copied than the file had when it was opened, so that the copy of a file that keeps growing ends.
-/// The copy gets the source's permission bits, without set-id and sticky bits, plus read and write for the owner. Calls
-/// beat() with each piece.
+/// current one). No more bytes are copied than the file had when it was opened, so that the copy of a file that keeps
+/// growing ends. The copy gets the source's permission bits, without set-id and sticky bits, plus read and write for
+/// the owner. Calls beat() with each piece.
 /// @param info  the source's status, from openRegular
 /// @return the first error, of makeFile or later. What was copied before an error stays.
 std::error_code copyOpened(const Descriptor& source, const struct stat& info, int parent, const char* name,

@@ -33,7 +33,6 @@ class WaitGroup {
 /// needs no lock.
 class SharedInst {
  public:
-  /// @return the flag; false until the run sets it.
   static bool& inst() {
     static bool onlyKey = false;
     return onlyKey;
@@ -50,7 +49,6 @@ class ScopeGuard {
   }
   ScopeGuard(const ScopeGuard&) = delete;
 
-  /// Makes the destructor do nothing.
   void dismiss() noexcept { dismissed_ = true; }
 
  private:

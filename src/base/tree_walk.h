@@ -26,7 +26,6 @@ struct Folder {
 /// tree is.
 class FolderChain {
  public:
-  /// @param top  the folder to begin in
   explicit FolderChain(Folder top) { enter(std::move(top)); }
 
   /// Goes into a folder that was opened in the last one.
@@ -65,7 +64,6 @@ class TreeWalk {
   /// @param path  its path, with which all paths begin
   TreeWalk(Folder top, std::string path, Lost lost);
 
-  /// Goes on to the next entry.
   Event next();
 
   /// Opens the current entry, a folder. @param ec  isNoFolder(ec) when it is none

@@ -48,18 +48,21 @@ void tellGivenUp(const std::string& what) {
   DRIVER_LOG(kWarn, "copy {} given up.; Reason: nothing has moved for {} s", what, kLimits.stalledCopy.count());
 }
 
-/// Calls `copy` with each source of a step and its two paths, `name` filled in, on a thread of its own. What does not
-/// move any more, on a network share whose server is gone for example, is given up (logged), and so are the other
-/// sources of the same user. When the memory runs out for one, that is logged.
-void copySources(Step step, const std::string& name,
-                 const std::function<void(const Source& source, const fs::path& from, const fs::path& to)>& copy) {
+/// Copies one source to a path below the scratch folder.
+using Copy = std::function<void(const Source& source, const fs::path& from, const fs::path& to)>;
+
+/// Calls `copy` with each source of a step, `name` filled in, on a thread of its own. What does not move any more, on a
+/// network share whose server is gone for example, is given up (logged), and so are the other sources of the same user.
+/// When the memory runs out for one, that is logged.
+/// @param dir  the scratch folder
+void copySources(Step step, const std::string& name, const fs::path& dir, const Copy& copy) {
   static auto* const kStalled = new std::set<std::string>;  // users whose folders do not answer
   for (const Source& source : kSources) {
     if (source.step != step) continue;
     const std::string from = filledIn(source.path, name);
     if (*source.record != '\0') DRIVER_LOG(kInfo, "{}", source.record);
     const bool isUsers = from != source.path && step != kMachine;
-    const auto work = [copy, &source, from, to = filledIn(source.destination, name)] { copy(source, from, to); };
+    const auto work = [copy, &source, from, to = dir / filledIn(source.destination, name)] { copy(source, from, to); };
     const auto failed = [](const char* reason) {
       DRIVER_LOG(kErr, "{}; Reason: exception:{}", "collect running log failed.", reason);
     };
@@ -72,14 +75,13 @@ void copySources(Step step, const std::string& name,
   }
 }
 
-/// Copies the folders of a step into the scratch folder `dir`.
 void copyFolders(Step step, const std::string& name, const fs::path& dir, const FileFilter& filter) {
-  copySources(step, name, [dir, filter](const Source& source, const fs::path& from, const fs::path& to) {
-    helper::copyDir(from, dir / to, source.kind == kCrashReports ? diagnosticReportFilter() : filter);
+  copySources(step, name, dir, [filter](const Source& source, const fs::path& from, const fs::path& to) {
+    helper::copyDir(from, to, source.kind == kCrashReports ? diagnosticReportFilter() : filter);
   });
 }
 
-void copyInstallerLog(const fs::path& source, const fs::path& target) {
+void copyInstallerLog(const Source&, const fs::path& source, const fs::path& target) {
   if (const std::error_code ec = helper::copyOneFile(source, target)) {
     DRIVER_LOG(kErr, "copy_file {} to {} failed.; Reason: code:{} msg:{}", source.string(), target.string(), ec.value(),
                ec.message());
@@ -127,7 +129,7 @@ void copyNetData(const fs::path& dir, const FileFilter& filter) {
   copyFolders(kMachine, shared, dir, filter);
 }
 
-void copyPortalFile(const fs::path& source, const fs::path& target) {
+void copyPortalFile(const Source&, const fs::path& source, const fs::path& target) {
   const auto isWanted = [&](const std::string& path) { return path == source; };
   if (!helper::copyFile2Dir(source.parent_path().string(), target.parent_path().string(), isWanted, true)) {
     DRIVER_LOG(kErr, "copy portal file {} failed.", source.filename().string());
@@ -148,7 +150,7 @@ void copyFile(const fs::path& source, const fs::path& folder) {
   }
 }
 
-void copyLaunchdLog(const fs::path& source, const fs::path& dir, const fs::path& target) {
+void copyLaunchdLog(const Source&, const fs::path& source, const fs::path& target) {
   boost::system::error_code ec;
   if (!fs::exists(fs::status(source, ec))) {
     DRIVER_LOG(kErr, "{}{}", "launchd.log not exist, not collected.", "");
@@ -159,8 +161,8 @@ void copyLaunchdLog(const fs::path& source, const fs::path& dir, const fs::path&
     DRIVER_LOG(kErr, "{}{}", "launchd.log file size > 10MB, not collected.", "");
     return;
   }
-  if (!makeFolder((dir / target).parent_path())) return;
-  copyFile(source, dir / target.parent_path());
+  if (!makeFolder(target.parent_path())) return;
+  copyFile(source, target.parent_path());
   DRIVER_LOG(kInfo, "launchd.log file size {}", size);
 }
 
@@ -180,9 +182,7 @@ void collectRunningLog(const std::string& dir) {
   std::error_code ec;
   if (utilities::ensureDirectoryExist(dir, ec)) openToAll(dir);
   if (!makeFolder(logsDir)) return;
-  copySources(kInstaller, "", [scratch](const Source& /*source*/, const fs::path& from, const fs::path& to) {
-    copyInstallerLog(from, scratch / to);
-  });
+  copySources(kInstaller, "", scratch, copyInstallerLog);
 
   const FileFilter filter = copyFilter(collectedExtensions(), localTime());
   const SideCollector wideLog("collectSystemWideLog", [folder = logsDir.string()] { collectSystemWideLog(folder); });
@@ -203,12 +203,8 @@ void collectRunningLog(const std::string& dir) {
   copyNetData(scratch, filter);
   for (const std::string& user : userList) copyFolders(kUser, user, scratch, filter);
   copyFolders(kShared, "", scratch, filter);
-  copySources(kPortal, "", [scratch](const Source& /*source*/, const fs::path& from, const fs::path& to) {
-    copyPortalFile(from, scratch / to);
-  });
-  copySources(kLaunchd, "", [scratch](const Source& /*source*/, const fs::path& from, const fs::path& to) {
-    copyLaunchdLog(from, scratch, to);
-  });
+  copySources(kPortal, "", scratch, copyPortalFile);
+  copySources(kLaunchd, "", scratch, copyLaunchdLog);
 
   DRIVER_LOG(kInfo, "{}", "wait for uem collect system state log ...");
   uemState.await();

@@ -14,13 +14,12 @@ using logutils::FileFilter;
 /// `dst`, or where a sub-directory goes, is replaced; existing files are kept. Links to directories are not followed. A
 /// link to a file is copied as that file when the link is root's or the calling user's, or its owner owns the file; the
 /// same goes for links above `src`. A file with further names that others may not read is not copied from a folder
-/// where one of them may have made the name.
-/// However long the source's paths are (only the copies' may not exceed the system's limit) and however deep the tree
-/// is, a few descriptors are open at a time.
-/// A file is copied only when the volume keeps 100 MiB free after that, for the user, and as much again as the largest
-/// file that this process has copied, for packing. Failures are logged: for each error number the first with its paths,
-/// the others as a count. Not logged are isUsualLoss errors, links that do not lead to a file, and files whose copy
-/// exists already. Calls beat with each entry and each piece of a file.
+/// where one of them may have made the name. However long the source's paths are (only the copies' may not exceed the
+/// system's limit) and however deep the tree is, a few descriptors are open at a time. A file is copied only when the
+/// volume keeps 100 MiB free after that, for the user, and as much again as the largest file that this process has
+/// copied, for packing. Failures are logged: for each error number the first with its paths, the others as a count. Not
+/// logged are isUsualLoss errors, links that do not lead to a file, and files whose copy exists already. Calls beat
+/// with each entry and each piece of a file.
 /// @param filter  called with each file's source path; empty accepts all.
 /// @return the error when `src` is missing or cannot be listed to its end, or `dst` cannot be made (all logged); no
 ///         error otherwise, whatever became of single files and sub-directories.

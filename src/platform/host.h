@@ -9,29 +9,24 @@
 
 namespace quelmar::platform {
 
-/// One section of the system information report.
+/// One section of the system information report: its banner's title, and its command lines in order. Each ends with the
+/// redirection operator; the quoted target is appended.
 struct ReportSection {
-  std::string title;  ///< banner title
-  /// Command lines, run in order. Each ends with the redirection operator; the quoted target is appended.
+  std::string title;
   std::vector<std::string> commands;
 };
 
 /// The parts of the command line that queries the system's unified log: beforeStart + start time stamp + beforeEnd +
 /// end time stamp + beforeTarget + target path (unquoted).
 struct WideLogQuery {
-  std::string beforeStart;
-  std::string beforeEnd;
-  std::string beforeTarget;
+  std::string beforeStart, beforeEnd, beforeTarget;
 };
 
 /// The command lines that differ between systems.
 struct HostCommands {
-  /// The report's sections before the listing of the client's data folders, in report order.
-  std::vector<ReportSection> sections;
-  /// Commands of the last section, "Launch info", that precede its folder listings.
-  std::vector<std::string> launchCommands;
-  /// Folders that "Launch info" lists, in order.
-  std::vector<std::string> launchFolders;
+  std::vector<ReportSection> sections;  ///< before the listing of the client's data folders
+  /// Of the last section, "Launch info": commands, and then folders that are listed.
+  std::vector<std::string> launchCommands, launchFolders;
   WideLogQuery wideLog;
 };
 

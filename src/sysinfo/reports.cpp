@@ -35,7 +35,7 @@ void logNotStarted(const std::string& cmd, int error) {
   LOG_CALL_AS("cmdPopen", kErr, "popen(cmd) fail,cmd:{}; Reason: errorno:{},msg:{}", cmd, error, std::strerror(error));
 }
 
-/// See cmdPopen. @param cmd  how `line` appears in the log
+/// See cmdPopen. @param cmd how `line` appears in the log
 /// @param status  receives what Command::wait returns
 bool capture(const std::string& cmd, const platform::CommandLine& line, std::string& output, int& status) {
   output.clear();

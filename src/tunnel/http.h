@@ -111,11 +111,9 @@ class NetworkReply {
   NetworkReply(long responseCode, std::string body, bool isCut)
       : responseCode_(responseCode), body_(std::move(body)), isCut_(isCut) {}
 
-  /// The HTTP status code.
   [[nodiscard]] long getResponseCode() const { return responseCode_; }
-  /// The body, or its first 4 MiB.
+  /// The body, or its first 4 MiB; isCut() tells whether it was longer.
   [[nodiscard]] const std::string& getBody() const { return body_; }
-  /// Whether the body was longer than 4 MiB.
   [[nodiscard]] bool isCut() const { return isCut_; }
 
  private:

@@ -50,7 +50,6 @@ Removed cleanDir(const std::string& dir, bool removeItself, const MayGo& mayGo =
 /// Prepares an output root for a new run: cleanDir, then removes the oldest archives (".zip") directly in it, by
 /// modification time, until fewer than 5 are left. A file system error ends the removal (logged); none is removed when
 /// the directory cannot be listed to its end or the time of one cannot be read. What was removed is told in one record.
-///
 /// What other runs are using stays. Of a folder with the sticky bit, or in which something is mounted, only entries
 /// that have the tool's own names are removed.
 void checkAndCleanLogDir(const std::string& dir);

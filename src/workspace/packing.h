@@ -25,11 +25,9 @@ std::string initZipLogPath(const std::string& root);
 
 /// Packs files and directories into the zip archive at `zipPath`, deflated at level 9: single files under their bare
 /// names, directories as trees under theirs. An archive that exists there is added to. The archive is written as
-/// `zipPath` + ".incomplete" and renamed when it is complete.
-///
-/// The first failure ends the packing and is logged. The archive then has what was packed before; when that is nothing,
-/// or the archive could not be written, the ".incomplete" file stays. What cannot be read is logged as well, except
-/// added paths that are missing.
+/// `zipPath` + ".incomplete" and renamed when it is complete. The first failure ends the packing and is logged. The
+/// archive then has what was packed before; when that is nothing, or the archive could not be written, the
+/// ".incomplete" file stays. What cannot be read is logged as well, except added paths that are missing.
 /// @param copies   a folder of the tool's own: each file below it is removed as soon as it is in the archive. Only
 ///                 regular files with one link and folders are packed that belong to its owner; others are logged.
 ///                 Empty: all is packed, and stays

@@ -26,7 +26,6 @@ class ArchiveFile {
   ~ArchiveFile() { close(false, 0); }
 
   /// Opens an archive to add to it, or creates it where there is none.
-  /// @param path  where the archive is or is to be
   /// @return false when the file cannot be created, when another run is writing an archive of this name, or when the
   ///         existing file is not an archive. Existing files stay unchanged then.
   bool open(const std::string& path);
@@ -43,12 +42,9 @@ class ArchiveFile {
   /// To be called when an entry was closed: gives the entry both 64-bit sizes when only its packed size needs one. Old
   /// versions of the library leave them 0, and most readers take the entry for damaged.
   /// Requires: the entry was opened with 64-bit fields if its packed size exceeds 32 bits.
-  /// @param header    where the entry begins
-  /// @param nameSize  the length of its name, in bytes
-  /// @param size      the length of the file, in bytes
+  /// @param header  where the entry begins; the sizes of its name and of the file are in bytes
   void completeEntry(off_t header, std::size_t nameSize, std::uint64_t size);
 
-  /// Makes failed() true.
   void giveUp() { gaveUp_ = true; }
 
   /// Tells whether a write has failed since the archive was opened, or giveUp() was called. The library ignores some

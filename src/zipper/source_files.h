@@ -12,10 +12,8 @@
 
 namespace zipper {
 
-/// Functions on a path.
 class CDirEntry {
  public:
-  /// The separator of a path's components, "/".
   inline static const std::string Separator = "/";
 
   /// Tells whether `path` is a directory; a link counts as what it points to. False when it does not exist.
@@ -64,21 +62,19 @@ class SourceFile {
   /// Tells whether it is no regular file, or one that may not be packed.
   [[nodiscard]] bool isRefused() const { return isRefused_; }
 
-  /// The number of bytes that it had when it was opened.
+  /// In bytes, when it was opened.
   [[nodiscard]] std::uint64_t size() const { return size_; }
 
   /// Reads the next bytes, at most `size`, to `to`.
   /// @return the number of bytes read: less than `size` only at the end and after an error
   std::size_t read(char* to, std::size_t size);
 
-  /// Tells whether there is nothing more to read.
   [[nodiscard]] bool atEnd() const { return position_ == size_; }
 
   /// The error number of opening or reading it, 0 without an error: ENOTSUP for what is no regular file, EPERM for a
   /// file that may not be packed.
   [[nodiscard]] int error() const { return error_; }
 
-  /// Goes back to the start.
   void rewind() { position_ = 0; }
 
  private:

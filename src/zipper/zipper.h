@@ -31,15 +31,13 @@ class Zipper {
     /// Called with each file's path when its entry is complete.
     std::function<void(const std::string& path)> packed = [](const std::string&) {};
 
-    /// Asked for each file and each folder when it has been opened, with its status. What is refused gets no entry, and
-    /// nothing below a refused folder does.
+    /// Asked for each file and folder that was opened. What is refused, and what is below it, gets no entry.
     std::function<bool(const struct stat& info)> mayBePacked = [](const struct stat&) { return true; };
 
     /// Whether an archive to which no entry was added counts as failed, and so does not get its name.
     bool needsEntry = false;
 
-    /// How many threads may deflate, the calling one included; 0: as many as there are processors. The archive's bytes
-    /// do not depend on it.
+    /// How many threads may deflate, the calling one included; 0: one a processor. The archive's bytes stay the same.
     unsigned threads = 0;
   };
 
@@ -56,19 +54,15 @@ class Zipper {
   /// Sets the hooks. To be called before add(); release() forgets them.
   void setHooks(Hooks hooks);
 
-  /// Opens the archive again after close() or release(), to add to it. No effect when it is open.
+  /// Opens the archive again, to add to it. No effect when it is open.
   /// @throws std::runtime_error "Error opening zip file!"
   void open();
 
   /// Adds a file under its bare name, or all files below a directory under names that begin with the directory's own.
-  /// Links are followed above `path` only, and nowhere below a folder that the run holds. No effect when the archive is
-  /// not open.
-  ///
+  /// Links are followed above `path` only, and nowhere below a held folder. No effect when the archive is not open.
   /// Only regular files get an entry, and so does a `path` that does not exist: one without data. So does a file that
   /// cannot be opened; one that cannot be read to its end gets an entry with what could be read. Directories whose
   /// path, and entries whose name, would be too long are left out.
-  /// @param path   the file or directory
-  /// @param flags  of zipFlags
   /// @return always true; failed writes are reported by close().
   /// @throws std::runtime_error "Error adding '<entry name>' to zip" when no such entry can be added. The entries
   ///         before it stay, files after it under the same call are not added.
