@@ -58,8 +58,8 @@ void openStandardStreams() {
   }
 }
 
-/// A thread waits for the signals, because a signal handler may call almost nothing. When it cannot be
-/// started, they end this process only.
+/// A thread waits for the signals, because a signal handler may call almost nothing. When it cannot be started, they
+/// end this process only.
 void endBySignal() {
   sigset_t awaited;
   sigemptyset(&awaited);
@@ -71,14 +71,14 @@ void endBySignal() {
   }
   pthread_sigmask(SIG_BLOCK, &awaited, nullptr);
   try {
-    utilities::DetachedCall([awaited] {
+    DetachedCall([awaited] {
       int number = 0;
       sigwait(&awaited, &number);
       platform::endCommands();
       std::unique_lock<std::mutex> lock(end().mutex);
       const std::function<void()> cleanUp = end().cleanUp;
       lock.unlock();
-      utilities::runWithin(kCleanUpLimit, cleanUp);
+      runWithin(kCleanUpLimit, cleanUp);
       showResult(true);
       pthread_sigmask(SIG_UNBLOCK, &awaited, nullptr);
       raise(number);
