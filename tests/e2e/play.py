@@ -88,7 +88,7 @@ def play(arguments=(), bare=False, earlier=True, files=(), links=(), drive=None,
          port=0, terminal=False, then=(), meanwhile=None, fails=None, waits=False, env=(), **how):
     """Returns the state that one scenario leaves. What is not named here is for Box.start.
 
-    bare: nothing of what the base machine has; earlier: the output of earlier runs; files: path -> text, size, function(path), or None for none; links:
+    bare: nothing of what the base machine has; earlier: the output of earlier runs, "again": before each run; files: path -> text, size, function(path), or None for none; links:
     path -> target; drive: bytes of a volume at /drive; make: called with the box, last. answer: the tunnel service's
     (see Server), a list has one for each run, None: no service. then: the arguments of each later run. meanwhile: called with the box and the
     process while something waits at the gate. terminal: standard error is one; env: a list has one for each run. fails: see sandbox.failing, a list has one for each run."""
@@ -127,6 +127,8 @@ def play(arguments=(), bare=False, earlier=True, files=(), links=(), drive=None,
         with open(box.path("/stdout"), "ab") as out, open(box.path("/stderr"), "ab") as err:
             for run, words in enumerate([arguments, *then]):
                 environment = {"TZ": zone(run), **dict(env[run] if isinstance(env, list) else env), **(sandbox.failing(*fails[run]) if fails and run < len(fails) else {})}
+                if earlier == "again":
+                    put_earlier_output(box)
                 state.begin(environment["TZ"])
                 process, *_ = box.start(*words, files=(out, err), env=environment, **how)
                 if meanwhile:

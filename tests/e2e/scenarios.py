@@ -161,19 +161,19 @@ EPERM, ENOENT, EIO, EACCES, ENOSPC, EDQUOT = 1, 2, 5, 13, 28, 122
 A, ADA = LOGS + "sub/x.log", SCRATCH + "/logs/ada"
 scenario("copying-fails", fails=[
     ("openat", LOGS + "sub", EACCES), ("openat", LOGS[:-1], EIO), ("readdir", LOGS[:-1], EIO, 4), ("openat", A, EIO), ("openat", A, EACCES),
-    ("openat", A, ENOENT), ("fstatat fstat", A, EIO), ("read", A, EIO), ("read", A, EIO, 2), ("openat", ADA + "/sub/x.log", ENOENT),
+    ("openat", A, ENOENT), ("fstatat fstat", A, EIO), ("pread", A, EIO), ("pread", A, EIO, 2), ("openat", ADA + "/sub/x.log", ENOENT),
     ("write", ADA + "/sub/x.log", EDQUOT), ("close", ADA + "/sub/x.log", EIO), ("mkdirat", ADA + "/sub", EIO), ("mkdir mkdirat", ADA, EIO),
-    ("openat", LOGS + "*.*", EIO), ("read", LAUNCHD, EIO), ("read", INSTALLER, EIO), ("statvfs", SCRATCH + "*", EIO), ("readdir", "*", 0),
+    ("openat", LOGS + "*.*", EIO), ("pread", LAUNCHD, EIO), ("pread", INSTALLER, EIO), ("fstatvfs", SCRATCH + "*", EIO), ("readdir", "*", 0),
     ("mkdir mkdirat", SCRATCH, EACCES), ("mkdir mkdirat", SCRATCH + "/logs", EACCES), ("chmod fchmodat", SCRATCH, EPERM)])
 ARCHIVE = "*/oBrelaLog_2*"
 scenario("entry-over-4-gib", fails=("fstat", ADA + "/sub/x.log", 0))  # so it is said to be when it is packed
 scenario("packing-fails", files={LOGS + "noise.log": random.Random(1).randbytes(3 * MIB)}, fails=[
-    ("open", ARCHIVE, EACCES), ("pwrite write", ARCHIVE, ENOSPC), ("pwrite write", ARCHIVE, EIO, -20), ("fstat", ARCHIVE, EIO), ("fsync", ARCHIVE, EIO),
-    ("fstatat", "*.zip", EIO), ("ftruncate", ARCHIVE, EIO), ("rename renameat", ARCHIVE, EIO), ("pwrite", ARCHIVE, 0), ("pread read", ADA + "/noise.log", EIO, 2),
-    ("openat", ADA, EIO, 4), ("readdir", ADA + "/sub", EIO, 2), ("openat", ADA + "/sub/x.log", EACCES, 2), ("unlinkat", ADA + "/*", EIO)])
-scenario("housekeeping-fails", fails=[
+    ("openat", ARCHIVE, EACCES), ("fwrite", ARCHIVE, ENOSPC), ("fwrite", ARCHIVE, EIO, -20), ("fstat", ARCHIVE, EIO), ("fsync", ARCHIVE, EIO),
+    ("fstatat", "*.zip", EIO), ("ftruncate", ARCHIVE, EIO), ("linkat", ARCHIVE, EACCES), ("linkat renameat", ARCHIVE, EIO), ("pread read", ADA + "/noise.log", EIO, 2),
+    ("openat", ADA, EIO, 4), ("readdir", ADA + "/sub", EIO, 2), ("openat", ADA + "/sub/x.log", EACCES, 2), ("unlinkat", ADA + "/a.*", EIO)])
+scenario("housekeeping-fails", earlier="again", fails=[
     ("readdir", ROOT_DIR, EIO, 18), ("lstat fstatat statx", ROOT_DIR + "/old3.zip", EIO), ("lstat fstatat statx", ROOT_DIR + "/stray.txt", EIO),
-    ("unlink unlinkat", ROOT_DIR + "/left/deep/x.log", EIO), ("unlink unlinkat", SCRATCH + "*", EIO)])
+    ("unlink unlinkat", ROOT_DIR + "/left/deep/x.log", EIO), ("unlink unlinkat", SCRATCH + "/left*", EIO)])
 for name, calls, path in (("own-log-cannot-be-looked-at", "lstat fstatat statx", OWN_LOG), ("own-log-cannot-be-made", "open openat", OWN_LOG),
                           ("root-cannot-be-looked-at", "lstat fstatat statx", ROOT_DIR), ("no-pipes", "pipe pipe2", "*")):
     scenario(name, fails=(calls, path, EPERM))
@@ -214,7 +214,7 @@ for name, number, fakes in (("term-at-set-up", signal.SIGTERM, SETUP), ("hup-bef
                             ("int-in-reports", signal.SIGINT, REPORTING), ("quit-in-reports", signal.SIGQUIT, REPORTING),
                             ("kill-in-reports", signal.SIGKILL, REPORTING), ("int-at-the-end", signal.SIGINT, {"open": GATE})):
     scenario(name, meanwhile=kill(number), fakes=fakes)
-PACKING = ("open", "*/oBrelaLog_*", -1)
+PACKING = ("openat", "*/oBrelaLog_*", -1, -2)  # the first one only reserves the name
 for name, number in ("term", signal.SIGTERM), ("kill", signal.SIGKILL):
     scenario(name + "-while-packing", meanwhile=kill(number), fails=PACKING)
 scenario("terminal-int", meanwhile=kill(signal.SIGINT), fails=PACKING, terminal=True, env={"TERM": "dumb"})
@@ -231,7 +231,7 @@ scenario("reports-and-peer-hang", tool=SHORT_LIMITS, waits="alone", answer=lambd
 STUBBORN = "trap '' TERM HUP\n(setsid sleep 1000000; :) & (yes >/dev/null &) & sleep 1000000"
 scenario("all-else-hangs", tool=SHORT_LIMITS, waits=True, fakes={"chmod": HANGING, "open": STUBBORN, "uname": "sleep 1000000 &"},
          make=lambda box: [os.unlink(box.path("/run/systemd/seats/seat0")), os.mkfifo(box.path("/run/systemd/seats/seat0"))])
-for name, size, fails in (("is-full", 20, None), ("cannot-be-rotated", 20, ("rename", OWN_LOG, 1)), ("is-half-full", 11, None)):
+for name, size, fails in (("is-full", 20, None), ("cannot-be-rotated", 20, ("renameat", OWN_LOG, 1)), ("is-half-full", 11, None)):
     scenario("own-log-" + name, files={OWN_LOG: b"x" * (size * MIB - 1) + b"\n"}, fails=fails)
 scenario("home-is-relative", user=1000, earlier=False, second_user=True, env={"HOME": "relative", "XDG_DATA_HOME": "data"})
 scenario("home-is-gone", user=4242, earlier=False, second_user=True, env={"HOME": ""})

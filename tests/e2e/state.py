@@ -24,7 +24,8 @@ WAITS = (24, 12, 6, 2, 1)  # seconds; see short_limits.cpp
 SHORT, LONG, HUGE = 120, 6000, 1 << 24  # bytes that are shown in one line, in several, and not even summed up
 DAY = "%Y-%m-%d %H:%M:%S"
 VARIES = ((r"(?<=http reply failed, ec:).+", "<curl's words>"), (r"LogCollectionTool:(\w+):\d+\]", r"LogCollectionTool:\1:<line>]"),
-          (r"\b\d+ s$", "<n> s"), (r"\b\d+\.\d MiB", "<n> MiB"))
+          (r"\b\d+ s$", "<n> s"), (r"^\d+ s(?=  .* done$)", "<n> s"), (r"\b\d+\.\d MiB", "<n> MiB"), (r"\blogFiles\.(left-)?\d+\b", r"logFiles.\1<pid>"))
+REPORTING, TUNNEL = re.compile("collectSystem|cmdPopen"), re.compile("Tunnel|ServicePort")  # functions of the other collectors
 
 
 def sum_of(data):
@@ -38,7 +39,7 @@ class State:
         """port: of the tunnel service; waits: long ones are told, which a busy machine may make longer."""
         self.box, self.waits, self.sections = box, waits, collections.defaultdict(list)
         self.varies = VARIES + ((r"\b%s\b" % (port or "none"), "<port>"),)
-        self.logs, self.packed, self.runs, self.out = {}, {}, 0, ROOT_DIR
+        self.logs, self.packed, self.stamps, self.runs, self.out = {}, {}, set(), 0, ROOT_DIR
         self.first = self.snapshot()
 
     def is_log(self, path):
@@ -72,7 +73,9 @@ class State:
     def stamp(self, text, form):
         with_name = [name for name, shift in (("<now>", 0), ("<ten minutes ago>", 600))
                      if int(self.began) <= time.mktime(time.strptime(text, form)) + shift <= self.ended]
-        return with_name[0] if with_name else "WRONG time " + text
+        if with_name:
+            self.stamps.add(text)
+        return with_name[0] if with_name else "<earlier>" if text in self.stamps else "WRONG time " + text
 
     def content(self, data):
         """A file's bytes: in one line, or as lines below it when it is a short text, or summed up."""
@@ -124,6 +127,8 @@ class State:
         self.add("paths", "all else is as it was")
 
     def archive(self, path):
+        if not os.path.getsize(self.box.path(path)):
+            return self.add("archive", path + " is empty")
         entries, traits = zip_walker.walk(self.box.read(path))
         usual = next(iter(collections.Counter(tuple(entry[3]) for entry in entries).most_common(1)), [()])[0]
         try:
@@ -140,11 +145,18 @@ class State:
             self.add("archive", ascii(name)[1:-1] + (" has grown meanwhile" if "/LogColltionTool" in name else told + but))
 
     def records(self, text, whole):
-        """Each thread's records, the threads by their first one; main's tell where the others' lie. Not whole: of a run that
-        was killed, only what is written at once."""
+        """Each thread's records, the threads by their first one; main's tell where the others' lie. What a collector waits
+        for, on a thread for each source, is shown among its own. Not whole: of a run that was killed, only what is
+        written at once."""
         before, *parts = RECORD.split(text)
-        threads, order = collections.defaultdict(list), []
-        for stamp, level, thread, function, message in zip(*[iter(parts)] * 5):
+        threads, order, waiting = collections.defaultdict(list), [], {}
+        records = list(zip(*[iter(parts)] * 5))
+        functions = {thread: function for _, _, thread, function, _ in reversed(records)}  # of each thread's first record
+        for _, _, thread, _, message in records:
+            waiting.update({word: thread for word in ("dump", "collect") if message.startswith("begin %s " % word)})
+        for stamp, level, thread, function, message in records:
+            if thread not in {records[0][2], *waiting.values()} and not REPORTING.match(functions[thread]):
+                thread = waiting.get("dump" if TUNNEL.search(functions[thread]) else "collect", thread)
             at = time.mktime(time.strptime(stamp[:19], DAY)) + float(stamp[19:])
             before_it = threads[thread][-1][0] if threads[thread] else self.began - 0.001
             wrong = "" if before_it <= at <= self.ended else "WRONG time %s " % stamp
@@ -172,10 +184,12 @@ class State:
         for record in record.split("\x1f\n\x1f")[:-1]:
             _, condition, *words = record.split("\x1f")
             line = " ".join(words[2:] if words[:2] == ["sh", "-c"] else ["WRONG"] + words)
-            groups[line.partition(">> ")[2]].append((line, condition))
+            report = re.search(", 3 ([^,;]*)", condition) if line.endswith(" >&3") else None
+            groups[report[1] if report else ""].append((line, condition.replace(report[0], "") if report else condition))
         usual = collections.Counter(how for lines in groups.values() for _, how in lines).most_common(1)
         self.add("commands", "each has: " + usual[0][0] if usual else "none")
         for target in sorted(groups):
+            self.add("commands", "into %s:" % target if target else "into no report:")
             for line, condition in groups[target]:
                 self.add("commands", line + ("" if condition == usual[0][0] else "\n  but: " + condition))
         return bool(groups)
@@ -215,6 +229,7 @@ class State:
             lines = [line for line in lines if "LD_PRELOAD" not in line]  # outside the box there is no such file
             self.add(name, "\n".join(sorted(lines) if name == "stderr" and ran else lines))
             os.truncate(self.box.path("/" + name), 0)
-        self.add("terminal", "\n".join(screen))
+        done = re.compile(r"\d+ s  (running logs|system information|tunnel dump) done$")  # in whatever order
+        self.add("terminal", "\n".join(sorted(screen, key=lambda line: (done.match(line) or ["", "~"])[1])))
         for request in requests:
             self.add("requests", "\n".join(sorted(request.decode(errors="replace").splitlines(), key=lambda line: (": " in line, line))))
