@@ -24,6 +24,7 @@ WAITS = (24, 12, 6, 2, 1)  # seconds; see short_limits.cpp
 SHORT, LONG, HUGE = 120, 6000, 1 << 24  # bytes that are shown in one line, in several, and not even summed up
 DAY = "%Y-%m-%d %H:%M:%S"
 VARIES = ((r"(?<=http reply failed, ec:).+", "<curl's words>"), (r"LogCollectionTool:(\w+):\d+\]", r"LogCollectionTool:\1:<line>]"),
+          (r"(?<=Error adding ')logs/[^']+", "logs/<one>"),  # in the order in which the threads have made them
           (r"\b\d+ s$", "<n> s"), (r"^\d+ s(?=  .* done$)", "<n> s"), (r"\b\d+\.\d MiB", "<n> MiB"), (r"\blogFiles\.(left-)?\d+\b", r"logFiles.\1<pid>"))
 REPORTING, TUNNEL = re.compile("collectSystem|cmdPopen"), re.compile("Tunnel|ServicePort")  # functions of the other collectors
 
