@@ -20,6 +20,7 @@ RECORD = re.compile(r"^\[([-\d]{10} [:\d]{8}\.\d{3})\] \[(\w+)\] \[(\d+)\] \[Log
 OWN_LOG = re.compile(r"(/oBrela/logs|/logFiles(/logs/root)?)/LogColltionTool[^/]*log$")
 NOT_SHOWN = {"/proc", "/dev", "/fakes", "/opt", "/started", "/stdout", "/stderr", "/gate", "/trace", "/etc/ld.so.cache", *PROGRAMS}
 KINDS = {stat.S_IFDIR: "folder", stat.S_IFREG: "file", stat.S_IFLNK: "link", stat.S_IFIFO: "fifo", stat.S_IFSOCK: "socket"}
+GROWING = "logs/root/LogColltionTool.log"  # root's own log, copied while it is written
 WAITS = (24, 12, 6, 2, 1)  # seconds; see short_limits.cpp
 SHORT, LONG, HUGE = 120, 6000, 1 << 24  # bytes that are shown in one line, in several, and not even summed up
 DAY = "%Y-%m-%d %H:%M:%S"
@@ -141,6 +142,8 @@ class State:
         self.add("archive", "\n".join([path, *traits, "for zipfile: %s" % (python or "whole"), "for unzip: %s" % (
             unzip.stdout.strip() or "whole"), "each entry: " + "; ".join(usual)]))
         for name, data, size, own in sorted(entries, key=lambda entry: entry[0]):
+            if name == GROWING:  # with -k only if no second has begun since the run's start
+                continue
             told = " %d bytes" % size if data is None else self.content(data)
             but = "" if tuple(own) == usual else "\n  but: " + "; ".join(own)
             self.add("archive", ascii(name)[1:-1] + (" has grown meanwhile" if "/LogColltionTool" in name else told + but))
@@ -151,7 +154,7 @@ class State:
         written at once."""
         before, *parts = RECORD.split(text)
         threads, order, waiting = collections.defaultdict(list), [], {}
-        records = list(zip(*[iter(parts)] * 5))
+        records = [record for record in zip(*[iter(parts)] * 5) if GROWING.split("/")[-1] + ") will ignore" not in record[4]]
         functions = {thread: function for _, _, thread, function, _ in reversed(records)}  # of each thread's first record
         for _, _, thread, _, message in records:
             waiting.update({word: thread for word in ("dump", "collect") if message.startswith("begin %s " % word)})
