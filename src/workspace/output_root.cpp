@@ -243,8 +243,9 @@ void checkAndCleanLogDir(const std::string& dir) {
       locked = lockEntry(folder.get(), name, isInUse);
       return !isInUse;
     });
-    // What cannot be listed was told above.
-    if (!ec && !listFolder(folder.get(), entries)) removeOldest(folder.get(), dir, onlyOwn, removed);
+    // What must not be listed was told above.
+    if (!ec && listFolder(folder.get(), entries) != std::errc::permission_denied)
+      removeOldest(folder.get(), dir, onlyOwn, removed);
   } catch (const fs::filesystem_error& failure) {
     LOG_CALL(kWarn, "{}; Reason: file system error: {}", "delete file error", failure.what());
   }

@@ -1,7 +1,7 @@
 // Preloaded by tests: some calls of the C library fail in the tool, and only there.
 //   FAIL_CALL   the functions' names as the program links them, each between commas: ",openat,open,"
 //   FAIL_PATH   a pattern (fnmatch's) for the path that a call names, or that its descriptor is open on
-//   FAIL_ERRNO  the error; 0: a pwrite takes a byte less than it is given, a folder tells no kinds, and fstat tells
+//   FAIL_ERRNO  the error; 0: a folder tells no kinds, and fstat tells
 //               4 GiB more than there are; -1: the call
 //               waits until all that have /gate open for writing have closed it, and succeeds; -2: it is added to
 //               /trace, by its name and path, and succeeds
@@ -95,6 +95,8 @@ FAILING(int, stat, (const char* path, void* info), path, info)
 FAILING(int, fstatat, (int fd, const char* name, void* info, int flags), fd, name, info, flags)
 FAILING(int, statx, (int fd, const char* name, int flags, int mask, void* to), fd, name, flags, mask, to)
 FAILING(int, statvfs64, (const char* path, void* info), path, info)
+FAILING(int, fstatvfs, (int fd, void* info), fd, info)
+FAILING(ssize_t, readlinkat, (int fd, const char* name, char* to, size_t size), fd, name, to, size)
 FAILING(int, mkdir, (const char* path, mode_t mode), path, mode)
 FAILING(int, mkdirat, (int fd, const char* name, mode_t mode), fd, name, mode)
 FAILING(int, unlink, (const char* path), path)

@@ -85,13 +85,13 @@ def held(box):
 
 
 def play(arguments=(), bare=False, earlier=True, files=(), links=(), drive=None, make=None, fakes=(), console="ada", tool=None, answer=ok(b"module one\n"),
-         port=0, terminal=False, then=(), meanwhile=None, fails=None, waits=False, env=(), **how):
+         port=0, terminal=False, then=(), meanwhile=None, fails=None, waits=False, env=(), user=None, **how):
     """Returns the state that one scenario leaves. What is not named here is for Box.start.
 
-    bare: nothing of what the base machine has; earlier: the output of earlier runs; files: path -> text, size, function(path), or None for none; links:
+    bare: nothing of what the base machine has; earlier: the output of earlier runs, "again": before each run; files: path -> text, size, function(path), or None for none; links:
     path -> target; drive: bytes of a volume at /drive; make: called with the box, last. answer: the tunnel service's
     (see Server), a list has one for each run, None: no service. then: the arguments of each later run. meanwhile: called with the box and the
-    process while something waits at the gate. terminal: standard error is one; env: a list has one for each run. fails: see sandbox.failing, a list has one for each run."""
+    process while something waits at the gate. terminal: standard error is one; env, user: a list has one for each run. fails: see sandbox.failing, a list has one for each run."""
     box = sandbox.Box(console, dict(fakes), tool or sandbox.TOOL)
     server = None if answer is None else Server(answer, port)
     screen = Terminal() if terminal else None
@@ -121,14 +121,16 @@ def play(arguments=(), bare=False, earlier=True, files=(), links=(), drive=None,
         if fails:
             fails = fails if isinstance(fails, list) else [fails]
             box.bind(sandbox.FAILING_CALLS, "/fakes/failing_calls.so")
-        for each in fails, answer, env:
+        for each in fails, answer, env, user:
             then = then or [arguments] * (len(each) - 1 if isinstance(each, list) else 0)
         state = State(box, server and server.port, waits)
         with open(box.path("/stdout"), "ab") as out, open(box.path("/stderr"), "ab") as err:
             for run, words in enumerate([arguments, *then]):
                 environment = {"TZ": zone(run), **dict(env[run] if isinstance(env, list) else env), **(sandbox.failing(*fails[run]) if fails and run < len(fails) else {})}
+                if earlier == "again":
+                    put_earlier_output(box)
                 state.begin(environment["TZ"])
-                process, *_ = box.start(*words, files=(out, err), env=environment, **how)
+                process, *_ = box.start(*words, files=(out, err), env=environment, user=user[run] if isinstance(user, list) else user, **how)
                 if meanwhile:
                     with held(box):
                         meanwhile(box, process)

@@ -170,6 +170,8 @@ class Box:
 
         def prepare():
             os.umask(umask)
+            for number in signal.SIGHUP, signal.SIGINT, signal.SIGQUIT:  # ignored where the tests run in the background
+                signal.signal(number, signal.SIG_DFL)
             for limit, values in LIMITS.items():
                 resource.setrlimit(limit, values)
             for number in signal.SIGHUP, signal.SIGINT, signal.SIGQUIT, signal.SIGTERM:
@@ -195,9 +197,9 @@ class Box:
     def archives(self, folder=ROOT_DIR):
         return sorted(n for n in os.listdir(self.path(folder)) if n.startswith("oBrelaLog_"))
 
-    def zip(self, folder=ROOT_DIR):
-        """Content of the newest archive, by entry name; reading an entry verifies its checksum."""
-        with zipfile.ZipFile(self.path(folder + "/" + self.archives(folder)[-1])) as archive:
+    def zip(self, folder=ROOT_DIR, name=None):
+        """Content of the newest archive, or of that name, by entry name; reading an entry verifies its checksum."""
+        with zipfile.ZipFile(self.path(folder + "/" + (name or self.archives(folder)[-1]))) as archive:
             return {i.filename.encode("utf-8" if i.flag_bits & 0x800 else "cp437").decode(errors="surrogateescape"):
                     archive.read(i) for i in archive.infolist()}
 

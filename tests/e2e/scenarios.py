@@ -72,10 +72,27 @@ scenario("dir-is-a-file", "--dir=/out", files={"/out": "somebody's"})
 scenario("dir-through-links", "--dir=/link/out", links={"/link": "/far", "/far/out": "/farther"}, files={
     "/farther/stray.txt": "left over", "/farther/logFiles/x": "left over"})
 scenario("dir-not-to-be-emptied", "--dir=/", then=[["--dir=" + name] for name in (
-    "/Users/./ada/Library/..", "/linked/ada/", SHARED, SHARED + "/Crash", ".", LAUNCHD, "/home/bob", "/Users/ada/Desktop")],
-    links={"/linked": "/Users"}, files={"/Users/ada/Desktop/x": "left over", "/home/bob/x": "bob's",
-                                        "/etc/passwd": "root:x:0:0::/root:/bin/sh\nada:x:1000:1000::/:/bin/sh\nbob:x:1001:1001::/home/bob:/bin/sh\n"},
+    "/Users/./ada/Library/..", "/linked/ada/", SHARED, SHARED + "/Crash", ".", LAUNCHD, "/home/bob", "/srv", "/Users/ada/Desktop")],
+    links={"/linked": "/Users"}, files={"/Users/ada/Desktop/x": "left over", "/home/bob/x": "bob's", "/srv/carol/x": "carol's",
+                                        "/etc/passwd": "root:x:0:0::/root:/bin/sh\nada:x:1000:1000::/:/bin/sh\nbob:x:1001:1001::/home/bob:/bin/sh\n"
+                                                       "carol:x:1002:1002::/srv/carol:/bin/sh\n"},
     env={"SUDO_UID": "1001"})
+THEIRS = {"%s/%s" % (folder, name): "left over" for folder in ("/shared", "/holder") for name in (
+    "stray.txt", "thesis/x", "old.zip", "logFiles/x", "logFiles.7/x", "system_info.log", "oBrelaLog_1.zip.incomplete")}
+scenario("dir-for-others-too", "--dir=/shared", then=[["--dir=/holder"]], files=THEIRS, make=lambda box: [
+    os.chmod(box.path("/shared"), 0o1777), os.mkdir(box.path("/holder/disk")), mount("tmpfs", box.path("/holder/disk"), "tmpfs"),
+    box.put("/holder/disk/x", "theirs")])
+
+
+def not_to_be_listed(box):
+    for path, owner, mode in ("/Users/ada", 1000, 0o755), ("/drop", 1001, 0o733), ("/own", 1000, 0o311):
+        os.makedirs(box.path(path), exist_ok=True)
+        os.chown(box.path(path), owner, owner)
+        os.chmod(box.path(path), mode)
+
+
+scenario("dir-not-to-be-listed", "--dir=/drop", then=[["--dir=/own"]], user=1000, second_user=True, earlier=False,
+         env={"HOME": "/Users/ada"}, make=not_to_be_listed)
 scenario("no-output-folder", "--dir=/link", links={"/link": "/nowhere"}, make=lambda box: mount("tmpfs", box.path("/tmp"), "tmpfs", MS_RDONLY))
 for name, missing in ("full", 4096), ("barely-room", 0):
     scenario("drive-" + name, "--dir=/drive/out", drive=500 * MIB - missing)
@@ -89,7 +106,7 @@ scenario("extensions", files={LOGS + name: name for name in (
                                          AGENTS + "other/y.log", APP + "/package.json", "/Users/bob" + SHARED + "/logs/other.log")])
 scenario("odd-names", files={folder + name: "x" for name in (
     "new\nline.log", "quo'te\".log", "$(touch pwned).log", "`touch pwned`;touch pwned;.log", "-rf.log", "\udcff\udcfe.log", "%s{}{0}%n.log",
-    "%s{}{0}%n.exe", "n" * 251 + ".log", " lead and trail .log", "..log", "*.log") for folder in (LOGS, LOGS + "dir" + name[:200] + "/")})
+    "%s{}{0}%n.exe", "\x1b[2J\n.exe", "n" * 251 + ".log", " lead and trail .log", "..log", "*.log") for folder in (LOGS, LOGS + "dir" + name[:200] + "/")})
 SPECIAL = {"fifo": os.mkfifo, "device": lambda path: os.symlink("/dev/zero", path), "loop": lambda path: os.symlink(".", path),
            "up.log": lambda path: os.symlink("..", path), "root.log": lambda path: os.symlink("/", path),
            "dangling.log": lambda path: os.symlink("/nowhere", path), "self.log": lambda path: os.symlink("self.log", path),
@@ -106,6 +123,20 @@ def listen(path):
 
 scenario("special-files", files={DOCUMENTS: "precious", **{folder + name: how for name, how in [*SPECIAL.items(), ("socket.log", listen)]
                                                           for folder in (LOGS, AGENTS + "okvu_service/", REPORTS)}})
+def link_sources(box):
+    """Links of root's, ada's own and bob's, to files and above a source: ada's Library is a link of hers."""
+    os.rename(box.path("/Users/ada/Library"), box.path("/Users/ada/lib"))
+    for name, owner, target in (("Library", 1000, "lib"), ("lib/Logs", 1001, "/srv"), *(("lib/" + LOGS[len("/Users/ada/Library/"):] + name, owner, target) for name, owner, target in (
+            ("roots.log", 0, DOCUMENTS), ("own.log", 1000, DOCUMENTS), ("bobs.log", 1001, DOCUMENTS), ("bobs-own.log", 1001, "/srv/bobs.log")))):
+        shutil.rmtree(box.path("/Users/ada/" + name), ignore_errors=True)
+        box.link(target, "/Users/ada/" + name)
+        os.lchown(box.path("/Users/ada/" + name), owner, owner)
+    for path, owner in (("/Users/ada/lib", 1000), (DOCUMENTS, 1000), ("/srv/bobs.log", 1001)):
+        os.chown(box.path(path), owner, owner)
+
+
+scenario("links-in-sources", second_user=True, files={DOCUMENTS: "ada's", "/srv/bobs.log": "bob's", "/srv/DiagnosticReports/x.ips": "root's"}, make=link_sources)
+scenario("source-does-not-answer", tool=SHORT_LIMITS, waits=True, fails=("pread", LOGS + "a.txt", -1), meanwhile=lambda box, process: process.wait())
 FIXED = (INSTALLER, LAUNCHD, PORT_FILE, APP + "/sdpc_md5.json", APP + "/static/.portal.json", SHARED + "/debug", OWN_LOG)
 for name, kind in (("fifos", os.mkfifo), ("folders", os.mkdir), ("links", lambda path: os.symlink(DOCUMENTS, path))):
     scenario("fixed-files-are-" + name, files={DOCUMENTS: "precious", **{path: None for path in FIXED[:5]}},
@@ -114,7 +145,8 @@ for name, over in ("at-limits", 0), ("over-limits", 1):
     scenario("sizes-" + name, files={AGENTS + "okvu_service/big.log": 199 * MIB + over, AGENTS + "okvusp_driver/a/rest": MIB - 205,
                                      AGENTS + "okvu_packman/not_counted.bin": 300 * MIB, LAUNCHD: 10 * MIB + over})
 scenario("dropped-into-scratch", fakes={"journalctl": "cd %s && touch Tunnel.log oBrelaDNS.log a-tunnel any.exe && ln -s any.exe link && mkdir "
-                                        "tunnel empty && touch tunnel/tunnel.log && stat -c %%a . .. >modes" % SCRATCH})
+                                        "tunnel empty && touch tunnel/tunnel.log && ln /etc/os-release planted.log && stat -c %%a . .. >modes" % SCRATCH})
+scenario("report-linked-meanwhile", fakes={"ip": "ln %s/system_info.log /backup; echo more" % ROOT_DIR, "sysctl": "ln %s/logs/uem_ada/system_state.log /state; echo more" % SCRATCH})
 scenario("copies-are-there-already", fakes={"chmod": "cd %s && mkdir -p logs/ada && echo early >logs/ada/a.txt; echo early >logs/OKVU" % SCRATCH})
 scenario("large-file", files={LOGS + "big.log": b"".join(b"%d\n" % number for number in range(400000))})
 
@@ -128,6 +160,7 @@ scenario("nobody-logged-in", files={"/run/systemd/seats/seat0": None})
 scenario("no-shell", make=lambda box: mount("/dev/null", box.path(os.path.realpath("/bin/sh")), None, MS_BIND))
 FLOOD = {name: 'exec yes "oBrela QMUem $(seq -s - 1000)"' for name in ("ps", "journalctl")}
 scenario("floods", "--dir=/drive/out", drive=600 * MIB, fakes=FLOOD)
+scenario("file-size-limit", shell='ulimit -S -f 2000; exec "$@"', fakes=FLOOD, files={LOGS + "big.log": MIB})
 
 # The tunnel service's dump
 OK, BIG = b"HTTP/1.1 200 OK\r\n", b"{} {0} %s module\n" + b"x" * 5000 + b"\n\ttail \xff"
@@ -155,28 +188,29 @@ scenario("terminal", terminal=True, env={"TERM": "xterm"})
 scenario("terminal-quiet", "-q", terminal=True, env={"TERM": "xterm"})
 for name, redirection in ("closed", "<&- >&- 2>&-"), ("full", ">/dev/full 2>/dev/full"), ("gone", "3<>/gone >/gone 2>/gone 3>&-"):
     scenario("streams-" + name, shell='exec "$@" ' + redirection, files={"/gone": os.mkfifo})
+scenario("nobody-reads-errors", shell='exec 2<>/full; head -c 65536 /dev/zero >&2; exec "$@"', files={"/full": os.mkfifo, OWN_LOG + "/x": ""})
 
 # Calls that fail: (call, path, errno, which of them). What is lost is told; what could be had is in the archive.
 EPERM, ENOENT, EIO, EACCES, ENOSPC, EDQUOT = 1, 2, 5, 13, 28, 122
 A, ADA = LOGS + "sub/x.log", SCRATCH + "/logs/ada"
 scenario("copying-fails", fails=[
     ("openat", LOGS + "sub", EACCES), ("openat", LOGS[:-1], EIO), ("readdir", LOGS[:-1], EIO, 4), ("openat", A, EIO), ("openat", A, EACCES),
-    ("openat", A, ENOENT), ("fstatat fstat", A, EIO), ("read", A, EIO), ("read", A, EIO, 2), ("openat", ADA + "/sub/x.log", ENOENT),
+    ("openat", A, ENOENT), ("fstatat fstat", A, EIO), ("pread", A, EIO), ("pread", A, EIO, 2), ("openat", ADA + "/sub/x.log", ENOENT),
     ("write", ADA + "/sub/x.log", EDQUOT), ("close", ADA + "/sub/x.log", EIO), ("mkdirat", ADA + "/sub", EIO), ("mkdir mkdirat", ADA, EIO),
-    ("openat", LOGS + "*.*", EIO), ("read", LAUNCHD, EIO), ("read", INSTALLER, EIO), ("statvfs", SCRATCH + "*", EIO), ("readdir", "*", 0),
+    ("openat", LOGS + "*.*", EIO), ("pread", LAUNCHD, EIO), ("pread", INSTALLER, EIO), ("fstatvfs", SCRATCH + "*", EIO), ("readdir", "*", 0),
     ("mkdir mkdirat", SCRATCH, EACCES), ("mkdir mkdirat", SCRATCH + "/logs", EACCES), ("chmod fchmodat", SCRATCH, EPERM)])
 ARCHIVE = "*/oBrelaLog_2*"
 scenario("entry-over-4-gib", fails=("fstat", ADA + "/sub/x.log", 0))  # so it is said to be when it is packed
 scenario("packing-fails", files={LOGS + "noise.log": random.Random(1).randbytes(3 * MIB)}, fails=[
-    ("open", ARCHIVE, EACCES), ("pwrite write", ARCHIVE, ENOSPC), ("pwrite write", ARCHIVE, EIO, -20), ("fstat", ARCHIVE, EIO), ("fsync", ARCHIVE, EIO),
-    ("fstatat", "*.zip", EIO), ("ftruncate", ARCHIVE, EIO), ("rename renameat", ARCHIVE, EIO), ("pwrite", ARCHIVE, 0), ("pread read", ADA + "/noise.log", EIO, 2),
-    ("openat", ADA, EIO, 4), ("readdir", ADA + "/sub", EIO, 2), ("openat", ADA + "/sub/x.log", EACCES, 2), ("unlinkat", ADA + "/*", EIO)])
-scenario("housekeeping-fails", fails=[
+    ("openat", ARCHIVE, EACCES), ("fwrite", ARCHIVE, ENOSPC), ("fwrite", ARCHIVE, EIO, -20), ("fstat", ARCHIVE, EIO), ("fsync", ARCHIVE, EIO),
+    ("fstatat", "*.zip", EIO), ("ftruncate", ARCHIVE, EIO), ("linkat", ARCHIVE, EACCES), ("linkat renameat", ARCHIVE, EIO), ("pread read", ADA + "/noise.log", EIO, 2),
+    ("openat", ADA, EIO, 4), ("readdir", ADA + "/sub", EIO, 2), ("openat", ADA + "/sub/x.log", EACCES, 2), ("unlinkat", ADA + "/a.*", EIO)])
+scenario("housekeeping-fails", earlier="again", fails=[
     ("readdir", ROOT_DIR, EIO, 18), ("lstat fstatat statx", ROOT_DIR + "/old3.zip", EIO), ("lstat fstatat statx", ROOT_DIR + "/stray.txt", EIO),
-    ("unlink unlinkat", ROOT_DIR + "/left/deep/x.log", EIO), ("unlink unlinkat", SCRATCH + "*", EIO)])
+    ("unlink unlinkat", ROOT_DIR + "/left/deep/x.log", EIO), ("unlink unlinkat", SCRATCH + "/left*", EIO)])
 for name, calls, path in (("own-log-cannot-be-looked-at", "lstat fstatat statx", OWN_LOG), ("own-log-cannot-be-made", "open openat", OWN_LOG),
                           ("root-cannot-be-looked-at", "lstat fstatat statx", ROOT_DIR), ("no-pipes", "pipe pipe2", "*")):
-    scenario(name, fails=(calls, path, EPERM))
+    scenario(name, fails=(calls, path, EPERM), files={LOGS + "\x1b[2J\n.exe": ""})
 
 # Links that another user planted
 LINKED = {"scratch": {SCRATCH: "", ROOT_DIR + "/system_info.log": "/keep.log", OWN_LOG: "/keep.log", ROOT_DIR + "/d/a": ""},
@@ -214,7 +248,7 @@ for name, number, fakes in (("term-at-set-up", signal.SIGTERM, SETUP), ("hup-bef
                             ("int-in-reports", signal.SIGINT, REPORTING), ("quit-in-reports", signal.SIGQUIT, REPORTING),
                             ("kill-in-reports", signal.SIGKILL, REPORTING), ("int-at-the-end", signal.SIGINT, {"open": GATE})):
     scenario(name, meanwhile=kill(number), fakes=fakes)
-PACKING = ("open", "*/oBrelaLog_*", -1)
+PACKING = ("openat", "*/oBrelaLog_*", -1, -2)  # the first one only reserves the name
 for name, number in ("term", signal.SIGTERM), ("kill", signal.SIGKILL):
     scenario(name + "-while-packing", meanwhile=kill(number), fails=PACKING)
 scenario("terminal-int", meanwhile=kill(signal.SIGINT), fails=PACKING, terminal=True, env={"TERM": "dumb"})
@@ -225,13 +259,16 @@ scenario("little-room", "--dir=/drive/out", drive=600 * MIB, files={LOGS + "gian
 scenario("volume-fills-up", "--dir=/drive/out", drive=600 * MIB, fakes={**COPYING, **REPORTING}, meanwhile=fill)
 scenario("killed-then-again", then=[["-q"]], meanwhile=kill(signal.SIGKILL), fails=PACKING)
 scenario("twice", then=[["-k"]])
+for name, mode in ("", 0o777), ("-sticky", 0o1777):
+    scenario("user-after-roots-killed-run" + name, second_user=True, user=[None, 1000], earlier=False, env=[{}, {"HOME": "/Users/ada"}], meanwhile=kill(signal.SIGKILL), fails=PACKING,
+             make=lambda box, mode=mode: [os.mkdir(box.path(ROOT_DIR)), os.chmod(box.path(ROOT_DIR), mode), os.chown(box.path("/Users/ada"), 1000, 1000)])
 HANGING = "exec sleep 1000000"
 scenario("reports-and-peer-hang", tool=SHORT_LIMITS, waits="alone", answer=lambda connection: connection.recv(1), fakes={
-    "uname": HANGING, "ps": HANGING, "journalctl": "yes oBrela | head -c 9000; setsid sleep 1000000 & wait"})
+    "uname": HANGING, "ps": "kill -STOP $$", "journalctl": "yes oBrela | head -c 9000; setsid sleep 1000000 & wait"})
 STUBBORN = "trap '' TERM HUP\n(setsid sleep 1000000; :) & (yes >/dev/null &) & sleep 1000000"
 scenario("all-else-hangs", tool=SHORT_LIMITS, waits=True, fakes={"chmod": HANGING, "open": STUBBORN, "uname": "sleep 1000000 &"},
          make=lambda box: [os.unlink(box.path("/run/systemd/seats/seat0")), os.mkfifo(box.path("/run/systemd/seats/seat0"))])
-for name, size, fails in (("is-full", 20, None), ("cannot-be-rotated", 20, ("rename", OWN_LOG, 1)), ("is-half-full", 11, None)):
+for name, size, fails in (("is-full", 20, None), ("cannot-be-rotated", 20, ("renameat", OWN_LOG, 1)), ("is-half-full", 11, None)):
     scenario("own-log-" + name, files={OWN_LOG: b"x" * (size * MIB - 1) + b"\n"}, fails=fails)
 scenario("home-is-relative", user=1000, earlier=False, second_user=True, env={"HOME": "relative", "XDG_DATA_HOME": "data"})
 scenario("home-is-gone", user=4242, earlier=False, second_user=True, env={"HOME": ""})

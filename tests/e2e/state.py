@@ -20,11 +20,14 @@ RECORD = re.compile(r"^\[([-\d]{10} [:\d]{8}\.\d{3})\] \[(\w+)\] \[(\d+)\] \[Log
 OWN_LOG = re.compile(r"(/oBrela/logs|/logFiles(/logs/root)?)/LogColltionTool[^/]*log$")
 NOT_SHOWN = {"/proc", "/dev", "/fakes", "/opt", "/started", "/stdout", "/stderr", "/gate", "/trace", "/etc/ld.so.cache", *PROGRAMS}
 KINDS = {stat.S_IFDIR: "folder", stat.S_IFREG: "file", stat.S_IFLNK: "link", stat.S_IFIFO: "fifo", stat.S_IFSOCK: "socket"}
+GROWING = "logs/root/LogColltionTool.log"  # root's own log, copied while it is written
 WAITS = (24, 12, 6, 2, 1)  # seconds; see short_limits.cpp
 SHORT, LONG, HUGE = 120, 6000, 1 << 24  # bytes that are shown in one line, in several, and not even summed up
 DAY = "%Y-%m-%d %H:%M:%S"
 VARIES = ((r"(?<=http reply failed, ec:).+", "<curl's words>"), (r"LogCollectionTool:(\w+):\d+\]", r"LogCollectionTool:\1:<line>]"),
-          (r"(?<=Error adding ').*(?=' to zip)", "<some entry>"), (r"\b\d+ s$", "<n> s"), (r"\b\d+\.\d MiB", "<n> MiB"))
+          (r"(?<=Error adding ').*(?=' to zip)", "<some entry>"),
+          (r"\b\d+ s$", "<n> s"), (r"^\d+ s(?=  .* done$)", "<n> s"), (r"\b\d+\.\d MiB", "<n> MiB"), (r"\blogFiles\.(left-)?\d+\b", r"logFiles.\1<pid>"))
+REPORTING, TUNNEL = re.compile("collectSystem|cmdPopen"), re.compile("Tunnel|ServicePort")  # functions of the other collectors
 
 
 def sum_of(data):
@@ -38,7 +41,7 @@ class State:
         """port: of the tunnel service; waits: long ones are told, which a busy machine may make longer."""
         self.box, self.waits, self.sections = box, waits, collections.defaultdict(list)
         self.varies = VARIES + ((r"\b%s\b" % (port or "none"), "<port>"),)
-        self.logs, self.packed, self.runs, self.out = {}, {}, 0, ROOT_DIR
+        self.logs, self.packed, self.stamps, self.runs, self.out = {}, {}, set(), 0, ROOT_DIR
         self.first = self.snapshot()
 
     def is_log(self, path):
@@ -72,7 +75,9 @@ class State:
     def stamp(self, text, form):
         with_name = [name for name, shift in (("<now>", 0), ("<ten minutes ago>", 600))
                      if int(self.began) <= time.mktime(time.strptime(text, form)) + shift <= self.ended]
-        return with_name[0] if with_name else "WRONG time " + text
+        if with_name:
+            self.stamps.add(text)
+        return with_name[0] if with_name else "<earlier>" if text in self.stamps else "WRONG time " + text
 
     def content(self, data):
         """A file's bytes: in one line, or as lines below it when it is a short text, or summed up."""
@@ -124,6 +129,8 @@ class State:
         self.add("paths", "all else is as it was")
 
     def archive(self, path):
+        if not os.path.getsize(self.box.path(path)):
+            return self.add("archive", path + " is empty")
         entries, traits = zip_walker.walk(self.box.read(path))
         usual = next(iter(collections.Counter(tuple(entry[3]) for entry in entries).most_common(1)), [()])[0]
         try:
@@ -135,16 +142,25 @@ class State:
         self.add("archive", "\n".join([path, *traits, "for zipfile: %s" % (python or "whole"), "for unzip: %s" % (
             unzip.stdout.strip() or "whole"), "each entry: " + "; ".join(usual)]))
         for name, data, size, own in sorted(entries, key=lambda entry: entry[0]):
+            if name == GROWING:  # with -k only if no second has begun since the run's start
+                continue
             told = " %d bytes" % size if data is None else self.content(data)
             but = "" if tuple(own) == usual else "\n  but: " + "; ".join(own)
             self.add("archive", ascii(name)[1:-1] + (" has grown meanwhile" if "/LogColltionTool" in name else told + but))
 
     def records(self, text, whole):
-        """Each thread's records, the threads by their first one; main's tell where the others' lie. Not whole: of a run that
-        was killed, only what is written at once."""
+        """Each thread's records, the threads by their first one; main's tell where the others' lie. What a collector waits
+        for, on a thread for each source, is shown among its own. Not whole: of a run that was killed, only what is
+        written at once."""
         before, *parts = RECORD.split(text)
-        threads, order = collections.defaultdict(list), []
-        for stamp, level, thread, function, message in zip(*[iter(parts)] * 5):
+        threads, order, waiting = collections.defaultdict(list), [], {}
+        records = [record for record in zip(*[iter(parts)] * 5) if GROWING.split("/")[-1] + ") will ignore" not in record[4]]
+        functions = {thread: function for _, _, thread, function, _ in reversed(records)}  # of each thread's first record
+        for _, _, thread, _, message in records:
+            waiting.update({word: thread for word in ("dump", "collect") if message.startswith("begin %s " % word)})
+        for stamp, level, thread, function, message in records:
+            if thread not in {records[0][2], *waiting.values()} and not REPORTING.match(functions[thread]):
+                thread = waiting.get("dump" if TUNNEL.search(functions[thread]) else "collect", thread)
             at = time.mktime(time.strptime(stamp[:19], DAY)) + float(stamp[19:])
             before_it = threads[thread][-1][0] if threads[thread] else self.began - 0.001
             wrong = "" if before_it <= at <= self.ended else "WRONG time %s " % stamp
@@ -172,10 +188,12 @@ class State:
         for record in record.split("\x1f\n\x1f")[:-1]:
             _, condition, *words = record.split("\x1f")
             line = " ".join(words[2:] if words[:2] == ["sh", "-c"] else ["WRONG"] + words)
-            groups[line.partition(">> ")[2]].append((line, condition))
+            report = re.search(", 3 ([^,;]*)", condition) if line.endswith(" >&3") else None
+            groups[report[1] if report else ""].append((line, condition.replace(report[0], "") if report else condition))
         usual = collections.Counter(how for lines in groups.values() for _, how in lines).most_common(1)
         self.add("commands", "each has: " + usual[0][0] if usual else "none")
         for target in sorted(groups):
+            self.add("commands", "into %s:" % target if target else "into no report:")
             for line, condition in groups[target]:
                 self.add("commands", line + ("" if condition == usual[0][0] else "\n  but: " + condition))
         return bool(groups)
@@ -215,6 +233,7 @@ class State:
             lines = [line for line in lines if "LD_PRELOAD" not in line]  # outside the box there is no such file
             self.add(name, "\n".join(sorted(lines) if name == "stderr" and ran else lines))
             os.truncate(self.box.path("/" + name), 0)
-        self.add("terminal", "\n".join(screen))
+        done = re.compile(r"\d+ s  (running logs|system information|tunnel dump) done$")  # in whatever order
+        self.add("terminal", "\n".join(sorted(screen, key=lambda line: (done.match(line) or ["", "~"])[1])))
         for request in requests:
             self.add("requests", "\n".join(sorted(request.decode(errors="replace").splitlines(), key=lambda line: (": " in line, line))))

@@ -35,7 +35,7 @@ class Limits(sandbox.Case):
                 self.assertIn(status, (0, -signal.SIGABRT) if kind == "p" else (0,) if number > 8 else (0, 127, 161, 163))
                 if kind == "p":
                     self.assertEqual(contents is None, status != 0)
-                elif number >= (16 if kind == "n" else 8000):
+                elif number >= (24 if kind == "n" else 8000):
                     self.assertEqual((contents["logs/ada/kept.log"], "LogColltionTool.log" in contents), (b"kept", True))
 
     def run_in_little_memory(self, box, **how):

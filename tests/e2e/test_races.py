@@ -1,10 +1,11 @@
 """What is no state: files that change while they are copied, several runs at once, threads that work while a run ends."""
 import os
+import signal
 import subprocess
 
 import sandbox
-from play import put_sources
-from sandbox import ROOT_DIR, SHARED
+from play import GATE, held, put_sources
+from sandbox import ROOT_DIR, SCRATCH, SHARED
 
 LOGS = "/Users/ada" + SHARED + "/logs/"
 
@@ -24,13 +25,36 @@ class Races(sandbox.Case):
         self.assertEqual(found["logs/ada/grow.log"].replace(b"line\n", b""), b"")
 
     def test_runs_at_once_in_the_same_folder(self):
-        for _ in range(4):
-            box = self.box(console="ada")
-            for number in range(300):
-                box.put("%s%d/%d.log" % (LOGS, number % 7, number), "x")
-            for started in [box.start(), box.start("-k"), box.start("--dir=" + ROOT_DIR)]:
-                box.finish(started)
-            self.assertEqual(box.read(sandbox.OWN_LOG).count(b" Collection log completed"), 3)
+        """A second run comes and goes while the first one copies, packs, or clears up; or three begin together."""
+        for moment in (("pread", LOGS + "a.txt", -1), ("openat", "*/oBrelaLog_*", -1, -2), ("unlinkat", SCRATCH + "/logs", -1), None):
+            with self.subTest(moment):
+                box = self.box(console="ada")
+                put_sources(box)
+                box.make(os.mkfifo, "/gate")
+                box.bind(sandbox.FAILING_CALLS, "/fakes/failing_calls.so")
+                if moment:
+                    first = box.start(env=sandbox.failing(*moment))
+                    with held(box):
+                        box.run("-q")
+                    box.finish(first)
+                else:
+                    for started in [box.start(), box.start("-q"), box.start("--dir=" + ROOT_DIR)]:
+                        box.finish(started)
+                found = [sorted(box.zip(name=name)) for name in box.archives()]
+                self.assertEqual([len(names) for names in found], [34] * (2 if moment else 3))
+                self.assertEqual(sorted(os.listdir(box.path(ROOT_DIR))), box.archives())
+
+    def test_each_signal_ends_the_commands(self):
+        for number in (signal.SIGUSR1, signal.SIGUSR2, signal.SIGALRM, signal.SIGVTALRM, signal.SIGPROF, signal.SIGXCPU, signal.SIGABRT):
+            with self.subTest(number):
+                box = self.box(fakes={"uname": GATE})
+                box.make(os.mkfifo, "/gate")
+                started = box.start()
+                with held(box):
+                    os.kill(started[0].pid, number)
+                    started[0].wait()
+                    sandbox.wait_until_alone()
+                box.finish(started, status=-number)
 
     def test_workers_that_hang_while_the_run_ends(self):
         """Many runs side by side, so that the waiting is paid once; each ends well while its workers hang, or have just gone on."""
