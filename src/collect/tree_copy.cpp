@@ -177,10 +177,9 @@ std::error_code prepareCopy(const char* function, LogLevel missingSourceLevel, c
   const Place place = locate(src.string(), Links::kJudged, ec);
   if (!ec) source = Folder(openFolder(place.folder.get(), place.name, ec));
   if (ec) {
-    const bool isThere =
-        place.folder && ec != std::errc::no_such_file_or_directory && !isNoFolder(ec);
-    LOG_CALL_AS(function, missingSourceLevel, isThere ? kUnreadable : kMissingSource, src.string(),
-                ec.value(), ec.message());
+    const bool isThere = place.folder && ec != std::errc::no_such_file_or_directory && !isNoFolder(ec);
+    LOG_CALL_AS(function, missingSourceLevel, isThere ? kUnreadable : kMissingSource, src.string(), ec.value(),
+                ec.message());
     return ec;
   }
   target = Folder(makeFolder(dst.string(), Links::kOwn, ec));
