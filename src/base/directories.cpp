@@ -45,8 +45,8 @@ const Held* nearestHeld(const std::string& path) {
   const Held* nearest = nullptr;
   for (const Held& one : heldFolders()) {
     const std::size_t length = one.path.size();
-    const bool isWhole = path.size() == length || path[length] == '/' || one.path == "/";
-    const bool isAbove = isWhole && path.compare(0, length, one.path) == 0;
+    const bool isAbove =
+        path.compare(0, length, one.path) == 0 && (path.size() == length || path[length] == '/' || one.path == "/");
     if (isAbove && (nearest == nullptr || length > nearest->path.size())) nearest = &one;
   }
   return nearest;
