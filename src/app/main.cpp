@@ -118,10 +118,9 @@ int main(int argc, char** argv) {
   cmdline::parser& parser = options.parser();
   parser.parse(argc, argv);
   if (showHelpOrVersion(parser)) return kResultSuccess;
-  const bool isQuiet = parser.exist("quiet");
 
   // 2. Change to the executable's folder. The exception of a failure is not caught: it ends the run here.
-  Terminal terminal(!isQuiet);
+  Terminal terminal(!parser.exist("quiet"));
   prepareProcess(terminal);
   const fs::path program = argc > 0 ? argv[0] : "";
   changeToFolderOf(program);
@@ -182,7 +181,7 @@ int main(int argc, char** argv) {
   LOG_CALL(kInfo, "{}", "begin clear cache log");
   terminal.run("clearing up", [&] { removeScratch(dir, scratch, {}); });
   LOG_CALL(kInfo, "{}", "clear cache log done");
-  if (!isQuiet) openExplorer(zipPath);
+  if (!parser.exist("quiet")) openExplorer(zipPath);
   LOG_CALL(kInfo, "{}", "Collection log completed");
   tell(STDOUT_FILENO, "Collection log completed.\n");
   endProcess(kResultSuccess);

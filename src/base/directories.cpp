@@ -2,13 +2,9 @@
 #include <algorithm>
 #include <array>
 #include <climits>
-#include <cstring>
 #include <deque>
-#include <memory>
-#include <new>
 
 #include <boost/filesystem/operations.hpp>
-#include <dirent.h>
 #include <fcntl.h>
 
 #include "base/threads.h"
@@ -49,8 +45,8 @@ const Held* nearestHeld(const std::string& path) {
   const Held* nearest = nullptr;
   for (const Held& one : heldFolders()) {
     const std::size_t length = one.path.size();
-    const bool isWhole = path.size() == length || path[length] == '/' || one.path == "/";
-    const bool isAbove = isWhole && path.compare(0, length, one.path) == 0;
+    const bool isAbove =
+        path.compare(0, length, one.path) == 0 && (path.size() == length || path[length] == '/' || one.path == "/");
     if (isAbove && (nearest == nullptr || length > nearest->path.size())) nearest = &one;
   }
   return nearest;
@@ -162,15 +158,6 @@ bool isWayFixed(const fs::path& path, int linksLeft = kMaxLinks) {
   return true;
 }
 
-EntryKind kindOf(int folder, const dirent& entry) {
-  struct stat info {};
-  info.st_mode = static_cast<mode_t>(DTTOIF(entry.d_type));  // 0: the folder does not hold it
-  if (info.st_mode == 0 && lookUp(folder, entry.d_name, info)) return EntryKind::kUnknown;
-  if (S_ISREG(info.st_mode)) return EntryKind::kFile;
-  if (S_ISDIR(info.st_mode)) return EntryKind::kDirectory;
-  return S_ISLNK(info.st_mode) ? EntryKind::kLink : EntryKind::kOther;
-}
-
 /// Removes the entry `name`, if there is one, and makes a folder of that name.
 Descriptor replaceByFolder(int parent, const std::string& name, std::error_code& ec, bool* made) {
   ec = removeEntry(parent, name.c_str());
@@ -275,27 +262,6 @@ std::error_code lookUp(const std::string& path, Links links, struct stat& info) 
   std::error_code ec;
   const Place place = locate(path, links, ec);
   return ec ? ec : lookUp(place.folder.get(), place.name.c_str(), info);
-}
-
-std::error_code listFolder(int folder, std::string& entries) {
-  Descriptor again(openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  const std::unique_ptr<DIR, int (*)(DIR*)> listing(again ? fdopendir(again.get()) : nullptr, &closedir);
-  if (!listing) return lastError();
-  again.release();
-  for (;;) {
-    errno = 0;
-    const dirent* entry = readdir(listing.get());
-    if (entry == nullptr) return lastError();
-    if (std::strcmp(entry->d_name, ".") == 0 || std::strcmp(entry->d_name, "..") == 0) continue;
-    const std::size_t whole = entries.size();
-    try {
-      entries += static_cast<char>(kindOf(folder, *entry));
-      entries.append(entry->d_name).push_back('\0');
-    } catch (const std::bad_alloc&) {
-      entries.resize(whole);
-      return std::make_error_code(std::errc::not_enough_memory);
-    }
-  }
 }
 
 bool whileFixed(const std::string& path, const std::function<void()>& work) {

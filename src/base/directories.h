@@ -107,23 +107,6 @@ std::error_code lookUp(int folder, const char* name, struct stat& info);
 /// As above, finding it as locate does.
 std::error_code lookUp(const std::string& path, Links links, struct stat& info);
 
-/// An entry's type, from its directory: a link is kLink wherever it leads, kOther is a pipe, socket or device.
-/// kUnknown: the directory does not hold the type, and the entry's status could not be read.
-enum class EntryKind : char { kFile = 'f', kDirectory = 'd', kLink = 'l', kOther = 'o', kUnknown = '?' };
-
-/// Appends all entries of an open folder but "." and "..", in listing order, to `entries`: one byte for the type
-/// (EntryKind), the name and a zero byte each. One string for all, since a million of them would take too much memory.
-/// @return the error that ended the listing early; the entries before it are in `entries`
-std::error_code listFolder(int folder, std::string& entries);
-
-/// Calls `callback` with the type and the name of each entry that listFolder has appended.
-template <typename Callback>
-void forEachEntry(const std::string& entries, const Callback& callback) {
-  for (std::size_t at = 0; at < entries.size(); at = entries.find('\0', at) + 1) {
-    callback(static_cast<EntryKind>(entries[at]), entries.c_str() + at + 1);
-  }
-}
-
 /// Runs `work` while nobody else can exchange the entry at `path`: every folder on the way belongs to root or the
 /// calling user, and others may not write to it or its sticky bit is set; the last one's is set for that time when it
 /// is the calling user's. @return false when that is not so; `work` is not run then

@@ -2,14 +2,51 @@
 
 #include <algorithm>
 #include <cstring>
+#include <memory>
+#include <new>
 #include <utility>
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <unistd.h>
 
 namespace quelmar {
 
 constexpr std::size_t kLeftOpen = 8;
+
+namespace {
+
+EntryKind kindOf(int folder, const dirent& entry) {
+  struct stat info {};
+  info.st_mode = static_cast<mode_t>(DTTOIF(entry.d_type));  // 0: the folder does not hold it
+  if (info.st_mode == 0 && lookUp(folder, entry.d_name, info)) return EntryKind::kUnknown;
+  if (S_ISREG(info.st_mode)) return EntryKind::kFile;
+  if (S_ISDIR(info.st_mode)) return EntryKind::kDirectory;
+  return S_ISLNK(info.st_mode) ? EntryKind::kLink : EntryKind::kOther;
+}
+
+}  // namespace
+
+std::error_code listFolder(int folder, std::string& entries) {
+  Descriptor again(openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  const std::unique_ptr<DIR, int (*)(DIR*)> listing(again ? fdopendir(again.get()) : nullptr, &closedir);
+  if (!listing) return lastError();
+  again.release();
+  for (;;) {
+    errno = 0;
+    const dirent* entry = readdir(listing.get());
+    if (entry == nullptr) return lastError();
+    if (std::strcmp(entry->d_name, ".") == 0 || std::strcmp(entry->d_name, "..") == 0) continue;
+    const std::size_t whole = entries.size();
+    try {
+      entries += static_cast<char>(kindOf(folder, *entry));
+      entries.append(entry->d_name).push_back('\0');
+    } catch (const std::bad_alloc&) {
+      entries.resize(whole);
+      return std::make_error_code(std::errc::not_enough_memory);
+    }
+  }
+}
 
 Folder::Folder(Descriptor opened) : open(std::move(opened)) {
   if (open) fstat(open.get(), &info);

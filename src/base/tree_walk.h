@@ -12,6 +12,23 @@
 
 namespace quelmar {
 
+/// An entry's type, from its directory: a link is kLink wherever it leads, kOther is a pipe, socket or device.
+/// kUnknown: the directory does not hold the type, and the entry's status could not be read.
+enum class EntryKind : char { kFile = 'f', kDirectory = 'd', kLink = 'l', kOther = 'o', kUnknown = '?' };
+
+/// Appends all entries of an open folder but "." and "..", in listing order, to `entries`: one byte for the type
+/// (EntryKind), the name and a zero byte each. One string for all, since a million of them would take too much memory.
+/// @return the error that ended the listing early; the entries before it are in `entries`
+std::error_code listFolder(int folder, std::string& entries);
+
+/// Calls `callback` with the type and the name of each entry that listFolder has appended.
+template <typename Callback>
+void forEachEntry(const std::string& entries, const Callback& callback) {
+  for (std::size_t at = 0; at < entries.size(); at = entries.find('\0', at) + 1) {
+    callback(static_cast<EntryKind>(entries[at]), entries.c_str() + at + 1);
+  }
+}
+
 /// An open folder and its status when it was opened, by which it is recognised later.
 struct Folder {
   Descriptor open;

@@ -126,10 +126,6 @@ URL::URL(const std::string& address) : text_(address) {
   curl_free(scheme);
 }
 
-std::shared_ptr<NetworkRequest> NetworkRequest::create(const std::shared_ptr<NetworkManager>& /*manager*/) {
-  return std::make_shared<NetworkRequest>();
-}
-
 std::shared_ptr<NetworkReply> NetworkRequest::send(std::error_code& ec, const URL& url) {
   ec.clear();
   const EasyHandle handle(curl_easy_init(), &curl_easy_cleanup);

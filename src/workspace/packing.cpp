@@ -17,6 +17,7 @@
 #include <unistd.h>
 
 #include "base/files.h"
+#include "base/tree_walk.h"
 #include "logging/logger.h"
 #include "workspace/output_root.h"
 #include "zipper/archive_file.h"

@@ -9,9 +9,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "base/directories.h"
 #include "base/limits.h"
 #include "base/threads.h"
+#include "base/tree_walk.h"
 #include "collect/sources.h"
 #include "logging/logger.h"
 #include "platform/users.h"
@@ -25,24 +25,19 @@ constexpr const char* kUsers = "/Users";
 // On macOS the writable folders of "/" appear below this one too.
 constexpr const char* kDataVolume = "/System/Volumes/Data";
 
-/// Follows links: it matters what is there.
-std::error_code lookUp(const fs::path& path, struct stat& info) {
-  return stat(path.c_str(), &info) == 0 ? std::error_code() : lastError();
-}
-
 class Root {
  public:
   explicit Root(const std::string& path) {
     boost::system::error_code ignored;
     real_ = fs::weakly_canonical(path, ignored);
-    exists_ = !lookUp(path, info_);
+    exists_ = stat(path.c_str(), &info_) == 0;  // through links: it matters what is there
   }
 
   /// Tells whether this folder is `place` or above it, by device and inode, or by path where one does not exist.
   [[nodiscard]] bool holds(const fs::path& place) const {
     for (fs::path above = place; !above.empty(); above = above.parent_path()) {
       struct stat info {};
-      if (above == real_ || (exists_ && !lookUp(above, info) && isSame(info, info_))) return true;
+      if (above == real_ || (exists_ && stat(above.c_str(), &info) == 0 && isSame(info, info_))) return true;
     }
     return false;
   }
@@ -63,7 +58,7 @@ std::vector<std::string> usersFolders() {
   forEachEntry(entries, [&](EntryKind, const char* name) {
     struct stat info {};
     const std::string home = std::string(kUsers) + "/" + name;
-    if (!lookUp(home, info) && S_ISDIR(info.st_mode)) folders.push_back(home);
+    if (stat(home.c_str(), &info) == 0 && S_ISDIR(info.st_mode)) folders.push_back(home);
   });
   return folders;
 }

@@ -17,8 +17,6 @@ using quelmar::Folder;
 using quelmar::isNoFolder;
 using quelmar::TreeWalk;
 
-constexpr std::uint64_t kLargestPlainBytes = 4'294'967'294U;
-
 SourceFile::SourceFile(int parent, const char* name, const MayBePacked& mayBePacked) {
   struct stat info {};
   std::error_code ec;
@@ -39,10 +37,6 @@ std::size_t SourceFile::read(char* to, std::size_t size) {
   }
   position_ = count < wanted ? size_ : position_ + count;  // a file that was shortened ends here
   return count;
-}
-
-bool isLargeFile(const SourceFile& stream) {
-  return stream.size() > kLargestPlainBytes;
 }
 
 void getFileCrc(SourceFile& stream, std::vector<char>& buffer, unsigned long& crc) {

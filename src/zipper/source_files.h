@@ -85,8 +85,10 @@ class SourceFile {
   bool isRefused_ = false;
 };
 
-/// Tells whether a file needs the 64-bit size fields: more than 4,294,967,294 bytes.
-bool isLargeFile(const SourceFile& stream);
+/// Tells whether a file needs the 64-bit size fields.
+inline bool isLargeFile(const SourceFile& stream) {
+  return stream.size() > 4'294'967'294U;
+}
 
 /// Computes the CRC-32 of a file and goes back to its start.
 /// @param buffer  the buffer to read into, not empty

@@ -7,6 +7,7 @@
 #include <mntent.h>
 
 #include "base/files.h"
+#include "base/tree_walk.h"
 
 namespace quelmar::platform {
 

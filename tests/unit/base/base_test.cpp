@@ -53,6 +53,11 @@ TEST(RemoveEntry, TakesFewDescriptorsForATreeOfAnyDepth) {
   setrlimit(RLIMIT_NOFILE, &usual);
   EXPECT_FALSE(ec) << ec.message();
   EXPECT_FALSE(fs::exists(dir / "deeper"));
+  struct stat found {
+  }, slash{};
+  ASSERT_EQ(stat("/", &slash), 0);
+  for (const char* path : {"/", "/.", "//./"})
+    EXPECT_TRUE(!lookUp(path, Links::kOwn, found) && isSame(found, slash)) << path;
 }
 
 #ifdef __GLIBC__
