@@ -50,9 +50,8 @@ void copy(const std::string& tree, const std::string& target) {
 }
 
 /// Calls back with each piece of each file below `tree`, and without one at a file's start and at its end.
-void readTree(
-    const std::string& tree,
-    const std::function<void(const std::string& file, char* data, std::size_t size, bool end)>& take) {
+void readTree(const std::string& tree,
+              const std::function<void(const std::string& file, char* data, std::size_t size, bool end)>& take) {
   std::vector<char> buffer(kBufferBytes);
   for (const fs::directory_entry& entry : fs::recursive_directory_iterator(tree)) {
     if (!fs::is_regular_file(entry.symlink_status())) continue;
@@ -77,8 +76,8 @@ void minizip(const std::string& archive, const std::string& tree) {
     } else if (size > 0) {
       result = zipWriteInFileInZip(zip, data, static_cast<unsigned>(size));
     } else {
-      result = zipOpenNewFileInZip64(zip, file.c_str(), nullptr, nullptr, 0, nullptr, 0, nullptr, Z_DEFLATED,
-                                     kLevel, 0);
+      result =
+          zipOpenNewFileInZip64(zip, file.c_str(), nullptr, nullptr, 0, nullptr, 0, nullptr, Z_DEFLATED, kLevel, 0);
     }
     check(result == ZIP_OK, "writing an entry");
   });
@@ -105,8 +104,7 @@ void zlib(const std::string& tree) {
 void run(const std::vector<std::string>& words) {
   const std::string& job = words.at(0);
   if (job == "pack") {
-    return pack(static_cast<unsigned>(std::stoul(words.at(1))), words.at(2), words.at(3),
-                zipper::Zipper::CompressBest);
+    return pack(static_cast<unsigned>(std::stoul(words.at(1))), words.at(2), words.at(3), zipper::Zipper::CompressBest);
   }
   if (job == "store") return pack(1, words.at(1), words.at(2), 0);
   if (job == "copy") return copy(words.at(1), words.at(2));

@@ -18,21 +18,17 @@
 #include "logging/log_setup.h"
 #include "logging/logger.h"
 #include "sysinfo/reports.h"
-#include "sysinfo/shell.h"
 #include "tunnel/module_dump.h"
 #include "workspace/output_root.h"
 #include "workspace/packing.h"
-
-namespace fs = boost::filesystem;
 
 namespace quelmar {
 
 /// The tunnel service's internal modules, under the service's own names.
 extern const std::vector<std::string> modules;
 const std::vector<std::string> modules = {
-    "selectLine",       "lineDetector", "dnsResolver", "tunConntrack",  "l3Tunnel",
-    "dataConvertor",    "trustTunnel",  "DNS",         "tunnelOptions", "appDnsFilter",
-    "trustApplication", "dataProvider", "VNIC"};
+    "selectLine", "lineDetector",  "dnsResolver",  "tunConntrack",     "l3Tunnel",     "dataConvertor", "trustTunnel",
+    "DNS",        "tunnelOptions", "appDnsFilter", "trustApplication", "dataProvider", "VNIC"};
 
 namespace {
 
@@ -45,6 +41,14 @@ bool showHelpOrVersion(const cmdline::parser& parser) {
   if (!parser.exist("version")) return false;
   tell(STDOUT_FILENO, logcollect_version_string());
   return true;
+}
+
+/// Throws fs::filesystem_error when the folder cannot be entered.
+void changeToFolderOf(const fs::path& program) {
+  const fs::path folder = program.parent_path();
+  tell(STDOUT_FILENO, "app path:" + program.string() + "\n");
+  tell(STDOUT_FILENO, "set sdp agent current work path " + folder.string() + "\n");
+  fs::current_path(folder);
 }
 
 /// Opens the tool's own log; the run goes on without it.
@@ -78,7 +82,7 @@ constexpr const char* kWorker = "operator()";  // in the workers' records: kept 
 void dumpTunnel() {
   LOG_CALL_AS(kWorker, kInfo, "{}", "begin dump trust xtunnel process info ...");
   // The exchange has its limit; the file with the port may be on a share that does not answer.
-  if (!utilities::runWithin(2 * kLimits.tunnelExchange, dumpXTunnelProc)) {
+  if (!runWithin(2 * kLimits.tunnelExchange, dumpXTunnelProc)) {
     LOG_CALL_AS(kWorker, kErr, "{}; Reason: {}", "dump xtunnel failed.", "no answer");
   }
   LOG_CALL_AS(kWorker, kInfo, "{}", "end dump trust xtunnel proces info");
@@ -90,8 +94,7 @@ void collectLogs(const std::string& logFilesDir) {
     logutils::macos::collectRunningLog(logFilesDir);
   } catch (const std::exception& failure) {
     // The archive is still made, from what was collected so far.
-    LOG_CALL_AS(kWorker, kErr, "{}; Reason: exception:{}", "collect running log failed.",
-                failure.what());
+    LOG_CALL_AS(kWorker, kErr, "{}; Reason: exception:{}", "collect running log failed.", failure.what());
   }
   LOG_CALL_AS(kWorker, kInfo, "end collect running log {} ", logFilesDir);
 }
@@ -120,15 +123,12 @@ int main(int argc, char** argv) {
   // 2. Change to the executable's folder. The exception of a failure is not caught: it ends the run here.
   Terminal terminal(!isQuiet);
   prepareProcess(terminal);
-  const std::string program = argc > 0 ? argv[0] : "";
-  const fs::path folder = fs::path(program).parent_path();
-  tell(STDOUT_FILENO, "app path:" + program + "\n");
-  tell(STDOUT_FILENO, "set sdp agent current work path " + folder.string() + "\n");
-  fs::current_path(folder);
+  const fs::path program = argc > 0 ? argv[0] : "";
+  changeToFolderOf(program);
   tell(STDOUT_FILENO, "Start collecting logs...\n");
 
   // 3. The tool's own log.
-  const std::uint64_t startSeconds = utilities::steadySeconds();
+  const std::uint64_t startSeconds = steadySeconds();
   openOwnLog();
   LOG_CALL(kInfo, "{}", "Collection log start");
   std::string dir = parser.exist("dir") ? options.getValue<std::string>("dir") : "";
@@ -138,13 +138,12 @@ int main(int argc, char** argv) {
   }
 
   // 4. The output root, and free space on its volume. Only these two failures end a run early.
-  if (!ensureLogRootDir(dir, fs::path(program).filename().string())) {
+  if (!ensureLogRootDir(dir, program.filename().string())) {
     LOG_CALL(kErr, "ensureLogRootDir {} failed.{}", dir, "");
     endProcess(kResultNoOutputRoot);
   }
   if (checkDiskIsFull(dir)) {
-    LOG_CALL(kErr, "{}; Reason: The space of the drive where the ({}) resides is full",
-             "Log collection failure", dir);
+    LOG_CALL(kErr, "{}; Reason: The space of the drive where the ({}) resides is full", "Log collection failure", dir);
     endProcess(kResultDiskFull);
   }
 

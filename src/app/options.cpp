@@ -3,11 +3,8 @@
 #include <algorithm>
 
 namespace cmdline {
-namespace {
 
 constexpr std::size_t kUsageGap = 4;
-
-}  // namespace
 
 void parser::add(const std::string& name, char shortName, const std::string& description) {
   insert(std::make_unique<option_without_value>(name, shortName, description));
@@ -55,8 +52,7 @@ bool parser::parse(int argc, const char* const* argv) {
   }
   for (const auto& option : options_) {
     const auto* const value = dynamic_cast<const Value*>(option.get());
-    if (value != nullptr && value->required && !value->seen)
-      errors_.push_back("need option: --" + value->name);
+    if (value != nullptr && value->required && !value->seen) errors_.push_back("need option: --" + value->name);
   }
   return errors_.empty();
 }
@@ -78,8 +74,8 @@ void parser::parseCluster(const Arguments& arguments, std::size_t& index) {
   for (std::size_t i = 0; i < letters.size(); ++i) {
     const std::string name = longName(letters[i]);
     if (name.empty()) continue;
-    const bool takesNext = i + 1 == letters.size() && index + 1 < arguments.size() &&
-                           dynamic_cast<const Value*>(find(name)) != nullptr;
+    const bool takesNext =
+        i + 1 == letters.size() && index + 1 < arguments.size() && dynamic_cast<const Value*>(find(name)) != nullptr;
     setOption(name, takesNext ? &arguments[++index] : nullptr);
   }
 }

@@ -40,9 +40,8 @@ struct option_with_value : option_without_value {
   T value;  ///< the value given last, or the default
 };
 
-/// A small parser of long options with one-letter short forms ("--name value", "--name=value", "-n value",
-/// "-abc"). Errors in the command line are collected as messages; wrong use of the parser throws
-/// cmdline_error.
+/// A small parser of long options with one-letter short forms ("--name value", "--name=value", "-n value", "-abc").
+/// Errors in the command line are collected as messages; wrong use of the parser throws cmdline_error.
 class parser {
  public:
   /// Registers a flag. Throws cmdline_error when the name is taken.
@@ -52,8 +51,7 @@ class parser {
   /// @param need       whether leaving the option out is an error
   /// @param byDefault  its value when it is left out
   template <typename T>
-  void add(const std::string& name, char shortName, const std::string& description, bool need,
-           const T& byDefault) {
+  void add(const std::string& name, char shortName, const std::string& description, bool need, const T& byDefault) {
     insert(std::make_unique<option_with_value<T>>(name, shortName, description, need, byDefault));
   }
 
@@ -72,7 +70,6 @@ class parser {
     return option->value;
   }
 
-  /// The error messages of the parse.
   [[nodiscard]] const std::vector<std::string>& errors() const { return errors_; }
   /// The arguments that are neither options nor values of options.
   [[nodiscard]] const std::vector<std::string>& rest() const { return others_; }
@@ -144,7 +141,6 @@ class ParamCheck {
   std::shared_ptr<cmdline::parser> parser_;
 };
 
-/// The tool's version, "2.2.10.300".
 std::string logcollect_version_string();
 
 }  // namespace quelmar

@@ -36,6 +36,10 @@ End& end() {
   return *kEnd;
 }
 
+void showResult(bool interrupted) {
+  if (Terminal* const terminal = end().terminal) terminal->showResult(interrupted);
+}
+
 void raiseDescriptorLimit() {
   rlimit limit{};
   if (getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur >= kWantedDescriptors) return;
@@ -54,8 +58,8 @@ void openStandardStreams() {
   }
 }
 
-/// A thread waits for the signals, because a signal handler may call almost nothing. When it cannot be
-/// started, they end this process only.
+/// A thread waits for the signals, because a signal handler may call almost nothing. When it cannot be started, they
+/// end this process only.
 void endBySignal() {
   sigset_t awaited;
   sigemptyset(&awaited);
@@ -67,15 +71,15 @@ void endBySignal() {
   }
   pthread_sigmask(SIG_BLOCK, &awaited, nullptr);
   try {
-    utilities::DetachedCall([awaited] {
+    DetachedCall([awaited] {
       int number = 0;
       sigwait(&awaited, &number);
       platform::endCommands();
       std::unique_lock<std::mutex> lock(end().mutex);
       const std::function<void()> cleanUp = end().cleanUp;
       lock.unlock();
-      utilities::runWithin(kCleanUpLimit, cleanUp);
-      end().terminal->showResult(true);
+      runWithin(kCleanUpLimit, cleanUp);
+      showResult(true);
       pthread_sigmask(SIG_UNBLOCK, &awaited, nullptr);
       raise(number);
       std::_Exit(128 + number);  // process 1 of a container survives the signal
@@ -95,7 +99,7 @@ void endBySignal() {
   } catch (...) {  // NOLINT(bugprone-empty-catch): unknown
   }
   tell(STDERR_FILENO, "terminate called after throwing: " + why + "\n");
-  end().terminal->showResult();
+  showResult(false);
   std::abort();
 }
 
@@ -122,7 +126,7 @@ void setCleanUp(std::function<void()> cleanUp) {
 void endProcess(int result) {
   platform::endCommands();
   Logger::GetInstance().flush();
-  end().terminal->showResult();
+  showResult(false);
   // Not exit: it would flush a stream that a detached thread is reading from.
   std::_Exit(result);
 }

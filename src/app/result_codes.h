@@ -1,5 +1,6 @@
 #pragma once
 
+#include <iterator>
 #include <string>
 #include <system_error>
 
@@ -13,17 +14,24 @@ constexpr int kResultDiskFull = 22116003;
 /// The error category of collection outcomes.
 class _collection_category : public std::error_category {
  public:
-  /// The single instance, made on first use.
-  static const _collection_category& instance();
+  static const _collection_category& instance() {
+    static const _collection_category kInstance;
+    return kInstance;
+  }
 
-  /// "collection_category".
-  [[nodiscard]] const char* name() const noexcept override;
+  [[nodiscard]] const char* name() const noexcept override { return "collection_category"; }
 
   /// The message of a code from 0 to 4; "unknown error, error code is not defined" for all others.
-  [[nodiscard]] std::string message(int code) const override;
+  [[nodiscard]] std::string message(int code) const override {
+    constexpr const char* kMessages[] = {"collect logs success", "specific exception", "unknown exception",
+                                         "rpc with obrela tunnel disconnected", "http status != 200"};
+    const auto index = static_cast<std::size_t>(code);
+    return index < std::size(kMessages) ? kMessages[index] : "unknown error, error code is not defined";
+  }
 };
 
-/// The single instance.
-const std::error_category& collection_category();
+inline const std::error_category& collection_category() {
+  return _collection_category::instance();
+}
 
 }  // namespace quelmar

@@ -13,8 +13,6 @@
 
 #include "logging/logger.h"
 
-namespace fs = boost::filesystem;
-
 namespace quelmar {
 namespace {
 
@@ -108,8 +106,7 @@ void Terminal::showResult(bool interrupted) {
   const std::unique_lock<std::mutex> lock(mutex_, std::try_to_lock);
   if (!wanted_ || !lock) return;
   std::string text = isInBackground() ? "" : isLineShown_ ? kErase : "\r";  // also erases the "^C" shown
-  if (interrupted)
-    text += archive_.empty() ? "interrupted; no archive\n" : "interrupted; the archive is complete\n";
+  if (interrupted) text += archive_.empty() ? "interrupted; no archive\n" : "interrupted; the archive is complete\n";
   const Logger& logger = Logger::GetInstance();
   if (!archive_.empty()) {
     text += fmt::format("{}, {}\n", archive_, secondsSince(start_));

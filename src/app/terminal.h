@@ -11,10 +11,10 @@
 
 namespace quelmar {
 
-/// What a person at the terminal sees of a run, on standard error: while main waits, a line with the seconds
-/// and what is waited for, redrawn four times a second; a line for each part that is done; in the end the
-/// archive's path, its size, the number of its files and the duration, or why there is none. Nothing is
-/// written when standard error is no terminal; only the last lines when the run is in its background.
+/// What a person at the terminal sees of a run, on standard error: while main waits, a line with the seconds and what
+/// is waited for, redrawn four times a second; a line for each part that is done; in the end the archive's path, its
+/// size, the number of its files and the duration, or why there is none. Nothing is written when standard error is no
+/// terminal; only the last lines when the run is in its background.
 /// Thread-safe.
 class Terminal {
  public:
@@ -43,7 +43,7 @@ class Terminal {
 
   const bool wanted_;
   const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
-  std::mutex mutex_;  // for what follows; not held while the terminal is written to, which may take long
+  std::mutex mutex_;                // for what follows; not held while the terminal is written to, which may take long
   std::vector<std::string> parts_;  // those that are not done
   std::string done_;                // lines of those that are, not shown yet
   bool isLineShown_ = false;

@@ -1,4 +1,3 @@
-#include "base/directories.h"
 
 #include <algorithm>
 #include <array>
@@ -7,20 +6,15 @@
 #include <deque>
 #include <memory>
 #include <new>
-#include <utility>
 
 #include <boost/filesystem/operations.hpp>
 #include <dirent.h>
 #include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include "base/threads.h"
 #include "base/tree_walk.h"
 
-namespace fs = boost::filesystem;
-
-namespace quelmar::utilities {
+namespace quelmar {
 namespace {
 
 #if defined(O_PATH)
@@ -35,7 +29,7 @@ constexpr mode_t kFolderMode = 0755;  // less the umask
 
 /// A folder that the run keeps open. Never destroyed: threads may use it while the process ends.
 struct Held {
-  std::string path;  // without "/" at its end
+  std::string path;  // trimmed
   int folder;
 };
 
@@ -44,17 +38,10 @@ std::deque<Held>& heldFolders() {
   return *kHeld;
 }
 
-/// The path without "/" and "/." at its end; "/" becomes empty.
+/// The path without "/" and "/." at its end, but for the first "/".
 std::string trimmed(std::string path) {
-  for (;;) {
-    if (!path.empty() && path.back() == '/') {
-      path.pop_back();
-    } else if (path.size() > 1 && path.compare(path.size() - 2, 2, "/.") == 0) {
-      path.resize(path.size() - 2);
-    } else {
-      return path;
-    }
-  }
+  while (path.size() > 1 && (path.back() == '/' || path.compare(path.size() - 2, 2, "/.") == 0)) path.pop_back();
+  return path;
 }
 
 /// The held folder that is `path` or the nearest above it.
@@ -62,8 +49,8 @@ const Held* nearestHeld(const std::string& path) {
   const Held* nearest = nullptr;
   for (const Held& one : heldFolders()) {
     const std::size_t length = one.path.size();
-    const bool isAbove =
-        path.compare(0, length, one.path) == 0 && (path.size() == length || path[length] == '/');
+    const bool isWhole = path.size() == length || path[length] == '/' || one.path == "/";
+    const bool isAbove = isWhole && path.compare(0, length, one.path) == 0;
     if (isAbove && (nearest == nullptr || length > nearest->path.size())) nearest = &one;
   }
   return nearest;
@@ -82,19 +69,19 @@ bool isTrusted(uid_t owner) {
   return owner == 0 || owner == geteuid();
 }
 
-Descriptor start(bool isAbsolute, std::error_code& ec) {
-  return openOne(AT_FDCWD, isAbsolute ? "/" : ".", ec);
+/// Opens the folder at which a path begins.
+Descriptor start(const std::string& path, std::error_code& ec) {
+  return openOne(AT_FDCWD, path.compare(0, 1, "/") == 0 ? "/" : ".", ec);
 }
 
 /// What a symbolic link says, read so that it cannot be another one than the one in `info`.
 std::string readLink(int parent, const std::string& name, struct stat& info) {
   std::array<char, PATH_MAX> text{};
   struct stat after {};
-  if (fstatat(parent, name.c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0 || !S_ISLNK(info.st_mode)) return {};
+  if (lookUp(parent, name.c_str(), info) || !S_ISLNK(info.st_mode)) return {};
   const ssize_t length = readlinkat(parent, name.c_str(), text.data(), text.size());
-  if (length <= 0 || fstatat(parent, name.c_str(), &after, AT_SYMLINK_NOFOLLOW) != 0) return {};
-  const bool isSame = after.st_ino == info.st_ino && after.st_dev == info.st_dev;
-  return isSame ? std::string(text.data(), static_cast<std::size_t>(length)) : std::string();
+  if (length <= 0 || lookUp(parent, name.c_str(), after)) return {};
+  return isSame(after, info) ? std::string(text.data(), static_cast<std::size_t>(length)) : std::string();
 }
 
 /// Opens folders one in the other, following links by a rule.
@@ -142,7 +129,7 @@ class Way {
     ec.clear();
     if (++followed_ > kMaxLinks) ec = std::make_error_code(std::errc::too_many_symbolic_link_levels);
     if (ec) return Descriptor();
-    Descriptor from = target.front() == '/' ? start(true, ec) : openOne(parent, ".", ec);
+    Descriptor from = target.front() == '/' ? start("/", ec) : openOne(parent, ".", ec);
     return open(std::move(from), target, ec);
   }
 
@@ -175,27 +162,44 @@ bool isWayFixed(const fs::path& path, int linksLeft = kMaxLinks) {
   return true;
 }
 
-EntryKind kindOf(mode_t mode) {
-  if (S_ISREG(mode)) return EntryKind::kFile;
-  if (S_ISDIR(mode)) return EntryKind::kDirectory;
-  return S_ISLNK(mode) ? EntryKind::kLink : EntryKind::kOther;
+EntryKind kindOf(int folder, const dirent& entry) {
+  struct stat info {};
+  info.st_mode = static_cast<mode_t>(DTTOIF(entry.d_type));  // 0: the folder does not hold it
+  if (info.st_mode == 0 && lookUp(folder, entry.d_name, info)) return EntryKind::kUnknown;
+  if (S_ISREG(info.st_mode)) return EntryKind::kFile;
+  if (S_ISDIR(info.st_mode)) return EntryKind::kDirectory;
+  return S_ISLNK(info.st_mode) ? EntryKind::kLink : EntryKind::kOther;
 }
 
-EntryKind kindOf(int directory, const dirent& entry) {
-  switch (entry.d_type) {
-    case DT_REG:
-      return EntryKind::kFile;
-    case DT_DIR:
-      return EntryKind::kDirectory;
-    case DT_LNK:
-      return EntryKind::kLink;
-    case DT_UNKNOWN:
-      break;
-    default:
-      return EntryKind::kOther;
-  }
+/// Removes the entry `name`, if there is one, and makes a folder of that name.
+Descriptor replaceByFolder(int parent, const std::string& name, std::error_code& ec, bool* made) {
+  ec = removeEntry(parent, name.c_str());
+  const bool isNew = !ec && mkdirat(parent, name.c_str(), kFolderMode) == 0;
+  if (isNew && made != nullptr) *made = true;
+  if (!ec && !isNew && errno != EEXIST) ec = lastError();  // another run may have made it meanwhile
+  return ec ? Descriptor() : openOne(parent, name, ec);
+}
+
+/// See makeFolder. @param mayReplace  whether what stands at `path` and is no folder is removed
+Descriptor makeOne(const std::string& path, Way& way, bool mayReplace, std::error_code& ec, bool* made) {
+  const Held* const held = nearestHeld(path);
+  if (held != nullptr && held->path == path) return openOne(held->folder, ".", ec);
+  const std::size_t slash = path.rfind('/');
+  const std::string name = path.substr(slash + 1);
+  const bool isTop = slash == 0 || slash == std::string::npos;
+  Descriptor parent = isTop ? start(path, ec) : makeOne(path.substr(0, slash), way, false, ec, nullptr);
+  if (ec || name.empty() || name == ".") return parent;
+  if (held != nullptr) return makeFolder(parent.get(), name, ec, made);
+
+  Descriptor folder = way.component(parent.get(), name, ec);
   struct stat info {};
-  return lookUp(directory, entry.d_name, info) ? EntryKind::kUnknown : kindOf(info.st_mode);
+  if (!ec) return folder;
+  if (!lookUp(parent.get(), name.c_str(), info)) {
+    // A link that the user has named is not removed.
+    const bool isUsersLink = S_ISLNK(info.st_mode) && way.links() == Links::kAny;
+    if (S_ISDIR(info.st_mode) || isUsersLink || !mayReplace) return Descriptor();
+  }
+  return replaceByFolder(parent.get(), name, ec, made);
 }
 
 }  // namespace
@@ -225,8 +229,7 @@ Place targetOfLink(int parent, const std::string& name, Links links, uid_t& owne
   ec = target.empty() ? std::make_error_code(std::errc::not_supported) : std::error_code();
   if (ec) return Place();
   const std::size_t nameAt = target.rfind('/') + 1;
-  return {Way(links).followed(parent, nameAt == 0 ? "." : target.substr(0, nameAt), ec),
-          target.substr(nameAt)};
+  return {Way(links).followed(parent, nameAt == 0 ? "." : target.substr(0, nameAt), ec), target.substr(nameAt)};
 }
 
 Descriptor openFolder(int parent, const std::string& name, std::error_code& ec) {
@@ -237,23 +240,16 @@ Descriptor openFolder(int parent, const std::string& name, std::error_code& ec) 
 Descriptor openFolder(const std::string& path, Links links, std::error_code& ec) {
   const Held* const held = nearestHeld(trimmed(path));
   if (held != nullptr) return openFolder(held->folder, "./" + path.substr(held->path.size()), ec);
-  Descriptor from = start(!path.empty() && path.front() == '/', ec);
+  Descriptor from = start(path, ec);
   return ec ? Descriptor() : Way(links).open(std::move(from), path, ec);
 }
 
-namespace {
-
-/// Removes the entry `name`, if there is one, and makes a folder of that name.
-Descriptor replaceByFolder(int parent, const std::string& name, std::error_code& ec, bool* made) {
-  ec = removeEntry(parent, name.c_str());
-  const bool isNew = !ec && mkdirat(parent, name.c_str(), kFolderMode) == 0;
-  if (isNew && made != nullptr) *made = true;
-  if (!ec && !isNew && errno != EEXIST) ec = lastError();  // another run may have made it meanwhile
-  return ec ? Descriptor() : openOne(parent, name, ec);
+Descriptor makeFolder(const std::string& path, Links links, std::error_code& ec, bool* made) {
+  Way way(links);
+  return makeOne(trimmed(path), way, true, ec, made);
 }
 
-/// See the second makeFolder.
-Descriptor makeIn(int parent, const std::string& name, std::error_code& ec, bool* made) {
+Descriptor makeFolder(int parent, const std::string& name, std::error_code& ec, bool* made) {
   Descriptor folder = openOne(parent, name, ec);
   struct stat info {
   }, own{};
@@ -262,39 +258,6 @@ Descriptor makeIn(int parent, const std::string& name, std::error_code& ec, bool
   if (!ec && !isForeign) return folder;
   if (ec && !isNoFolder(ec) && ec != std::errc::no_such_file_or_directory) return Descriptor();
   return replaceByFolder(parent, name, ec, made);
-}
-
-/// See makeFolder. @param mayReplace  whether what stands at `path` and is no folder is removed
-Descriptor makeOne(const std::string& path, Way& way, bool mayReplace, std::error_code& ec, bool* made) {
-  const Held* const held = nearestHeld(path);
-  if (held != nullptr && held->path == path) return openOne(held->folder, ".", ec);
-  const std::size_t slash = path.rfind('/');
-  const std::string name = path.substr(slash + 1);
-  const bool isTop = slash == 0 || slash == std::string::npos;
-  Descriptor parent = isTop ? start(slash == 0, ec) : makeOne(path.substr(0, slash), way, false, ec, nullptr);
-  if (ec || name.empty() || name == ".") return parent;
-  if (held != nullptr) return makeIn(parent.get(), name, ec, made);
-
-  Descriptor folder = way.component(parent.get(), name, ec);
-  struct stat info {};
-  if (!ec) return folder;
-  if (fstatat(parent.get(), name.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0) {
-    // A link that the user has named is not removed.
-    const bool isUsersLink = S_ISLNK(info.st_mode) && way.links() == Links::kAny;
-    if (S_ISDIR(info.st_mode) || isUsersLink || !mayReplace) return Descriptor();
-  }
-  return replaceByFolder(parent.get(), name, ec, made);
-}
-
-}  // namespace
-
-Descriptor makeFolder(const std::string& path, Links links, std::error_code& ec, bool* made) {
-  Way way(links);
-  return makeOne(trimmed(path), way, true, ec, made);
-}
-
-Descriptor makeFolder(int parent, const std::string& name, std::error_code& ec) {
-  return makeIn(parent, name, ec, nullptr);
 }
 
 Place locate(const std::string& path, Links links, std::error_code& ec) {
@@ -347,18 +310,16 @@ bool whileFixed(const std::string& path, const std::function<void()>& work) {
     if (isClosed) fchmod(place.folder.get(), folder.st_mode & 07777);
   });
   const fs::path whole = fs::absolute(path);
-  const bool isSame = stat(whole.parent_path().c_str(), &named) == 0 && named.st_dev == folder.st_dev &&
-                      named.st_ino == folder.st_ino;
-  if (!isSame || !isWayFixed(whole)) return false;
+  if (stat(whole.parent_path().c_str(), &named) != 0 || !isSame(named, folder) || !isWayFixed(whole)) return false;
   work();
   return true;
 }
 
-bool ensureDirectoryExist(const std::string& path, std::error_code& ec, Links links) {
+bool utilities::ensureDirectoryExist(const std::string& path, std::error_code& ec, Links links) {
   bool made = false;
   const Descriptor folder = makeFolder(path, links, ec, &made);
   if (made && !ec && fchmod(folder.get(), 0777) != 0) ec = lastError();
   return !ec;
 }
 
-}  // namespace quelmar::utilities
+}  // namespace quelmar

@@ -7,33 +7,16 @@
 #include <utility>
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
-#include "base/directories.h"
 #include "base/threads.h"
 
-namespace fs = boost::filesystem;
-
-namespace quelmar::utilities {
+namespace quelmar {
 namespace {
 
 // Too large for the stack: some hosts give threads 512 KiB.
 constexpr std::size_t kCopyBufferBytes = 64 * 1024;
 constexpr int kMaxLinks = 40;
-
-/// Creates a file. With kYes, an entry that is there is removed before, never opened.
-Descriptor makeFile(int parent, const char* name, mode_t mode, Overwrite overwrite, std::error_code& ec) {
-  ec.clear();
-  if (overwrite == Overwrite::kYes && unlinkat(parent, name, 0) != 0) ec = lastError();
-  Descriptor file(openat(parent, name, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
-  if (file) {
-    ec.clear();
-  } else if (!ec || ec == std::errc::no_such_file_or_directory) {
-    ec = lastError();
-  }
-  return file;
-}
 
 /// Copies the first `bytes` bytes, wherever the file's offset is: a log's moves with each record.
 std::error_code copyBytes(int from, int to, std::uintmax_t bytes) {
@@ -52,12 +35,24 @@ std::error_code copyBytes(int from, int to, std::uintmax_t bytes) {
   return {};
 }
 
-Descriptor openChecked(int parent, const char* name, Links links, struct stat& info, std::error_code& ec) {
-  ec.clear();
-  const int noFollow = links == Links::kNone ? O_NOFOLLOW : 0;
-  Descriptor file(openat(parent, name, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC | noFollow));
+/// See openRegular. @param linksLeft  how many links may follow each other
+Descriptor openEntry(int parent, const std::string& name, Links links, int linksLeft, struct stat& info,
+                     std::error_code& ec) {
+  struct stat seen {};
+  ec = lookUp(parent, name.c_str(), seen);
+  if (!ec && S_ISLNK(seen.st_mode) && links != Links::kNone && linksLeft > 0) {
+    uid_t owner = 0;
+    const Place target = targetOfLink(parent, name, links, owner, ec);
+    Descriptor file = ec ? Descriptor() : openEntry(target.folder.get(), target.name, links, linksLeft - 1, info, ec);
+    if (!ec) ec = judgeLink(links, owner, info.st_uid);
+    return ec ? Descriptor() : std::move(file);
+  }
+  if (!ec && !S_ISREG(seen.st_mode)) ec = std::make_error_code(std::errc::not_supported);
+  if (ec) return Descriptor();
+  Descriptor file(openat(parent, name.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_NOFOLLOW | O_CLOEXEC));
   if (!file || fstat(file.get(), &info) != 0) ec = lastError();
-  if (!ec && !S_ISREG(info.st_mode)) ec = std::make_error_code(std::errc::not_supported);
+  // Another process may have exchanged it between the two calls.
+  if (!ec && !(S_ISREG(info.st_mode) && isSame(info, seen))) ec = std::make_error_code(std::errc::not_supported);
   return ec ? Descriptor() : std::move(file);
 }
 
@@ -74,32 +69,6 @@ bool writeAll(int fd, const char* data, std::size_t size) {
   return true;
 }
 
-namespace {
-
-/// See openRegular. @param linksLeft  how many links may follow each other
-Descriptor openEntry(int parent, const std::string& name, Links links, int linksLeft, struct stat& info,
-                     std::error_code& ec) {
-  struct stat seen {};
-  ec = fstatat(parent, name.c_str(), &seen, AT_SYMLINK_NOFOLLOW) == 0 ? std::error_code() : lastError();
-  if (!ec && S_ISLNK(seen.st_mode) && links != Links::kNone && linksLeft > 0) {
-    uid_t owner = 0;
-    const Place target = targetOfLink(parent, name, links, owner, ec);
-    Descriptor file =
-        ec ? Descriptor() : openEntry(target.folder.get(), target.name, links, linksLeft - 1, info, ec);
-    if (!ec) ec = judgeLink(links, owner, info.st_uid);
-    return ec ? Descriptor() : std::move(file);
-  }
-  if (!ec && !S_ISREG(seen.st_mode)) ec = std::make_error_code(std::errc::not_supported);
-  if (ec) return Descriptor();
-  Descriptor file = openChecked(parent, name.c_str(), Links::kNone, info, ec);
-  // Another process may have exchanged it between the two calls.
-  const bool isTheSame = info.st_dev == seen.st_dev && info.st_ino == seen.st_ino;
-  if (!ec && !isTheSame) ec = std::make_error_code(std::errc::not_supported);
-  return ec ? Descriptor() : std::move(file);
-}
-
-}  // namespace
-
 Descriptor openRegular(int parent, const char* name, Links links, struct stat& info, std::error_code& ec) {
   return openEntry(parent, name, links, kMaxLinks, info, ec);
 }
@@ -109,12 +78,24 @@ Descriptor openRegular(const std::string& path, Links links, struct stat& info, 
   return ec ? Descriptor() : openEntry(place.folder.get(), place.name, links, kMaxLinks, info, ec);
 }
 
+Descriptor makeFile(int parent, const char* name, int flags, mode_t mode, Overwrite overwrite, std::error_code& ec) {
+  ec.clear();
+  if (overwrite == Overwrite::kYes && unlinkat(parent, name, 0) != 0) ec = lastError();
+  Descriptor file(openat(parent, name, flags | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
+  if (file) {
+    ec.clear();
+  } else if (!ec || ec == std::errc::no_such_file_or_directory) {
+    ec = lastError();
+  }
+  return file;
+}
+
 std::error_code copyOpened(const Descriptor& source, const struct stat& info, int parent, const char* name,
                            Overwrite overwrite) {
   // Without set-id bits: the copy belongs to the user who runs the tool, often root.
   const mode_t mode = (info.st_mode & 0777) | S_IRUSR | S_IWUSR;
   std::error_code ec;
-  Descriptor target = makeFile(parent, name, mode, overwrite, ec);
+  Descriptor target = makeFile(parent, name, O_WRONLY, mode, overwrite, ec);
   if (ec) return ec;
   ec = copyBytes(source.get(), target.get(), static_cast<std::uintmax_t>(info.st_size));
   if (!target.closeNow() && !ec) ec = lastError();
@@ -137,4 +118,4 @@ std::string readRegularFile(const fs::path& path, std::size_t limit) {
   return content;
 }
 
-}  // namespace quelmar::utilities
+}  // namespace quelmar

@@ -4,21 +4,20 @@
 #include <string>
 #include <system_error>
 
-#include <boost/filesystem/path.hpp>
 #include <sys/stat.h>
 
 #include "base/directories.h"
 
-namespace quelmar::utilities {
+namespace quelmar {
 
 /// Whether an entry that stands at a copy's path is replaced.
 enum class Overwrite { kNo, kYes };
 
-/// Opens the regular file `name` in the open directory `parent` (AT_FDCWD: the current one) for reading.
-/// Never blocks. Anything else than a regular file is not opened, since opening a device can have an effect.
+/// Opens the regular file `name` in the open directory `parent` (AT_FDCWD: the current one) for reading. Never blocks.
+/// Anything else than a regular file is not opened, since opening a device can have an effect.
 /// @param info  receives the file's status
-/// @param ec    cleared, then set when it cannot be opened: ENOTSUP for anything that is not a regular file,
-///              including a link that `links` forbids
+/// @param ec    cleared, then set when it cannot be opened: ENOTSUP for anything that is not a regular file, including
+///              a link that `links` forbids
 /// @return the descriptor; an empty one when `ec` is set
 Descriptor openRegular(int parent, const char* name, Links links, struct stat& info, std::error_code& ec);
 
@@ -28,21 +27,24 @@ Descriptor openRegular(const std::string& path, Links links, struct stat& info, 
 /// write(2), repeated until all is written. @return false, with errno set, when that fails
 bool writeAll(int fd, const char* data, std::size_t size);
 
-/// Copies a file that openRegular has opened into a new file `name` in the open directory `parent` (AT_FDCWD:
-/// the current one).
-///
-/// No more bytes are copied than the file had when it was opened, so that the copy of a file that keeps
-/// growing ends. The copy gets the source's permission bits, without set-id and sticky bits, plus read and
-/// write for the owner. Calls beat() with each piece.
+/// Makes the file `name` in the open directory `parent`. With kYes, what stands there and is no directory is removed
+/// before, never opened.
+/// @param flags  how it is opened, beside being made
+/// @param ec     cleared, then set when that fails: EEXIST with kNo when there is an entry, with kYes the error of
+///               removing it
+Descriptor makeFile(int parent, const char* name, int flags, mode_t mode, Overwrite overwrite, std::error_code& ec);
+
+/// Copies a file that openRegular has opened into a new file `name` in the open directory `parent` (AT_FDCWD: the
+/// current one). No more bytes are copied than the file had when it was opened, so that the copy of a file that keeps
+/// growing ends. The copy gets the source's permission bits, without set-id and sticky bits, plus read and write for
+/// the owner. Calls beat() with each piece.
 /// @param info  the source's status, from openRegular
-/// @return the first error. EEXIST with kNo when there is an entry `name`, which stays as it is; with kYes
-///         the error of removing that entry, which is never written to. What was copied before an error
-///         stays.
+/// @return the first error, of makeFile or later. What was copied before an error stays.
 std::error_code copyOpened(const Descriptor& source, const struct stat& info, int parent, const char* name,
                            Overwrite overwrite);
 
 /// Reads a regular file, following links, up to its first `limit` bytes.
 /// @return the bytes; empty when the file cannot be opened, those before the error when reading fails.
-std::string readRegularFile(const boost::filesystem::path& path, std::size_t limit);
+std::string readRegularFile(const fs::path& path, std::size_t limit);
 
-}  // namespace quelmar::utilities
+}  // namespace quelmar

@@ -2,9 +2,10 @@
 
 namespace quelmar {
 
-using std::chrono_literals::operator""s;
+using std::chrono::seconds;
 
 // Nothing else stands in this file: the linker leaves it out where another definition comes first.
-const Limits kLimits = {60s, 30s, 30s, 5s, 5s, 5s, 10s, 10s, 30s};
+const Limits kLimits = {seconds(60), seconds(30), seconds(30), seconds(5), seconds(5),
+                        seconds(5),  seconds(10), seconds(10), seconds(30)};
 
 }  // namespace quelmar

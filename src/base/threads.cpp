@@ -6,9 +6,22 @@
 #include <optional>
 #include <system_error>
 #include <thread>
-#include <utility>
 
 namespace quelmar {
+namespace {
+
+using std::chrono::steady_clock;
+
+constexpr std::chrono::seconds kLook{1};  // how often it is looked whether work goes on
+
+struct Watched {
+  std::atomic<std::uint64_t> beats{0};
+  std::atomic<bool> isGivenUp{false};
+};
+
+thread_local Watched* watched = nullptr;
+
+}  // namespace
 
 void WaitGroup::add(int delta) {
   // Notify while holding the mutex: a waiter may destroy the group as soon as it returns.
@@ -26,12 +39,6 @@ bool WaitGroup::wait(std::chrono::milliseconds limit) {
   std::unique_lock<std::mutex> lock(mutex_);
   return done_.wait_for(lock, limit, [this] { return count_ <= 0; });
 }
-
-namespace utilities {
-
-using std::chrono::steady_clock;
-
-constexpr std::chrono::seconds kLook{1};  // how often it is looked whether work goes on
 
 DetachedCall::DetachedCall(std::function<void()> work, std::function<void(const char* reason)> onFailure) {
   std::promise<bool> done;
@@ -56,18 +63,7 @@ bool runWithin(std::chrono::seconds limit, std::function<void()> work) {
   }
 }
 
-namespace {
-
-struct Watched {
-  std::atomic<std::uint64_t> beats{0};
-  std::atomic<bool> isGivenUp{false};
-};
-
-thread_local Watched* watched = nullptr;
-
-}  // namespace
-
-bool runWhileMoving(std::chrono::seconds limit, std::function<void()> work,
+bool runWhileMoving(std::chrono::seconds limit, const std::function<void()>& work,
                     std::function<void(const char* reason)> onFailure) {
   const auto state = std::make_shared<Watched>();
   std::optional<DetachedCall> call;
@@ -103,5 +99,4 @@ std::uint64_t steadySeconds() {
   return static_cast<std::uint64_t>(now.count());
 }
 
-}  // namespace utilities
 }  // namespace quelmar

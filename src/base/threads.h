@@ -10,8 +10,8 @@
 
 namespace quelmar {
 
-/// Counts running workers. Add 1 before each worker starts; the worker adds -1 as the last thing that it
-/// does. Must outlive every worker's last call. Thread-safe.
+/// Counts running workers. Add 1 before each worker starts; the worker adds -1 as the last thing that it does. Must
+/// outlive every worker's last call. Thread-safe.
 class WaitGroup {
  public:
   /// Adds `delta` to the count and wakes all waiters when the new count is 0 or less.
@@ -29,11 +29,10 @@ class WaitGroup {
   std::int32_t count_ = 0;
 };
 
-/// The process-wide only-key flag (--onlyKey). Written once before the workers start and only read
-/// afterwards, so it needs no lock.
+/// The process-wide only-key flag (--onlyKey). Written once before the workers start and only read afterwards, so it
+/// needs no lock.
 class SharedInst {
  public:
-  /// @return the flag; false until the run sets it.
   static bool& inst() {
     static bool onlyKey = false;
     return onlyKey;
@@ -49,17 +48,13 @@ class ScopeGuard {
     if (!dismissed_) action_();
   }
   ScopeGuard(const ScopeGuard&) = delete;
-  ScopeGuard& operator=(const ScopeGuard&) = delete;
 
-  /// Makes the destructor do nothing.
   void dismiss() noexcept { dismissed_ = true; }
 
  private:
-  std::function<void()> action_;
+  const std::function<void()> action_;
   bool dismissed_ = false;
 };
-
-namespace utilities {
 
 /// Runs work on a detached thread, which may outlive whoever started it.
 /// Requires: the work owns, or shares the ownership of, everything that it uses.
@@ -84,11 +79,11 @@ class DetachedCall {
 /// @return true when the work ended in time; false on a time-out or when no thread could be started.
 bool runWithin(std::chrono::seconds limit, std::function<void()> work);
 
-/// As runWithin, but the work may take as long as it likes while it calls beat(): it is given up when it has
-/// not done so for `limit`. Runs on the calling thread when no other can be started.
+/// As runWithin, but the work may take as long as it likes while it calls beat(): it is given up when it has not done
+/// so for `limit`. Runs on the calling thread when no other can be started.
 /// @param onFailure  called on the work's thread with the exception's text when it throws
 /// @return true when the work has ended
-bool runWhileMoving(std::chrono::seconds limit, std::function<void()> work,
+bool runWhileMoving(std::chrono::seconds limit, const std::function<void()>& work,
                     std::function<void(const char* reason)> onFailure);
 
 /// Tells runWhileMoving that its work goes on; has no effect elsewhere.
@@ -98,5 +93,4 @@ void beat();
 /// The steady clock in whole seconds, rounded down.
 std::uint64_t steadySeconds();
 
-}  // namespace utilities
 }  // namespace quelmar

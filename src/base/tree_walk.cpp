@@ -7,12 +7,9 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-namespace quelmar::utilities {
-namespace {
+namespace quelmar {
 
 constexpr std::size_t kLeftOpen = 8;
-
-}  // namespace
 
 Folder::Folder(Descriptor opened) : open(std::move(opened)) {
   if (open) fstat(open.get(), &info);
@@ -30,8 +27,7 @@ std::error_code FolderChain::leave(const std::string& path) {
   Folder& folder = folders_.back();
   std::error_code ec;
   const std::string fromTop = "./" + path;
-  for (const auto& [parent, name] :
-       {std::pair{child.open.get(), ".."}, {top().open.get(), fromTop.c_str()}}) {
+  for (const auto& [parent, name] : {std::pair{child.open.get(), ".."}, {top().open.get(), fromTop.c_str()}}) {
     if (folder.open) return {};
     if (parent < 0) continue;
     Folder found(openFolder(parent, name, ec));
@@ -112,4 +108,4 @@ std::error_code removeEntry(int parent, const char* name) {
   return first ? first : lastError();
 }
 
-}  // namespace quelmar::utilities
+}  // namespace quelmar

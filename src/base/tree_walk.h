@@ -10,7 +10,7 @@
 
 #include "base/directories.h"
 
-namespace quelmar::utilities {
+namespace quelmar {
 
 /// An open folder and its status when it was opened, by which it is recognised later.
 struct Folder {
@@ -19,24 +19,20 @@ struct Folder {
 
   Folder() = default;
   explicit Folder(Descriptor opened);
-  /// Tells whether both are the same folder.
-  [[nodiscard]] bool is(const Folder& other) const {
-    return info.st_dev == other.info.st_dev && info.st_ino == other.info.st_ino;
-  }
+  [[nodiscard]] bool is(const Folder& other) const { return isSame(info, other.info); }
 };
 
-/// The folders that a walk is in, each in the one before it. Only a few of them are open at a time, however
-/// deep the tree is.
+/// The folders that a walk is in, each in the one before it. Only a few of them are open at a time, however deep the
+/// tree is.
 class FolderChain {
  public:
-  /// @param top  the folder to begin in
   explicit FolderChain(Folder top) { enter(std::move(top)); }
 
   /// Goes into a folder that was opened in the last one.
   void enter(Folder folder);
 
-  /// Goes back to the folder above. When that was closed meanwhile, it is opened again: as "..", or by its
-  /// path from the top.
+  /// Goes back to the folder above. When that was closed meanwhile, it is opened again: as "..", or by its path from
+  /// the top.
   /// @param path  its path below the top, empty for the top
   /// @return the error of opening it; ENOENT when another folder is there now. last() is -1 then.
   std::error_code leave(const std::string& path);
@@ -50,10 +46,10 @@ class FolderChain {
   std::deque<Folder> folders_;
 };
 
-/// Walks a tree, depth first, each folder in the order in which the system lists it. A folder is listed in
-/// full before its first entry is told, so that entries may be removed. No link is followed, and a folder is
-/// opened by its name in its parent, so the walk cannot leave the tree when a folder is exchanged meanwhile.
-/// It takes memory for the names of the current folder and those above it, and a few descriptors.
+/// Walks a tree, depth first, each folder in the order in which the system lists it. A folder is listed in full before
+/// its first entry is told, so that entries may be removed. No link is followed, and a folder is opened by its name in
+/// its parent, so the walk cannot leave the tree when a folder is exchanged meanwhile. It takes memory for the names of
+/// the current folder and those above it, and a few descriptors.
 class TreeWalk {
  public:
   enum class Event {
@@ -61,15 +57,13 @@ class TreeWalk {
     kLeft,   ///< a folder that was entered is done, and is now the current entry
     kEnd,
   };
-  /// Told of a folder that could not be listed to its end, or not be opened again for the rest of its
-  /// entries.
+  /// Told of a folder that could not be listed to its end, or not be opened again for the rest of its entries.
   using Lost = std::function<void(const std::string& path, const std::error_code& ec)>;
 
   /// @param top   the folder to walk in
   /// @param path  its path, with which all paths begin
   TreeWalk(Folder top, std::string path, Lost lost);
 
-  /// Goes on to the next entry.
   Event next();
 
   /// Opens the current entry, a folder. @param ec  isNoFolder(ec) when it is none
@@ -103,9 +97,9 @@ class TreeWalk {
   FolderChain folders_;
 };
 
-/// Removes the entry `name` of the open folder `parent`: a folder with everything in it, a link but never its
-/// target. What is mounted in it stays. After an error the other entries are still removed.
+/// Removes the entry `name` of the open folder `parent`: a folder with everything in it, a link but never its target.
+/// What is mounted in it stays. After an error the other entries are still removed.
 /// @return the first error; no error when nothing is left, or nothing was there
 std::error_code removeEntry(int parent, const char* name);
 
-}  // namespace quelmar::utilities
+}  // namespace quelmar

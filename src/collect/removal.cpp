@@ -3,32 +3,21 @@
 #include <boost/exception/diagnostic_information.hpp>
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include "base/tree_walk.h"
 #include "logging/logger.h"
 
-namespace fs = boost::filesystem;
-
 namespace quelmar::helper {
 namespace {
 
-using utilities::Descriptor;
-using utilities::EntryKind;
-using utilities::Folder;
-using utilities::lastError;
-using utilities::Links;
-using utilities::Place;
-using utilities::TreeWalk;
-
 constexpr mode_t kWriteForAll = 0222;
 
-/// Replaces all permission bits: kept on purpose. By a descriptor, since what a name leads to may be
-/// exchanged for a link, or for a file that has other names.
+/// Replaces all permission bits: kept on purpose. By a descriptor, since what a name leads to may be exchanged for a
+/// link, or for a file that has other names.
 std::error_code makeWritable(const Place& place) {
   const int flags = O_RDONLY | O_NONBLOCK | O_NOCTTY | O_NOFOLLOW | O_CLOEXEC;
   struct stat info {};
-  if (fstatat(place.folder.get(), place.name.c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0) return lastError();
+  if (const std::error_code ec = lookUp(place.folder.get(), place.name.c_str(), info)) return ec;
   if (!S_ISDIR(info.st_mode) && (!S_ISREG(info.st_mode) || info.st_nlink != 1)) return {};
   const Descriptor entry(openat(place.folder.get(), place.name.c_str(), flags));
   if (!entry || fstat(entry.get(), &info) != 0) return lastError();
@@ -44,8 +33,8 @@ void addWritePermission(const Place& place, const fs::path& path) {
 }
 
 void tellMissing(const std::string& path, const std::error_code& ec) {
-  LOG_CALL_AS("directoryWalker", kWarn, "Source directory {} not exist.; Reason: code:{} msg:{}", path,
-              ec.value(), ec.message());
+  LOG_CALL_AS("directoryWalker", kWarn, "Source directory {} not exist.; Reason: code:{} msg:{}", path, ec.value(),
+              ec.message());
 }
 
 void tellTraversal(const std::string& path, const std::string& reason) {
@@ -56,11 +45,11 @@ void tellTraversal(const std::string& path, const std::string& reason) {
 }  // namespace
 
 bool ensureRemove(const fs::path& path, std::error_code& ec) {
-  const Place place = utilities::locate(path.string(), Links::kOwn, ec);
-  if (!ec) ec = utilities::removeEntry(place.folder.get(), place.name.c_str());
+  const Place place = locate(path.string(), Links::kOwn, ec);
+  if (!ec) ec = removeEntry(place.folder.get(), place.name.c_str());
   if (ec && place.folder) {
     addWritePermission(place, path);
-    ec = utilities::removeEntry(place.folder.get(), place.name.c_str());
+    ec = removeEntry(place.folder.get(), place.name.c_str());
   }
   if (ec == std::errc::no_such_file_or_directory) ec.clear();
   return !ec;
@@ -75,7 +64,7 @@ void directoryWalker(const fs::path& root, const std::function<void(const std::s
                      const std::function<void(const std::string&)>& afterDir,
                      const std::function<void(const std::string&)>& onFile, Depth depth) {
   std::error_code ec;
-  Folder top(utilities::openFolder(root.string(), Links::kOwn, ec));
+  Folder top(openFolder(root.string(), Links::kOwn, ec));
   if (ec) return tellMissing(root.string(), ec);
   try {
     TreeWalk walk(std::move(top), root.string(), [](const std::string& path, const std::error_code& why) {
@@ -86,7 +75,7 @@ void directoryWalker(const fs::path& root, const std::function<void(const std::s
       const bool isFolder = walk.kind() == EntryKind::kDirectory;
       if (walk.kind() == EntryKind::kUnknown) {
         struct stat info {};
-        ec = utilities::lookUp(walk.folder(), walk.name(), info);
+        ec = lookUp(walk.folder(), walk.name(), info);
         LOG_CALL(kWarn, "current path:{}; Reason: code:{} msg:{}", path, ec.value(), ec.message());
         continue;
       }

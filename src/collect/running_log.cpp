@@ -11,20 +11,15 @@
 
 #include <boost/date_time/posix_time/posix_time_types.hpp>
 #include <boost/filesystem/operations.hpp>
-#include <sys/stat.h>
 
 #include "base/directories.h"
 #include "base/limits.h"
 #include "base/threads.h"
-#include "collect/selection.h"
 #include "collect/sources.h"
 #include "collect/tree_copy.h"
 #include "logging/logger.h"
 #include "platform/users.h"
 #include "sysinfo/reports.h"
-#include "sysinfo/shell.h"
-
-namespace fs = boost::filesystem;
 
 namespace quelmar::logutils::macos {
 namespace {
@@ -45,54 +40,51 @@ bool makeFolder(const fs::path& folder) {
 void openToAll(const std::string& dir) {
   const std::string command = "chmod -R 777 " + dir;
   const char* failure = "others could exchange the folder";
-  utilities::whileFixed(
-      dir, [&] { failure = details::cmdPopenWithin(kLimits.openCopies, command) ? nullptr : ""; });
+  whileFixed(dir, [&] { failure = details::cmdPopenWithin(kLimits.openCopies, command) ? nullptr : ""; });
   if (failure != nullptr) DRIVER_LOG(kErr, "cmdPopen {} fail; Reason: outStr:{}", command, failure);
 }
 
 void tellGivenUp(const std::string& what) {
-  DRIVER_LOG(kWarn, "copy {} given up.; Reason: nothing has moved for {} s", what,
-             kLimits.stalledCopy.count());
+  DRIVER_LOG(kWarn, "copy {} given up.; Reason: nothing has moved for {} s", what, kLimits.stalledCopy.count());
 }
 
-/// Calls `copy` with each source of a step and its two paths, `name` filled in, on a thread of its own. What
-/// does not move any more, on a network share whose server is gone for example, is given up (logged), and so
-/// are the other sources of the same user. When the memory runs out for one, that is logged.
-void copySources(
-    Step step, const std::string& name,
-    const std::function<void(const Source& source, const fs::path& from, const fs::path& to)>& copy) {
+/// Copies one source to a path below the scratch folder.
+using Copy = std::function<void(const Source& source, const fs::path& from, const fs::path& to)>;
+
+/// Calls `copy` with each source of a step, `name` filled in, on a thread of its own. What does not move any more, on a
+/// network share whose server is gone for example, is given up (logged), and so are the other sources of the same user.
+/// When the memory runs out for one, that is logged.
+/// @param dir  the scratch folder
+void copySources(Step step, const std::string& name, const fs::path& dir, const Copy& copy) {
   static auto* const kStalled = new std::set<std::string>;  // users whose folders do not answer
   for (const Source& source : kSources) {
     if (source.step != step) continue;
     const std::string from = filledIn(source.path, name);
     if (*source.record != '\0') DRIVER_LOG(kInfo, "{}", source.record);
     const bool isUsers = from != source.path && step != kMachine;
-    const auto work = [copy, &source, from, to = filledIn(source.destination, name)] {
-      copy(source, from, to);
-    };
+    const auto work = [copy, &source, from, to = dir / filledIn(source.destination, name)] { copy(source, from, to); };
     const auto failed = [](const char* reason) {
       DRIVER_LOG(kErr, "{}; Reason: exception:{}", "collect running log failed.", reason);
     };
     if (isUsers && kStalled->count(name) != 0) {
       DRIVER_LOG(kWarn, "copy {} given up.; Reason: another folder of {} does not answer", from, name);
-    } else if (!utilities::runWhileMoving(kLimits.stalledCopy, work, failed)) {
+    } else if (!runWhileMoving(kLimits.stalledCopy, work, failed)) {
       if (isUsers) kStalled->insert(name);
       tellGivenUp(from);
     }
   }
 }
 
-/// Copies the folders of a step into the scratch folder `dir`.
 void copyFolders(Step step, const std::string& name, const fs::path& dir, const FileFilter& filter) {
-  copySources(step, name, [dir, filter](const Source& source, const fs::path& from, const fs::path& to) {
-    helper::copyDir(from, dir / to, source.kind == kCrashReports ? diagnosticReportFilter() : filter);
+  copySources(step, name, dir, [filter](const Source& source, const fs::path& from, const fs::path& to) {
+    helper::copyDir(from, to, source.kind == kCrashReports ? diagnosticReportFilter() : filter);
   });
 }
 
-void copyInstallerLog(const fs::path& source, const fs::path& target) {
+void copyInstallerLog(const Source&, const fs::path& source, const fs::path& target) {
   if (const std::error_code ec = helper::copyOneFile(source, target)) {
-    DRIVER_LOG(kErr, "copy_file {} to {} failed.; Reason: code:{} msg:{}", source.string(), target.string(),
-               ec.value(), ec.message());
+    DRIVER_LOG(kErr, "copy_file {} to {} failed.; Reason: code:{} msg:{}", source.string(), target.string(), ec.value(),
+               ec.message());
   }
 }
 
@@ -113,7 +105,7 @@ class SideCollector {
 
  private:
   const char* name_;
-  utilities::DetachedCall call_;
+  DetachedCall call_;
 };
 
 std::vector<std::string> users() {
@@ -137,7 +129,7 @@ void copyNetData(const fs::path& dir, const FileFilter& filter) {
   copyFolders(kMachine, shared, dir, filter);
 }
 
-void copyPortalFile(const fs::path& source, const fs::path& target) {
+void copyPortalFile(const Source&, const fs::path& source, const fs::path& target) {
   const auto isWanted = [&](const std::string& path) { return path == source; };
   if (!helper::copyFile2Dir(source.parent_path().string(), target.parent_path().string(), isWanted, true)) {
     DRIVER_LOG(kErr, "copy portal file {} failed.", source.filename().string());
@@ -146,20 +138,19 @@ void copyPortalFile(const fs::path& source, const fs::path& target) {
 
 void copyFile(const fs::path& source, const fs::path& folder) {
   std::error_code ec;
-  utilities::openFolder(folder.string(), utilities::Links::kOwn, ec);
+  openFolder(folder.string(), Links::kOwn, ec);
   if (ec) {
-    LOG_CALL(kErr, "directory {} not exist.; Reason: code:{} msg:{}", folder.string(), ec.value(),
-             ec.message());
+    LOG_CALL(kErr, "directory {} not exist.; Reason: code:{} msg:{}", folder.string(), ec.value(), ec.message());
     return;
   }
   ec = helper::copyOneFile(source, folder / source.filename());
   if (ec && !helper::isUsualLoss(ec)) {
-    LOG_CALL(kWarn, "copy {} to {} failed.; Reason: code:{} msg:{}", source.string(), folder.string(),
-             ec.value(), ec.message());
+    LOG_CALL(kWarn, "copy {} to {} failed.; Reason: code:{} msg:{}", source.string(), folder.string(), ec.value(),
+             ec.message());
   }
 }
 
-void copyLaunchdLog(const fs::path& source, const fs::path& dir, const fs::path& target) {
+void copyLaunchdLog(const Source&, const fs::path& source, const fs::path& target) {
   boost::system::error_code ec;
   if (!fs::exists(fs::status(source, ec))) {
     DRIVER_LOG(kErr, "{}{}", "launchd.log not exist, not collected.", "");
@@ -170,8 +161,8 @@ void copyLaunchdLog(const fs::path& source, const fs::path& dir, const fs::path&
     DRIVER_LOG(kErr, "{}{}", "launchd.log file size > 10MB, not collected.", "");
     return;
   }
-  if (!makeFolder((dir / target).parent_path())) return;
-  copyFile(source, dir / target.parent_path());
+  if (!makeFolder(target.parent_path())) return;
+  copyFile(source, target.parent_path());
   DRIVER_LOG(kInfo, "launchd.log file size {}", size);
 }
 
@@ -191,38 +182,29 @@ void collectRunningLog(const std::string& dir) {
   std::error_code ec;
   if (utilities::ensureDirectoryExist(dir, ec)) openToAll(dir);
   if (!makeFolder(logsDir)) return;
-  copySources(kInstaller, "", [scratch](const Source& /*source*/, const fs::path& from, const fs::path& to) {
-    copyInstallerLog(from, scratch / to);
-  });
+  copySources(kInstaller, "", scratch, copyInstallerLog);
 
   const FileFilter filter = copyFilter(collectedExtensions(), localTime());
-  const SideCollector wideLog("collectSystemWideLog",
-                              [folder = logsDir.string()] { collectSystemWideLog(folder); });
+  const SideCollector wideLog("collectSystemWideLog", [folder = logsDir.string()] { collectSystemWideLog(folder); });
   const std::vector<std::string> userList = users();
   const std::string& firstUser = userList.front();
   DRIVER_LOG(kInfo, "{}", "collect uem logs...");
   copyFolders(kManagement, firstUser, scratch, filter);
 
   DRIVER_LOG(kInfo, "{}", "start uem system state collection thread ...");
-  const SideCollector uemState("collectSystemStateForUem", [folder = logsDir.string(), firstUser] {
-    collectSystemStateForUem(folder, firstUser);
-  });
+  const SideCollector uemState("collectSystemStateForUem",
+                               [folder = logsDir.string(), firstUser] { collectSystemStateForUem(folder, firstUser); });
 
   DRIVER_LOG(kInfo, "{}", "collect user files ...");
   const auto isAgentWanted = std::make_shared<std::atomic<bool>>(false);
   const auto measure = [isAgentWanted] { *isAgentWanted = checkIsCollectOkvuLog(collectedExtensions()); };
-  if (!utilities::runWhileMoving(kLimits.stalledCopy, measure, [](const char*) {}))
-    tellGivenUp("of the agent's logs");
+  if (!runWhileMoving(kLimits.stalledCopy, measure, [](const char*) {})) tellGivenUp("of the agent's logs");
   if (*isAgentWanted) copyFolders(kAgent, "", scratch, filter);
   copyNetData(scratch, filter);
   for (const std::string& user : userList) copyFolders(kUser, user, scratch, filter);
   copyFolders(kShared, "", scratch, filter);
-  copySources(kPortal, "", [scratch](const Source& /*source*/, const fs::path& from, const fs::path& to) {
-    copyPortalFile(from, scratch / to);
-  });
-  copySources(kLaunchd, "", [scratch](const Source& /*source*/, const fs::path& from, const fs::path& to) {
-    copyLaunchdLog(from, scratch, to);
-  });
+  copySources(kPortal, "", scratch, copyPortalFile);
+  copySources(kLaunchd, "", scratch, copyLaunchdLog);
 
   DRIVER_LOG(kInfo, "{}", "wait for uem collect system state log ...");
   uemState.await();

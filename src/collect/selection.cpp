@@ -1,7 +1,6 @@
 #include "collect/selection.h"
 
 #include <algorithm>
-#include <cstdint>
 #include <ctime>
 #include <exception>
 #include <initializer_list>
@@ -18,8 +17,6 @@
 #include "base/tree_walk.h"
 #include "collect/sources.h"
 #include "logging/logger.h"
-
-namespace fs = boost::filesystem;
 
 namespace quelmar::logutils {
 namespace {
@@ -42,8 +39,8 @@ bool isRecent(const std::string& filePath, const boost::posix_time::ptime& refer
   const boost::posix_time::ptime epoch(boost::gregorian::date(1970, 1, 1));
   const auto sinceEpoch = referenceTime - epoch;
   const std::int64_t reference = sinceEpoch.ticks() / sinceEpoch.ticks_per_second();
-  // Unsigned on purpose: a file newer than the reference counts as a very old one. The subtraction is
-  // unsigned too, so that an absurd time stamp cannot overflow it.
+  // Unsigned on purpose: a file newer than the reference counts as a very old one. The subtraction is unsigned too, so
+  // that an absurd time stamp cannot overflow it.
   const std::uint64_t age = static_cast<std::uint64_t>(reference) - static_cast<std::uint64_t>(modified);
   return age < kMaxKeyLogAgeSeconds + 1;
 }
@@ -66,8 +63,8 @@ bool isKeyLog(const std::string& filePath, const boost::posix_time::ptime& refer
     boost::system::error_code ec;
     const std::uintmax_t size = fs::file_size(filePath, ec);
     if (ec) {
-      LOG_CALL(kWarn, "Get the filePath({}) file_size return failed; Reason: err code={}, msg={}", filePath,
-               ec.value(), ec.message());
+      LOG_CALL(kWarn, "Get the filePath({}) file_size return failed; Reason: err code={}, msg={}", filePath, ec.value(),
+               ec.message());
       return false;
     }
     return size <= kMaxKeyLogBytes && isRecent(filePath, referenceTime);
@@ -103,11 +100,6 @@ FileFilter diagnosticReportFilter() {
 namespace quelmar {
 namespace {
 
-using utilities::EntryKind;
-using utilities::Folder;
-using utilities::Links;
-using utilities::TreeWalk;
-
 constexpr std::uint64_t kOkvuBudgetBytes = 209'715'200;  // 200 MiB
 constexpr unsigned kBytesToMiBShift = 20;
 
@@ -116,31 +108,29 @@ constexpr unsigned kBytesToMiBShift = 20;
 std::uint64_t getDirectorySize(const std::string& dir, const std::vector<std::string>& exts) {
   std::uint64_t sum = 0;
   const auto failed = [](const std::string& folder, const std::string& reason) {
-    LOG_CALL_AS("getDirectorySize", kErr, "get directory:{} size failed; Reason: catch exception:{}", folder,
-                reason);
+    LOG_CALL_AS("getDirectorySize", kErr, "get directory:{} size failed; Reason: catch exception:{}", folder, reason);
   };
   const auto lost = [&failed](const std::string& folder, const std::error_code& ec) {
     failed(folder, "code:" + std::to_string(ec.value()) + ": " + ec.message());
   };
   try {
     std::error_code ec;
-    Folder top(utilities::openFolder(dir, Links::kJudged, ec));
+    Folder top(openFolder(dir, Links::kJudged, ec));
     if (ec) {
       lost(dir, ec);
       return 0;
     }
     TreeWalk walk(std::move(top), dir, lost);
     for (auto event = walk.next(); event != TreeWalk::Event::kEnd; event = walk.next()) {
-      utilities::beat();
+      beat();
       struct stat info {};
       if (event == TreeWalk::Event::kLeft) continue;
       if (walk.kind() == EntryKind::kDirectory) {
         Folder folder = walk.open(ec);
         if (ec) lost(walk.path(), ec);
         if (!ec) walk.enter(std::move(folder));
-      } else if (walk.kind() == EntryKind::kFile &&
-                 (exts.empty() || logutils::isAcceptViaExtName(walk.path(), exts)) &&
-                 !utilities::lookUp(walk.folder(), walk.name(), info)) {
+      } else if (walk.kind() == EntryKind::kFile && (exts.empty() || logutils::isAcceptViaExtName(walk.path(), exts)) &&
+                 !lookUp(walk.folder(), walk.name(), info)) {
         sum += static_cast<std::uint64_t>(info.st_size);
       }
     }
@@ -161,11 +151,10 @@ std::vector<std::string> getOkvuLogPath() {
   return paths;
 }
 
-std::uint64_t getDirTotalSize(const std::string& dir, const std::vector<std::string>& extensions,
-                              std::error_code& ec) {
+std::uint64_t getDirTotalSize(const std::string& dir, const std::vector<std::string>& extensions, std::error_code& ec) {
   if (dir.empty()) return 0;
   struct stat info {};
-  const std::error_code error = utilities::lookUp(dir, Links::kJudged, info);
+  const std::error_code error = lookUp(dir, Links::kJudged, info);
   if (error || !S_ISDIR(info.st_mode)) {
     ec = error;
     return 0;

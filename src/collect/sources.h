@@ -4,8 +4,8 @@
 
 namespace quelmar::logutils::macos {
 
-/// The steps of the running-log collection, in the order of the run; each copies its sources. kPort is no
-/// step: that file is only read, by the tunnel dump.
+/// The steps of the running-log collection, in the order of the run; each copies its sources. kPort is no step: that
+/// file is only read, by the tunnel dump.
 enum Step { kInstaller, kManagement, kAgent, kMachine, kUser, kShared, kPortal, kLaunchd, kPort };
 
 enum SourceKind { kFile, kFolder, kCrashReports };
@@ -19,13 +19,12 @@ struct Source {
   const char* record = "";  ///< logged before the copy; empty for none
 };
 
-/// Every file and folder that a run collects, in the order of the run. kUser sources are copied for each
-/// user, kManagement sources for the first one only. docs/archive-layout.md has a row for each (a test
-/// compares), and no output folder may hold one of them (see protectedPlaceIn).
+/// Every file and folder that a run collects, in the order of the run. kUser sources are copied for each user,
+/// kManagement sources for the first one only. docs/archive-layout.md has a row for each (a test compares), and no
+/// output folder may hold one of them (see protectedPlaceIn).
 inline constexpr Source kSources[] = {
     {kInstaller, kFile, "/var/log/quelmar/sdp/oBrelaInstallOut.log", "logs/oBrelaInstallOut.log"},
-    {kManagement, kFolder, "/Library/Application Support/uem/logs/quelmarlogs", "logs/uem_{}",
-     "copy uem logs ..."},
+    {kManagement, kFolder, "/Library/Application Support/uem/logs/quelmarlogs", "logs/uem_{}", "copy uem logs ..."},
     {kManagement, kCrashReports, "/Users/{}/Library/Logs/DiagnosticReports", "logs/uem_{}/DiagnosticReports",
      "copy user crash logs ..."},
     {kManagement, kCrashReports, "/Library/Logs/DiagnosticReports", "logs/uem_{}/DiagnosticReports",
@@ -43,15 +42,13 @@ inline constexpr Source kSources[] = {
     {kUser, kFolder, "/Users/{}/Library/Application Support/oBrela/Electron Crashes", "logs/{}/electron"},
     {kShared, kFolder, "/Library/Application Support/oBrela/database", "database/share_user",
      "copy shared database ..."},
-    {kShared, kFolder, "/Library/Application Support/oBrela/iddbase", "iddbase/share_user",
-     "copy iddbase ..."},
+    {kShared, kFolder, "/Library/Application Support/oBrela/iddbase", "iddbase/share_user", "copy iddbase ..."},
     {kShared, kFolder, "/Library/Application Support/oBrela/Crash", "Crash", "copy dump files ..."},
     {kPortal, kFile, "/Library/quelmar/SDP/oBrela.app/Contents/Resources/app/sdpc_md5.json",
      "portal-info/sdpc_md5.json"},
     {kPortal, kFile, "/Library/quelmar/SDP/oBrela.app/Contents/Resources/app/static/.portal.json",
      "portal-info/.portal.json"},
-    {kLaunchd, kFile, "/var/log/com.apple.xpc.launchd/launchd.log",
-     "system/com.apple.xpc.launchd/launchd.log"},
+    {kLaunchd, kFile, "/var/log/com.apple.xpc.launchd/launchd.log", "system/com.apple.xpc.launchd/launchd.log"},
     {kPort, kFile, "{}/var/run/debugserver", ""},
 };
 

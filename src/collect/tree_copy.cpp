@@ -7,31 +7,18 @@
 #include <cstring>
 #include <new>
 #include <optional>
-#include <string>
 #include <utility>
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 
 #include "base/files.h"
 #include "base/threads.h"
 #include "base/tree_walk.h"
-#include "logging/losses.h"
-
-namespace fs = boost::filesystem;
+#include "logging/logger.h"
 
 namespace quelmar::helper {
 namespace {
-
-using utilities::Descriptor;
-using utilities::EntryKind;
-using utilities::Folder;
-using utilities::FolderChain;
-using utilities::Links;
-using utilities::Overwrite;
-using utilities::Place;
-using utilities::TreeWalk;
 
 constexpr std::uintmax_t kKeptFreeBytes = 104'857'600;  // 100 MiB
 constexpr const char* kMissingSource = "Source directory {} not exist.; Reason: code:{} msg:{}";
@@ -42,15 +29,14 @@ constexpr const char* kUnreadable = "read directory {} failed.; Reason: code:{} 
 
 std::atomic<std::uintmax_t> largestCopy{0};
 
-/// Tells whether the volume of a folder has room for a file of `size` bytes, and for packing what is there
-/// then. True when the free space is unknown.
+/// Tells whether the volume of a folder has room for a file of `size` bytes, and for packing what is there then. True
+/// when the free space is unknown.
 bool hasRoom(int folder, std::uintmax_t size) {
   struct statvfs space {};
   if (fstatvfs(folder, &space) != 0) return true;
   const std::uintmax_t free = std::uintmax_t{space.f_bavail} * space.f_frsize;
   const std::uintmax_t largest = std::max<std::uintmax_t>(largestCopy, size);
-  const bool fits =
-      free >= kKeptFreeBytes && free - kKeptFreeBytes >= size && free - kKeptFreeBytes - size >= largest;
+  const bool fits = free >= kKeptFreeBytes && free - kKeptFreeBytes >= size && free - kKeptFreeBytes - size >= largest;
   if (fits) largestCopy = largest;
   return fits;
 }
@@ -60,7 +46,7 @@ std::error_code copyInto(const Descriptor& source, const struct stat& info, int 
   if (!hasRoom(folder, static_cast<std::uintmax_t>(info.st_size))) {
     return std::make_error_code(std::errc::no_space_on_device);
   }
-  return utilities::copyOpened(source, info, folder, name, overwrite);
+  return copyOpened(source, info, folder, name, overwrite);
 }
 
 /// Tells whether another user may have made this link to a file of somebody else, to get a copy of it.
@@ -73,13 +59,12 @@ bool mayBeBorrowed(const struct stat& file, const struct stat& folder) {
 /// Copies the files of a folder, or the tree below it.
 class TreeCopy {
  public:
-  TreeCopy(const char* function, const fs::path& source, const fs::path& target, const FileFilter& filter,
-           Overwrite overwrite, Depth depth)
+  TreeCopy(const char* function, const fs::path& source, const fs::path& target, const FileFilter& filter, Depth depth)
       : source_(source.string()),
         target_(target.string()),
         filter_(filter),
-        overwrite_(overwrite),
         depth_(depth),
+        overwrite_(depth == Depth::kTree ? Overwrite::kNo : Overwrite::kYes),
         losses_(function, source_) {}
 
   std::error_code run(Folder source, Folder target) {
@@ -89,13 +74,12 @@ class TreeCopy {
       losses_.tell(kWarn, ec, kUnreadable, path);
     });
     for (auto event = walk_->next(); event != TreeWalk::Event::kEnd; event = walk_->next()) {
-      utilities::beat();
+      beat();
       try {
         if (event == TreeWalk::Event::kEntry) handle();
         if (event == TreeWalk::Event::kLeft) leave();
       } catch (const std::bad_alloc&) {
-        losses_.tell(kWarn, std::make_error_code(std::errc::not_enough_memory), kCopyFailed, walk_->path(),
-                     target_);
+        losses_.tell(kWarn, std::make_error_code(std::errc::not_enough_memory), kCopyFailed, walk_->path(), target_);
       }
     }
     return incomplete_;
@@ -108,9 +92,7 @@ class TreeCopy {
     return target_ + walk_->path().substr(source_.size(), end);
   }
 
-  void tellLost(const std::error_code& ec) {
-    losses_.tell(kWarn, ec, kCopyFailed, walk_->path(), targetPath(false));
-  }
+  void tellLost(const std::error_code& ec) { losses_.tell(kWarn, ec, kCopyFailed, walk_->path(), targetPath(false)); }
 
   void handle() {
     const EntryKind kind = walk_->kind();
@@ -119,8 +101,8 @@ class TreeCopy {
       std::error_code ec;
       Folder source = walk_->open(ec);
       if (!ec) return enter(std::move(source));
-      if (kind == EntryKind::kDirectory || !utilities::isNoFolder(ec)) {
-        const bool hasGone = utilities::isNoFolder(ec) || ec == std::errc::no_such_file_or_directory;
+      if (kind == EntryKind::kDirectory || !isNoFolder(ec)) {
+        const bool hasGone = isNoFolder(ec) || ec == std::errc::no_such_file_or_directory;
         losses_.tell(kWarn, ec, hasGone ? kMissingSource : kUnreadable, walk_->path());
         return;
       }
@@ -134,8 +116,8 @@ class TreeCopy {
     if (kind == EntryKind::kOther) return {};
     std::error_code ec;
     struct stat info {};
-    const Descriptor file = utilities::openRegular(walk_->folder(), walk_->name(), Links::kJudged, info, ec);
-    const bool leadsNowhere = kind == EntryKind::kLink && utilities::isNoFolder(ec);
+    const Descriptor file = openRegular(walk_->folder(), walk_->name(), Links::kJudged, info, ec);
+    const bool leadsNowhere = kind == EntryKind::kLink && isNoFolder(ec);
     if (ec) return isUsualLoss(ec) || leadsNowhere ? std::error_code() : ec;
     if (kind != EntryKind::kLink && mayBeBorrowed(info, walk_->folders().info())) {
       return std::make_error_code(std::errc::operation_not_permitted);
@@ -144,26 +126,23 @@ class TreeCopy {
     ec = copyInto(file, info, targets_->last(), walk_->name(), overwrite_);
     if (overwrite_ == Overwrite::kYes || ec != std::errc::file_exists) return ec;
     // An earlier copy stays; what somebody else has put there does not take this one's place.
-    return isOwnCopy() ? std::error_code()
-                       : copyInto(file, info, targets_->last(), walk_->name(), Overwrite::kYes);
+    return isOwnCopy() ? std::error_code() : copyInto(file, info, targets_->last(), walk_->name(), Overwrite::kYes);
   }
 
   [[nodiscard]] bool isOwnCopy() const {
     struct stat there {};
-    return !utilities::lookUp(targets_->last(), walk_->name(), there) && S_ISREG(there.st_mode) &&
-           there.st_nlink == 1 && there.st_uid == targets_->info().st_uid;
+    return !lookUp(targets_->last(), walk_->name(), there) && S_ISREG(there.st_mode) && there.st_nlink == 1 &&
+           there.st_uid == targets_->info().st_uid;
   }
 
   /// Tells whether the copy's path would be longer than the system accepts.
-  [[nodiscard]] bool isTooLong() const {
-    return target_.size() + walk_->path().size() - source_.size() >= PATH_MAX;
-  }
+  [[nodiscard]] bool isTooLong() const { return target_.size() + walk_->path().size() - source_.size() >= PATH_MAX; }
 
   void enter(Folder source) {
     if (source.is(targets_->top())) return;
     if (isTooLong()) return tellLost(std::make_error_code(std::errc::filename_too_long));
     std::error_code ec;
-    Folder target(utilities::makeFolder(targets_->last(), walk_->name(), ec));
+    Folder target(makeFolder(targets_->last(), walk_->name(), ec));
     if (ec) {
       losses_.tell(kErr, ec, kNotMade, targetPath(true));
       return;
@@ -182,8 +161,8 @@ class TreeCopy {
   const std::string source_;
   const std::string target_;
   const FileFilter& filter_;
-  const Overwrite overwrite_;
   const Depth depth_;
+  const Overwrite overwrite_;
   Losses losses_;
   std::error_code incomplete_;  // why the source's own listing ended early
   std::optional<FolderChain> targets_;
@@ -191,23 +170,22 @@ class TreeCopy {
 };
 
 /// Opens the source and makes the destination for copyDir and copyFile2Dir; logs failures under `function`.
-std::error_code prepareCopy(const char* function, LogLevel missingSourceLevel, const fs::path& src,
-                            const fs::path& dst, Folder& source, Folder& target) {
+std::error_code prepareCopy(const char* function, LogLevel missingSourceLevel, const fs::path& src, const fs::path& dst,
+                            Folder& source, Folder& target) {
   std::error_code ec;
   // A link to a directory does not count as one, not even as the source itself: it may lead to "/".
-  const Place place = utilities::locate(src.string(), Links::kJudged, ec);
-  if (!ec) source = Folder(utilities::openFolder(place.folder.get(), place.name, ec));
+  const Place place = locate(src.string(), Links::kJudged, ec);
+  if (!ec) source = Folder(openFolder(place.folder.get(), place.name, ec));
   if (ec) {
-    const bool isThere =
-        place.folder && ec != std::errc::no_such_file_or_directory && !utilities::isNoFolder(ec);
-    LOG_CALL_AS(function, missingSourceLevel, isThere ? kUnreadable : kMissingSource, src.string(),
-                ec.value(), ec.message());
+    const bool isThere = place.folder && ec != std::errc::no_such_file_or_directory && !isNoFolder(ec);
+    LOG_CALL_AS(function, missingSourceLevel, isThere ? kUnreadable : kMissingSource, src.string(), ec.value(),
+                ec.message());
     return ec;
   }
-  target = Folder(utilities::makeFolder(dst.string(), Links::kOwn, ec));
+  target = Folder(makeFolder(dst.string(), Links::kOwn, ec));
   if (ec) {
     struct stat info {};
-    const bool stands = !utilities::lookUp(dst.string(), Links::kOwn, info);
+    const bool stands = !lookUp(dst.string(), Links::kOwn, info);
     LOG_CALL_AS(function, kErr, stands ? kNotRemoved : kNotMade, dst.string(), ec.value(), ec.message());
   }
   return ec;
@@ -224,25 +202,22 @@ std::error_code copyDir(const fs::path& src, const fs::path& dst, const FileFilt
   Folder source, target;
   const std::error_code ec = prepareCopy(__func__, kWarn, src, dst, source, target);
   if (ec) return ec;
-  return TreeCopy(__func__, src, dst, filter, Overwrite::kNo, Depth::kTree)
-      .run(std::move(source), std::move(target));
+  return TreeCopy(__func__, src, dst, filter, Depth::kTree).run(std::move(source), std::move(target));
 }
 
-bool copyFile2Dir(const std::string& sourceDir, const std::string& destDir, const FileFilter& filter,
-                  bool /*flag*/) {
+bool copyFile2Dir(const std::string& sourceDir, const std::string& destDir, const FileFilter& filter, bool /*flag*/) {
   Folder source, target;
   if (prepareCopy(__func__, kErr, sourceDir, destDir, source, target)) return false;
-  TreeCopy(__func__, sourceDir, destDir, filter, Overwrite::kYes, Depth::kFolder)
-      .run(std::move(source), std::move(target));
+  TreeCopy(__func__, sourceDir, destDir, filter, Depth::kFolder).run(std::move(source), std::move(target));
   return true;
 }
 
 std::error_code copyOneFile(const fs::path& source, const fs::path& target) {
   std::error_code ec;
   struct stat info {};
-  const Descriptor file = utilities::openRegular(source.string(), Links::kJudged, info, ec);
+  const Descriptor file = openRegular(source.string(), Links::kJudged, info, ec);
   if (ec) return ec;
-  const Place place = utilities::locate(target.string(), Links::kOwn, ec);
+  const Place place = locate(target.string(), Links::kOwn, ec);
   return ec ? ec : copyInto(file, info, place.folder.get(), place.name.c_str(), Overwrite::kYes);
 }
 

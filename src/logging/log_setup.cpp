@@ -2,7 +2,6 @@
 
 #include <system_error>
 
-#include <boost/filesystem/path.hpp>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -12,8 +11,6 @@
 #include "platform/command.h"
 #include "platform/users.h"
 
-namespace fs = boost::filesystem;
-
 namespace quelmar {
 namespace {
 
@@ -21,39 +18,37 @@ std::string getAppdataPath() {
   tell(STDOUT_FILENO, fmt::format("name:{} uid:{}\n", userName(geteuid()), geteuid()));
   const std::string folder = applicationDataFolder();
   std::error_code ec;
-  utilities::makeFolder(folder, utilities::Links::kOwn, ec);
+  makeFolder(folder, Links::kOwn, ec);
   if (ec) {
     tell(STDERR_FILENO,
-         printable(fmt::format("getAppdataPath fail {}error:{}msg:{}", folder, ec.value(), ec.message())) +
-             "\n");
+         printable(fmt::format("getAppdataPath fail {}error:{}msg:{}", folder, ec.value(), ec.message())) + "\n");
     LOG_CALL(kErr, "{}; Reason: error: {}, msg: {}", "get app logZipRootDir fail", ec.value(), ec.message());
   }
   return folder;
 }
 
-/// Makes the log's folder, open to all users, and holds it for the run: in it others can exchange what they
-/// like, but not what this run has open.
+/// Makes the log's folder, open to all users, and holds it for the run: in it others can exchange what they like, but
+/// not what this run has open.
 void makeLogFolder(const std::string& path) {
   bool made = false;
   std::error_code ec;
-  utilities::Descriptor folder = utilities::makeFolder(path, utilities::Links::kOwn, ec, &made);
+  Descriptor folder = makeFolder(path, Links::kOwn, ec, &made);
   if (made) fchmod(folder.get(), 0777);
-  if (!ec) utilities::hold(path, std::move(folder));
+  if (!ec) hold(path, std::move(folder));
 }
 
 /// Opens the log to all users. Not by a path that others can exchange: a link there would open another file.
 void changeAllUsersRW(const std::string& path) {
   bool succeeded = false;
-  utilities::whileFixed(path, [&] {
-    succeeded = platform::runCommand(kLimits.openOwnLog, "chmod -R 666 \"" + path + "\"").succeeded;
-  });
+  whileFixed(path,
+             [&] { succeeded = platform::runCommand(kLimits.openOwnLog, "chmod -R 666 \"" + path + "\"").succeeded; });
   if (!succeeded) tell(STDOUT_FILENO, "changeAllUsersRW:" + path + " fail\n");
 }
 
 void createLogFile(const std::string& path) {
   bool made = false;
   std::error_code ec;
-  const utilities::Place place = utilities::locate(path, utilities::Links::kOwn, ec);
+  const Place place = locate(path, Links::kOwn, ec);
   if (!ec) openLog(place.folder.get(), place.name, ec, &made);
   if (made && geteuid() == 0) changeAllUsersRW(path);
 }

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <chrono>
 #include <climits>
-#include <cstdint>
 #include <iterator>
 #include <mutex>
 #include <utility>
@@ -16,10 +15,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "base/directories.h"
 #include "base/files.h"
-
-namespace fs = boost::filesystem;
 
 namespace quelmar {
 namespace {
@@ -45,13 +41,12 @@ class FileSink : public spdlog::sinks::base_sink<std::mutex> {
  public:
   /// @param path  where `file` was opened
   /// @param cap   the size at which the file is put away, and a new one begun
-  FileSink(std::string path, utilities::Descriptor file, std::int64_t cap)
+  FileSink(std::string path, Descriptor file, std::int64_t cap)
       : path_(std::move(path)), file_(std::move(file)), cap_(cap) {}
 
   [[nodiscard]] int descriptor() const { return file_.get(); }
 
-  /// Puts the file away when `bytes` more would exceed the cap. When that fails, the file has no cap any
-  /// more.
+  /// Puts the file away when `bytes` more would exceed the cap. When that fails, the file has no cap any more.
   std::error_code makeRoom(std::int64_t bytes) {
     if (sizeOf(file_.get()) <= cap_ - bytes) return {};
     const std::error_code ec = rotate();
@@ -64,15 +59,14 @@ class FileSink : public spdlog::sinks::base_sink<std::mutex> {
     spdlog::memory_buf_t text;
     formatter_->format(record, text);
     makeRoom(static_cast<std::int64_t>(text.size()));
-    if (!utilities::writeAll(file_.get(), text.data(), text.size()))
-      throw spdlog::spdlog_ex("log file cannot be written", errno);
+    if (!writeAll(file_.get(), text.data(), text.size())) throw spdlog::spdlog_ex("log file cannot be written", errno);
   }
 
   void flush_() override {}
 
   std::error_code rotate() {
     std::error_code ec;
-    const utilities::Place place = utilities::locate(path_, utilities::Links::kOwn, ec);
+    const Place place = locate(path_, Links::kOwn, ec);
     if (ec) return ec;
     const fs::path name(place.name);
     const std::string kept = name.stem().string() + ".1" + name.extension().string();
@@ -80,26 +74,23 @@ class FileSink : public spdlog::sinks::base_sink<std::mutex> {
     struct stat named {
     }, open{};
     // Another run may have put the file away already.
-    const bool isThere = fstatat(folder, name.c_str(), &named, AT_SYMLINK_NOFOLLOW) == 0 &&
-                         fstat(file_.get(), &open) == 0 && named.st_dev == open.st_dev &&
-                         named.st_ino == open.st_ino;
-    if (isThere && renameat(folder, name.c_str(), folder, kept.c_str()) != 0) return utilities::lastError();
-    const utilities::Descriptor fresh = openLog(folder, place.name, ec);
+    const bool isThere = !lookUp(folder, name.c_str(), named) && fstat(file_.get(), &open) == 0 && isSame(named, open);
+    if (isThere && renameat(folder, name.c_str(), folder, kept.c_str()) != 0) return lastError();
+    const Descriptor fresh = openLog(folder, place.name, ec);
     // The descriptor's number stays, since others know it.
-    if (!ec && dup2(fresh.get(), file_.get()) < 0) ec = utilities::lastError();
+    if (!ec && dup2(fresh.get(), file_.get()) < 0) ec = lastError();
     fcntl(file_.get(), F_SETFD, FD_CLOEXEC);
     return ec;
   }
 
   const std::string path_;
-  const utilities::Descriptor file_;
+  const Descriptor file_;
   std::int64_t cap_;
 };
 
 /// Tells, until `deadline` at most, whether a write of PIPE_BUF bytes would not block.
 bool canTake(int descriptor, std::chrono::steady_clock::time_point deadline) {
-  const auto left =
-      std::chrono::duration_cast<std::chrono::microseconds>(deadline - std::chrono::steady_clock::now());
+  const auto left = std::chrono::duration_cast<std::chrono::microseconds>(deadline - std::chrono::steady_clock::now());
   timeval limit{0, static_cast<suseconds_t>(std::clamp<std::int64_t>(left.count(), 0, 999'999))};
   fd_set descriptors;
   FD_ZERO(&descriptors);
@@ -110,11 +101,11 @@ bool canTake(int descriptor, std::chrono::steady_clock::time_point deadline) {
 
 }  // namespace
 
-utilities::Descriptor openLog(int folder, const std::string& name, std::error_code& ec, bool* made) {
+Descriptor openLog(int folder, const std::string& name, std::error_code& ec, bool* made) {
   constexpr int kFlags = O_RDWR | O_APPEND | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
   for (int tries = 0; tries < 2; ++tries) {
-    utilities::Descriptor file(openat(folder, name.c_str(), kFlags | O_CREAT | O_EXCL, 0666));
-    ec = file ? std::error_code() : utilities::lastError();
+    Descriptor file(openat(folder, name.c_str(), kFlags | O_CREAT | O_EXCL, 0666));
+    ec = file ? std::error_code() : lastError();
     if (file) {
       if (geteuid() == 0) fchmod(file.get(), 0666);  // whatever the umask is: other users log here too
       if (made != nullptr) *made = true;
@@ -122,16 +113,16 @@ utilities::Descriptor openLog(int folder, const std::string& name, std::error_co
     }
     struct stat info {};
     if (ec != std::errc::file_exists) return file;
-    if (fstatat(folder, name.c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0) break;
+    if (lookUp(folder, name.c_str(), info)) break;
     if (isLog(info)) {  // else not opened: that has an effect on a pipe or a device
-      file = utilities::Descriptor(openat(folder, name.c_str(), kFlags));
-      ec = file ? std::error_code() : utilities::lastError();
+      file = Descriptor(openat(folder, name.c_str(), kFlags));
+      ec = file ? std::error_code() : lastError();
       if (!file || (fstat(file.get(), &info) == 0 && isLog(info))) return file;
     }
     if (unlinkat(folder, name.c_str(), 0) != 0) break;
   }
-  ec = utilities::lastError();
-  return utilities::Descriptor();
+  ec = lastError();
+  return Descriptor();
 }
 
 void tell(int descriptor, std::string_view text) {
@@ -140,8 +131,7 @@ void tell(int descriptor, std::string_view text) {
   const auto deadline = isStuck[descriptor] ? now : now + kOutputLimit;
   while (!text.empty()) {
     const bool isReady = canTake(descriptor, deadline);
-    const ssize_t put =
-        isReady ? write(descriptor, text.data(), std::min<std::size_t>(text.size(), PIPE_BUF)) : -1;
+    const ssize_t put = isReady ? write(descriptor, text.data(), std::min<std::size_t>(text.size(), PIPE_BUF)) : -1;
     if (put <= 0) {
       isStuck[descriptor] = true;
       return;
@@ -170,11 +160,10 @@ void reportLoggerFailure(const char* function, int line) noexcept {
     try {
       throw;
     } catch (const spdlog::spdlog_ex& failure) {
-      tell(STDERR_FILENO, fmt::format("sdplog exception[{}:{}:{}]: {}\n", kFileTag, function, line,
-                                      printable(failure.what())));
-    } catch (const std::exception& failure) {
       tell(STDERR_FILENO,
-           fmt::format("[{}:{}:{}]: {}\n", kFileTag, function, line, printable(failure.what())));
+           fmt::format("sdplog exception[{}:{}:{}]: {}\n", kFileTag, function, line, printable(failure.what())));
+    } catch (const std::exception& failure) {
+      tell(STDERR_FILENO, fmt::format("[{}:{}:{}]: {}\n", kFileTag, function, line, printable(failure.what())));
     } catch (...) {
       tell(STDERR_FILENO, "Unknown excepiton When logger\n");
     }
@@ -190,9 +179,9 @@ Logger& Logger::GetInstance() {
 void Logger::setOptions(LoggerOptions& options) {
   options_ = options;
   std::error_code ec;
-  utilities::makeFolder(fs::path(options_.logFile).parent_path().string(), utilities::Links::kOwn, ec);
-  const utilities::Place place = utilities::locate(options_.logFile, utilities::Links::kOwn, ec);
-  utilities::Descriptor file;
+  makeFolder(fs::path(options_.logFile).parent_path().string(), Links::kOwn, ec);
+  const Place place = locate(options_.logFile, Links::kOwn, ec);
+  Descriptor file;
   if (!ec) file = openLog(place.folder.get(), place.name, ec);
   if (ec) {
     LOG_CALL(kErr, "log file {} cannot be opened: {}", options_.logFile, ec.message());

@@ -1,11 +1,14 @@
 #pragma once
 
+#include <array>
 #include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <system_error>
+#include <utility>
 #include <vector>
 
 #include <fmt/format.h>
@@ -21,17 +24,9 @@ namespace quelmar {
 /// The file name in every log record of this tool.
 inline constexpr const char* kFileTag = "LogCollectionTool";
 
-/// Levels of a log call: spdlog's numbering, and one value above it.
-enum LogLevel : int {
-  kTrace = 0,
-  kDebug = 1,
-  kInfo = 2,
-  kWarn = 3,
-  kErr = 4,
-  kCritical = 5,
-  kOff = 6,
-  kDump = 7,  ///< reaches the file as info whatever the minimum level, and is never cut
-};
+/// Levels of a log call: spdlog's numbering, and one value above it. kDump reaches the file as info whatever the
+/// minimum level, and is never cut.
+enum LogLevel : int { kTrace, kDebug, kInfo, kWarn, kErr, kCritical, kOff, kDump };
 
 /// The logger's configuration.
 struct LoggerOptions {
@@ -39,55 +34,50 @@ struct LoggerOptions {
   std::int32_t level = kInfo;              ///< minimum level
   std::int64_t maxFileBytes = 20'971'520;  ///< a line that would exceed it begins a new file
   std::int32_t firstCount = 1;             ///< files kept beside the current one: always one
-  std::int32_t secondCount = 256;     ///< carried for other readers of this record; one file needs no more
-  std::string debugSwitch = "debug";  ///< when a file of this name exists at set-up, the level becomes debug
+  std::int32_t secondCount = 256;          ///< carried for other readers of this record; one file needs no more
+  std::string debugSwitch = "debug";       ///< when a file of this name exists at set-up, the level becomes debug
 };
 
-/// Opens the log `name` in an open folder for reading and appending. A missing one is made, with mode 0666
-/// when root makes it. Something else than a regular file with a single link is removed before, but for a
-/// folder.
+/// Opens the log `name` in an open folder for reading and appending. A missing one is made, with mode 0666 when root
+/// makes it. Something else than a regular file with a single link is removed before, but for a folder.
 /// @param ec    cleared, then set when it cannot be opened
 /// @param made  when not null: set to true when this call has made the file
-utilities::Descriptor openLog(int folder, const std::string& name, std::error_code& ec, bool* made = nullptr);
+Descriptor openLog(int folder, const std::string& name, std::error_code& ec, bool* made = nullptr);
 
-/// Writes to standard output or standard error as much as it can take within a second: nobody may be reading
-/// there. Once it could not, only what it can take at once. Thread-safe.
+/// Writes to standard output or standard error as much as it can take within a second: nobody may be reading there.
+/// Once it could not, only what it can take at once. Thread-safe.
 void tell(int descriptor, std::string_view text);
 
 /// The text with its control bytes, which names of files may hold, shown as "\xNN".
 std::string printable(std::string_view text);
 
-/// The process-wide logger behind all log calls. Never destroyed, since detached threads may log while the
-/// process ends. Thread-safe, except for setOptions, which is to be called once, before other threads start.
+/// The process-wide logger behind all log calls. Never destroyed, since detached threads may log while the process
+/// ends. Thread-safe, except for setOptions, which is to be called once, before other threads start.
 class Logger {
  public:
-  /// The single logger.
   static Logger& GetInstance();
-  /// The same, never null.
   static Logger* GetInstancePtr() { return &GetInstance(); }
 
   using Context = std::function<std::string()>;
 
-  /// Opens the log file (see openLog), to which log calls are written from then on; its folder is made when
-  /// it is missing. A file that is nearly full is put away first; when that fails (logged), it is added to,
-  /// without a cap. Throws std::system_error when the file cannot be opened (logged); options() are the new
-  /// ones then too, but log calls go where they went before.
+  /// Opens the log file (see openLog), to which log calls are written from then on; its folder is made when it is
+  /// missing. A file that is nearly full is put away first; when that fails (logged), it is added to, without a cap.
+  /// Throws std::system_error when the file cannot be opened (logged); options() are the new ones then too, but log
+  /// calls go where they went before.
   void setOptions(LoggerOptions& options);
 
   /// The options of the last setOptions call; the defaults before the first one.
   [[nodiscard]] const LoggerOptions& options() const { return options_; }
 
-  /// The open log, also after it was put away and begun anew; -1 when there is none. Log calls move its
-  /// offset: read it with pread.
+  /// The open log, whatever was put away; -1 when there is none. Log calls move its offset: read it with pread.
   [[nodiscard]] int descriptor() const { return descriptor_; }
 
-  /// Logs one line: the source location, then `format` ("{}" syntax, checked at run time) filled with `args`;
-  /// control bytes are shown as "\xNN", but for kDump, whose line feeds stay.
-  /// Before setOptions has succeeded the message goes to standard error. Throws fmt::format_error when format
-  /// and arguments do not match, and whatever the sink throws: call it through LOG_CALL, which catches.
+  /// Logs one line: the source location, then `format` ("{}" syntax, checked at run time) filled with `args`; control
+  /// bytes are shown as "\xNN", but for kDump, whose line feeds stay. Before setOptions has succeeded the message goes
+  /// to standard error. Throws fmt::format_error when format and arguments do not match, and whatever the sink throws:
+  /// call it through LOG_CALL, which catches.
   template <typename... Args>
-  void log(int level, const char* file, const char* function, int line, fmt::string_view format,
-           const Args&... args) {
+  void log(int level, const char* file, const char* function, int line, fmt::string_view format, const Args&... args) {
     logWithCtx(level, file, function, line, Context(), format, args...);
   }
 
@@ -124,8 +114,7 @@ void reportLoggerFailure(const char* function, int line) noexcept;
 
 /// Logger::log that reports every exception on standard error, so that logging cannot end a run.
 template <typename... Args>
-void guardedLog(int level, const char* function, int line, fmt::string_view format,
-                const Args&... args) noexcept {
+void guardedLog(int level, const char* function, int line, fmt::string_view format, const Args&... args) noexcept {
   try {
     Logger::GetInstancePtr()->log(level, kFileTag, function, line, format, args...);
   } catch (...) {
@@ -135,9 +124,53 @@ void guardedLog(int level, const char* function, int line, fmt::string_view form
 
 }  // namespace quelmar
 
-/// LOG_CALL(level, format, args...): one log record with the calling function's plain name ("operator()"
-/// inside a lambda) and the line of the call. Never throws, see guardedLog.
+/// LOG_CALL(level, format, args...): one log record with the calling function's plain name ("operator()" inside a
+/// lambda) and the line of the call. Never throws, see guardedLog.
 #define LOG_CALL(level, ...) LOG_CALL_AS(__func__, level, __VA_ARGS__)
 
 /// As LOG_CALL, with another function's name in the record.
 #define LOG_CALL_AS(function, level, ...) ::quelmar::guardedLog(level, function, __LINE__, __VA_ARGS__)
+
+namespace quelmar {
+
+/// Logs what could not be collected of one source, without flooding the log: for each error number the first loss with
+/// its path, and the number of the others when the object is destroyed. Not thread-safe; only the constructor throws.
+class Losses {
+ public:
+  /// @param function  the function name in the records; must outlive the object
+  /// @param source    the source's name in the records that count the further losses
+  Losses(const char* function, std::string source) : function_(function), source_(std::move(source)) {}
+  Losses(const Losses&) = delete;
+  ~Losses() {
+    for (std::size_t number = 0; number < counts_.size(); ++number) {
+      if (counts_[number] > 1) {
+        log(kWarn, std::error_code(static_cast<int>(number), std::generic_category()),
+            "{} more of {} lost; Reason: code:{} msg:{}", counts_[number] - 1, source_);
+      }
+    }
+  }
+
+  /// Logs a loss, or only counts it when one with the same error number was logged before.
+  /// @param format  has placeholders for `args`, then for the number and the text of `ec`
+  template <typename... Args>
+  void tell(LogLevel level, const std::error_code& ec, fmt::string_view format, const Args&... args) noexcept {
+    const auto number = static_cast<std::size_t>(ec.value());
+    if (counts_[number < counts_.size() ? number : 0]++ == 0) log(level, ec, format, args...);
+  }
+
+ private:
+  template <typename... Args>
+  void log(LogLevel level, const std::error_code& ec, fmt::string_view format, const Args&... args) noexcept {
+    try {
+      LOG_CALL_AS(function_, level, format, args..., ec.value(), ec.message());
+    } catch (...) {  // no memory for the text
+      reportLoggerFailure(function_, __LINE__);
+    }
+  }
+
+  const char* function_;
+  const std::string source_;
+  std::array<std::uint64_t, 256> counts_{};  // by error number: all systems' are below
+};
+
+}  // namespace quelmar

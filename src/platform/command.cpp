@@ -20,16 +20,14 @@ extern "C" char** environ;
 namespace quelmar::platform {
 namespace {
 
-using std::chrono_literals::operator""ms;
-
-constexpr auto kPause = 10ms;
+constexpr std::chrono::milliseconds kPause{10};
 constexpr int kMaxPauses = 100;
 
 /// The commands of this process. Never destroyed, since detached threads start commands while it ends.
 struct Commands {
-  /// Held for moments only: neither while a command is started, which an endpoint agent can delay, nor while
-  /// one is waited for. A shell is reaped and removed from the set under it, so no number in the set can
-  /// belong to another process.
+  /// Held for moments only: neither while a command is started, which an endpoint agent can delay, nor while one is
+  /// waited for. A shell is reaped and removed from the set under it, so no number in the set can belong to another
+  /// process.
   std::mutex mutex;
   std::set<pid_t> shells;  ///< that run, each the leader of a session
   int starting = 0;
@@ -41,8 +39,8 @@ Commands& commands() {
   return *kCommands;
 }
 
-/// Locks the mutex. After endCommands it blocks for ever, so that callers neither write nor log anything
-/// about a command that was killed because the process ends.
+/// Locks the mutex. After endCommands it blocks for ever, so that callers neither write nor log anything about a
+/// command that was killed because the process ends.
 std::unique_lock<std::mutex> lockUntilEnd() {
   std::unique_lock<std::mutex> lock(commands().mutex);
   if (commands().haveEnded) lock.unlock();
@@ -50,11 +48,11 @@ std::unique_lock<std::mutex> lockUntilEnd() {
   return lock;
 }
 
-/// Kills these shells, all processes in their sessions, and all descendants: the table of processes is needed
-/// for those that have made a group or a session of their own. All are stopped first: a stopped process can
-/// neither start others nor exit, so none is missed.
-/// @param withChildren  kill also children of this process that lead a session: a shell whose start is not
-///                      done is one. (Whoever started this process may have left it other children.)
+/// Kills these shells, all processes in their sessions, and all descendants: the table of processes is needed for those
+/// that have made a group or a session of their own. All are stopped first: a stopped process can neither start others
+/// nor exit, so none is missed.
+/// @param withChildren  kill also children of this process that lead a session: a shell whose start is not done is one.
+///                      (Whoever started this process may have left it other children.)
 void endSessions(const std::set<pid_t>& shells, bool withChildren) {
   std::set<pid_t> found;
   try {
@@ -78,8 +76,8 @@ void endSessions(const std::set<pid_t>& shells, bool withChildren) {
 int spawnShell(char* line, int output, int file, pid_t& pid) {
   posix_spawn_file_actions_t actions{};
   posix_spawnattr_t attributes{};
-  // A session of its own, not only a group: a background group of the terminal's session may be stopped when
-  // it writes to the terminal.
+  // A session of its own, not only a group: a background group of the terminal's session may be stopped when it writes
+  // to the terminal.
   short flags = POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF;
   sigset_t none, all;
   sigemptyset(&none);
@@ -112,8 +110,8 @@ int Command::start(const CommandLine& line) try {
   int ends[2];
   if (pipe(ends) != 0) return errno;
   for (const int end : ends) fcntl(end, F_SETFD, FD_CLOEXEC);
-  utilities::Descriptor output(ends[0]);
-  const utilities::Descriptor input(ends[1]);
+  Descriptor output(ends[0]);
+  const Descriptor input(ends[1]);
   output_.reset(fdopen(output.get(), "r"));
   if (!output_) return errno;
   output.release();
@@ -144,8 +142,8 @@ int Command::wait(bool keepBackground) {
   output_.reset();
   siginfo_t info{};
   // On macOS this returns for a shell that is stopped, too.
-  while (waitid(P_PID, static_cast<id_t>(pid_), &info, WEXITED | WNOWAIT) == 0 &&
-         info.si_code != CLD_EXITED && info.si_code != CLD_KILLED && info.si_code != CLD_DUMPED) {
+  while (waitid(P_PID, static_cast<id_t>(pid_), &info, WEXITED | WNOWAIT) == 0 && info.si_code != CLD_EXITED &&
+         info.si_code != CLD_KILLED && info.si_code != CLD_DUMPED) {
     std::this_thread::sleep_for(kPause);
   }
   const auto lock = lockUntilEnd();
@@ -164,7 +162,7 @@ void Command::end() {
 
 Outcome runCommand(std::chrono::seconds limit, const std::string& line) {
   const auto run = std::make_shared<std::pair<Command, Outcome>>();
-  const bool ended = utilities::runWithin(limit, [run, line] {
+  const bool ended = runWithin(limit, [run, line] {
     auto& [command, outcome] = *run;
     outcome.startError = command.start({line});
     if (outcome.startError != 0) return;

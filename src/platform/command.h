@@ -18,9 +18,8 @@ struct CommandLine {
   std::uintmax_t maxFileBytes = UINTMAX_MAX;  ///< the size that no file which it writes can exceed
 };
 
-/// A command line run by /bin/sh in a session of its own. Standard input is /dev/null, standard output a pipe
-/// to this process, standard error is inherited; no descriptor above 3 is. All signals have their default
-/// action.
+/// A command line run by /bin/sh in a session of its own. Standard input is /dev/null, standard output a pipe to this
+/// process, standard error is inherited; no descriptor above 3 is. All signals have their default action.
 class Command {
  public:
   /// Starts the command line.
@@ -32,8 +31,8 @@ class Command {
   /// @return the number of bytes read; less than `size` only at the end of the output or after an error
   std::size_t read(char* buffer, std::size_t size) { return std::fread(buffer, 1, size, output_.get()); }
 
-  /// Closes the output, waits until the shell has exited, and kills the background processes that it has left
-  /// in its process group, unless `keepBackground` is true.
+  /// Closes the output, waits until the shell has exited, and kills the background processes that it has left in its
+  /// process group, unless `keepBackground` is true.
   /// @return the shell's exit status; 128 and the number of the signal when one has ended it
   int wait(bool keepBackground = false);
 
@@ -54,13 +53,13 @@ struct Outcome {
   bool succeeded = false;  ///< ... and its exit status was 0
 };
 
-/// Runs a command line, drops what it prints, and kills it and its descendants when `limit` has passed.
-/// Background processes of a command that has ended in time keep running.
+/// Runs a command line, drops what it prints, and kills it and its descendants when `limit` has passed. Background
+/// processes of a command that has ended in time keep running.
 Outcome runCommand(std::chrono::seconds limit, const std::string& line);
 
-/// Kills all running commands and their descendants, also those whose start is not done: for these it waits a
-/// second at most. To be called when the process is about to exit: after it, Command::start and Command::wait
-/// block for ever, so no thread can start a command or act on a killed one.
+/// Kills all running commands and their descendants, also those whose start is not done: for these it waits a second at
+/// most. To be called when the process is about to exit: after it, Command::start and Command::wait block for ever, so
+/// no thread can start a command or act on a killed one.
 void endCommands();
 
 }  // namespace quelmar::platform

@@ -9,42 +9,37 @@
 
 namespace quelmar::platform {
 
-/// One section of the system information report.
+/// One section of the system information report: its banner's title, and its command lines in order. Each ends with the
+/// redirection operator; the quoted target is appended.
 struct ReportSection {
-  std::string title;  ///< banner title
-  /// Command lines, run in order. Each ends with the redirection operator; the quoted target is appended.
+  std::string title;
   std::vector<std::string> commands;
 };
 
-/// The parts of the command line that queries the system's unified log:
-/// beforeStart + start time stamp + beforeEnd + end time stamp + beforeTarget + target path (unquoted).
+/// The parts of the command line that queries the system's unified log: beforeStart + start time stamp + beforeEnd +
+/// end time stamp + beforeTarget + target path (unquoted).
 struct WideLogQuery {
-  std::string beforeStart;
-  std::string beforeEnd;
-  std::string beforeTarget;
+  std::string beforeStart, beforeEnd, beforeTarget;
 };
 
 /// The command lines that differ between systems.
 struct HostCommands {
-  /// The report's sections before the listing of the client's data folders, in report order.
-  std::vector<ReportSection> sections;
-  /// Commands of the last section, "Launch info", that precede its folder listings.
-  std::vector<std::string> launchCommands;
-  /// Folders that "Launch info" lists, in order.
-  std::vector<std::string> launchFolders;
+  std::vector<ReportSection> sections;  ///< before the listing of the client's data folders
+  /// Of the last section, "Launch info": commands, and then folders that are listed.
+  std::vector<std::string> launchCommands, launchFolders;
   WideLogQuery wideLog;
 };
 
-/// The table of this system. A test links the other system's. Created on first use and never destroyed, since
-/// a report thread may still read it while the process ends.
+/// The table of this system. A test links the other system's. Created on first use and never destroyed, since a report
+/// thread may still read it while the process ends.
 const HostCommands& hostCommands();
 
-/// The unit of "ulimit -f" in this host's sh, in bytes. Where its shells differ, the largest one: a limit may
-/// come out lower than asked for, never higher.
+/// The unit of "ulimit -f" in this host's sh, in bytes. Where its shells differ, the largest one: a limit may come out
+/// lower than asked for, never higher.
 extern const std::uintmax_t kShellBlockBytes;
 
-/// Adds to `actions` or `flags` what makes posix_spawn close all descriptors above `last` in the new process,
-/// whether they are close-on-exec or not.
+/// Adds to `actions` or `flags` what makes posix_spawn close all descriptors above `last` in the new process, whether
+/// they are close-on-exec or not.
 /// Requires: `actions` open all others but standard error.
 /// @return 0 or an error number
 int closeDescriptorsAbove(int last, posix_spawn_file_actions_t& actions, short& flags);

@@ -27,8 +27,7 @@ std::string userEntry(uid_t uid, char* passwd::*field) {
   std::vector<char> buffer(static_cast<std::size_t>(recommended > 0 ? recommended : kFallbackLookupBytes));
   passwd entry{};
   passwd* found = nullptr;
-  while (getpwuid_r(uid, &entry, buffer.data(), buffer.size(), &found) == ERANGE &&
-         buffer.size() < kMaxLookupBytes) {
+  while (getpwuid_r(uid, &entry, buffer.data(), buffer.size(), &found) == ERANGE && buffer.size() < kMaxLookupBytes) {
     buffer.resize(buffer.size() * 2);
   }
   return found != nullptr ? found->*field : "";
@@ -41,8 +40,7 @@ std::string usersFolder(const std::string& user) {
 }
 
 bool isPerson(const passwd& user) {
-  return user.pw_uid >= platform::kFirstPerson && user.pw_uid != kNobody &&
-         std::strcmp(user.pw_name, "nobody") != 0;
+  return user.pw_uid >= platform::kFirstPerson && user.pw_uid != kNobody && std::strcmp(user.pw_name, "nobody") != 0;
 }
 
 }  // namespace
@@ -52,7 +50,7 @@ const std::optional<std::string>& process::loginUser() {
   static const auto* const kUser = [] {
     // Shared with the thread, which may still write to it after the time-out.
     const auto answer = std::make_shared<std::optional<std::string>>();
-    const bool inTime = utilities::runWithin(kLimits.loginService, [answer] {
+    const bool inTime = runWithin(kLimits.loginService, [answer] {
       std::string user;
       if (getCurrentLoginUser(user)) *answer = user;
     });

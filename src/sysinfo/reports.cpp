@@ -5,8 +5,8 @@
 #include <atomic>
 #include <chrono>
 #include <csignal>
+#include <cstring>
 #include <exception>
-#include <new>
 #include <utility>
 
 #include <boost/filesystem/operations.hpp>
@@ -14,43 +14,68 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 
-#include "base/directories.h"
 #include "base/files.h"
 #include "logging/logger.h"
+#include "platform/command.h"
 #include "platform/host.h"
 #include "platform/users.h"
-#include "sysinfo/shell.h"
-
-namespace fs = boost::filesystem;
 
 namespace quelmar::logutils::macos {
 namespace details {
 namespace {
 
 constexpr std::uintmax_t kUnit = 1024;  // "ulimit -f" counts in blocks of this size, or of half of it
+constexpr std::size_t kReadBytes = 4096;
+constexpr std::size_t kMaxCapturedBytes = 1024 * 1024;
 constexpr int kFileSizeExceeded = 128 + SIGXFSZ;
 
 std::atomic<std::uintmax_t> maxReportBytes{1'073'741'824};  // 1 GiB
 
-/// Makes the file at `path`; what stands there is removed, unless it is a folder.
-utilities::Descriptor makeFile(const std::string& path, std::error_code& ec) {
-  const utilities::Place place = utilities::locate(path, utilities::Links::kOwn, ec);
-  if (ec) return utilities::Descriptor();
-  const int flags = O_WRONLY | O_APPEND | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
-  if (unlinkat(place.folder.get(), place.name.c_str(), 0) != 0) ec = utilities::lastError();
-  utilities::Descriptor file(openat(place.folder.get(), place.name.c_str(), flags, 0666));
-  if (file) {
-    ec.clear();
-  } else if (!ec || ec == std::errc::no_such_file_or_directory) {
-    ec = utilities::lastError();
+void logNotStarted(const std::string& cmd, int error) {
+  LOG_CALL_AS("cmdPopen", kErr, "popen(cmd) fail,cmd:{}; Reason: errorno:{},msg:{}", cmd, error, std::strerror(error));
+}
+
+/// See cmdPopen. @param cmd how `line` appears in the log
+/// @param status  receives what Command::wait returns
+bool capture(const std::string& cmd, const platform::CommandLine& line, std::string& output, int& status) {
+  output.clear();
+  // One byte more than is read at a time, so that the text always ends in a zero byte.
+  std::array<char, kReadBytes + 1> buffer{};
+  platform::Command command;
+  const int error = command.start(line);
+  if (error != 0) {
+    logNotStarted(cmd, error);
+    return false;
   }
-  return file;
+  // After a short read the buffer still has older bytes behind the new ones, which are appended again: kept on purpose,
+  // readers of the captured texts know it.
+  for (bool isFull = false; command.read(buffer.data(), kReadBytes) > 0;) {
+    isFull = isFull || output.size() >= kMaxCapturedBytes;
+    try {
+      if (!isFull) output += buffer.data();
+    } catch (const std::bad_alloc&) {
+      isFull = true;
+    }
+  }
+  status = command.wait();
+  return true;
 }
 
 }  // namespace
 
-void out2File(const utilities::Descriptor& report, const std::string& text) {
-  utilities::writeAll(report.get(), text.data(), text.size());
+bool cmdPopen(const std::string& cmd, std::string& output) {
+  int status = 0;
+  return capture(cmd, {cmd}, output, status);
+}
+
+bool cmdPopenWithin(std::chrono::seconds limit, const std::string& cmd) {
+  const platform::Outcome outcome = platform::runCommand(limit, cmd);
+  if (outcome.startError != 0) logNotStarted(cmd, outcome.startError);
+  return outcome.inTime;
+}
+
+void out2File(const Descriptor& report, const std::string& text) {
+  writeAll(report.get(), text.data(), text.size());
 }
 
 void limitReports(std::uintmax_t bytes) {
@@ -62,11 +87,11 @@ void limitReports(std::uintmax_t bytes) {
 Report::Report(const char* function, std::string path, std::string target)
     : function_(function), path_(std::move(path)), target_(std::move(target)) {
   std::error_code ec;
-  file_ = makeFile(path_, ec);
+  const Place place = locate(path_, Links::kOwn, ec);
+  if (!ec) file_ = makeFile(place.folder.get(), place.name.c_str(), O_WRONLY | O_APPEND, 0666, Overwrite::kYes, ec);
   hasEnded_ = ec && ec != std::errc::no_such_file_or_directory;
   if (hasEnded_) {
-    LOG_CALL_AS(function_, kWarn, "report {} left out.; Reason: code:{} msg:{}", path_, ec.value(),
-                ec.message());
+    LOG_CALL_AS(function_, kWarn, "report {} left out.; Reason: code:{} msg:{}", path_, ec.value(), ec.message());
   }
 }
 
@@ -85,7 +110,7 @@ bool Report::run(const std::string& command) {
   const std::string redirected = command.substr(0, command.rfind(">>")) + ">&3";
   std::string discarded;  // empty: the shell writes the output into the report
   int status = 0;
-  const bool started = cmdPopen(line, {redirected, file_.get(), maxReportBytes}, discarded, status);
+  const bool started = capture(line, {redirected, file_.get(), maxReportBytes}, discarded, status);
   endIfFull(1, status == kFileSizeExceeded, line);
   return started;
 }
@@ -96,8 +121,8 @@ void Report::endIfFull(std::uintmax_t more, bool cutOff, const std::string& text
   const auto size = static_cast<std::uintmax_t>(info.st_size);
   hasEnded_ = cutOff || size + more > maxReportBytes;
   if (hasEnded_) {
-    LOG_CALL_AS(function_, kWarn, "report {} ends at its limit of {} bytes; Reason: no room for all of: {}",
-                path_, cutOff ? size : maxReportBytes.load(), text);
+    LOG_CALL_AS(function_, kWarn, "report {} ends at its limit of {} bytes; Reason: no room for all of: {}", path_,
+                cutOff ? size : maxReportBytes.load(), text);
   }
 }
 
@@ -114,8 +139,8 @@ struct StateSection {
 };
 
 constexpr StateSection kSections[] = {
-    {"collectSystemStateForUem start collect uem process", "UEM processes",
-     "ps aux | grep QMUem | grep -v grep >> ", "collectSystemStateForUem collect uem process done, ret={}"},
+    {"collectSystemStateForUem start collect uem process", "UEM processes", "ps aux | grep QMUem | grep -v grep >> ",
+     "collectSystemStateForUem collect uem process done, ret={}"},
     {"collectSystemStateForUem start collect kernel state", "Kernel state", "sysctl -a >> ",
      "collectSystemStateForUem collect kernel state done, ret={}"},
     {"collectSystemStateForUem start collect SIP state", "SIP state", "csrutil status >> ",
@@ -123,8 +148,8 @@ constexpr StateSection kSections[] = {
     {"collectSystemStateForUem start collect KEXT state", "KEXT state", "kextstat >> ",
      "collectSystemStateForUem collect KEXT state done, ret={}"},
     {"collectSystemStateForUem start collect SEXT state", "SEXT state",
-     "plutil -p /Library/SystemExtensions/db.plist >> ",
-     "collectSystemStateForUem collect SEXT state done, ret={}", "/Library/SystemExtensions/db.plist"},
+     "plutil -p /Library/SystemExtensions/db.plist >> ", "collectSystemStateForUem collect SEXT state done, ret={}",
+     "/Library/SystemExtensions/db.plist"},
 };
 
 constexpr int kSpanMinutes = 10;
@@ -152,8 +177,7 @@ void collectSystemInfo(details::Report& report) {
   report.banner("file permission info");
   list("/Library/Application Support/oBrela");
   list("/Users/root/Library/Application Support/oBrela");
-  if (const auto& user = process::loginUser())
-    list("/Users/" + *user + "/Library/Application Support/oBrela");
+  if (const auto& user = process::loginUser()) list("/Users/" + *user + "/Library/Application Support/oBrela");
   report.banner("Launch info");
   for (const std::string& command : commands.launchCommands) report.run(command);
   for (const std::string& folder : commands.launchFolders) list(folder);
@@ -165,9 +189,9 @@ void collectSystemInfo(const std::shared_ptr<details::Report>& report, std::uint
     LOG_CALL_AS("collectSystemInfo", kErr, "collectSystemInfo failed; Reason: {}", reason);
   };
   try {
-    const utilities::DetachedCall call([report] { collectSystemInfo(*report); }, failed);
+    const DetachedCall call([report] { collectSystemInfo(*report); }, failed);
     LOG_CALL(kInfo, "{}", "wait for collectSystemInfo ...");
-    const std::uint64_t elapsed = utilities::steadySeconds() - startSeconds;
+    const std::uint64_t elapsed = steadySeconds() - startSeconds;
     const std::chrono::seconds remaining(std::max(limitSeconds, elapsed) - elapsed);
     if (call.await(std::chrono::steady_clock::now() + remaining) == std::future_status::timeout) {
       LOG_CALL(kWarn, "{}{}", "Exec collectSystemInfo is timeout", "");
@@ -184,8 +208,7 @@ void collectSystemStateForUem(const std::string& folder, const std::string& name
   for (const StateSection& section : kSections) {
     boost::system::error_code ec;
     // The command tells of one that cannot be looked at.
-    if (section.needed != nullptr && fs::symlink_status(section.needed, ec).type() == fs::file_not_found)
-      continue;
+    if (section.needed != nullptr && fs::symlink_status(section.needed, ec).type() == fs::file_not_found) continue;
     LOG_CALL(kInfo, "{}", section.startMessage);
     report.banner(section.title);
     LOG_CALL(kInfo, section.doneFormat, report.run(section.command));
@@ -209,8 +232,7 @@ void collectSystemWideLog(const std::string& folder) {
   const std::string path = (fs::path(folder) / "system_wide.log").string();
   LOG_CALL(kInfo, "{}", "collectSystemWideLog start");
   details::Report report(__func__, path, path);
-  const bool started =
-      report.run(query.beforeStart + span.start + query.beforeEnd + span.end + query.beforeTarget);
+  const bool started = report.run(query.beforeStart + span.start + query.beforeEnd + span.end + query.beforeTarget);
   LOG_CALL(kInfo, "collectSystemWideLog done, ret={}", started);
 }
 

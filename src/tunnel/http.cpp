@@ -1,7 +1,6 @@
 #include "tunnel/http.h"
 
 #include <algorithm>
-#include <array>
 #include <cstring>
 #include <ctime>
 #include <exception>
@@ -15,26 +14,26 @@
 namespace quelmar {
 namespace {
 
-// In the order of KnownHeaders.
-constexpr const char* kHeaderNames[] = {"Content-Type",
-                                        "Content-Length",
-                                        "Location",
-                                        "Last-Modified",
-                                        "Cookie",
-                                        "Set-Cookie",
-                                        "Content-Disposition",
-                                        "User-Agent",
-                                        "Server",
-                                        "If-Modified-Since",
-                                        "ETag",
-                                        "If-Match",
-                                        "If-None-Match",
-                                        "Transfer-Encoding",
-                                        "Access-Control-Allow-Origin",
-                                        "Referer",
-                                        "Accept-Encoding",
-                                        "Connection",
-                                        "x-sdp-traceid"};
+constexpr const char* kHeaderNames[] = {  // in the order of KnownHeaders
+    "Content-Type",
+    "Content-Length",
+    "Location",
+    "Last-Modified",
+    "Cookie",
+    "Set-Cookie",
+    "Content-Disposition",
+    "User-Agent",
+    "Server",
+    "If-Modified-Since",
+    "ETag",
+    "If-Match",
+    "If-None-Match",
+    "Transfer-Encoding",
+    "Access-Control-Allow-Origin",
+    "Referer",
+    "Accept-Encoding",
+    "Connection",
+    "x-sdp-traceid"};
 
 constexpr char kDigits[] = "0123456789abcdef";
 constexpr std::size_t kTraceIdLength = 8;
@@ -51,9 +50,7 @@ using UrlHandle = std::unique_ptr<CURLU, decltype(&curl_url_cleanup)>;
 class TransportCategory : public std::error_category {
  public:
   [[nodiscard]] const char* name() const noexcept override { return "transport"; }
-  [[nodiscard]] std::string message(int code) const override {
-    return curl_easy_strerror(static_cast<CURLcode>(code));
-  }
+  [[nodiscard]] std::string message(int code) const override { return curl_easy_strerror(static_cast<CURLcode>(code)); }
 };
 
 std::error_code transportError(CURLcode code) {
@@ -111,8 +108,7 @@ const char* HttpHeaders::name(KnownHeaders header) {
 }
 
 std::string generateTraceId() {
-  static boost::random::mt19937 generator(
-      static_cast<boost::random::mt19937::result_type>(std::time(nullptr)));
+  static boost::random::mt19937 generator(static_cast<boost::random::mt19937::result_type>(std::time(nullptr)));
   static std::mutex mutex;
   const std::lock_guard<std::mutex> lock(mutex);
   const boost::random::uniform_int_distribution<std::size_t> index(0, sizeof(kDigits) - 2);

@@ -60,14 +60,14 @@ struct Cookie {
 /// A cookie jar.
 using CurlCookies = std::vector<Cookie>;
 
-/// Makes a random trace id: 8 characters out of "0123456789abcdef". All ids of a process come from one
-/// generator, seeded with the time of the first call in seconds.
+/// Makes a random trace id: 8 characters out of "0123456789abcdef". All ids of a process come from one generator,
+/// seeded with the time of the first call in seconds.
 /// Thread-safe.
 std::string generateTraceId();
 
-/// The options of a request, in the order and with the defaults that all of the client's programs share. This
-/// tool sends one plain GET without cookies and uses only reusesConnection; the other fields are here because
-/// the record is shared.
+/// The options of a request, in the order and with the defaults that all of the client's programs share. This tool
+/// sends one plain GET without cookies and uses only reusesConnection; the other fields are here because the record is
+/// shared.
 struct NetworkOptions {
   std::uint16_t version = 1;
   std::string interfaceName;
@@ -111,11 +111,9 @@ class NetworkReply {
   NetworkReply(long responseCode, std::string body, bool isCut)
       : responseCode_(responseCode), body_(std::move(body)), isCut_(isCut) {}
 
-  /// The HTTP status code.
   [[nodiscard]] long getResponseCode() const { return responseCode_; }
-  /// The body, or its first 4 MiB.
+  /// The body, or its first 4 MiB; isCut() tells whether it was longer.
   [[nodiscard]] const std::string& getBody() const { return body_; }
-  /// Whether the body was longer than 4 MiB.
   [[nodiscard]] bool isCut() const { return isCut_; }
 
  private:
@@ -139,10 +137,10 @@ class NetworkRequest {
   void setHeaders(const HttpHeaders& headers) { headers_ = headers; }
   void setOptions(const NetworkOptions& options) { options_ = options; }
 
-  /// Performs the exchange. Blocks until it has ended or the time limit has passed. At most 4 MiB of the body
-  /// are received.
-  /// @param ec  cleared, then set to the transport error: bad address, connection refused, timed out, no
-  ///            HTTP, or headers of more than 256 KiB, which end the exchange
+  /// Performs the exchange. Blocks until it has ended or the time limit has passed. At most 4 MiB of the body are
+  /// received.
+  /// @param ec  cleared, then set to the transport error: bad address, connection refused, timed out, no HTTP, or
+  ///            headers of more than 256 KiB, which end the exchange
   /// @return the reply, or null when `ec` is set. A status other than 200 is a reply, not an error.
   std::shared_ptr<NetworkReply> send(std::error_code& ec, const URL& url);
 

@@ -1,13 +1,9 @@
 #include "workspace/output_root.h"
 
 #include <algorithm>
-#include <chrono>
-#include <cstddef>
 #include <cstdint>
 #include <ctime>
-#include <iomanip>
 #include <set>
-#include <sstream>
 #include <utility>
 #include <vector>
 
@@ -17,7 +13,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "base/directories.h"
 #include "base/tree_walk.h"
 #include "collect/removal.h"
 #include "collect/selection.h"
@@ -27,33 +22,23 @@
 #include "workspace/protected_places.h"
 #include "zipper/archive_file.h"
 
-namespace fs = boost::filesystem;
-
 namespace quelmar {
 namespace {
-
-using utilities::Descriptor;
-using utilities::EntryKind;
-using utilities::lastError;
-using utilities::Links;
-using utilities::Place;
 
 constexpr const char* kDefaultRoot = "/tmp/oBrelaLog";
 constexpr const char* kScratch = "logFiles";
 constexpr const char* kSystemInfo = "system_info.log";
-constexpr const char* kArchivePrefix = "oBrelaLog_";
-// A constant in every archive's name: neither the version of the client that failed nor the tool's own.
-constexpr const char* kProductVersion = "2.5.16.20";
 constexpr std::uintmax_t kMinAvailableBytes = 524'288'000;  // 500 MiB
 constexpr std::uintmax_t kMaxReportBytes = 1'073'741'824;   // 1 GiB
 // One fewer are kept at the start of a run, so that there are at most this many after it.
 constexpr std::size_t kMaxArchives = 5;
+constexpr int kMaxNames = 1000;  // that are tried for a folder of this run's own
 
 /// What the run has found out about the output root.
 struct Root {
   int folder = -1;
-  bool isLocked = false;  // by this run
-  bool isShared = false;  // by another run that has locked it
+  bool isLocked = false;           // by this run
+  bool isShared = false;           // by another run that has locked it
   std::set<std::string> archives;  // that were there when the run began
 };
 
@@ -65,23 +50,22 @@ Root& outputRoot() {
 bool mayBeEmptied(const std::string& root, const std::string& executable) {
   const std::string place = protectedPlaceIn(root, executable);
   if (!place.empty()) {
-    LOG_CALL_AS("ensureLogRootDir", kWarn,
-                "{} is not used for the output, the default is; Reason: it holds {}", root, place);
+    LOG_CALL_AS("ensureLogRootDir", kWarn, "{} is not used for the output, the default is; Reason: it holds {}", root,
+                place);
   }
   return place.empty();
 }
 
-/// Opens the folder at `path`, which is made when it is missing, holds and locks it. @return whether it is
-/// there
+/// Opens the folder at `path`, which is made when it is missing, holds and locks it. @return whether it is there
 bool takeRoot(const std::string& path, Links links) {
   std::error_code ec;
   if (!utilities::ensureDirectoryExist(path, ec, links)) return false;
-  Descriptor folder = utilities::openFolder(path, links, ec);
+  Descriptor folder = openFolder(path, links, ec);
   if (ec) return false;
   Root root;
   root.isLocked = flock(folder.get(), LOCK_EX | LOCK_NB) == 0;
   root.isShared = !root.isLocked && errno == EWOULDBLOCK;
-  root.folder = utilities::hold(path, std::move(folder));
+  root.folder = hold(path, std::move(folder));
   outputRoot() = root;
   return true;
 }
@@ -112,16 +96,15 @@ bool isOtherRuns(const std::string& name) {
 Descriptor lockEntry(int folder, const std::string& name, bool& isInUse) {
   struct stat info {};
   isInUse = false;
-  if (fstatat(folder, name.c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0) return Descriptor();
+  if (lookUp(folder, name.c_str(), info)) return Descriptor();
   if (!S_ISREG(info.st_mode) && !S_ISDIR(info.st_mode)) return Descriptor();
   Descriptor entry(openat(folder, name.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_NOFOLLOW | O_CLOEXEC));
-  isInUse =
-      entry ? flock(entry.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK : info.st_uid != geteuid();
+  isInUse = entry ? flock(entry.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK : info.st_uid != geteuid();
   return entry;
 }
 
-/// Tells whether only entries with the tool's own names may be removed from the folder: it has the sticky bit,
-/// or something is mounted in it.
+/// Tells whether only entries with the tool's own names may be removed from the folder: it has the sticky bit, or
+/// something is mounted in it.
 bool isForOthersToo(int folder, const std::string& path) {
   struct stat info {};
   boost::system::error_code ec;
@@ -144,12 +127,11 @@ struct DatedFile {
 std::vector<DatedFile> archives(int folder, const std::string& dir, bool onlyOwn) {
   std::vector<DatedFile> files;
   std::string entries;
-  if (const std::error_code ec = utilities::listFolder(folder, entries)) fail("cannot list it", dir, ec);
-  utilities::forEachEntry(entries, [&](EntryKind, const char* name) {
+  if (const std::error_code ec = listFolder(folder, entries)) fail("cannot list it", dir, ec);
+  forEachEntry(entries, [&](EntryKind, const char* name) {
     struct stat info {};
     if (!isArchive(name) || (onlyOwn && !isOwnName(name))) return;
-    if (fstatat(folder, name, &info, AT_SYMLINK_NOFOLLOW) != 0)
-      fail("cannot look at it", dir + "/" + name, lastError());
+    if (const std::error_code ec = lookUp(folder, name, info)) fail("cannot look at it", dir + "/" + name, ec);
     if (S_ISREG(info.st_mode)) files.push_back({name, info.st_mtime});
   });
   return files;
@@ -163,27 +145,8 @@ void removeOldest(int folder, const std::string& dir, bool onlyOwn, Removed& rem
             [](const DatedFile& one, const DatedFile& other) { return one.time < other.time; });
   files.resize(files.size() - (kMaxArchives - 1));
   for (const DatedFile& file : files) {
-    if (unlinkat(folder, file.name.c_str(), 0) != 0)
-      fail("cannot remove it", dir + "/" + file.name, lastError());
+    if (unlinkat(folder, file.name.c_str(), 0) != 0) fail("cannot remove it", dir + "/" + file.name, lastError());
     removed.add(dir + "/" + file.name);
-  }
-}
-
-bool zipFileNameAt(std::chrono::system_clock::time_point time, std::string& name) {
-  try {
-    const std::time_t seconds =
-        std::chrono::system_clock::to_time_t(std::chrono::time_point_cast<std::chrono::seconds>(time));
-    std::tm local{};
-    localtime_r(&seconds, &local);
-    std::ostringstream stream;
-    stream << kProductVersion << "_" << std::put_time(&local, "%Y%m%d%H%M%S");
-    std::string text = stream.str();
-    text.insert(0, kArchivePrefix);
-    text.append(".zip");
-    name = std::move(text);
-    return true;
-  } catch (...) {
-    return false;
   }
 }
 
@@ -191,7 +154,7 @@ bool zipFileNameAt(std::chrono::system_clock::time_point time, std::string& name
 std::error_code makeNew(int root, const std::string& name, Descriptor& folder) {
   std::error_code ec;
   if (mkdirat(root, name.c_str(), 0755) != 0) ec = lastError();
-  if (!ec) folder = utilities::openFolder(root, name, ec);
+  if (!ec) folder = openFolder(root, name, ec);
   return ec;
 }
 
@@ -200,27 +163,26 @@ std::error_code makeUsualScratch(const Root& root, Descriptor& folder) {
   std::error_code ec = makeNew(root.folder, kScratch, folder);
   if (ec != std::errc::file_exists || !root.isLocked) return ec;
   const std::string aside = std::string(kScratch) + ".left-" + std::to_string(getpid());
-  if (utilities::removeEntry(root.folder, kScratch))
-    renameat(root.folder, kScratch, root.folder, aside.c_str());
+  if (removeEntry(root.folder, kScratch)) renameat(root.folder, kScratch, root.folder, aside.c_str());
   return makeNew(root.folder, kScratch, folder);
 }
 
 /// Makes a folder of this run's own in the root, and the scratch folder in it.
 /// @param name  receives its name
-std::error_code makeOwnScratch(const Root& root, const std::string& path, std::string& name,
-                               Descriptor& folder) {
+std::error_code makeOwnScratch(const Root& root, const std::string& path, std::string& name, Descriptor& folder) {
   Descriptor own;
   std::error_code ec = std::make_error_code(std::errc::file_exists);
   bool isInUse = false;
-  for (int number = 0; ec == std::errc::file_exists || (!ec && isInUse); ++number) {
+  for (int number = 0; number < kMaxNames && (ec == std::errc::file_exists || isInUse); ++number) {
     name = std::string(kScratch) + "." + std::to_string(getpid()) +
            (number == 0 ? "" : "-" + std::to_string(number));
     ec = makeNew(root.folder, name, own);
     // Another run that takes it for an abandoned one holds the lock while it removes it.
     isInUse = !ec && flock(own.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
   }
+  if (!ec && isInUse) ec = std::make_error_code(std::errc::file_exists);
   if (!ec) ec = makeNew(own.get(), kScratch, folder);
-  if (!ec) utilities::hold((fs::path(path) / name).string(), std::move(own));
+  if (!ec) hold((fs::path(path) / name).string(), std::move(own));
   return ec;
 }
 
@@ -228,8 +190,7 @@ std::error_code makeOwnScratch(const Root& root, const std::string& path, std::s
 
 bool ensureLogRootDir(std::string& root, const std::string& executable) {
   // Checked twice: before a file there is replaced by a folder, and for the folder that is there then.
-  if (!root.empty() && mayBeEmptied(root, executable) && takeRoot(root, Links::kAny) &&
-      mayBeEmptied(root, executable))
+  if (!root.empty() && mayBeEmptied(root, executable) && takeRoot(root, Links::kAny) && mayBeEmptied(root, executable))
     return true;
   if (!takeRoot(kDefaultRoot, Links::kOwn)) {
     LOG_CALL(kErr, "ensureDirectoryExist {} failed.{}", kDefaultRoot, "");
@@ -259,7 +220,7 @@ Removed cleanDir(const std::string& dir, bool removeItself, const MayGo& mayGo) 
   };
   const auto removeFile = [&remove](const std::string& path) {
     struct stat info {};
-    const bool isFile = !utilities::lookUp(path, Links::kOwn, info) && S_ISREG(info.st_mode);
+    const bool isFile = !lookUp(path, Links::kOwn, info) && S_ISREG(info.st_mode);
     if (isFile && !isArchive(path)) remove(path);
   };
   helper::directoryWalker(dir, {}, remove, removeFile, helper::Depth::kFolder);
@@ -272,7 +233,7 @@ void checkAndCleanLogDir(const std::string& dir) {
   try {
     std::error_code ec;
     std::string entries;
-    const Descriptor folder = utilities::openFolder(dir, Links::kOwn, ec);
+    const Descriptor folder = openFolder(dir, Links::kOwn, ec);
     const bool onlyOwn = !ec && isForOthersToo(folder.get(), dir);
     Descriptor locked;  // until the next entry
     removed = cleanDir(dir, false, [&](const std::string& path) {
@@ -283,13 +244,12 @@ void checkAndCleanLogDir(const std::string& dir) {
       return !isInUse;
     });
     // What must not be listed was told above.
-    if (!ec && utilities::listFolder(folder.get(), entries) != std::errc::permission_denied)
+    if (!ec && listFolder(folder.get(), entries) != std::errc::permission_denied)
       removeOldest(folder.get(), dir, onlyOwn, removed);
   } catch (const fs::filesystem_error& failure) {
     LOG_CALL(kWarn, "{}; Reason: file system error: {}", "delete file error", failure.what());
   }
-  if (removed.count > 0)
-    LOG_CALL(kInfo, "{} entries of {} removed, such as {}", removed.count, dir, removed.first);
+  if (removed.count > 0) LOG_CALL(kInfo, "{} entries of {} removed, such as {}", removed.count, dir, removed.first);
 }
 
 Scratch makeScratch(const std::string& root) {
@@ -305,16 +265,16 @@ Scratch makeScratch(const std::string& root) {
   const fs::path place = name.empty() ? fs::path(root) : fs::path(root) / name;
   const Scratch scratch{(place / kScratch).string(), (place / kSystemInfo).string()};
   if (ec) {
-    LOG_CALL_AS("main", kWarn, "create_directories({}) return failed; Reason: Error code={}, msg={}",
-                scratch.logFiles, ec.value(), ec.message());
+    LOG_CALL_AS("main", kWarn, "create_directories({}) return failed; Reason: Error code={}, msg={}", scratch.logFiles,
+                ec.value(), ec.message());
     return scratch;
   }
   if (fchmod(folder.get(), 0777) != 0) {
     ec = lastError();
-    LOG_CALL_AS("main", kWarn, "permissions all_all({}) return failed; Reason: Error code={}, msg={}",
-                scratch.logFiles, ec.value(), ec.message());
+    LOG_CALL_AS("main", kWarn, "permissions all_all({}) return failed; Reason: Error code={}, msg={}", scratch.logFiles,
+                ec.value(), ec.message());
   }
-  utilities::hold(scratch.logFiles, std::move(folder));
+  hold(scratch.logFiles, std::move(folder));
   return scratch;
 }
 
@@ -328,40 +288,17 @@ void removeScratch(const std::string& root, const Scratch& scratch, const std::s
 
   std::string entries;
   const int folder = outputRoot().folder;
-  utilities::listFolder(folder, entries);
-  utilities::forEachEntry(entries, [&](EntryKind, const std::string& name) {
+  listFolder(folder, entries);
+  forEachEntry(entries, [&](EntryKind, const std::string& name) {
     bool isInUse = false;
     if (isArchive(name) || !isOwnName(name) || isOtherRuns(name)) return;
     const Descriptor locked = lockEntry(folder, name, isInUse);
-    if (!isInUse)
-      LOG_CALL_AS("main", kWarn, "{} stays in the output folder", (fs::path(root) / name).string());
+    if (!isInUse) LOG_CALL_AS("main", kWarn, "{} stays in the output folder", (fs::path(root) / name).string());
   });
 }
 
-bool getZipFileName(std::string& name) {
-  return zipFileNameAt(std::chrono::system_clock::now(), name);
-}
-
-std::string initZipLogPath(const std::string& root) {
-  std::string name;
-  for (auto time = std::chrono::system_clock::now(); zipFileNameAt(time, name);
-       time += std::chrono::seconds(1)) {
-    std::error_code ec;
-    struct stat info {};
-    const Place place = utilities::locate((fs::path(root) / name).string(), Links::kOwn, ec);
-    const int folder = place.folder.get();
-    const bool stands = fstatat(folder, name.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0;
-    // One that has come since the run began is another run's.
-    const bool isOwn = S_ISREG(info.st_mode) && info.st_uid == geteuid() && info.st_nlink == 1 &&
-                       !outputRoot().isShared && outputRoot().archives.count(name) != 0;
-    if (stands && !isOwn) continue;
-    const int flags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
-    const Descriptor reserved(openat(folder, (name + zipper::kPartialSuffix).c_str(), flags, 0666));
-    // If it exists, another run is writing an archive with that name: try the next second.
-    if (reserved || errno != EEXIST) return (fs::path(root) / name).string();
-  }
-  LOG_CALL(kErr, "{}{}", "getZipFileName failed.", "");
-  return {};
+bool isOwnArchive(const std::string& name) {
+  return !outputRoot().isShared && outputRoot().archives.count(name) != 0;
 }
 
 }  // namespace quelmar

@@ -1,31 +1,32 @@
 #include "workspace/packing.h"
 
 #include <cerrno>
+#include <chrono>
+#include <ctime>
+#include <iomanip>
 #include <new>
 #include <optional>
+#include <sstream>
 #include <stdexcept>
 #include <utility>
 
 #include <boost/algorithm/string/case_conv.hpp>
 #include <boost/exception/diagnostic_information.hpp>
-#include <boost/filesystem/path.hpp>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "base/directories.h"
 #include "base/files.h"
 #include "logging/logger.h"
-#include "logging/losses.h"
+#include "workspace/output_root.h"
+#include "zipper/archive_file.h"
 #include "zipper/zipper.h"
-
-namespace fs = boost::filesystem;
 
 namespace quelmar {
 namespace {
 
-using utilities::Descriptor;
-using utilities::Links;
-
+// A constant in every archive's name: neither the version of the client that failed nor the tool's own.
+constexpr const char* kProductVersion = "2.5.16.20";
 constexpr unsigned kPackFlags = zipper::Zipper::CompressBest | zipper::Zipper::AppendHint;
 constexpr const char* kPackingFailed = "Generate zip file({}) throw exception; Reason: error msg={}";
 
@@ -34,13 +35,31 @@ bool isLeftOut(const fs::path& path) {
   return name.find("tunnel") != std::string::npos || name.find("obreladns") != std::string::npos;
 }
 
+bool zipFileNameAt(std::chrono::system_clock::time_point time, std::string& name) {
+  try {
+    const std::time_t seconds =
+        std::chrono::system_clock::to_time_t(std::chrono::time_point_cast<std::chrono::seconds>(time));
+    std::tm local{};
+    localtime_r(&seconds, &local);
+    std::ostringstream stream;
+    stream << kProductVersion << "_" << std::put_time(&local, "%Y%m%d%H%M%S");
+    std::string text = stream.str();
+    text.insert(0, kArchivePrefix);
+    text.append(".zip");
+    name = std::move(text);
+    return true;
+  } catch (...) {
+    return false;
+  }
+}
+
 /// The folder of the copies: only what is in it is packed and removed, and belongs to the user who owns it.
 class Copies {
  public:
   explicit Copies(const std::string& folder) : start_(folder + '/') {
     if (folder.empty()) return;
     std::error_code ec;
-    const Descriptor open = utilities::openFolder(folder, Links::kOwn, ec);
+    const Descriptor open = openFolder(folder, Links::kOwn, ec);
     isKnown_ = !ec && fstat(open.get(), &info_) == 0;
   }
 
@@ -55,7 +74,7 @@ class Copies {
     if (path.compare(0, nameAt, openPath_) != 0) {
       std::error_code ec;
       openPath_ = path.substr(0, nameAt);
-      open_ = utilities::openFolder(openPath_, Links::kOwn, ec);
+      open_ = openFolder(openPath_, Links::kOwn, ec);
     }
     unlinkat(open_.get(), path.c_str() + nameAt, 0);  // a failure is left to the clean-up
   }
@@ -76,12 +95,12 @@ void collectSelf(const std::string& dir) {
   try {
     // The open file is copied, whatever bears its name now: everybody may write to its folder.
     struct stat info {};
-    ec = utilities::lookUp(log, Links::kOwn, info);
+    ec = lookUp(log, Links::kOwn, info);
     const Descriptor file(ec ? -1 : dup(Logger::GetInstance().descriptor()));
-    if (!ec && fstat(file.get(), &info) != 0) ec = utilities::lastError();
-    const Descriptor folder = ec ? Descriptor() : utilities::openFolder(dir, Links::kOwn, ec);
+    if (!ec && fstat(file.get(), &info) != 0) ec = lastError();
+    const Descriptor folder = ec ? Descriptor() : openFolder(dir, Links::kOwn, ec);
     const std::string name = fs::path(log).filename().string();
-    if (!ec) ec = utilities::copyOpened(file, info, folder.get(), name.c_str(), utilities::Overwrite::kYes);
+    if (!ec) ec = copyOpened(file, info, folder.get(), name.c_str(), Overwrite::kYes);
   } catch (const std::bad_alloc&) {  // all else that was collected is to be packed
     ec = std::make_error_code(std::errc::not_enough_memory);
   }
@@ -96,14 +115,13 @@ std::vector<std::string> collectCacheLogPaths(const std::string& dir) {
   try {
     std::string entries;
     std::error_code listed;
-    const Descriptor folder = utilities::openFolder(dir, Links::kOwn, listed);
-    if (!listed) listed = utilities::listFolder(folder.get(), entries);
-    utilities::forEachEntry(entries, [&](utilities::EntryKind kind, const char* name) {
+    const Descriptor folder = openFolder(dir, Links::kOwn, listed);
+    if (!listed) listed = listFolder(folder.get(), entries);
+    forEachEntry(entries, [&](EntryKind kind, const char* name) {
       // An entry of unknown type is listed: the packer logs it when it cannot read it either.
-      const bool mayBeFile = kind == utilities::EntryKind::kFile || kind == utilities::EntryKind::kUnknown;
+      const bool mayBeFile = kind == EntryKind::kFile || kind == EntryKind::kUnknown;
       const bool isFile = mayBeFile && !isLeftOut(name);
-      if (isFile || kind == utilities::EntryKind::kDirectory)
-        paths.push_back((fs::path(dir) / name).string());
+      if (isFile || kind == EntryKind::kDirectory) paths.push_back((fs::path(dir) / name).string());
     });
     if (listed) throw std::system_error(listed, "code:" + std::to_string(listed.value()));
   } catch (const std::exception& failure) {
@@ -113,6 +131,30 @@ std::vector<std::string> collectCacheLogPaths(const std::string& dir) {
              boost::current_exception_diagnostic_information());
   }
   return paths;
+}
+
+bool getZipFileName(std::string& name) {
+  return zipFileNameAt(std::chrono::system_clock::now(), name);
+}
+
+std::string initZipLogPath(const std::string& root) {
+  std::string name;
+  for (auto time = std::chrono::system_clock::now(); zipFileNameAt(time, name); time += std::chrono::seconds(1)) {
+    std::error_code ec;
+    struct stat info {};
+    const Place place = locate((fs::path(root) / name).string(), Links::kOwn, ec);
+    const int folder = place.folder.get();
+    const bool stands = !lookUp(folder, name.c_str(), info);
+    // One that has come since the run began is another run's.
+    const bool isOwn = S_ISREG(info.st_mode) && info.st_uid == geteuid() && info.st_nlink == 1 && isOwnArchive(name);
+    if (stands && !isOwn) continue;
+    const int flags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
+    const Descriptor reserved(openat(folder, (name + zipper::kPartialSuffix).c_str(), flags, 0666));
+    // If it exists, another run is writing an archive with that name: try the next second.
+    if (reserved || errno != EEXIST) return (fs::path(root) / name).string();
+  }
+  LOG_CALL(kErr, "{}{}", "getZipFileName failed.", "");
+  return {};
 }
 
 int compressLogs(const std::vector<std::string>& paths, const std::string& zipPath, const std::string& copies,

@@ -9,25 +9,31 @@ namespace quelmar {
 /// Copies the tool's own log into the folder `dir`, replacing an older copy. A failure is logged.
 void collectSelf(const std::string& dir);
 
-/// Lists the entries directly in `dir` that are to be packed, in listing order: sub-directories, and regular
-/// files whose lower-cased names contain neither "tunnel" nor "obreladns". Links and special files are left
-/// out.
+/// Lists the entries directly in `dir` that are to be packed, in listing order: sub-directories, and regular files
+/// whose lower-cased names contain neither "tunnel" nor "obreladns". Links and special files are left out.
 /// @return full paths; only those listed before an error (logged) when the listing fails.
 std::vector<std::string> collectCacheLogPaths(const std::string& dir);
 
-/// Packs files and directories into the zip archive at `zipPath`, deflated at level 9: single files under
-/// their bare names, directories as trees under theirs. An archive that exists there is added to. The archive
-/// is written as `zipPath` + ".incomplete" and renamed when it is complete.
-///
-/// The first failure ends the packing and is logged. The archive then has what was packed before; when that
-/// is nothing, or the archive could not be written, the ".incomplete" file stays. What cannot be read is
-/// logged as well, except added paths that are missing.
-/// @param copies   a folder of the tool's own: each file below it is removed as soon as it is in the archive.
-///                 Only regular files with one link and folders are packed that belong to its owner; others
-///                 are logged. Empty: all is packed, and stays
+/// Builds an archive's file name: "oBrelaLog_2.5.16.20_", the local time as "%Y%m%d%H%M%S", ".zip".
+/// @return true when `name` was set; false, with `name` unchanged, after any exception.
+bool getZipFileName(std::string& name);
+
+/// The path of the archive to be written into `root`, with the current time in its name, or a later second when what
+/// bears that name is not an archive of the calling user's, or another run is writing it. The name is reserved by an
+/// empty file with the suffix of an unfinished archive. Empty when no name could be built (logged).
+std::string initZipLogPath(const std::string& root);
+
+/// Packs files and directories into the zip archive at `zipPath`, deflated at level 9: single files under their bare
+/// names, directories as trees under theirs. An archive that exists there is added to. The archive is written as
+/// `zipPath` + ".incomplete" and renamed when it is complete. The first failure ends the packing and is logged. The
+/// archive then has what was packed before; when that is nothing, or the archive could not be written, the
+/// ".incomplete" file stays. What cannot be read is logged as well, except added paths that are missing.
+/// @param copies   a folder of the tool's own: each file below it is removed as soon as it is in the archive. Only
+///                 regular files with one link and folders are packed that belong to its owner; others are logged.
+///                 Empty: all is packed, and stays
 /// @param entries  when not null: receives the number of the archive's entries, 0 when there is no archive
 /// @return always 0.
-int compressLogs(const std::vector<std::string>& paths, const std::string& zipPath,
-                 const std::string& copies = "", std::uint64_t* entries = nullptr);
+int compressLogs(const std::vector<std::string>& paths, const std::string& zipPath, const std::string& copies = "",
+                 std::uint64_t* entries = nullptr);
 
 }  // namespace quelmar

@@ -1,13 +1,11 @@
 #include "workspace/protected_places.h"
 
-#include <algorithm>
 #include <cstdlib>
 #include <memory>
 #include <set>
 #include <vector>
 
 #include <boost/filesystem/operations.hpp>
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -18,13 +16,10 @@
 #include "logging/logger.h"
 #include "platform/users.h"
 
-namespace fs = boost::filesystem;
-
 namespace quelmar {
 namespace {
 
 using logutils::macos::Source;
-using utilities::Links;
 
 constexpr const char* kUsers = "/Users";
 // On macOS the writable folders of "/" appear below this one too.
@@ -32,7 +27,7 @@ constexpr const char* kDataVolume = "/System/Volumes/Data";
 
 /// Follows links: it matters what is there.
 std::error_code lookUp(const fs::path& path, struct stat& info) {
-  return stat(path.c_str(), &info) == 0 ? std::error_code() : utilities::lastError();
+  return stat(path.c_str(), &info) == 0 ? std::error_code() : lastError();
 }
 
 class Root {
@@ -43,14 +38,11 @@ class Root {
     exists_ = !lookUp(path, info_);
   }
 
-  /// Tells whether this folder is `place` or above it, by device and inode, or by path where one does not
-  /// exist.
+  /// Tells whether this folder is `place` or above it, by device and inode, or by path where one does not exist.
   [[nodiscard]] bool holds(const fs::path& place) const {
     for (fs::path above = place; !above.empty(); above = above.parent_path()) {
       struct stat info {};
-      const bool isSame =
-          exists_ && !lookUp(above, info) && info.st_dev == info_.st_dev && info.st_ino == info_.st_ino;
-      if (isSame || above == real_) return true;
+      if (above == real_ || (exists_ && !lookUp(above, info) && isSame(info, info_))) return true;
     }
     return false;
   }
@@ -66,9 +58,9 @@ std::vector<std::string> usersFolders() {
   std::vector<std::string> folders;
   std::string entries;
   std::error_code ec;
-  const utilities::Descriptor users = utilities::openFolder(kUsers, Links::kAny, ec);
-  if (!ec) utilities::listFolder(users.get(), entries);
-  utilities::forEachEntry(entries, [&](utilities::EntryKind, const char* name) {
+  const Descriptor users = openFolder(kUsers, Links::kAny, ec);
+  if (!ec) listFolder(users.get(), entries);
+  forEachEntry(entries, [&](EntryKind, const char* name) {
     struct stat info {};
     const std::string home = std::string(kUsers) + "/" + name;
     if (!lookUp(home, info) && S_ISDIR(info.st_mode)) folders.push_back(home);
@@ -117,7 +109,7 @@ std::string find(const std::string& root, const std::string& executable) {
 std::string protectedPlaceIn(const std::string& root, const std::string& executable) {
   // A home on a share whose server is gone may not answer; then no folder is taken for harmless.
   const auto found = std::make_shared<std::string>();
-  const bool inTime = utilities::runWithin(kLimits.protectedPlaces, [=] { *found = find(root, executable); });
+  const bool inTime = runWithin(kLimits.protectedPlaces, [=] { *found = find(root, executable); });
   return inTime ? *found : "what does not answer";
 }
 

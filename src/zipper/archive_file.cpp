@@ -1,7 +1,6 @@
 #include "zipper/archive_file.h"
 
 #include <cerrno>
-#include <cstddef>
 #include <cstring>
 #include <new>
 #include <string_view>
@@ -18,8 +17,8 @@
 namespace zipper {
 namespace {
 
-using quelmar::utilities::Descriptor;
-using quelmar::utilities::Links;
+using quelmar::Descriptor;
+using quelmar::Links;
 
 constexpr mode_t kArchiveMode = 0666;  // less the umask
 constexpr std::size_t kCopyBytes = 8192;
@@ -87,8 +86,7 @@ bool ArchiveFile::open(const std::string& path) {
   partial_ = place_.name + kPartialSuffix;
   const bool isReady = create(old_ ? old.st_mode & kArchiveMode : kArchiveMode) && (!old_ || copyOld());
   if (isReady) openInLibrary();
-  if (file_ && archive_ == nullptr && isHere(partial_, made_))
-    ::unlinkat(place_.folder.get(), partial_.c_str(), 0);
+  if (file_ && archive_ == nullptr && isHere(partial_, made_)) ::unlinkat(place_.folder.get(), partial_.c_str(), 0);
   if (archive_ == nullptr) file_.reset();
   return archive_ != nullptr;
 }
@@ -124,8 +122,8 @@ bool ArchiveFile::copyOld() {
 void ArchiveFile::openInLibrary() {
   zlib_filefunc64_def functions = functionsOn(file_.get());
   if (old_ && ::lseek(old_.get(), 0, SEEK_CUR) > 0) {
-    // Only reading it tells an archive from a file of zeroes, which the library would write over; but an
-    // archive without entries cannot be read.
+    // Only reading it tells an archive from a file of zeroes, which the library would write over; but an archive
+    // without entries cannot be read.
     unz_global_info64 info{};
     char start[kEndRecord.size()];
     const unzFile old = unzOpen2_64(place_.name.c_str(), &functions);
@@ -137,16 +135,15 @@ void ArchiveFile::openInLibrary() {
     oldEntries_ = info.number_entry;
   }
   const char* comment = nullptr;
-  archive_ = zipOpen2_64(place_.name.c_str(), old_ ? APPEND_STATUS_ADDINZIP : APPEND_STATUS_CREATE, &comment,
-                         &functions);
+  archive_ =
+      zipOpen2_64(place_.name.c_str(), old_ ? APPEND_STATUS_ADDINZIP : APPEND_STATUS_CREATE, &comment, &functions);
   if (archive_ != nullptr && comment != nullptr) commentSize_ = std::strlen(comment);
 }
 
 /// Tells whether `file` is what bears this name in the archive's folder.
 bool ArchiveFile::isHere(const std::string& name, const struct stat& file) const {
   struct stat found {};
-  return !quelmar::utilities::lookUp(place_.folder.get(), name.c_str(), found) &&
-         found.st_dev == file.st_dev && found.st_ino == file.st_ino;
+  return !quelmar::lookUp(place_.folder.get(), name.c_str(), found) && quelmar::isSame(found, file);
 }
 
 bool ArchiveFile::close(bool whole, std::uint64_t entries) {
@@ -174,13 +171,13 @@ void ArchiveFile::completeEntry(off_t header, std::size_t nameSize, std::uint64_
   std::string sizes;
   put(sizes, size, 8);
   put(sizes, static_cast<std::uint64_t>(end - data), 8);
-  const bool isDone = write(header + kPlainSizesAt, std::string(8, '\xff')) &&
-                      write(data - static_cast<off_t>(sizes.size()), sizes);
+  const bool isDone =
+      write(header + kPlainSizesAt, std::string(8, '\xff')) && write(data - static_cast<off_t>(sizes.size()), sizes);
   if (!isDone || ::fseeko(file_.get(), end, SEEK_SET) != 0) giveUp();
 }
 
-/// Adds the 64-bit end record to an archive of more than 65,535 entries when the library has not written one:
-/// old versions do so only for large archives, and most readers take the result for damaged.
+/// Adds the 64-bit end record to an archive of more than 65,535 entries when the library has not written one: old
+/// versions do so only for large archives, and most readers take the result for damaged.
 bool ArchiveFile::completeEndRecord(std::uint64_t entries) try {
   if (entries <= kMaxPlainEntries) return true;
   std::string tail(kEndLocator64Bytes + kEndRecordBytes + commentSize_, '\0');
@@ -216,7 +213,7 @@ bool ArchiveFile::publish() {
       return true;
     }
     // Not every file system has hard links.
-    if (quelmar::utilities::lookUp(folder, name, old).value() != ENOENT) return false;
+    if (quelmar::lookUp(folder, name, old).value() != ENOENT) return false;
   } else if (::fstat(old_.get(), &old) != 0 || !isHere(place_.name, old)) {
     return false;
   }

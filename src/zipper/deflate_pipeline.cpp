@@ -7,7 +7,6 @@
 #include <zlib.h>
 
 namespace zipper {
-namespace {
 
 constexpr std::size_t kStepBytes = 16'384;
 constexpr unsigned kMaxThreads = 16;
@@ -16,10 +15,7 @@ constexpr unsigned kSparePieces = 4;
 constexpr int kRawDeflate = -MAX_WBITS;
 constexpr int kMemoryLevel = 8;
 
-}  // namespace
-
-/// The deflate state of one thread, reused for all its pieces: setting it up costs more than deflating a
-/// small file.
+/// The deflate state of one thread, reused for all its pieces: setting it up costs more than deflating a small file.
 class DeflatePipeline::Deflater {
  public:
   explicit Deflater(int level) {
@@ -29,11 +25,9 @@ class DeflatePipeline::Deflater {
   }
   ~Deflater() { deflateEnd(&stream_); }
   Deflater(const Deflater&) = delete;
-  Deflater& operator=(const Deflater&) = delete;
 
-  /// Deflates the piece within its own memory: the output begins where the dictionary was, 32 KiB before the
-  /// data, and so never reaches data that has not been read. Random data, the worst case, grows by 400 bytes
-  /// a piece.
+  /// Deflates the piece within its own memory: the output begins where the dictionary was, 32 KiB before the data, and
+  /// so never reaches data that has not been read. Random data, the worst case, grows by 400 bytes a piece.
   void run(Piece& piece) {
     auto* in = reinterpret_cast<Bytef*>(piece.data());
     auto* const out = reinterpret_cast<Bytef*>(piece.packed());
@@ -55,8 +49,7 @@ class DeflatePipeline::Deflater {
       in += size;
     };
     while (piece.good && in < end) {
-      const auto size =
-          static_cast<uInt>(std::min<std::size_t>(static_cast<std::size_t>(end - in), kStepBytes));
+      const auto size = static_cast<uInt>(std::min<std::size_t>(static_cast<std::size_t>(end - in), kStepBytes));
       piece.crc = ::crc32(piece.crc, in, size);
       step(size, Z_NO_FLUSH);
     }

@@ -11,8 +11,8 @@
 
 namespace zipper {
 
-/// The size of the pieces into which files are cut, in bytes. A file of one piece gives the same output as
-/// deflating it as a whole.
+/// The size of the pieces into which files are cut, in bytes. A file of one piece gives the same output as deflating it
+/// as a whole.
 constexpr std::size_t kPieceBytes = 1'048'576;
 /// How many bytes before a piece serve as its dictionary: deflate's window, the farthest that it refers back.
 constexpr std::size_t kDictionaryBytes = 32'768;
@@ -45,16 +45,15 @@ struct Piece {
   bool done = false;
 };
 
-/// Deflates pieces of files on several threads and returns them in the order in which they were submitted.
-/// The outputs of a file's pieces, put together, are one deflate stream, whose bytes depend on the file
-/// alone.
+/// Deflates pieces of files on several threads and returns them in the order in which they were submitted. The outputs
+/// of a file's pieces, put together, are one deflate stream, whose bytes depend on the file alone.
 ///
 ///   freePiece, submit --> ring of pieces --> threads: deflate in place --> front, pop
 ///
-/// All memory is allocated by the constructor: with less of it there are fewer threads, and std::bad_alloc is
-/// thrown when it does not do for one. A thread that cannot be started is done without; the calling thread
-/// deflates too, rather than wait. The other functions cannot fail: after a failed write the caller pops what
-/// is left, and writes nothing of it. Not for two calling threads at a time.
+/// All memory is allocated by the constructor: with less of it there are fewer threads, and std::bad_alloc is thrown
+/// when it does not do for one. A thread that cannot be started is done without; the calling thread deflates too,
+/// rather than wait. The other functions cannot fail: after a failed write the caller pops what is left, and writes
+/// nothing of it. Not for two calling threads at a time.
 class DeflatePipeline {
  public:
   /// @param level    the compression level, 1 to 9

@@ -11,46 +11,18 @@
 #include "base/files.h"
 
 namespace zipper {
-namespace {
 
-using quelmar::utilities::EntryKind;
-using quelmar::utilities::Folder;
-using quelmar::utilities::isNoFolder;
-using quelmar::utilities::TreeWalk;
+using quelmar::EntryKind;
+using quelmar::Folder;
+using quelmar::isNoFolder;
+using quelmar::TreeWalk;
 
 constexpr std::uint64_t kLargestPlainBytes = 4'294'967'294U;
-
-}  // namespace
-
-const std::string CDirEntry::Separator = "/";
-
-bool CDirEntry::isDir(const std::string& path) {
-  struct stat status {};
-  return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
-}
-
-std::string CDirEntry::fileName(const std::string& path) {
-  const std::size_t separator = path.rfind(Separator);
-  return separator == std::string::npos ? path : path.substr(separator + Separator.size());
-}
-
-bool checkFileExists(const std::string& path) {
-  struct stat status {};
-  return ::stat(path.c_str(), &status) == 0;
-}
-
-bool isDirectory(const std::string& path) {
-  return CDirEntry::isDir(path);
-}
-
-std::string fileNameFromPath(const std::string& path) {
-  return CDirEntry::fileName(path);
-}
 
 SourceFile::SourceFile(int parent, const char* name, const MayBePacked& mayBePacked) {
   struct stat info {};
   std::error_code ec;
-  descriptor_ = quelmar::utilities::openRegular(parent, name, quelmar::utilities::Links::kNone, info, ec);
+  descriptor_ = quelmar::openRegular(parent, name, quelmar::Links::kNone, info, ec);
   isRefused_ = ec ? ec == std::errc::not_supported : !mayBePacked(info);
   error_ = ec ? ec.value() : isRefused_ ? EPERM : 0;
   if (error_ == 0) size_ = static_cast<std::uint64_t>(info.st_size);
@@ -60,8 +32,7 @@ std::size_t SourceFile::read(char* to, std::size_t size) {
   const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(size_ - position_, size));
   std::size_t count = 0;
   while (count < wanted) {
-    const ssize_t got =
-        ::pread(descriptor_.get(), to + count, wanted - count, static_cast<off_t>(position_ + count));
+    const ssize_t got = ::pread(descriptor_.get(), to + count, wanted - count, static_cast<off_t>(position_ + count));
     if (got < 0) error_ = errno;
     if (got <= 0) break;
     count += static_cast<std::size_t>(got);
@@ -82,8 +53,7 @@ void getFileCrc(SourceFile& stream, std::vector<char>& buffer, unsigned long& cr
   stream.rewind();
 }
 
-void filesFromDirectory(Folder folder, const std::string& path, const MayBePacked& mayBePacked,
-                        const Lost& lost,
+void filesFromDirectory(Folder folder, const std::string& path, const MayBePacked& mayBePacked, const Lost& lost,
                         const std::function<void(const std::string& path, SourceFile& file)>& each) {
   TreeWalk walk(std::move(folder), path,
                 [&](const std::string& unread, const std::error_code& ec) { lost(unread, ec.value()); });

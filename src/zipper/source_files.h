@@ -8,32 +8,40 @@
 
 #include <sys/stat.h>
 
-#include "base/directories.h"
 #include "base/tree_walk.h"
 
 namespace zipper {
 
-/// Functions on a path.
 class CDirEntry {
  public:
-  /// The separator of a path's components, "/".
-  static const std::string Separator;
+  inline static const std::string Separator = "/";
 
   /// Tells whether `path` is a directory; a link counts as what it points to. False when it does not exist.
-  static bool isDir(const std::string& path);
+  static bool isDir(const std::string& path) {
+    struct stat status {};
+    return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+  }
 
   /// The part of `path` after its last Separator: all of it when there is none, nothing when it ends in one.
-  static std::string fileName(const std::string& path);
+  static std::string fileName(const std::string& path) {
+    const std::size_t separator = path.rfind(Separator);
+    return separator == std::string::npos ? path : path.substr(separator + Separator.size());
+  }
 };
 
 /// Tells whether `path` exists; a dangling link does not.
-bool checkFileExists(const std::string& path);
+inline bool checkFileExists(const std::string& path) {
+  struct stat status {};
+  return stat(path.c_str(), &status) == 0;
+}
 
-/// The same as CDirEntry::isDir.
-bool isDirectory(const std::string& path);
+inline bool isDirectory(const std::string& path) {
+  return CDirEntry::isDir(path);
+}
 
-/// The same as CDirEntry::fileName.
-std::string fileNameFromPath(const std::string& path);
+inline std::string fileNameFromPath(const std::string& path) {
+  return CDirEntry::fileName(path);
+}
 
 /// Decides by its status whether an open file or folder may be packed.
 using MayBePacked = std::function<bool(const struct stat& info)>;
@@ -41,8 +49,8 @@ using MayBePacked = std::function<bool(const struct stat& info)>;
 /// Called with a path that could not be packed, or not all of it, and the error number.
 using Lost = std::function<void(const std::string& path, int error)>;
 
-/// A file to be packed. Not more is read of it than it had when it was opened, since a file that is written
-/// to all the time would never end. Never blocks.
+/// A file to be packed. Not more is read of it than it had when it was opened, since a file that is written to all the
+/// time would never end. Never blocks.
 class SourceFile {
  public:
   /// A file that could not be opened, and so reads as an empty one.
@@ -54,25 +62,23 @@ class SourceFile {
   /// Tells whether it is no regular file, or one that may not be packed.
   [[nodiscard]] bool isRefused() const { return isRefused_; }
 
-  /// The number of bytes that it had when it was opened.
+  /// In bytes, when it was opened.
   [[nodiscard]] std::uint64_t size() const { return size_; }
 
   /// Reads the next bytes, at most `size`, to `to`.
   /// @return the number of bytes read: less than `size` only at the end and after an error
   std::size_t read(char* to, std::size_t size);
 
-  /// Tells whether there is nothing more to read.
   [[nodiscard]] bool atEnd() const { return position_ == size_; }
 
-  /// The error number of opening or reading it, 0 without an error: ENOTSUP for what is no regular file,
-  /// EPERM for a file that may not be packed.
+  /// The error number of opening or reading it, 0 without an error: ENOTSUP for what is no regular file, EPERM for a
+  /// file that may not be packed.
   [[nodiscard]] int error() const { return error_; }
 
-  /// Goes back to the start.
   void rewind() { position_ = 0; }
 
  private:
-  quelmar::utilities::Descriptor descriptor_;
+  quelmar::Descriptor descriptor_;
   std::uint64_t size_ = 0;
   std::uint64_t position_ = 0;
   int error_ = 0;
@@ -87,15 +93,14 @@ bool isLargeFile(const SourceFile& stream);
 /// @param crc     receives the checksum of what could be read; see SourceFile::error
 void getFileCrc(SourceFile& stream, std::vector<char>& buffer, unsigned long& crc);
 
-/// Opens everything below a folder that is no folder itself, each folder's entries in the order in which the
-/// system lists them. No link is followed.
+/// Opens everything below a folder that is no folder itself, each folder's entries in the order in which the system
+/// lists them. No link is followed.
 /// @param path         the folder's path, with which the paths of its files begin
 /// @param mayBePacked  asked for each file and each folder below this one; what it refuses is not read
-/// @param lost         told of folders that could not be listed, that may not be packed (EPERM), or whose
-///                     path is longer than the system allows (ENAMETOOLONG): nothing in them is told then
+/// @param lost         told of folders that could not be listed, that may not be packed (EPERM), or whose path is
+///                     longer than the system allows (ENAMETOOLONG): nothing in them is told then
 /// @param each         called with each path and what is there
-void filesFromDirectory(quelmar::utilities::Folder folder, const std::string& path,
-                        const MayBePacked& mayBePacked, const Lost& lost,
-                        const std::function<void(const std::string& path, SourceFile& file)>& each);
+void filesFromDirectory(quelmar::Folder folder, const std::string& path, const MayBePacked& mayBePacked,
+                        const Lost& lost, const std::function<void(const std::string& path, SourceFile& file)>& each);
 
 }  // namespace zipper

@@ -20,17 +20,17 @@
 namespace zipper {
 namespace {
 
-using quelmar::utilities::Descriptor;
-using quelmar::utilities::Folder;
-using quelmar::utilities::Links;
+using quelmar::Descriptor;
+using quelmar::Folder;
+using quelmar::Links;
 
 constexpr std::size_t kCopyBufferBytes = 8192;
 constexpr std::size_t kMaxNameBytes = std::numeric_limits<std::uint16_t>::max();  // its length field's
 constexpr int kMemoryLevel = 8;
 
-/// The file information of an entry: null, or for text a flag that the library sets itself when it deflates.
-/// Date and time must be 0 in the archive. The library writes 0 for an impossible month, but in old versions
-/// another date for a time that is all zero.
+/// The file information of an entry: null, or for text a flag that the library sets itself when it deflates. Date and
+/// time must be 0 in the archive. The library writes 0 for an impossible month, but in old versions another date for a
+/// time that is all zero.
 const zip_fileinfo* entryInfo(bool text) {
   static const zip_fileinfo kText = [] {
     zip_fileinfo info{};
@@ -41,8 +41,8 @@ const zip_fileinfo* entryInfo(bool text) {
   return text ? &kText : nullptr;
 }
 
-/// Tells whether an entry gets the 64-bit size fields: also when only its packed size may need them.
-/// Deflating adds 400 bytes to a MiB at most.
+/// Tells whether an entry gets the 64-bit size fields: also when only its packed size may need them. Deflating adds 400
+/// bytes to a MiB at most.
 bool needsLargeFields(const SourceFile& source, int level) {
   constexpr std::uint64_t kMayGrowFrom = 4'290'000'000U;
   return isLargeFile(source) || (level > 0 && source.size() > kMayGrowFrom);
@@ -138,14 +138,14 @@ void Zipper::Impl::add(const std::string& path, unsigned flags) {
     entryIsOpen_ = false;
   });
   std::error_code ec;
-  const auto place = quelmar::utilities::locate(path, Links::kAny, ec);
-  Folder folder(ec ? Descriptor() : quelmar::utilities::openFolder(place.folder.get(), place.name, ec));
+  const auto place = quelmar::locate(path, Links::kAny, ec);
+  Folder folder(ec ? Descriptor() : quelmar::openFolder(place.folder.get(), place.name, ec));
   const std::string name = (flags & StoreFullPath) != 0 ? path : fileNameFromPath(path);
   if (!ec && !hooks.mayBePacked(folder.info)) {
     hooks.lost(path, EPERM);
   } else if (!ec) {
     addTree(std::move(folder), path, flags);
-  } else if (place.folder && quelmar::utilities::isNoFolder(ec)) {
+  } else if (place.folder && quelmar::isNoFolder(ec)) {
     SourceFile source(place.folder.get(), place.name.c_str(), hooks.mayBePacked);
     addFile(source, path, name, flags);
   } else if (ec.value() == ENOENT || ec.value() == ENAMETOOLONG) {
@@ -158,8 +158,8 @@ void Zipper::Impl::add(const std::string& path, unsigned flags) {
 }
 
 void Zipper::Impl::addTree(Folder folder, const std::string& path, unsigned flags) {
-  // Names begin with the last occurrence of this in the path, so below an inner folder of the same name with
-  // that one. Kept on purpose: readers of archives look for such names.
+  // Names begin with the last occurrence of this in the path, so below an inner folder of the same name with that one.
+  // Kept on purpose: readers of archives look for such names.
   const std::string nameStart = fileNameFromPath(path) + CDirEntry::Separator;
   try {
     filesFromDirectory(std::move(folder), path, hooks.mayBePacked, hooks.lost,
@@ -172,8 +172,7 @@ void Zipper::Impl::addTree(Folder folder, const std::string& path, unsigned flag
   }
 }
 
-void Zipper::Impl::addFile(SourceFile& source, const std::string& path, const std::string& name,
-                           unsigned flags) {
+void Zipper::Impl::addFile(SourceFile& source, const std::string& path, const std::string& name, unsigned flags) {
   if (name.empty()) return;
   // A longer name would make the archive unreadable, and not every version of the library refuses it.
   const bool isTooLong = name.size() > kMaxNameBytes;
@@ -214,8 +213,7 @@ void Zipper::Impl::entryAdded(int result, const std::string& path) {
   hooks.packed(path);
 }
 
-void Zipper::Impl::addPlainly(SourceFile& source, const std::string& path, const std::string& name,
-                              int level) {
+void Zipper::Impl::addPlainly(SourceFile& source, const std::string& path, const std::string& name, int level) {
   unsigned long crc = 0;
   if (!password_.empty()) getFileCrc(source, buffer_, crc);
   openEntry(name, level, needsLargeFields(source, level), false, false, crc);
@@ -227,8 +225,7 @@ void Zipper::Impl::addPlainly(SourceFile& source, const std::string& path, const
   entryAdded(zipCloseFileInZip(file_.handle()), path);
 }
 
-void Zipper::Impl::addInPieces(SourceFile& source, const std::string& path, const std::string& name,
-                               int level) {
+void Zipper::Impl::addInPieces(SourceFile& source, const std::string& path, const std::string& name, int level) {
   if (level != level_) {
     const unsigned threads = hooks.threads > 0 ? hooks.threads : std::thread::hardware_concurrency();
     pipeline_ = std::make_unique<DeflatePipeline>(level, threads);

@@ -9,8 +9,8 @@
 
 namespace zipper {
 
-/// Writes files and directory trees into one zip archive (deflate, 64-bit where sizes need it). All entries
-/// carry the date and time 0 and no attributes of their files.
+/// Writes files and directory trees into one zip archive (deflate, 64-bit where sizes need it). All entries carry the
+/// date and time 0 and no attributes of their files.
 class Zipper {
  public:
   /// How add() works; a bit set.
@@ -23,66 +23,57 @@ class Zipper {
 
   /// Further settings.
   struct Hooks {
-    /// Called with each path that could not be packed, or not all of it, and the error number of reading,
-    /// listing or looking it up: ENOENT for a path that was added and is missing, ENOTSUP for what is no
-    /// regular file, EPERM for what `mayBePacked` refuses, ENAMETOOLONG for names and paths over the limit.
+    /// Called with each path that could not be packed, or not all of it, and the error number of reading, listing or
+    /// looking it up: ENOENT for a path that was added and is missing, ENOTSUP for what is no regular file, EPERM for
+    /// what `mayBePacked` refuses, ENAMETOOLONG for names and paths over the limit.
     std::function<void(const std::string& path, int error)> lost = [](const std::string&, int) {};
 
     /// Called with each file's path when its entry is complete.
     std::function<void(const std::string& path)> packed = [](const std::string&) {};
 
-    /// Asked for each file and each folder when it has been opened, with its status. What is refused gets no
-    /// entry, and nothing below a refused folder does.
+    /// Asked for each file and folder that was opened. What is refused, and what is below it, gets no entry.
     std::function<bool(const struct stat& info)> mayBePacked = [](const struct stat&) { return true; };
 
     /// Whether an archive to which no entry was added counts as failed, and so does not get its name.
     bool needsEntry = false;
 
-    /// How many threads may deflate, the calling one included; 0: as many as there are processors. The
-    /// archive's bytes do not depend on it.
+    /// How many threads may deflate, the calling one included; 0: one a processor. The archive's bytes stay the same.
     unsigned threads = 0;
   };
 
-  /// Opens an archive for writing: adds to it when it exists, creates it otherwise. It is written as
-  /// `zipName` + kPartialSuffix and renamed when it is complete; see ArchiveFile.
+  /// Opens an archive for writing: adds to it when it exists, creates it otherwise. It is written as `zipName` +
+  /// kPartialSuffix and renamed when it is complete; see ArchiveFile.
   /// @param zipName   the archive's path
   /// @param password  entries are encrypted with it (traditional zip encryption); empty for no encryption
   /// @throws std::runtime_error "Error creating zip in file!"
   Zipper(const std::string& zipName, const std::string& password);
 
-  /// Finishes the archive when it is still open. A failure is not reported, but only a complete archive is
-  /// renamed.
+  /// Finishes the archive when it is still open. A failure is not reported, but only a complete archive is renamed.
   ~Zipper();
-  Zipper(const Zipper&) = delete;
-  Zipper& operator=(const Zipper&) = delete;
 
   /// Sets the hooks. To be called before add(); release() forgets them.
   void setHooks(Hooks hooks);
 
-  /// Opens the archive again after close() or release(), to add to it. No effect when it is open.
+  /// Opens the archive again, to add to it. No effect when it is open.
   /// @throws std::runtime_error "Error opening zip file!"
   void open();
 
-  /// Adds a file under its bare name, or all files below a directory under names that begin with the
-  /// directory's own. Links are followed above `path` only, and nowhere below a folder that the run holds.
-  /// No effect when the archive is not open.
-  ///
-  /// Only regular files get an entry, and so does a `path` that does not exist: one without data. So does a
-  /// file that cannot be opened; one that cannot be read to its end gets an entry with what could be read.
-  /// Directories whose path, and entries whose name, would be too long are left out.
-  /// @param path   the file or directory
-  /// @param flags  of zipFlags
+  /// Adds a file under its bare name, or all files below a directory under names that begin with the directory's own.
+  /// Links are followed above `path` only, and nowhere below a held folder. No effect when the archive is not open.
+  /// Only regular files get an entry, and so does a `path` that does not exist: one without data. So does a file that
+  /// cannot be opened; one that cannot be read to its end gets an entry with what could be read. Directories whose
+  /// path, and entries whose name, would be too long are left out.
   /// @return always true; failed writes are reported by close().
-  /// @throws std::runtime_error "Error adding '<entry name>' to zip" when no such entry can be added. The
-  ///         entries before it stay, files after it under the same call are not added.
+  /// @throws std::runtime_error "Error adding '<entry name>' to zip" when no such entry can be added. The entries
+  ///         before it stay, files after it under the same call are not added.
   bool add(const std::string& path, unsigned flags);
 
   /// How many entries the archive has, those of an archive that is added to included; 0 after release().
   std::uint64_t entries() const;
 
   /// Finishes and renames the archive. No effect when it is not open.
-  /// @throws std::runtime_error "Error closing zip file!" when it could not be finished, or a write has
-  ///         failed since it was opened; it is closed all the same, but not renamed.
+  /// @throws std::runtime_error "Error closing zip file!" when it could not be finished, or a write has failed since it
+  ///         was opened; it is closed all the same, but not renamed.
   void close();
 
   /// Finishes the archive as the destructor does and frees everything.

@@ -32,7 +32,7 @@ def texts(code):
         if LOGGED.search(statement) or SAID.search(statement):
             # The text may be built in the statement before the one that writes it.
             source = previous + statement if "fwrite" in statement else statement
-            source = re.sub(r'\binitLogName\("\w+"|LOG_CALL_AS\("\w+"', "", source)
+            source = re.sub(r'\binitLogName\("\w+"|LOG_CALL_AS\([^,]+', "", source)
             source = re.sub(r"\bk[A-Z]\w+", lambda name: constants.get(name[0], ""), source)
             yield from (literal[1:-1] for literal in re.findall(STRING, source))
         previous = statement

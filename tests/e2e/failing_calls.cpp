@@ -67,7 +67,8 @@ bool fails(const char* call, Args&... args) {
   }
   if (error == -2) {
     const std::string line = std::string(call) + " " + pathOf(args...) + "\n";
-    static const auto trace = static_cast<int>(syscall(SYS_openat, AT_FDCWD, "/trace", O_WRONLY | O_APPEND | O_CLOEXEC));
+    static const auto trace =
+        static_cast<int>(syscall(SYS_openat, AT_FDCWD, "/trace", O_WRONLY | O_APPEND | O_CLOEXEC));
     syscall(SYS_write, trace, line.data(), line.size());
   }
   errno = error;
@@ -100,8 +101,7 @@ FAILING(int, mkdir, (const char* path, mode_t mode), path, mode)
 FAILING(int, mkdirat, (int fd, const char* name, mode_t mode), fd, name, mode)
 FAILING(int, unlink, (const char* path), path)
 FAILING(int, unlinkat, (int fd, const char* name, int flags), fd, name, flags)
-FAILING(int, linkat, (int fd, const char* path, int to, const char* name, int flags), fd, path, to, name,
-        flags)
+FAILING(int, linkat, (int fd, const char* path, int to, const char* name, int flags), fd, path, to, name, flags)
 FAILING(int, rename, (const char* path, const char* to), path, to)
 FAILING(int, renameat, (int fd, const char* name, int to, const char* path), fd, name, to, path)
 FAILING(int, ftruncate, (int fd, off_t size), fd, size)

@@ -45,7 +45,8 @@ int main(int, char** argv) {
   const mode_t mask = umask(0);
   umask(mask);
   text << getpid() << '\037' << "descriptors " << descriptors() << "; limits";
-  for (const auto& [name, which] : {std::pair{" files ", RLIMIT_NOFILE}, {" size ", RLIMIT_FSIZE}, {" core ", RLIMIT_CORE}}) {
+  for (const auto& [name, which] :
+       {std::pair{" files ", RLIMIT_NOFILE}, {" size ", RLIMIT_FSIZE}, {" core ", RLIMIT_CORE}}) {
     rlimit limit{};
     getrlimit(which, &limit);
     text << name << static_cast<long long>(limit.rlim_cur) << "/" << static_cast<long long>(limit.rlim_max);
@@ -60,8 +61,8 @@ int main(int, char** argv) {
     struct sigaction action {};
     if (sigaction(number, nullptr, &action) == 0 && action.sa_handler == SIG_IGN) text << " " << number;
   }
-  text << "; umask " << std::oct << mask << "; session " << (getsid(0) == getpid() ? "its own" : "another's")
-       << "; in " << target("/proc/self/cwd");
+  text << "; umask " << std::oct << mask << "; session " << (getsid(0) == getpid() ? "its own" : "another's") << "; in "
+       << target("/proc/self/cwd");
   for (; *argv != nullptr; ++argv) text << '\037' << *argv;
   const std::string record = text.str() + "\037\n\037";
   const int file = open("/started", O_WRONLY | O_APPEND | O_CLOEXEC);

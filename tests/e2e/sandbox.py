@@ -170,10 +170,10 @@ class Box:
 
         def prepare():
             os.umask(umask)
-            for number in signal.SIGHUP, signal.SIGINT, signal.SIGQUIT:  # ignored where the tests run in the background
-                signal.signal(number, signal.SIG_DFL)
             for limit, values in LIMITS.items():
                 resource.setrlimit(limit, values)
+            for number in signal.SIGHUP, signal.SIGINT, signal.SIGQUIT, signal.SIGTERM:
+                signal.signal(number, signal.SIG_DFL)  # a shell ignores some for what it runs in the background
 
         return subprocess.Popen(command + [argv0, *arguments], env=environment, stdin=subprocess.DEVNULL,
                                 stdout=out, stderr=err, start_new_session=True, preexec_fn=prepare), out, err

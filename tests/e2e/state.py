@@ -25,8 +25,8 @@ WAITS = (24, 12, 6, 2, 1)  # seconds; see short_limits.cpp
 SHORT, LONG, HUGE = 120, 6000, 1 << 24  # bytes that are shown in one line, in several, and not even summed up
 DAY = "%Y-%m-%d %H:%M:%S"
 VARIES = ((r"(?<=http reply failed, ec:).+", "<curl's words>"), (r"LogCollectionTool:(\w+):\d+\]", r"LogCollectionTool:\1:<line>]"),
-          (r"(?<=Error adding ')logs/[^']+", "logs/<one>"),  # in the order in which the threads have made them
-          (r"\b\d+ s$", "<n> s"), (r"^\d+ s(?=  .* done$)", "<n> s"), (r"\b\d+\.\d MiB", "<n> MiB"), (r"\blogFiles\.(left-)?\d+\b", r"logFiles.\1<pid>"))
+          (r"(?<=Error adding ').*(?=' to zip)", "<some entry>"), (r"\b\d+ s$", "<n> s"), (r"^\d+ s(?=  .* done$)", "<n> s"),
+          (r"\b\d+\.\d MiB", "<n> MiB"), (r"\blogFiles\.(left-)?\d+\b", r"logFiles.\1<pid>"))
 REPORTING, TUNNEL = re.compile("collectSystem|cmdPopen"), re.compile("Tunnel|ServicePort")  # functions of the other collectors
 
 
@@ -165,7 +165,7 @@ class State:
             before_it = threads[thread][-1][0] if threads[thread] else self.began - 0.001
             wrong = "" if before_it <= at <= self.ended else "WRONG time %s " % stamp
             since = at - before_it if self.waits else 0
-            gap = next(("(+%d s) " % limit for limit in WAITS if since >= limit - 0.05), "")
+            gap = next(("(+%d s) " % limit for limit in WAITS if since >= 0.9 * limit - 0.05), "")  # the tool counts in whole seconds
             if len(message) > SHORT * 10:
                 message = message[:60] + "... " + sum_of(message.encode(errors="surrogateescape")) + "\n"
             threads[thread].append((at, wrong + gap + "%s %s: %s" % (level, function, ascii(message[:-1])[1:-1])))

@@ -5,9 +5,7 @@
 #include <memory>
 
 #include <mntent.h>
-#include <unistd.h>
 
-#include "base/directories.h"
 #include "base/files.h"
 
 namespace quelmar::platform {
@@ -23,16 +21,15 @@ std::vector<Process> processes() {
   std::vector<Process> all;
   std::string entries;
   std::error_code ec;
-  const utilities::Descriptor folder = utilities::openFolder("/proc", utilities::Links::kNone, ec);
-  utilities::listFolder(folder.get(), entries);
-  utilities::forEachEntry(entries, [&all](utilities::EntryKind /*kind*/, const std::string& name) {
+  const Descriptor folder = openFolder("/proc", Links::kNone, ec);
+  listFolder(folder.get(), entries);
+  forEachEntry(entries, [&all](EntryKind /*kind*/, const std::string& name) {
     const pid_t pid = std::atoi(name.c_str());
     if (pid <= 1) return;
-    const std::string stat = utilities::readRegularFile("/proc/" + name + "/stat", kMaxStatBytes);
+    const std::string stat = readRegularFile("/proc/" + name + "/stat", kMaxStatBytes);
     // The parent is the second field after the name. That stands in parentheses and may contain some itself.
     const std::size_t end = stat.rfind(')');
-    if (end != std::string::npos && end + 3 < stat.size())
-      all.push_back({pid, std::atoi(stat.c_str() + end + 3)});
+    if (end != std::string::npos && end + 3 < stat.size()) all.push_back({pid, std::atoi(stat.c_str() + end + 3)});
   });
   return all;
 }
@@ -40,8 +37,7 @@ std::vector<Process> processes() {
 std::vector<std::string> mountPoints() {
   std::vector<std::string> all;
   const std::unique_ptr<FILE, int (*)(FILE*)> table(setmntent("/proc/self/mounts", "re"), &endmntent);
-  while (const mntent* const mount = table ? getmntent(table.get()) : nullptr)
-    all.emplace_back(mount->mnt_dir);
+  while (const mntent* const mount = table ? getmntent(table.get()) : nullptr) all.emplace_back(mount->mnt_dir);
   return all;
 }
 

@@ -23,8 +23,8 @@ std::vector<Process> processes() {
   proc_listallpids(pids.data(), static_cast<int>(pids.size() * sizeof(pid_t)));
   std::vector<Process> all;
   for (const pid_t pid : pids) {
-    // It is not documented whether the result counts processes or bytes, so unused elements are recognised by
-    // their 0. No 0 may get into the result: a signal sent to it reaches the tool's own process group.
+    // It is not documented whether the result counts processes or bytes, so unused elements are recognised by their 0.
+    // No 0 may get into the result: a signal sent to it reaches the tool's own process group.
     proc_bsdshortinfo info{};
     const int size = sizeof(info);
     if (pid <= 1 || proc_pidinfo(pid, PROC_PIDT_SHORTBSDINFO, 0, &info, size) != size) continue;

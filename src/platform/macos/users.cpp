@@ -7,17 +7,16 @@
 
 #include "base/threads.h"
 
-// Foundation's header needs an Objective-C compiler, but the function is plain C, and the NSArray of NSString
-// that it returns can be used as a CFArray of CFString. The two functions of the autorelease pool are what
-// the compiler calls for @autoreleasepool; no public header declares them.
+// Foundation's header needs an Objective-C compiler, but the function is plain C, and the NSArray of NSString that it
+// returns can be used as a CFArray of CFString. The two functions of the autorelease pool are what the compiler calls
+// for @autoreleasepool; no public header declares them.
 extern "C" {
 #if __OBJC_BOOL_IS_BOOL  // defined by the compiler: true on Apple silicon, not on Intel
 typedef bool ObjcBool;
 #else
 typedef signed char ObjcBool;
 #endif
-CFArrayRef NSSearchPathForDirectoriesInDomains(unsigned long directory, unsigned long domainMask,
-                                               ObjcBool expandTilde);
+CFArrayRef NSSearchPathForDirectoriesInDomains(unsigned long directory, unsigned long domainMask, ObjcBool expandTilde);
 void* objc_autoreleasePoolPush(void);
 void objc_autoreleasePoolPop(void* pool);
 }
@@ -29,8 +28,8 @@ constexpr unsigned long kLocalDomain = 2;
 // Otherwise the user's folders begin with '~', which file functions do not expand.
 constexpr ObjcBool kExpandTilde = true;
 
-/// Converts a Core Foundation string to UTF-8. `out` is unchanged when the result is false: there is not
-/// enough memory, or the string cannot be converted (an unpaired surrogate).
+/// Converts a Core Foundation string to UTF-8. `out` is unchanged when the result is false: there is not enough memory,
+/// or the string cannot be converted (an unpaired surrogate).
 bool utf8Text(CFStringRef text, std::string& out) {
   const CFIndex size = CFStringGetMaximumSizeForEncoding(CFStringGetLength(text), kCFStringEncodingUTF8);
   // For a text that is too long the size is -1: the buffer then has no bytes and the conversion fails.
@@ -43,8 +42,8 @@ bool utf8Text(CFStringRef text, std::string& out) {
 
 void firstFolder(unsigned long kind, unsigned long domain, std::string& out) {
   out.clear();
-  // The returned objects are autoreleased. A plain C++ program has no pool, so without this one they would
-  // live until the thread ends.
+  // The returned objects are autoreleased. A plain C++ program has no pool, so without this one they would live until
+  // the thread ends.
   void* const pool = objc_autoreleasePoolPush();
   quelmar::ScopeGuard drain([pool] { objc_autoreleasePoolPop(pool); });
   const CFArrayRef folders = NSSearchPathForDirectoriesInDomains(kind, domain, kExpandTilde);
@@ -65,9 +64,7 @@ struct FoundationUtil {
   /// separator);
   ///              empty when it returns none
   static void getUserDirectory(unsigned long kind, std::string& out) { firstFolder(kind, kUserDomain, out); }
-  static void getLocalDirectory(unsigned long kind, std::string& out) {
-    firstFolder(kind, kLocalDomain, out);
-  }
+  static void getLocalDirectory(unsigned long kind, std::string& out) { firstFolder(kind, kLocalDomain, out); }
 };
 
 }  // namespace common::mac

@@ -30,8 +30,7 @@ TEST(Options, AreReadInAllForms) {
     const std::string label = one.arguments.front();
     std::vector<const char*> words = one.arguments;
     words.insert(words.begin(), "tool");
-    EXPECT_EQ(options.parser().parse(static_cast<int>(words.size()), words.data()), one.errors.empty())
-        << label;
+    EXPECT_EQ(options.parser().parse(static_cast<int>(words.size()), words.data()), one.errors.empty()) << label;
     EXPECT_EQ(options.parser().errors(), one.errors) << label;
     EXPECT_EQ(options.parser().rest(), one.rest) << label;
     EXPECT_EQ(options.getValue<std::string>("dir"), one.dir) << label;

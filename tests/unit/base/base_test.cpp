@@ -2,13 +2,13 @@
 #include <pthread.h>
 #include <sys/resource.h>
 
-#include "base/threads.h"
-#include "base/limits.h"
 #include "base/files.h"
+#include "base/limits.h"
+#include "base/threads.h"
 #include "base/tree_walk.h"
 #include "support/temp_dir.h"
 
-using namespace quelmar::utilities;
+using namespace quelmar;
 using namespace testing_support;
 
 TEST(CopyOpened, NeverWritesThroughWhatStandsAtTheTarget) {

@@ -23,12 +23,11 @@ TEST(IsKeyLog, JudgesByKindSizeAndAge) {
     std::uintmax_t size;
     std::time_t age;
     bool isKey;
-  } cases[] = {
-      {"a.log", 2097152, 864000, true},     {"b.log", 2097153, 864000, false}, {"c.BACK", 0, 2592000, true},
-      {"d.xlog", 0, 2592001, false},        {"e.crash", 1, 2592000, true},     {"f.crash", 1, 2592001, false},
-      {"g.ips", 9999999, 0, true},          {"h.dmp", 1, -1, false},           {"i.log", 1, -1, false},
-      {"j.pcap", 9999999, 9999999, true},   {"k.json", 1, 0, false},           {"noextension", 1, 0, false},
-      {"l.dmp", 1, -500'000'000'000, false}};
+  } cases[] = {{"a.log", 2097152, 864000, true},     {"b.log", 2097153, 864000, false}, {"c.BACK", 0, 2592000, true},
+               {"d.xlog", 0, 2592001, false},        {"e.crash", 1, 2592000, true},     {"f.crash", 1, 2592001, false},
+               {"g.ips", 9999999, 0, true},          {"h.dmp", 1, -1, false},           {"i.log", 1, -1, false},
+               {"j.pcap", 9999999, 9999999, true},   {"k.json", 1, 0, false},           {"noextension", 1, 0, false},
+               {"l.dmp", 1, -500'000'000'000, false}};
   for (const auto& one : cases) {
     const fs::path path = writeFile(dir / one.name, "");
     fs::resize_file(path, one.size);

@@ -31,9 +31,8 @@ TEST(LogCall, NothingThatLoggingDoesReachesTheCaller) {
   call([] { throw std::runtime_error("argument\n\x1b[31mbroke"); });
   call([] { throw 42; });
   const std::string where = "[LogCollectionTool:operator():" + std::to_string(line) + "]: ";
-  EXPECT_EQ(testing::internal::GetCapturedStderr(),
-            "sdplog exception" + where + "sink broke\n" + where +
-                "argument\\x0a\\x1b[31mbroke\nUnknown excepiton When logger\n");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "sdplog exception" + where + "sink broke\n" + where +
+                                                        "argument\\x0a\\x1b[31mbroke\nUnknown excepiton When logger\n");
   EXPECT_EQ(log.text(), "");
 }
 

@@ -68,8 +68,7 @@ void objc_autoreleasePoolPop(void* /*pool*/) {
   --pools;
 }
 
-CFArrayRef NSSearchPathForDirectoriesInDomains(unsigned long kind, unsigned long domain,
-                                               signed char expandTilde) {
+CFArrayRef NSSearchPathForDirectoriesInDomains(unsigned long kind, unsigned long domain, signed char expandTilde) {
   EXPECT_TRUE(kind == 14 && expandTilde != 0);
   return folders.count(domain) == 0 ? nullptr : reinterpret_cast<CFArrayRef>(&folders[domain]);
 }

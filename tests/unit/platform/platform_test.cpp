@@ -36,8 +36,7 @@ int posix_spawn(pid_t* pid, const char* path, const posix_spawn_file_actions_t* 
   pid_t started = 0;
   const int error = next(&started, path, actions, attributes, arguments, environment);
   siginfo_t info{};
-  while (startsHang && info.si_code != CLD_KILLED)
-    waitid(P_PID, static_cast<id_t>(started), &info, WEXITED | WNOWAIT);
+  while (startsHang && info.si_code != CLD_KILLED) waitid(P_PID, static_cast<id_t>(started), &info, WEXITED | WNOWAIT);
   *pid = started;
   return error;
 }
@@ -69,9 +68,8 @@ TEST(Command, IsKilledAtTheEndThoughItsStartOrAnotherOnesHangs) {
     std::thread([] { Command().start({"sleep 1000"}); }).detach();
     const auto shells = [] {
       const std::vector<Process> all = processes();
-      return std::count_if(all.begin(), all.end(), [](const Process& one) {
-        return one.parent == getpid() && getsid(one.pid) == one.pid;
-      });
+      return std::count_if(all.begin(), all.end(),
+                           [](const Process& one) { return one.parent == getpid() && getsid(one.pid) == one.pid; });
     };
     while (shells() < 2) std::this_thread::yield();
     endCommands();

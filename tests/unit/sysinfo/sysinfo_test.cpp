@@ -8,7 +8,6 @@
 #include "platform/host.h"
 #include "support/temp_dir.h"
 #include "sysinfo/reports.h"
-#include "sysinfo/shell.h"
 
 using namespace quelmar::logutils::macos;
 using namespace testing_support;
@@ -38,9 +37,7 @@ TEST(CmdPopen, CapturesInReadsOf4096BytesWithTheStaleTail) {
 TEST(Report, GoesToItsOwnFileWhateverBearsItsName) {
   const LogCapture log;
   const std::string whole = ":= title =\nNAME:one\nNAME:two\n", kept = "victim:kept\n";
-  const auto in = [&](const std::string& name) {
-    return std::regex_replace(name + whole, std::regex("NAME"), name);
-  };
+  const auto in = [&](const std::string& name) { return std::regex_replace(name + whole, std::regex("NAME"), name); };
   const struct {
     std::string path, before, between, left;
     bool isMade, isTold;
@@ -67,8 +64,8 @@ TEST(Report, GoesToItsOwnFileWhateverBearsItsName) {
     EXPECT_TRUE(report.run("echo two >> "));
     EXPECT_EQ(report.isMade(), one.isMade) << one.before;
     EXPECT_EQ(shell("grep -s '' * /dev/null | sed 's/===*/=/g'"), one.left) << one.before;
-    EXPECT_EQ(log.text().find("[warning] [LogCollectionTool:f] report " + path +
-                              " left out.; Reason: code:") != std::string::npos,
+    EXPECT_EQ(log.text().find("[warning] [LogCollectionTool:f] report " + path + " left out.; Reason: code:") !=
+                  std::string::npos,
               one.isTold);
   }
 }
@@ -77,9 +74,8 @@ TEST(Report, EndsWhereItsLimitOrALowerOneCutsACommandOff) {
   std::signal(SIGXFSZ, SIG_IGN);  // as the tool does; commands must not
   details::limitReports(16 * 1024 + 1);
   const std::uintmax_t low = 8 * quelmar::platform::kShellBlockBytes;
-  for (const auto& [command, size] : {std::pair("yes >> ", 16 * 1024UL),
-                                      {"ulimit -f 8; yes >> ", low},
-                                      {"ulimit -f 8; yes | cat >> ", low}}) {
+  for (const auto& [command, size] :
+       {std::pair("yes >> ", 16 * 1024UL), {"ulimit -f 8; yes >> ", low}, {"ulimit -f 8; yes | cat >> ", low}}) {
     const LogCapture log;
     details::Report report("f", (log / "r").string(), "target");
     report.banner("title");
@@ -87,9 +83,8 @@ TEST(Report, EndsWhereItsLimitOrALowerOneCutsACommandOff) {
     report.banner("later");
     EXPECT_TRUE(report.run("echo later >> "));
     EXPECT_EQ(fs::file_size(log / "r"), size);
-    EXPECT_EQ(log.text(), "[warning] [LogCollectionTool:f] report " + (log / "r").string() +
-                              " ends at its limit of " + std::to_string(size) +
-                              " bytes; Reason: no room for all of: " + command + "target\n");
+    EXPECT_EQ(log.text(), "[warning] [LogCollectionTool:f] report " + (log / "r").string() + " ends at its limit of " +
+                              std::to_string(size) + " bytes; Reason: no room for all of: " + command + "target\n");
   }
 }
 

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "tunnel/http.h"
-#include "tunnel/service_port.h"
+#include "tunnel/module_dump.h"
 
 using namespace quelmar;
 

@@ -165,8 +165,7 @@ TEST(Zipper, TreesComeBackWholeAndAsTheSameArchiveFromAnyNumberOfThreads) {
     const Errors told = {{"/link", ENOTSUP}, {"/fifo.log", ENOTSUP}, {"/shut", EPERM}, {"/foreign", EPERM}};
     EXPECT_EQ(lost, told);
   }
-  EXPECT_LT(packed(three, kFlags, {}).size(), 2 * packed(one, kFlags, {}).size())
-      << "pieces have no dictionary";
+  EXPECT_LT(packed(three, kFlags, {}).size(), 2 * packed(one, kFlags, {}).size()) << "pieces have no dictionary";
 }
 
 TEST(Zipper, FoldersWhosePathIsTooLongAreToldAndNotEntered) {
@@ -175,8 +174,8 @@ TEST(Zipper, FoldersWhosePathIsTooLongAreToldAndNotEntered) {
   Errors told;
   std::error_code ec;
   zipper::filesFromDirectory(
-      quelmar::utilities::Folder(openFolder(dir.path().string(), quelmar::utilities::Links::kAny, ec)),
-      std::string(PATH_MAX - 4, 'p'), [](const struct stat&) { return true; },
+      quelmar::Folder(openFolder(dir.path().string(), quelmar::Links::kAny, ec)), std::string(PATH_MAX - 4, 'p'),
+      [](const struct stat&) { return true; },
       [&](const std::string& path, int error) { told[path.substr(PATH_MAX - 4)] = error; },
       [&](const std::string& path, const zipper::SourceFile&) { told[path.substr(PATH_MAX - 4)] = 0; });
   EXPECT_EQ(told, (Errors{{"/a", 0}, {"/sub", ENAMETOOLONG}}));
