@@ -174,8 +174,7 @@ std::error_code makeOwnScratch(const Root& root, const std::string& path, std::s
   std::error_code ec = std::make_error_code(std::errc::file_exists);
   bool isInUse = false;
   for (int number = 0; number < kMaxNames && (ec == std::errc::file_exists || isInUse); ++number) {
-    name = std::string(kScratch) + "." + std::to_string(getpid()) +
-           (number == 0 ? "" : "-" + std::to_string(number));
+    name = std::string(kScratch) + "." + std::to_string(getpid()) + (number == 0 ? "" : "-" + std::to_string(number));
     ec = makeNew(root.folder, name, own);
     // Another run that takes it for an abandoned one holds the lock while it removes it.
     isInUse = !ec && flock(own.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
