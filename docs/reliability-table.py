@@ -21,7 +21,16 @@ scenario (tests/e2e/scenarios.py) compares all that a run leaves with what is ex
 """
 FAULTS = [
     ("Links that somebody else planted: default root, scratch folder and folders in it, reports, own log, folders above it", "each is replaced by the tool's own file or folder, or what needs it is left out; what they lead to keeps content and mode, and none of it is in the archive", "links-for-root-at-scratch links-for-root-at-folders links-for-root-at-root links-for-root-at-new-names links-for-ada-at-scratch links-for-ada-at-folders links-for-ada-at-new-names"),
-    ("--dir names a folder that holds what is collected, the tool, its log or a home, by any spelling", "the default is used, a warning says why, nothing in the folder changes", "dir-not-to-be-emptied"),
+    ("A local user renames, links and plants, as fast as it goes, what they may, while root runs the tool", "in 20 runs for each phase nothing of anybody else's is deleted, changed or read, and each run ends with an archive of root's own files", "test_attack.py: test_clean_up test_attack.py: test_while_copying test_attack.py: test_reports_and_archive test_attack.py: test_own_log test_attack.py: test_sources"),
+    ("Links in sources, and above them", "followed where they are root's or the caller's, or their owner owns what they lead to; any other is told, and what it leads to is not in the archive", "links-in-sources"),
+    ("What others put into the scratch folder; hard links that are made to a report meanwhile", "what is not the caller's alone, with one name, is told and not packed", "dropped-into-scratch report-linked-meanwhile"),
+    ("--dir names a folder that holds what is collected, the tool, its log or the home of any user, by any spelling", "the default is used, a warning says why, nothing in the folder changes", "dir-not-to-be-emptied"),
+    ("--dir names a sticky folder, or one below which something is mounted", "only what bears the tool's own names is removed there", "dir-for-others-too"),
+    ("--dir names a folder that may be entered and written to, but not listed", "a whole archive; a record tells that it cannot be listed", "dir-not-to-be-listed"),
+    ("Root's run is killed; then a user's run finds what it left, also where it cannot be moved", "all that the user's run has copied is in its archive, nothing of what stood there; a record names what stays", "user-after-roots-killed-run user-after-roots-killed-run-sticky"),
+    ("A source that does not answer", "it is given up when nothing has moved for 30 seconds, and so are that user's other sources; everything else is in the archive, and records tell", "source-does-not-answer"),
+    ("Nobody reads standard error, and the own log cannot be written", "it is not waited for longer than a second", "nobody-reads-errors"),
+    ("The caller's own limit for the size of files", "copies and reports end there, each with a record; the rest is in the archive", "file-size-limit"),
     ("The output folder cannot be listed to its end, an archive in it or another entry cannot be looked at, leftovers cannot be removed", "as long as not all can be seen, all archives stay and a record tells; else the four newest", "housekeeping-fails"),
     ("Sources that cannot be opened, looked at, listed or read; copies that cannot be made, written or closed; room that cannot be asked for", "a record names the path, the number and the text, another one how many more there were; everything else is in the archive, and what was read of it", "copying-fails"),
     ("Any one call of the C library fails, on any path of the tool's", "whatever is left otherwise, a record tells", "test_sweep.py: test_what_one_failing_call_costs_is_told"),
@@ -36,7 +45,7 @@ FAULTS = [
     ("Odd time zone, unknown locale; a home that is gone, an unknown user", "a whole archive with 14 digits in its name; without a place for it, the own log's records go to standard error", "odd-zones-and-locales home-is-relative home-is-gone"),
     ("The own log is as large as it may get; it cannot be renamed, made or looked at", "it is kept beside the new one, which holds the whole run; else the run is added to it; else the records go to standard error", "own-log-is-full own-log-is-half-full own-log-cannot-be-rotated own-log-cannot-be-made own-log-cannot-be-looked-at"),
     ("Commands that read their standard input; a tool that is started with signals ignored, and a job of the shell before as its child", "they get /dev/null, their report and standard error, no signal ignored or held back; an ignored signal ends nothing; the job is still there after the run", "inherited"),
-    ("SIGTERM, SIGINT, SIGHUP, SIGQUIT or SIGKILL in each phase", "the run ends by the signal and, but for SIGKILL, its commands with it; every warning is in the log; no archive that is not whole bears its name; the next run removes the remains and makes its own archive", "term-at-set-up hup-before-copying int-in-reports quit-in-reports kill-in-reports term-while-packing kill-while-packing int-at-the-end killed-then-again"),
+    ("SIGTERM, SIGINT, SIGHUP, SIGQUIT or SIGKILL in each phase, and any other signal that ends programs", "the run ends by the signal and, but for SIGKILL, its commands with it, and its copies are removed; every warning is in the log; no archive that is not whole bears its name; the next run removes the remains and makes its own archive", "test_races.py: test_each_signal_ends_the_commands term-at-set-up hup-before-copying int-in-reports quit-in-reports kill-in-reports term-while-packing kill-while-packing int-at-the-end killed-then-again"),
     ("A login service that does not answer; a command that outlives its limit, ignores SIGTERM and has started others", "after their limits nobody counts as logged in, and root's files are in the archive; the run takes the command and all its offspring with it", "all-else-hangs"),
 ]
 KNOWN = """
@@ -52,7 +61,7 @@ COMPLAINTS = [
     ("One bad file aborts the rest", "each file and folder fails alone, and a record tells", "copying-fails"),
     ("A file grows or shrinks meanwhile and the archive is corrupt", "the tool packs its own copy, and never more than the file had when it was opened", "test_races.py: test_files_that_come_grow_and_go"),
     ("Success is announced although the disk is full", "the log tells, and what there is of the archive never bears its name. The exit status stays 0: programs that start the tool rely on it", "packing-fails"),
-    ("Deleting through links, or deleting strangers' files", "deletion opens what it empties and never through a link; a folder with somebody's files is not used for output", "dir-not-to-be-emptied links-for-root-at-scratch"),
+    ("Deleting through links, or deleting strangers' files", "deletion holds what it empties open and never goes through a link; a home, a source, a sticky folder and what is mounted are never emptied, any other folder that is named with --dir is", "dir-not-to-be-emptied dir-for-others-too links-for-root-at-scratch"),
     ("Predictable names in shared temporary folders", "the names are fixed; what that means and what to do instead is in security.md", "links-for-ada-at-scratch"),
     ("Late workers write after the archive is closed, or crash at exit", "nothing that a detached thread can reach is destroyed, and once the process is ending no thread can start a command, or log or write after a killed one", "test_races.py: test_workers_that_hang_while_the_run_ends"),
     ("Commands wait for a terminal or for input", "standard input is /dev/null, for the tool and all commands", "inherited"),
@@ -63,7 +72,7 @@ COMPLAINTS = [
     ("Odd names, link loops, links to / and devices", "copied under their names, or passed over", "odd-names special-files"),
     ("Folders and files that the user may not read", "passed over, the rest is collected", "user"),
     ("A parallel rewrite drops or doubles files", "the archive is compared with the tree, entry by entry", "base"),
-    ("Two runs at once", "both end with 0; the later one may take the earlier one's copies away", "test_races.py: test_runs_at_once_in_the_same_folder"),
+    ("Two runs at once", "the one that finds the folder locked uses a scratch folder of its own; all archives are whole and complete", "test_races.py: test_runs_at_once_in_the_same_folder"),
     ("An own log that cannot be written", "the records go to standard error", "home-is-gone"),
 ]
 TAIL = """
@@ -73,9 +82,11 @@ troubleshooting.md.
 
 ## What an interrupted run leaves
 
-On SIGINT, SIGTERM, SIGHUP and SIGQUIT the tool kills its commands and then ends; a signal that it was started to ignore stays
-ignored. On SIGKILL the commands keep running. Nothing else is cleaned up: the scratch folder, the report and perhaps an
-incomplete archive, whose name ends in ".incomplete", stay. The next run in the same folder removes them before it begins.
+On a signal that ends programs (but SIGKILL and those of faults) and on an exception that nothing catches, the tool kills its
+commands and then ends; a signal that it was started to ignore stays ignored. Before it ends by a signal it removes its scratch
+folder, the report and an incomplete archive, as far as that takes under a second. On SIGKILL the commands keep running and all
+that stays. The next run in the same folder removes what it may, or moves the scratch folder aside, and names what it could not
+remove.
 
 ## Limits on purpose
 

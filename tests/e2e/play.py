@@ -85,7 +85,7 @@ def held(box):
 
 
 def play(arguments=(), bare=False, earlier=True, files=(), links=(), drive=None, make=None, fakes=(), console="ada", tool=None, answer=ok(b"module one\n"),
-         port=0, terminal=False, then=(), meanwhile=None, fails=None, waits=False, env=(), user=None, **how):
+         port=0, terminal=False, then=(), meanwhile=None, fails=None, waits=0, env=(), user=None, **how):
     """Returns the state that one scenario leaves. What is not named here is for Box.start.
 
     bare: nothing of what the base machine has; earlier: the output of earlier runs, "again": before each run; files: path -> text, size, function(path), or None for none; links:
@@ -198,13 +198,14 @@ def main(words):
     signal.signal(signal.SIGALRM, sandbox.give_up)
     if names and "/" in names[0]:
         part, parts = map(int, names[0].split("/"))
-        names = sorted(name for name in SCENARIOS if not SCENARIOS[name].get("waits") == "alone")[part - 1::parts]
+        names = sorted(name for name in SCENARIOS if not SCENARIOS[name].get("alone"))[part - 1::parts]
     one_user = pathlib.Path("/proc/self/uid_map").read_text().split()[2] == "1"
     failed = []
     for name in sorted(names or SCENARIOS, key=lambda name: name != "base"):
         if SCENARIOS[name].pop("second_user", False) and one_user:
             print(name + ": not played, there is no second user here")
             continue
+        SCENARIOS[name].pop("alone", None)
         began = time.monotonic()
         found = check(name, approve)
         if approve:

@@ -170,8 +170,6 @@ class Box:
 
         def prepare():
             os.umask(umask)
-            for number in signal.SIGHUP, signal.SIGINT, signal.SIGQUIT:  # ignored where the tests run in the background
-                signal.signal(number, signal.SIG_DFL)
             for limit, values in LIMITS.items():
                 resource.setrlimit(limit, values)
             for number in signal.SIGHUP, signal.SIGINT, signal.SIGQUIT, signal.SIGTERM:

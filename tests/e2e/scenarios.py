@@ -136,7 +136,7 @@ def link_sources(box):
 
 
 scenario("links-in-sources", second_user=True, files={DOCUMENTS: "ada's", "/srv/bobs.log": "bob's", "/srv/DiagnosticReports/x.ips": "root's"}, make=link_sources)
-scenario("source-does-not-answer", tool=SHORT_LIMITS, waits=True, fails=("pread", LOGS + "a.txt", -1), meanwhile=lambda box, process: process.wait())
+scenario("source-does-not-answer", tool=SHORT_LIMITS, waits=6, fails=("pread", LOGS + "a.txt", -1), meanwhile=lambda box, process: process.wait())
 FIXED = (INSTALLER, LAUNCHD, PORT_FILE, APP + "/sdpc_md5.json", APP + "/static/.portal.json", SHARED + "/debug", OWN_LOG)
 for name, kind in (("fifos", os.mkfifo), ("folders", os.mkdir), ("links", lambda path: os.symlink(DOCUMENTS, path))):
     scenario("fixed-files-are-" + name, files={DOCUMENTS: "precious", **{path: None for path in FIXED[:5]}},
@@ -263,10 +263,10 @@ for name, mode in ("", 0o777), ("-sticky", 0o1777):
     scenario("user-after-roots-killed-run" + name, second_user=True, user=[None, 1000], earlier=False, env=[{}, {"HOME": "/Users/ada"}], meanwhile=kill(signal.SIGKILL), fails=PACKING,
              make=lambda box, mode=mode: [os.mkdir(box.path(ROOT_DIR)), os.chmod(box.path(ROOT_DIR), mode), os.chown(box.path("/Users/ada"), 1000, 1000)])
 HANGING = "exec sleep 1000000"
-scenario("reports-and-peer-hang", tool=SHORT_LIMITS, waits="alone", answer=lambda connection: connection.recv(1), fakes={
+scenario("reports-and-peer-hang", tool=SHORT_LIMITS, alone=True, waits=1, answer=lambda connection: connection.recv(1), fakes={
     "uname": HANGING, "ps": "kill -STOP $$", "journalctl": "yes oBrela | head -c 9000; setsid sleep 1000000 & wait"})
 STUBBORN = "trap '' TERM HUP\n(setsid sleep 1000000; :) & (yes >/dev/null &) & sleep 1000000"
-scenario("all-else-hangs", tool=SHORT_LIMITS, waits=True, fakes={"chmod": HANGING, "open": STUBBORN, "uname": "sleep 1000000 &"},
+scenario("all-else-hangs", tool=SHORT_LIMITS, waits=1, fakes={"chmod": HANGING, "open": STUBBORN, "uname": "sleep 1000000 &"},
          make=lambda box: [os.unlink(box.path("/run/systemd/seats/seat0")), os.mkfifo(box.path("/run/systemd/seats/seat0"))])
 for name, size, fails in (("is-full", 20, None), ("cannot-be-rotated", 20, ("renameat", OWN_LOG, 1)), ("is-half-full", 11, None)):
     scenario("own-log-" + name, files={OWN_LOG: b"x" * (size * MIB - 1) + b"\n"}, fails=fails)

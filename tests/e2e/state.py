@@ -25,8 +25,8 @@ WAITS = (24, 12, 6, 2, 1)  # seconds; see short_limits.cpp
 SHORT, LONG, HUGE = 120, 6000, 1 << 24  # bytes that are shown in one line, in several, and not even summed up
 DAY = "%Y-%m-%d %H:%M:%S"
 VARIES = ((r"(?<=http reply failed, ec:).+", "<curl's words>"), (r"LogCollectionTool:(\w+):\d+\]", r"LogCollectionTool:\1:<line>]"),
-          (r"(?<=Error adding ').*(?=' to zip)", "<some entry>"),
-          (r"\b\d+ s$", "<n> s"), (r"^\d+ s(?=  .* done$)", "<n> s"), (r"\b\d+\.\d MiB", "<n> MiB"), (r"\blogFiles\.(left-)?\d+\b", r"logFiles.\1<pid>"))
+          (r"(?<=Error adding ').*(?=' to zip)", "<some entry>"), (r"\b\d+ s$", "<n> s"), (r"^\d+ s(?=  .* done$)", "<n> s"),
+          (r"\b\d+\.\d MiB", "<n> MiB"), (r"\blogFiles\.(left-)?\d+\b", r"logFiles.\1<pid>"))
 REPORTING, TUNNEL = re.compile("collectSystem|cmdPopen"), re.compile("Tunnel|ServicePort")  # functions of the other collectors
 
 
@@ -38,7 +38,7 @@ class State:
     """What each run of a scenario has left, in sections; the titles of a second run's have a 2 at their end."""
 
     def __init__(self, box, port, waits):
-        """port: of the tunnel service; waits: long ones are told, which a busy machine may make longer."""
+        """port: of the tunnel service; waits: those of so many seconds are told; 0: none."""
         self.box, self.waits, self.sections = box, waits, collections.defaultdict(list)
         self.varies = VARIES + ((r"\b%s\b" % (port or "none"), "<port>"),)
         self.logs, self.packed, self.stamps, self.runs, self.out = {}, {}, set(), 0, ROOT_DIR
@@ -165,7 +165,7 @@ class State:
             before_it = threads[thread][-1][0] if threads[thread] else self.began - 0.001
             wrong = "" if before_it <= at <= self.ended else "WRONG time %s " % stamp
             since = at - before_it if self.waits else 0
-            gap = next(("(+%d s) " % limit for limit in WAITS if since >= 0.9 * limit - 0.05), "")  # the tool counts in whole seconds
+            gap = next(("(+%d s) " % limit for limit in WAITS if limit >= self.waits and since >= 0.9 * limit - 0.05), "")  # the tool counts in whole seconds
             if len(message) > SHORT * 10:
                 message = message[:60] + "... " + sum_of(message.encode(errors="surrogateescape")) + "\n"
             threads[thread].append((at, wrong + gap + "%s %s: %s" % (level, function, ascii(message[:-1])[1:-1])))

@@ -1,3 +1,5 @@
+#include <ctime>
+
 #include <gtest/gtest.h>
 
 #include "support/temp_dir.h"
@@ -39,4 +41,28 @@ TEST(CompressLogs, AnArchiveWithoutEntriesIsOneOnlyWhenNothingWasToBePacked) {
   compressLogs({file, tooLong, file}, (dir / "one.zip").string());  // what came before is kept
   EXPECT_TRUE(fs::exists(dir / "empty.zip") && !fs::exists(dir / "none.zip"));
   EXPECT_EQ(readFile(dir / "one.zip").substr(30, 4), "file");
+}
+
+TEST(InitZipLogPath, SkipsTheNamesThatOthersHave) {
+  const TempDir dir;
+  std::string name, root = dir.path().string();
+  getZipFileName(name);
+  const auto second = [&](int later) {  // the time in the name is local, in seconds
+    std::tm time{};
+    strptime(name.substr(name.size() - 18, 14).c_str(), "%Y%m%d%H%M%S", &time);
+    time.tm_sec += later;
+    time.tm_isdst = -1;
+    std::mktime(&time);
+    char text[15];
+    std::strftime(text, sizeof text, "%Y%m%d%H%M%S", &time);
+    return name.substr(0, name.size() - 18) + text + ".zip";
+  };
+  for (int later = 0; later < 60; ++later) {
+    const fs::path place = dir / second(later);
+    if (later % 3 == 0) fs::create_symlink("/nowhere", place);
+    if (later % 3 == 1) fs::create_hard_link(writeFile(dir / "x", "x"), place);
+    if (later % 3 == 2) writeFile(place.string() + ".incomplete", "x");
+  }
+  ASSERT_TRUE(ensureLogRootDir(root));
+  EXPECT_EQ(initZipLogPath(root), (dir / second(60)).string());
 }
