@@ -68,7 +68,7 @@ const SUSPECT = new RegExp('err|warn|fa(?:il|tal|ult)|crit|severe|alert|emerg|pa
   '[efw](?:[\\]>)|]|\\d{4} )', 'gi');
 const levelNamed = (field) => /^\d/.test(field) ? (field < 40 ? 0 : field < 50 ? 1 : 2) :
   Math.max(0, LEVELS.findIndex((names) => names.includes(field.toLowerCase())));
-/** The level of a line, and where its field ends: {level, length}. */
+/** The level of a line, and where its field ends. */
 function levelOf(line) {
   const found = FIELD.exec(line.slice(0, HEAD_CHARS));
   if (!found) return {level: WORDS.test(line.slice(0, LINE_CHARS)) ? 2 : 0, length: 0};
@@ -117,7 +117,6 @@ function addLine(text, line, log, state) {
   if (time > clock.end - RECENT) ++log.recent;
   if (hour && !hour.errors++) hour.line = line;
 }
-/** Takes over the time of a line, if it has one. */
 function readTime(text, log, clock) {
   const stamp = stampOf(text, clock);
   if (!stamp) return void ++log.unstamped;
