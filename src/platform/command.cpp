@@ -25,9 +25,8 @@ constexpr int kMaxPauses = 100;
 
 /// The commands of this process. Never destroyed, since detached threads start commands while it ends.
 struct Commands {
-  /// Held for moments only: neither while a command is started, which an endpoint agent can delay, nor while one is
-  /// waited for. A shell is reaped and removed from the set under it, so no number in the set can belong to another
-  /// process.
+  /// Not held while a command is started, which an endpoint agent can delay, nor while one is waited for. A shell is
+  /// reaped and removed from the set under it, so no number in the set can belong to another process.
   std::mutex mutex;
   std::set<pid_t> shells;  ///< that run, each the leader of a session
   int starting = 0;
@@ -39,8 +38,7 @@ Commands& commands() {
   return *kCommands;
 }
 
-/// Locks the mutex. After endCommands it blocks for ever, so that callers neither write nor log anything about a
-/// command that was killed because the process ends.
+/// Locks the mutex. After endCommands it blocks for ever.
 std::unique_lock<std::mutex> lockUntilEnd() {
   std::unique_lock<std::mutex> lock(commands().mutex);
   if (commands().haveEnded) lock.unlock();

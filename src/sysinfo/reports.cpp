@@ -11,6 +11,7 @@
 
 #include <boost/filesystem/operations.hpp>
 #include <fcntl.h>
+#include <fmt/chrono.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 
@@ -47,8 +48,8 @@ bool capture(const std::string& cmd, const platform::CommandLine& line, std::str
     logNotStarted(cmd, error);
     return false;
   }
-  // After a short read the buffer still has older bytes behind the new ones, which are appended again: kept on purpose,
-  // readers of the captured texts know it.
+  // After a short read older bytes still follow the new ones, and are appended again: kept on purpose, readers of the
+  // captured texts know it.
   for (bool isFull = false; command.read(buffer.data(), kReadBytes) > 0;) {
     isFull = isFull || output.size() >= kMaxCapturedBytes;
     try {
@@ -131,34 +132,25 @@ void Report::endIfFull(std::uintmax_t more, bool cutOff, const std::string& text
 namespace {
 
 struct StateSection {
-  const char* startMessage;
   const char* title;
+  const char* logged;  ///< its name in the log
   const char* command;
-  const char* doneFormat;
   const char* needed = nullptr;  ///< without this entry the section is left out
 };
 
 constexpr StateSection kSections[] = {
-    {"collectSystemStateForUem start collect uem process", "UEM processes", "ps aux | grep QMUem | grep -v grep >> ",
-     "collectSystemStateForUem collect uem process done, ret={}"},
-    {"collectSystemStateForUem start collect kernel state", "Kernel state", "sysctl -a >> ",
-     "collectSystemStateForUem collect kernel state done, ret={}"},
-    {"collectSystemStateForUem start collect SIP state", "SIP state", "csrutil status >> ",
-     "collectSystemStateForUem collect SIP state done, ret={}"},
-    {"collectSystemStateForUem start collect KEXT state", "KEXT state", "kextstat >> ",
-     "collectSystemStateForUem collect KEXT state done, ret={}"},
-    {"collectSystemStateForUem start collect SEXT state", "SEXT state",
-     "plutil -p /Library/SystemExtensions/db.plist >> ", "collectSystemStateForUem collect SEXT state done, ret={}",
+    {"UEM processes", "uem process", "ps aux | grep QMUem | grep -v grep >> "},
+    {"Kernel state", "kernel state", "sysctl -a >> "},
+    {"SIP state", "SIP state", "csrutil status >> "},
+    {"KEXT state", "KEXT state", "kextstat >> "},
+    {"SEXT state", "SEXT state", "plutil -p /Library/SystemExtensions/db.plist >> ",
      "/Library/SystemExtensions/db.plist"},
 };
 
 constexpr int kSpanMinutes = 10;
-constexpr std::size_t kStampBufferBytes = 20;
 
 std::string stamp(const std::tm& time) {
-  std::array<char, kStampBufferBytes> text{};
-  std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &time);
-  return text.data();
+  return fmt::format("{:%Y-%m-%d %H:%M:%S}", time);
 }
 
 }  // namespace
@@ -170,9 +162,9 @@ std::shared_ptr<details::Report> makeSystemInfo(const std::string& path) {
 void collectSystemInfo(details::Report& report) {
   const platform::HostCommands& commands = platform::hostCommands();
   const auto list = [&report](const std::string& folder) { report.run("ls -l -R '" + folder + "' >> "); };
-  for (const platform::ReportSection& section : commands.sections) {
-    report.banner(section.title);
-    for (const std::string& command : section.commands) report.run(command);
+  for (const auto& [title, lines] : commands.sections) {
+    report.banner(title);
+    for (const std::string& line : lines) report.run(line);
   }
   report.banner("file permission info");
   list("/Library/Application Support/oBrela");
@@ -209,21 +201,20 @@ void collectSystemStateForUem(const std::string& folder, const std::string& name
     boost::system::error_code ec;
     // The command tells of one that cannot be looked at.
     if (section.needed != nullptr && fs::symlink_status(section.needed, ec).type() == fs::file_not_found) continue;
-    LOG_CALL(kInfo, "{}", section.startMessage);
+    LOG_CALL(kInfo, "collectSystemStateForUem start collect {}", section.logged);
     report.banner(section.title);
-    LOG_CALL(kInfo, section.doneFormat, report.run(section.command));
+    const bool started = report.run(section.command);
+    LOG_CALL(kInfo, "collectSystemStateForUem collect {} done, ret={}", section.logged, started);
   }
 }
 
 WideLogSpan wideLogSpan(std::time_t now) {
   std::tm time{};
   localtime_r(&now, &time);
-  WideLogSpan span;
-  span.end = stamp(time);
+  const std::string end = stamp(time);
   time.tm_min -= kSpanMinutes;
   std::mktime(&time);
-  span.start = stamp(time);
-  return span;
+  return {stamp(time), end};
 }
 
 void collectSystemWideLog(const std::string& folder) {
