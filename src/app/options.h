@@ -56,9 +56,10 @@ class parser {
   /// Whether the option was given. Throws cmdline_error for a name that was never registered.
   [[nodiscard]] bool exist(const std::string& name) const { return known(name).seen; }
 
-  /// The option's value, empty for a flag; T is std::string. Throws cmdline_error as exist does.
+  /// The option's value; T is std::string. Throws cmdline_error for a name that was never registered, or a flag's.
   template <typename T>
   [[nodiscard]] const T& get(const std::string& name) const {
+    if (!known(name).takesValue) throw cmdline_error("option takes no value: --" + name);
     return known(name).value;
   }
 

@@ -38,17 +38,9 @@ void makeLogFolder(const std::string& path) {
 
 /// Lets all users write to the log. Not by a path that others can exchange: a link there would name another file.
 void changeAllUsersRW(const std::string& path) {
-  bool succeeded = false;
-  const std::string command = "chmod -R 666 \"" + path + "\"";
-  whileFixed(path, [&] { succeeded = platform::runCommand(kLimits.openOwnLog, command).succeeded; });
-  if (!succeeded) tell(STDOUT_FILENO, "changeAllUsersRW:" + path + " fail\n");
-}
-
-void createLogFile(const std::string& path) {
-  bool made = false;
-  std::error_code ec;
-  openLog(path, ec, &made);
-  if (made && geteuid() == 0) changeAllUsersRW(path);
+  int status = -1;
+  whileFixed(path, [&] { status = platform::runCommand(kLimits.openOwnLog, "chmod -R 666 \"" + path + "\""); });
+  if (status != 0) tell(STDOUT_FILENO, "changeAllUsersRW:" + path + " fail\n");
 }
 
 void setUp(const std::string& name) {
@@ -59,9 +51,11 @@ void setUp(const std::string& name) {
   makeLogFolder(folder.string());
   LoggerOptions options;
   options.logFile = (folder / fileName).string();
-  createLogFile(options.logFile);
+  std::error_code ec, ignored;
+  bool made = false;
+  openLog(options.logFile, ignored, &made);
+  if (made && geteuid() == 0) changeAllUsersRW(options.logFile);
 
-  std::error_code ec;
   const std::string shared = utilities::macos::getSharedDataPath(ec);
   if (ec) tell(STDERR_FILENO, fmt::format("getSharedDataPath fail,error:{}msg:{}\n", ec.value(), ec.message()));
   options.debugSwitch = (fs::path(shared) / "debug").string();

@@ -26,11 +26,6 @@ constexpr std::int64_t kRunReserveBytes = 8 * 1024 * 1024;  // more than the rec
 constexpr std::chrono::seconds kOutputLimit{1};
 constexpr const char* kLinePattern = "[%Y-%m-%d %H:%M:%S.%e] [%l] [%t] %v";
 
-std::int64_t sizeOf(int file) {
-  struct stat info {};
-  return fstat(file, &info) == 0 ? info.st_size : 0;
-}
-
 bool isLog(const struct stat& info) {
   return S_ISREG(info.st_mode) && info.st_nlink == 1;
 }
@@ -47,7 +42,8 @@ class FileSink : public spdlog::sinks::base_sink<std::mutex> {
 
   /// Puts the file away when `bytes` more would exceed the cap. When that fails, the file has no cap any more.
   std::error_code makeRoom(std::int64_t bytes) {
-    if (sizeOf(file_.get()) <= cap_ - bytes) return {};
+    struct stat info {};
+    if (fstat(file_.get(), &info) != 0 || info.st_size <= cap_ - bytes) return {};
     const std::error_code ec = rotate();
     if (ec) cap_ = INT64_MAX;
     return ec;
@@ -178,7 +174,6 @@ Logger& Logger::GetInstance() {
 void Logger::setOptions(LoggerOptions& options) {
   options_ = options;
   std::error_code ec;
-  makeFolder(fs::path(options_.logFile).parent_path().string(), Links::kOwn, ec);
   Descriptor file = openLog(options_.logFile, ec);
   if (ec) {
     LOG_CALL(kErr, "log file {} cannot be opened: {}", options_.logFile, ec.message());

@@ -60,9 +60,9 @@ class Logger {
 
   using Context = std::function<std::string()>;
 
-  /// Opens the log file, to which log calls are written from then on; its folder is made when it is missing. A file
-  /// that is nearly full is put away first; when that fails (logged), it has no cap. Throws std::system_error when the
-  /// file cannot be opened (logged); log calls go where they went before then.
+  /// Opens the log file, to which log calls are written from then on. One that is nearly full is put away before; when
+  /// that fails (logged), it has no cap. Throws std::system_error when it cannot be opened (logged): log calls go where
+  /// they went before then.
   void setOptions(LoggerOptions& options);
 
   /// The options of the last setOptions call; the defaults before the first one.

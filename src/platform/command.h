@@ -2,7 +2,6 @@
 
 #include <chrono>
 #include <cstddef>
-#include <cstdint>
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -11,20 +10,13 @@
 
 namespace quelmar::platform {
 
-/// A command line, and what it gets besides standard input, output and error.
-struct CommandLine {
-  std::string text;
-  int file = -1;                              ///< handed on as descriptor 3; -1: none is
-  std::uintmax_t maxFileBytes = UINTMAX_MAX;  ///< the size that no file which it writes can exceed
-};
-
 /// A command line run by /bin/sh in a session of its own. Standard input is /dev/null, standard output a pipe to this
 /// process, standard error is inherited. All signals have their default action.
 class Command {
  public:
-  /// Requires: `maxFileBytes`, when it is given, is at most the present limit (RLIMIT_FSIZE).
+  /// @param file  handed on as descriptor 3; -1 for none
   /// @return 0, or the error number when the shell cannot be started
-  int start(const CommandLine& line);
+  int start(const std::string& line, int file = -1);
 
   /// Reads what the command prints.
   /// @return the number of bytes; less than `size` only at the end of the output or after an error
@@ -44,15 +36,11 @@ class Command {
   bool isToEnd_ = false;
 };
 
-struct Outcome {
-  int startError = 0;      ///< the error number when the shell could not be started
-  bool inTime = false;     ///< it was started and ended within the limit
-  bool succeeded = false;  ///< ... and its exit status was 0
-};
-
 /// Runs a command line, drops what it prints, and kills it and its descendants when `limit` has passed. Background
 /// processes of a command that has ended in time keep running.
-Outcome runCommand(std::chrono::seconds limit, const std::string& line);
+/// @return the exit status (see Command::wait); a negative error number when it could not be started, and -ETIMEDOUT
+///         when it was killed
+int runCommand(std::chrono::seconds limit, const std::string& line);
 
 /// Kills all running commands and their descendants, also those whose start is not done: for these it waits a second at
 /// most. The process must exit then: Command::start and Command::wait block for ever, so that no thread starts a

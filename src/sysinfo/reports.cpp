@@ -36,15 +36,14 @@ void logNotStarted(const std::string& cmd, int error) {
   LOG_CALL_AS("cmdPopen", kErr, "popen(cmd) fail,cmd:{}; Reason: errorno:{},msg:{}", cmd, error, std::strerror(error));
 }
 
-/// See cmdPopen. @param cmd how `line` appears in the log
-/// @param status  receives what Command::wait returns
-bool capture(const std::string& cmd, const platform::CommandLine& line, std::string& output, int& status) {
+}  // namespace
+
+bool cmdPopen(const std::string& cmd, std::string& output) {
   output.clear();
   // One byte more than is read at a time, so that the text always ends in a zero byte.
   std::array<char, kReadBytes + 1> buffer{};
   platform::Command command;
-  const int error = command.start(line);
-  if (error != 0) {
+  if (const int error = command.start(cmd)) {
     logNotStarted(cmd, error);
     return false;
   }
@@ -58,21 +57,14 @@ bool capture(const std::string& cmd, const platform::CommandLine& line, std::str
       isFull = true;
     }
   }
-  status = command.wait();
+  command.wait();
   return true;
 }
 
-}  // namespace
-
-bool cmdPopen(const std::string& cmd, std::string& output) {
-  int status = 0;
-  return capture(cmd, {cmd}, output, status);
-}
-
 bool cmdPopenWithin(std::chrono::seconds limit, const std::string& cmd) {
-  const platform::Outcome outcome = platform::runCommand(limit, cmd);
-  if (outcome.startError != 0) logNotStarted(cmd, outcome.startError);
-  return outcome.inTime;
+  const int status = platform::runCommand(limit, cmd);
+  if (status < 0 && status != -ETIMEDOUT) logNotStarted(cmd, -status);
+  return status >= 0;
 }
 
 void out2File(const Descriptor& report, const std::string& text) {
@@ -107,13 +99,13 @@ void Report::banner(const std::string& title) {
 bool Report::run(const std::string& command) {
   if (hasEnded_) return true;
   const std::string line = command + target_;
+  const std::string limit = "ulimit -S -f " + std::to_string(maxReportBytes / platform::kShellBlockBytes) + "; ";
   // The descriptor takes the place of the target's name.
-  const std::string redirected = command.substr(0, command.rfind(">>")) + ">&3";
-  std::string discarded;  // empty: the shell writes the output into the report
-  int status = 0;
-  const bool started = capture(line, {redirected, file_.get(), maxReportBytes}, discarded, status);
-  endIfFull(1, status == kFileSizeExceeded, line);
-  return started;
+  platform::Command shell;
+  const int error = shell.start(limit + command.substr(0, command.rfind(">>")) + ">&3", file_.get());
+  if (error != 0) logNotStarted(line, error);
+  endIfFull(1, error == 0 && shell.wait() == kFileSizeExceeded, line);
+  return error == 0;
 }
 
 void Report::endIfFull(std::uintmax_t more, bool cutOff, const std::string& text) {
@@ -153,13 +145,7 @@ std::string stamp(const std::tm& time) {
   return fmt::format("{:%Y-%m-%d %H:%M:%S}", time);
 }
 
-}  // namespace
-
-std::shared_ptr<details::Report> makeSystemInfo(const std::string& path) {
-  return std::make_shared<details::Report>("collectSystemInfo", path, "\"" + path + "\"");
-}
-
-void collectSystemInfo(details::Report& report) {
+void writeSystemInfo(details::Report& report) {
   const platform::HostCommands& commands = platform::hostCommands();
   const auto list = [&report](const std::string& folder) { report.run("ls -l -R '" + folder + "' >> "); };
   for (const auto& [title, lines] : commands.sections) {
@@ -175,17 +161,23 @@ void collectSystemInfo(details::Report& report) {
   for (const std::string& folder : commands.launchFolders) list(folder);
 }
 
+}  // namespace
+
+std::shared_ptr<details::Report> makeSystemInfo(const std::string& path) {
+  return std::make_shared<details::Report>("collectSystemInfo", path, "\"" + path + "\"");
+}
+
 void collectSystemInfo(const std::shared_ptr<details::Report>& report, std::uint64_t startSeconds,
-                       std::uint64_t limitSeconds) {
+                       std::chrono::seconds limit) {
   const auto failed = [](const char* reason) {
     LOG_CALL_AS("collectSystemInfo", kErr, "collectSystemInfo failed; Reason: {}", reason);
   };
   try {
-    const DetachedCall call([report] { collectSystemInfo(*report); }, failed);
+    const DetachedCall call([report] { writeSystemInfo(*report); }, failed);
     LOG_CALL(kInfo, "{}", "wait for collectSystemInfo ...");
-    const std::uint64_t elapsed = steadySeconds() - startSeconds;
-    const std::chrono::seconds remaining(std::max(limitSeconds, elapsed) - elapsed);
-    if (call.await(std::chrono::steady_clock::now() + remaining) == std::future_status::timeout) {
+    const std::chrono::seconds elapsed(steadySeconds() - startSeconds);
+    if (call.await(std::chrono::steady_clock::now() + std::max(limit, elapsed) - elapsed) ==
+        std::future_status::timeout) {
       LOG_CALL(kWarn, "{}{}", "Exec collectSystemInfo is timeout", "");
     }
     LOG_CALL(kInfo, "{}", "wait for collectSystemInfo done");
@@ -208,7 +200,7 @@ void collectSystemStateForUem(const std::string& folder, const std::string& name
   }
 }
 
-WideLogSpan wideLogSpan(std::time_t now) {
+std::pair<std::string, std::string> wideLogSpan(std::time_t now) {
   std::tm time{};
   localtime_r(&now, &time);
   const std::string end = stamp(time);
@@ -218,12 +210,12 @@ WideLogSpan wideLogSpan(std::time_t now) {
 }
 
 void collectSystemWideLog(const std::string& folder) {
-  const WideLogSpan span = wideLogSpan(std::time(nullptr));
+  const auto [start, end] = wideLogSpan(std::time(nullptr));
   const platform::WideLogQuery& query = platform::hostCommands().wideLog;
   const std::string path = (fs::path(folder) / "system_wide.log").string();
   LOG_CALL(kInfo, "{}", "collectSystemWideLog start");
   details::Report report(__func__, path, path);
-  const bool started = report.run(query.beforeStart + span.start + query.beforeEnd + span.end + query.beforeTarget);
+  const bool started = report.run(query.beforeStart + start + query.beforeEnd + end + query.beforeTarget);
   LOG_CALL(kInfo, "collectSystemWideLog done, ret={}", started);
 }
 

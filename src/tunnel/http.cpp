@@ -77,7 +77,7 @@ std::size_t onHeader(const char* /*data*/, std::size_t size, std::size_t count, 
 
 HeaderList headerList(const HttpHeaders& headers) {
   HeaderList list(nullptr, &curl_slist_free_all);
-  for (const auto& [name, value] : headers.values()) {
+  for (const auto& [name, value] : headers.values) {
     curl_slist* const longer = curl_slist_append(list.get(), (name + ": " + value).c_str());
     if (longer == nullptr) throw std::bad_alloc();
     static_cast<void>(list.release());  // `longer` is the same list
@@ -119,7 +119,7 @@ std::shared_ptr<NetworkReply> NetworkRequest::send(std::error_code& ec, const UR
   CURL* const curl = handle.get();
   const HeaderList headers = headerList(headers_);
   auto reply = std::make_shared<NetworkReply>();
-  curl_easy_setopt(curl, CURLOPT_URL, url.text().c_str());
+  curl_easy_setopt(curl, CURLOPT_URL, url.text.c_str());
   curl_easy_setopt(curl, CURLOPT_HTTPHEADER, headers.get());
   curl_easy_setopt(curl, CURLOPT_TIMEOUT, static_cast<long>(timeoutSeconds_));
   curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);

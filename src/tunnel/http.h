@@ -11,8 +11,7 @@
 namespace quelmar {
 
 /// HTTP headers: one value for each name; names are case-sensitive.
-class HttpHeaders {
- public:
+struct HttpHeaders {
   enum class KnownHeaders : int {
     kContentType,
     kContentLength,
@@ -42,14 +41,10 @@ class HttpHeaders {
   static const char* name(KnownHeaders header);
 
   /// Sets a header, replacing the value it had.
-  void set(const std::string& headerName, const std::string& value) { values_[headerName] = value; }
+  void set(const std::string& headerName, const std::string& value) { values[headerName] = value; }
   void set(KnownHeaders header, const std::string& value) { set(name(header), value); }
 
-  /// Ordered by name.
-  [[nodiscard]] const std::map<std::string, std::string>& values() const { return values_; }
-
- private:
-  std::map<std::string, std::string> values_;
+  std::map<std::string, std::string> values;
 };
 
 struct Cookie {
@@ -87,16 +82,13 @@ struct NetworkOptions {
   bool storesCookies = false;
 };
 
-class URL {
- public:
-  explicit URL(std::string address) : text_(std::move(address)) {}
+struct URL {
+  explicit URL(std::string address) : text(std::move(address)) {}
 
   /// Whether a request can be sent there: only by "http".
-  [[nodiscard]] bool isValid() const { return text_.compare(0, 7, "http://") == 0; }
-  [[nodiscard]] const std::string& text() const { return text_; }
+  [[nodiscard]] bool isValid() const { return text.compare(0, 7, "http://") == 0; }
 
- private:
-  std::string text_;
+  std::string text;
 };
 
 /// The response of an exchange.
