@@ -99,6 +99,7 @@ class Box:
         """console: name of uid 1000 when somebody is logged in there; fakes: shell text in place of the usual."""
         if not is_confined():
             raise RuntimeError("not confined: start it as %s MODULE" % __file__)
+        os.umask(0o22)  # some systems give their users another one
         self.root = tempfile.mkdtemp()
         mount("tmpfs", self.root, "tmpfs", 0, "size=9g,mode=755")
         for folder in "/fakes /opt/tool /var/log /run /Library /System /Users /tmp /dev".split():
