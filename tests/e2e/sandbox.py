@@ -27,6 +27,7 @@ sys.path.append(os.path.dirname(os.path.abspath(__file__)) + "/../support")
 from confined import confine, is_confined  # noqa: E402
 
 MS_RDONLY, MS_REMOUNT, MS_BIND, MS_REC, MNT_DETACH = 1, 32, 4096, 16384, 2
+os.environ["PATH"] += ":/usr/sbin"  # chroot is there, and not on every user's path
 libc = ctypes.CDLL(None, use_errno=True)
 
 TOOL = os.environ.setdefault("LOGTOOL", str(pathlib.Path(__file__).parents[2] / "build/release/LogCollectionTool"))
