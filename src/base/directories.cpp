@@ -83,21 +83,31 @@ Descriptor start(int from, const std::string& path, std::error_code& ec) {
   return openOne(from, path.compare(0, 1, "/") == 0 ? "/" : ".", ec);
 }
 
-/// Opens a regular file, unless there is a link at its name; see openRegular.
-Descriptor openFile(int parent, const std::string& name, struct stat& info, std::error_code& ec) {
-  struct stat seen {};
-  ec = lookUp(parent, name.c_str(), seen);
-  if (!ec && !S_ISREG(seen.st_mode)) ec = std::make_error_code(std::errc::not_supported);
-  if (ec) return Descriptor();
-  Descriptor file(openat(parent, name.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_NOFOLLOW | O_CLOEXEC));
+/// Opens a regular file, unless there is a link at its name. A device that is there is opened as well.
+Descriptor openListedFile(int parent, const char* name, struct stat& info, std::error_code& ec) {
+  ec.clear();
+  Descriptor file(openat(parent, name, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_NOFOLLOW | O_CLOEXEC));
   if (!file || fstat(file.get(), &info) != 0) ec = lastError();
-  // Another process may have exchanged it between the two calls.
-  if (!ec && !(S_ISREG(info.st_mode) && isSame(info, seen))) ec = std::make_error_code(std::errc::not_supported);
+  if (!ec && !S_ISREG(info.st_mode)) ec = std::make_error_code(std::errc::not_supported);
   return ec ? Descriptor() : std::move(file);
+}
+
+/// As above, but a device is not opened.
+Descriptor openFile(int parent, const char* name, struct stat& info, std::error_code& ec) {
+  ec = lookUp(parent, name, info);
+  if (!ec && !S_ISREG(info.st_mode)) ec = std::make_error_code(std::errc::not_supported);
+  return ec ? Descriptor() : openListedFile(parent, name, info, ec);
 }
 
 bool isTrusted(uid_t owner) {
   return owner == 0 || owner == geteuid();
+}
+
+/// Tells whether others than root and the calling user may remove or rename what is in the folder.
+bool isOpenToOthers(const struct stat& info) {
+  const bool isOwnGroup = info.st_gid == getegid() && geteuid() != 0;
+  const mode_t others = isOwnGroup ? S_IWOTH : S_IWGRP | S_IWOTH;
+  return !isTrusted(info.st_uid) || ((info.st_mode & others) != 0 && (info.st_mode & S_ISVTX) == 0);
 }
 
 /// What a symbolic link says, which is empty for anything else. The link in `info` is the one that was read.
@@ -115,19 +125,22 @@ class Way {
  public:
   using Opener = std::function<Descriptor(int parent, const std::string& name, std::error_code& ec)>;
 
-  explicit Way(Links links) : links_(links) {}
+  /// @param isFixed  folders where others may exchange entries are not opened: EPERM
+  explicit Way(Links links, bool isFixed = false) : links_(links), isFixed_(isFixed) {}
 
   [[nodiscard]] Links links() const { return links_; }
 
   /// Opens the folder at `path`, which is relative to an open folder or begins with "/".
   Descriptor openPath(int from, const std::string& path, std::error_code& ec) {
     Descriptor at = start(from, path, ec);
-    if (ec) return at;
+    if (!ec) checkFixed(at, ec);
+    if (ec) return Descriptor();
     std::string unopened;  // what could not be opened, though perhaps what is in it can
     for (const std::string& name : namesIn(path)) {
       unopened += (unopened.empty() ? "" : "/") + name;
       Descriptor next = openEntry(at.get(), unopened, openOne, ec);
-      if (ec == std::errc::permission_denied) continue;
+      if (ec == std::errc::permission_denied && !isFixed_) continue;
+      if (!ec) checkFixed(next, ec);
       if (ec) break;
       unopened.clear();
       at = std::move(next);
@@ -161,32 +174,16 @@ class Way {
     return links_ == Links::kAny || isTrusted(owner) || (links_ == Links::kJudged && owner == ownerOfTarget);
   }
 
+  void checkFixed(const Descriptor& folder, std::error_code& ec) const {
+    struct stat info {};
+    const bool isOpen = isFixed_ && (fstat(folder.get(), &info) != 0 || isOpenToOthers(info));
+    if (isOpen) ec = std::make_error_code(std::errc::operation_not_permitted);
+  }
+
   const Links links_;
+  const bool isFixed_;
   int followed_ = 0;
 };
-
-/// Tells whether others than root and the calling user may remove or rename what is in the folder.
-bool isOpenToOthers(const struct stat& info) {
-  const bool isOwnGroup = info.st_gid == getegid() && geteuid() != 0;
-  const mode_t others = isOwnGroup ? S_IWOTH : S_IWGRP | S_IWOTH;
-  return !isTrusted(info.st_uid) || ((info.st_mode & others) != 0 && (info.st_mode & S_ISVTX) == 0);
-}
-
-/// Tells whether isOpenToOthers holds for no folder on the way to `path`, or to where links on it lead.
-bool isWayFixed(const fs::path& path, int linksLeft = kMaxLinks) {
-  fs::path above;
-  for (const fs::path& part : path) {
-    struct stat info {};
-    if (!above.empty() && (stat(above.c_str(), &info) != 0 || isOpenToOthers(info))) return false;
-    above /= part;
-    if (lstat(above.c_str(), &info) != 0) return false;
-    if (!S_ISLNK(info.st_mode)) continue;
-    boost::system::error_code ec;
-    const fs::path target = fs::absolute(fs::read_symlink(above, ec), above.parent_path());
-    if (ec || linksLeft == 0 || !isTrusted(info.st_uid) || !isWayFixed(target, linksLeft - 1)) return false;
-  }
-  return true;
-}
 
 /// Removes the entry `name`, if there is one, and makes a folder of that name.
 Descriptor replaceByFolder(int parent, const std::string& name, Access access, std::error_code& ec) {
@@ -261,9 +258,14 @@ Descriptor makeFolder(int parent, const std::string& name, std::error_code& ec, 
 
 Descriptor openRegular(int parent, const char* name, Links links, struct stat& info, std::error_code& ec) {
   const auto open = [&info](int folder, const std::string& entry, std::error_code& failure) {
-    return openFile(folder, entry, info, failure);
+    return openFile(folder, entry.c_str(), info, failure);
   };
   return Way(links).openEntry(parent, name, open, ec);
+}
+
+Descriptor openListed(int parent, const char* name, Links links, struct stat& info, std::error_code& ec) {
+  Descriptor file = openListedFile(parent, name, info, ec);
+  return ec == std::errc::too_many_symbolic_link_levels ? openRegular(parent, name, links, info, ec) : std::move(file);
 }
 
 Descriptor openRegular(const std::string& path, Links links, struct stat& info, std::error_code& ec) {
@@ -289,7 +291,7 @@ std::error_code lookUp(const std::string& path, Links links, struct stat& info) 
 bool whileFixed(const std::string& path, const std::function<void()>& work) {
   std::error_code ec;
   struct stat folder {
-  }, named{};
+  }, entry{}, named{};
   const Place place = locate(path, Links::kOwn, ec);
   if (ec || fstat(place.folder.get(), &folder) != 0) return false;
   const bool isClosed = folder.st_uid == geteuid() && isOpenToOthers(folder) &&
@@ -297,8 +299,11 @@ bool whileFixed(const std::string& path, const std::function<void()>& work) {
   const ScopeGuard open([&] {
     if (isClosed) fchmod(place.folder.get(), folder.st_mode & 07777);
   });
-  const fs::path whole = fs::absolute(path);
-  if (stat(whole.parent_path().c_str(), &named) != 0 || !isSame(named, folder) || !isWayFixed(whole)) return false;
+  // Whoever gets the path from `work` begins at "/", and not in a held folder.
+  const std::string above = fs::absolute(path).parent_path().string();
+  const Descriptor way = Way(Links::kOwn, true).openPath(AT_FDCWD, above, ec);
+  if (ec || fstat(way.get(), &named) != 0 || !isSame(named, folder)) return false;
+  if (lookUp(way.get(), place.name.c_str(), entry) || S_ISLNK(entry.st_mode)) return false;
   work();
   return true;
 }

@@ -93,7 +93,11 @@ Descriptor makeFolder(int parent, const std::string& name, std::error_code& ec, 
 /// @param ec    ENOTSUP for what is no regular file, which includes a link when `links` is kNone
 Descriptor openRegular(int parent, const char* name, Links links, struct stat& info, std::error_code& ec);
 
-/// As above, for the entry at `path`; links above it are followed by the same rule.
+/// As above, for an entry that its folder has just listed as a regular file: without a look-up before, which is one of
+/// six system calls for each file of a tree.
+Descriptor openListed(int parent, const char* name, Links links, struct stat& info, std::error_code& ec);
+
+/// As openRegular, for the entry at `path`; links above it are followed by the same rule.
 Descriptor openRegular(const std::string& path, Links links, struct stat& info, std::error_code& ec);
 
 /// Where an entry is: the open folder, and the entry's name in it.
@@ -110,9 +114,9 @@ std::error_code lookUp(int folder, const char* name, struct stat& info);
 /// As above, finding it as locate does.
 std::error_code lookUp(const std::string& path, Links links, struct stat& info);
 
-/// Runs `work` while nobody else can exchange the entry at `path`: each folder on the way belongs to root or the
-/// calling user, and others may not write to it, or its sticky bit is set. The last one gets that bit for the time when
-/// it is the calling user's. @return whether that is so; else `work` is not run
+/// Runs `work` while nobody else can exchange the entry at `path`, which is no link: each folder on the way belongs to
+/// root or the calling user, and others may not write to it, or its sticky bit is set. The last one gets that bit for
+/// the time when it is the calling user's. @return whether that is so; else `work` is not run
 bool whileFixed(const std::string& path, const std::function<void()>& work);
 
 }  // namespace quelmar

@@ -189,11 +189,11 @@ void collectSystemInfo(const std::shared_ptr<details::Report>& report, std::uint
     LOG_CALL_AS("collectSystemInfo", kErr, "collectSystemInfo failed; Reason: {}", reason);
   };
   try {
-    const DetachedCall call([report] { collectSystemInfo(*report); }, failed);
+    const std::future<void> ended = startDetached([report] { collectSystemInfo(*report); }, failed);
     LOG_CALL(kInfo, "{}", "wait for collectSystemInfo ...");
     const std::uint64_t elapsed = steadySeconds() - startSeconds;
     const std::chrono::seconds remaining(std::max(limitSeconds, elapsed) - elapsed);
-    if (call.await(std::chrono::steady_clock::now() + remaining) == std::future_status::timeout) {
+    if (ended.wait_for(remaining) == std::future_status::timeout) {
       LOG_CALL(kWarn, "{}{}", "Exec collectSystemInfo is timeout", "");
     }
     LOG_CALL(kInfo, "{}", "wait for collectSystemInfo done");
