@@ -67,7 +67,7 @@ void endBySignal() {
   }
   pthread_sigmask(SIG_BLOCK, &awaited, nullptr);
   try {
-    DetachedCall([awaited] {
+    startDetached([awaited] {
       int number = 0;
       sigwait(&awaited, &number);
       platform::endCommands();
