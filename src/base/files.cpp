@@ -35,6 +35,14 @@ std::error_code copyBytes(int from, int to, std::uintmax_t bytes) {
   return {};
 }
 
+/// Opens what is no link, and reads its status. @return an empty one when `ec` is set
+Descriptor openUnfollowed(int parent, const char* name, struct stat& info, std::error_code& ec) {
+  Descriptor file(openat(parent, name, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_NOFOLLOW | O_CLOEXEC));
+  if (!file || fstat(file.get(), &info) != 0) ec = lastError();
+  if (!ec && !S_ISREG(info.st_mode)) ec = std::make_error_code(std::errc::not_supported);
+  return ec ? Descriptor() : std::move(file);
+}
+
 /// See openRegular. @param linksLeft  how many links may follow each other
 Descriptor openEntry(int parent, const std::string& name, Links links, int linksLeft, struct stat& info,
                      std::error_code& ec) {
@@ -49,10 +57,9 @@ Descriptor openEntry(int parent, const std::string& name, Links links, int links
   }
   if (!ec && !S_ISREG(seen.st_mode)) ec = std::make_error_code(std::errc::not_supported);
   if (ec) return Descriptor();
-  Descriptor file(openat(parent, name.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_NOFOLLOW | O_CLOEXEC));
-  if (!file || fstat(file.get(), &info) != 0) ec = lastError();
+  Descriptor file = openUnfollowed(parent, name.c_str(), info, ec);
   // Another process may have exchanged it between the two calls.
-  if (!ec && !(S_ISREG(info.st_mode) && isSame(info, seen))) ec = std::make_error_code(std::errc::not_supported);
+  if (!ec && !isSame(info, seen)) ec = std::make_error_code(std::errc::not_supported);
   return ec ? Descriptor() : std::move(file);
 }
 
@@ -71,6 +78,12 @@ bool writeAll(int fd, const char* data, std::size_t size) {
 
 Descriptor openRegular(int parent, const char* name, Links links, struct stat& info, std::error_code& ec) {
   return openEntry(parent, name, links, kMaxLinks, info, ec);
+}
+
+Descriptor openListed(int parent, const char* name, Links links, struct stat& info, std::error_code& ec) {
+  ec.clear();
+  Descriptor file = openUnfollowed(parent, name, info, ec);
+  return ec == std::errc::too_many_symbolic_link_levels ? openRegular(parent, name, links, info, ec) : std::move(file);
 }
 
 Descriptor openRegular(const std::string& path, Links links, struct stat& info, std::error_code& ec) {

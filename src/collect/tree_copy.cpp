@@ -116,7 +116,8 @@ class TreeCopy {
     if (kind == EntryKind::kOther) return {};
     std::error_code ec;
     struct stat info {};
-    const Descriptor file = openRegular(walk_->folder(), walk_->name(), Links::kJudged, info, ec);
+    const auto open = kind == EntryKind::kFile ? openListed : static_cast<decltype(&openListed)>(openRegular);
+    const Descriptor file = open(walk_->folder(), walk_->name(), Links::kJudged, info, ec);
     const bool leadsNowhere = kind == EntryKind::kLink && isNoFolder(ec);
     if (ec) return isUsualLoss(ec) || leadsNowhere ? std::error_code() : ec;
     if (kind != EntryKind::kLink && mayBeBorrowed(info, walk_->folders().info())) {

@@ -1,5 +1,7 @@
 #include "logging/log_setup.h"
 
+#include <atomic>
+#include <memory>
 #include <system_error>
 
 #include <sys/stat.h>
@@ -7,6 +9,7 @@
 
 #include "base/directories.h"
 #include "base/limits.h"
+#include "base/threads.h"
 #include "logging/logger.h"
 #include "platform/command.h"
 #include "platform/users.h"
@@ -80,13 +83,17 @@ bool initLogName(const std::string& name) {
     LOG_CALL(kErr, "{}{}", "name.empty()", "");
     return false;
   }
+  const auto failed = std::make_shared<std::atomic<bool>>(false);
+  bool ended = false;
   try {
-    setUp(name);
-    return true;
+    // The log may be in a home on a server that does not answer.
+    ended = runWhileMoving(2 * kLimits.openOwnLog, [name] { setUp(name); }, [failed](const char*) { *failed = true; });
   } catch (...) {
-    tell(STDERR_FILENO, "exception in init log\n");
-    return false;
+    *failed = true;
   }
+  if (ended && !*failed) return true;
+  tell(STDERR_FILENO, "exception in init log\n");
+  return false;
 }
 
 }  // namespace quelmar

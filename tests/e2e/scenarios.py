@@ -136,6 +136,7 @@ def link_sources(box):
 
 
 scenario("links-in-sources", second_user=True, files={DOCUMENTS: "ada's", "/srv/bobs.log": "bob's", "/srv/DiagnosticReports/x.ips": "root's"}, make=link_sources)
+scenario("home-does-not-answer", tool=SHORT_LIMITS, waits=10, fails=("openat", "/Users/root*", -1), meanwhile=lambda box, process: process.wait())
 scenario("source-does-not-answer", tool=SHORT_LIMITS, waits=6, fails=("pread", LOGS + "a.txt", -1), meanwhile=lambda box, process: process.wait())
 FIXED = (INSTALLER, LAUNCHD, PORT_FILE, APP + "/sdpc_md5.json", APP + "/static/.portal.json", SHARED + "/debug", OWN_LOG)
 for name, kind in (("fifos", os.mkfifo), ("folders", os.mkdir), ("links", lambda path: os.symlink(DOCUMENTS, path))):
