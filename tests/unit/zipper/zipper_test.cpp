@@ -4,6 +4,7 @@
 #include <functional>
 #include <map>
 #include <random>
+#include <set>
 #include <tuple>
 
 #include <fcntl.h>
@@ -17,13 +18,10 @@
 
 namespace {
 
-using testing_support::readFile;
-using testing_support::TempDir;
-using testing_support::writeFile;
+using namespace testing_support;
 using zipper::Zipper;
 using Entries = std::map<std::string, std::string>;
 using Errors = std::map<std::string, int>;
-namespace fs = boost::filesystem;
 
 constexpr unsigned kFlags = Zipper::CompressBest | Zipper::AppendHint;
 
@@ -62,8 +60,7 @@ TEST(Zipper, EntriesGetTheHeadersThatTheyNeed) {
     EXPECT_EQ(bytes.at(6) & 1, 1) << "not encrypted";
     EXPECT_EQ(bytes.find("plain text"), std::string::npos);
   }
-  // Noise of the last size is longer than 4 GiB when it is packed. The files are cut off before they are
-  // read.
+  // Noise of the last size is longer than 4 GiB when it is packed. The files are cut off before they are read.
   for (const auto& [size, flags, isLarge] :
        {std::tuple(4'294'967'294U, 0U, false), std::tuple(4'294'967'295U, 0U, true),
         std::tuple(4'290'000'000U, kFlags, false), std::tuple(4'293'700'000U, kFlags, true)}) {
@@ -114,7 +111,6 @@ TEST(Zipper, AnArchiveHasItsNameOnlyWhenItIsFinished) {
 
 TEST(Zipper, TreesComeBackWholeAndAsTheSameArchiveFromAnyNumberOfThreads) {
   const TempDir dir;
-  const fs::path tree = dir / "tree";
   Entries expected;
   const auto add = [&](const std::string& name, const std::string& text) {
     return writeFile(dir / name, expected[name.substr(name.rfind("tree/"))] = text);
@@ -130,22 +126,15 @@ TEST(Zipper, TreesComeBackWholeAndAsTheSameArchiveFromAnyNumberOfThreads) {
   }
   const fs::path one = add("tree/one", text.substr(0, 1'000'000)), three = add("tree/sub/tree/three", text);
   for (unsigned i = 0; i < 200; ++i) add("tree/many/" + std::to_string(i), std::to_string(i));
-  for (const char* name : {".hidden", "new\nline", "\xff\xfe"}) add("tree/" + std::string(name), name);
-  fs::create_symlink("many", tree / "link");
-  for (const char* name : {"shut/foreign", "foreign"}) writeFile(tree / name, "");
-  for (const char* name : {"shut", "foreign"}) fs::permissions(tree / name, fs::add_perms | fs::others_write);
-
-  Errors lost;
-  Zipper::Hooks hooks;
-  hooks.lost = [&](const std::string& path, int error) { lost[path.substr(tree.size())] = error; };
-  hooks.mayBePacked = [](const struct stat& info) { return (info.st_mode & S_IWOTH) == 0; };
   for (const unsigned flags : {kFlags, unsigned{Zipper::CompressFast}, 0U}) {
-    hooks.threads = 1;
-    const std::string archive = packed(tree, flags, hooks);
-    for (hooks.threads = 0; hooks.threads < 17; hooks.threads += 16)
-      EXPECT_TRUE(archive == packed(tree, flags, hooks)) << hooks.threads;
-    EXPECT_TRUE(readZip(writeFile(dir / "a.zip", archive)) == expected) << flags;
-    EXPECT_EQ(lost, (Errors{{"/link", ENOTSUP}, {"/shut", EPERM}, {"/foreign", EPERM}}));
+    std::set<std::string> archives;
+    for (const unsigned threads : {1U, 0U, 16U}) {
+      Zipper::Hooks hooks;
+      hooks.threads = threads;
+      archives.insert(packed(dir / "tree", flags, hooks));
+    }
+    ASSERT_EQ(archives.size(), 1U) << flags;
+    EXPECT_TRUE(readZip(writeFile(dir / "a.zip", *archives.begin())) == expected) << flags;
   }
   EXPECT_LT(packed(three, kFlags, {}).size(), 2 * packed(one, kFlags, {}).size()) << "pieces have no dictionary";
 }
