@@ -141,19 +141,20 @@ bool isOpenToOthers(const struct stat& info) {
   return !isTrusted(info.st_uid) || ((info.st_mode & others) != 0 && (info.st_mode & S_ISVTX) == 0);
 }
 
-/// Tells whether isOpenToOthers holds for no folder on the way to `path`, or to where links on it lead.
+/// Tells whether isOpenToOthers holds for no folder on the way to `path`, or to where links on it lead, and nothing on
+/// it is another user's, who could exchange it even in a sticky folder.
 bool isWayFixed(const fs::path& path, int linksLeft = kMaxLinks) {
   fs::path above;
   for (const fs::path& part : path) {
     struct stat info {};
     if (!above.empty() && (stat(above.c_str(), &info) != 0 || isOpenToOthers(info))) return false;
     above /= part;
-    if (lstat(above.c_str(), &info) != 0) return false;
+    if (lstat(above.c_str(), &info) != 0 || !isTrusted(info.st_uid)) return false;
     if (!S_ISLNK(info.st_mode)) continue;
     boost::system::error_code ec;
     const fs::path target = fs::read_symlink(above, ec);
     const fs::path absolute = fs::absolute(target, above.parent_path());
-    if (ec || linksLeft == 0 || !isTrusted(info.st_uid) || !isWayFixed(absolute, linksLeft - 1)) return false;
+    if (ec || linksLeft == 0 || !isWayFixed(absolute, linksLeft - 1)) return false;
   }
   return true;
 }
