@@ -136,6 +136,7 @@ def link_sources(box):
 
 
 scenario("links-in-sources", second_user=True, files={DOCUMENTS: "ada's", "/srv/bobs.log": "bob's", "/srv/DiagnosticReports/x.ips": "root's"}, make=link_sources)
+scenario("home-does-not-answer", tool=SHORT_LIMITS, waits=10, fails=("openat", "/Users/root*", -1), meanwhile=lambda box, process: process.wait())
 scenario("source-does-not-answer", tool=SHORT_LIMITS, waits=6, fails=("pread", LOGS + "a.txt", -1), meanwhile=lambda box, process: process.wait())
 FIXED = (INSTALLER, LAUNCHD, PORT_FILE, APP + "/sdpc_md5.json", APP + "/static/.portal.json", SHARED + "/debug", OWN_LOG)
 for name, kind in (("fifos", os.mkfifo), ("folders", os.mkdir), ("links", lambda path: os.symlink(DOCUMENTS, path))):
@@ -240,6 +241,17 @@ for name, links in LINKED.items():
         if user is None or ROOT_DIR not in links:
             scenario("links-for-%s-at-%s" % (who, name), second_user=True, user=user, earlier=False, files=VICTIM, env={"XDG_DATA_HOME": "/Users/root/Library/Application Support"},
                      make=functools.partial(plant, links=links, owner=1001 if user else 1000))
+
+
+
+def exchange_scratch(box, process):
+    """Bob has put a folder of his own there, and could put a link in its place while chmod runs."""
+    os.rename(box.path(SCRATCH), box.path(ROOT_DIR + "/aside"))
+    os.mkdir(box.path(SCRATCH))
+    os.chown(box.path(SCRATCH), 1001, 1001)
+
+
+scenario("scratch-exchanged", second_user=True, fails=("stat stat64", ROOT_DIR, -1), meanwhile=exchange_scratch)
 
 # Ends
 SETUP, COPYING = ({"chmod": '[ "$2" = %d ] && ' % mode + GATE + 'exec /bin/chmod "$@"'} for mode in (666, 777))
