@@ -161,15 +161,18 @@ function readCrash(name, text) {
   return {...crash, isClient: isClient || CLIENT_PROGRAM.test(crash.program),
     where: / 0x[\da-f]{1,16} (.{1,99}?)(?: \+ \d+)?$/m.exec(frame)?.[1] ?? ''};
 }
-/** Reads the crash reports, the client's and the latest first; one that is in the archive twice counts once. */
+/** Reads the crash reports, of many the client's and latest; one that is in the archive twice counts once. */
 async function readCrashes(file, entries, clock) {
-  const byId = new Map(), reports = entries.filter(({name}) => /\.(?:ips|crash)$/i.test(name)).map((entry) => {
-    const name = fileOf(entry.name);
-    return {entry, rank: `${CLIENT_PROGRAM.test(name) ? 1 : 0}${/\d{4}-\d\d-\d\d-\d{4,6}/.exec(name) ?? ''}`};
-  }).sort((a, b) => a.rank < b.rank ? 1 : a.rank > b.rank ? -1 : 0);
-  for (const [i, {entry}] of reports.entries()) {
-    const {text} = i < MOST_REPORTS ? await readText(textOf(file, entry, REPORT_BYTES), REPORT_BYTES) : {text: ''};
-    const crash = readCrash(entry.name, text), stamp = stampOf(crash.stamp, {end: clock.end});
+  const byId = new Map(), ranks = new Map(), rank = (entry) => ranks.get(entry);
+  for (const entry of entries.filter(({name}) => /\.(?:ips|crash)$/i.test(name))) {
+    const name = fileOf(entry.name), date = /\d{4}-\d\d-\d\d-\d{4,6}/.exec(name)?.[0] ?? '';
+    ranks.set(entry, (CLIENT_PROGRAM.test(name) ? '1' : '0') + date);
+  }
+  const reports = [...ranks.keys()].sort((a, b) => rank(a) < rank(b) ? 1 : rank(a) > rank(b) ? -1 : 0);
+  const read = new Set(reports.slice(0, MOST_REPORTS).sort((a, b) => a.at - b.at));  // which is quickest
+  for (const entry of new Set([...read, ...reports])) {
+    const text = read.has(entry) && (await readText(textOf(file, entry, REPORT_BYTES), REPORT_BYTES)).text;
+    const crash = readCrash(entry.name, text || ''), stamp = stampOf(crash.stamp, {end: clock.end});
     if (stamp?.offset) clock.zone ??= stamp.offset;
     if (!byId.has(crash.id)) byId.set(crash.id, {...crash, entry, time: stamp?.time ?? 0});
     await rest();
