@@ -108,8 +108,8 @@ function showComplaints() {
     const ontoggle = () => list.firstChild ||
       list.append(...steps.map((step) => make('li', rich(step, guideCode))));
     return make('details', {ontoggle, open: wasOpen.includes(name)}, make('summary', name),
-      found.length ? make('div', 'Found here:', make('ul', found.map(({title: said, shown}) =>
-        make('li', button(visible(said), () => shown.scrollIntoView()))))) : '', list);
+      found.length ? make('div', 'Found here:', make('ul', found.map(({title: said, shown, isRich}) =>
+        make('li', button(isRich ? rich(said) : visible(said), () => shown.scrollIntoView()))))) : '', list);
   }));
 }
 
@@ -151,6 +151,7 @@ function copyForTicket({target}) {
   const isCopied = document.execCommand('copy');  // which a page from the disk may do in every browser
   target.textContent = isCopied ? 'Copied' : 'Copy this text:';
   if (isCopied) area.remove();
+  else area.onblur = () => area.remove();
 }
 
 // ---- Contents.
