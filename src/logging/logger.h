@@ -28,7 +28,6 @@ inline constexpr const char* kFileTag = "LogCollectionTool";
 /// minimum level, and is never cut.
 enum LogLevel : int { kTrace, kDebug, kInfo, kWarn, kErr, kCritical, kOff, kDump };
 
-/// The logger's configuration.
 struct LoggerOptions {
   std::string logFile = "oBrela.log";      ///< the log file's path
   std::int32_t level = kInfo;              ///< minimum level
@@ -44,8 +43,8 @@ struct LoggerOptions {
 /// @param made  when not null: set to true when this call has made the file
 Descriptor openLog(const std::string& path, std::error_code& ec, bool* made = nullptr);
 
-/// Writes to standard output or standard error as much as it can take within a second: nobody may be reading there.
-/// Once it could not, only what it can take at once. Thread-safe.
+/// Writes to standard output or standard error, for a second at most: nobody may be reading there. Once it could not,
+/// only what can be written at once. Thread-safe.
 void tell(int descriptor, std::string_view text);
 
 /// The text with its control bytes, which names of files may hold, shown as "\xNN".
