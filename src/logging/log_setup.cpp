@@ -32,10 +32,8 @@ std::string getAppdataPath() {
 
 /// Makes the log's folder, open to all users, and holds it for the run: nobody can exchange it then.
 void makeLogFolder(const std::string& path) {
-  bool made = false;
   std::error_code ec;
-  Descriptor folder = makeFolder(path, Links::kOwn, ec, &made);
-  if (made) fchmod(folder.get(), 0777);
+  Descriptor folder = makeFolder(path, Links::kOwn, ec, Access::kAll);
   if (!ec) hold(path, std::move(folder));
 }
 

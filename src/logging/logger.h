@@ -38,7 +38,7 @@ struct LoggerOptions {
 };
 
 /// Opens a log for reading and appending. A missing one is made, with mode 0666 when root makes it. Anything else than
-/// a regular file with a single link is removed before, but for a folder.
+/// a regular file with a single link is removed before, except a folder.
 /// @param ec    cleared, then set when it cannot be opened
 /// @param made  when not null: set to true when this call has made the file
 Descriptor openLog(const std::string& path, std::error_code& ec, bool* made = nullptr);
@@ -51,7 +51,7 @@ void tell(int descriptor, std::string_view text);
 std::string printable(std::string_view text);
 
 /// The process-wide logger behind all log calls. Never destroyed, since detached threads may log until the end.
-/// Thread-safe, but for setOptions: to be called before other threads start.
+/// Thread-safe, except setOptions: to be called before other threads start.
 class Logger {
  public:
   static Logger& GetInstance();
@@ -71,7 +71,7 @@ class Logger {
   [[nodiscard]] int descriptor() const { return descriptor_; }
 
   /// Logs one line: the source location, then `format` ("{}" syntax, checked at run time) filled with `args`, made
-  /// printable but for kDump. Before setOptions has succeeded the message goes to standard error.
+  /// printable except for kDump. Before setOptions has succeeded the message goes to standard error.
   /// Throws when format and arguments do not match, and what the sink throws: call it through LOG_CALL, which catches.
   template <typename... Args>
   void log(int level, const char* file, const char* function, int line, fmt::string_view format, const Args&... args) {

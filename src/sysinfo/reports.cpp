@@ -181,11 +181,10 @@ void collectSystemInfo(const std::shared_ptr<details::Report>& report, std::uint
     LOG_CALL_AS("collectSystemInfo", kErr, "collectSystemInfo failed; Reason: {}", reason);
   };
   try {
-    const DetachedCall call([report] { writeSystemInfo(*report); }, failed);
+    const std::future<void> ended = startDetached([report] { writeSystemInfo(*report); }, failed);
     LOG_CALL(kInfo, "{}", "wait for collectSystemInfo ...");
     const std::chrono::seconds elapsed(steadySeconds() - startSeconds);
-    if (call.await(std::chrono::steady_clock::now() + std::max(limit, elapsed) - elapsed) ==
-        std::future_status::timeout) {
+    if (ended.wait_for(std::max(limit, elapsed) - elapsed) == std::future_status::timeout) {
       LOG_CALL(kWarn, "{}{}", "Exec collectSystemInfo is timeout", "");
     }
     LOG_CALL(kInfo, "{}", "wait for collectSystemInfo done");
