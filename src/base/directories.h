@@ -89,15 +89,13 @@ Descriptor makeFolder(int parent, const std::string& name, std::error_code& ec, 
 
 /// Opens the regular file `name` in the open folder `parent` for reading. Never blocks. Nothing else is opened, since
 /// opening a device can have an effect.
-/// @param info  receives the file's status
-/// @param ec    ENOTSUP for what is no regular file, which includes a link when `links` is kNone
-Descriptor openRegular(int parent, const char* name, Links links, struct stat& info, std::error_code& ec);
+/// @param info      receives the file's status
+/// @param ec        ENOTSUP for what is no regular file, which includes a link when `links` is kNone
+/// @param isListed  its folder has just listed it as a regular file: saves one of six system calls for each file
+Descriptor openRegular(int parent, const char* name, Links links, struct stat& info, std::error_code& ec,
+                       bool isListed = false);
 
-/// As above, for an entry that its folder has just listed as a regular file: without a look-up before, which is one of
-/// six system calls for each file of a tree.
-Descriptor openListed(int parent, const char* name, Links links, struct stat& info, std::error_code& ec);
-
-/// As openRegular, for the entry at `path`; links above it are followed by the same rule.
+/// As above, for the entry at `path`; links above it are followed by the same rule.
 Descriptor openRegular(const std::string& path, Links links, struct stat& info, std::error_code& ec);
 
 /// Where an entry is: the open folder, and the entry's name in it.

@@ -1,11 +1,5 @@
 #pragma once
 
-#include <cstddef>
-#include <string>
-#include <system_error>
-
-#include <sys/stat.h>
-
 #include "base/directories.h"
 
 namespace quelmar {

@@ -22,8 +22,9 @@ EntryKind kindOf(int folder, const dirent& entry) {
   return S_ISLNK(info.st_mode) ? EntryKind::kLink : EntryKind::kOther;
 }
 
-}  // namespace
-
+/// Appends the entries of an open folder to `entries`: for each a byte for the type (EntryKind), the name and a zero
+/// byte. All in one string, since a million strings would take too much memory.
+/// @return the error that ended the listing early; the entries before it are in `entries`
 std::error_code listFolder(int folder, std::string& entries) {
   Descriptor again(openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   const std::unique_ptr<DIR, int (*)(DIR*)> listing(again ? fdopendir(again.get()) : nullptr, &closedir);
@@ -43,6 +44,17 @@ std::error_code listFolder(int folder, std::string& entries) {
       return std::make_error_code(std::errc::not_enough_memory);
     }
   }
+}
+
+}  // namespace
+
+std::error_code forEachEntry(int folder, const std::function<void(EntryKind kind, const char* name)>& each) {
+  std::string entries;
+  const std::error_code ec = listFolder(folder, entries);
+  for (std::size_t at = 0; at < entries.size(); at = entries.find('\0', at) + 1) {
+    each(static_cast<EntryKind>(entries[at]), entries.c_str() + at + 1);
+  }
+  return ec;
 }
 
 Folder::Folder(Descriptor opened) : open(std::move(opened)) {

@@ -1,12 +1,7 @@
 #pragma once
 
 #include <deque>
-#include <functional>
-#include <string>
-#include <system_error>
 #include <vector>
-
-#include <sys/stat.h>
 
 #include "base/directories.h"
 
@@ -16,18 +11,9 @@ namespace quelmar {
 /// kUnknown: the directory does not hold the type, and the entry's status could not be read.
 enum class EntryKind : char { kFile = 'f', kDirectory = 'd', kLink = 'l', kOther = 'o', kUnknown = '?' };
 
-/// Appends the entries of an open folder, in listing order, to `entries`: for each a byte for the type (EntryKind), the
-/// name and a zero byte. All in one string, since a million strings would take too much memory.
-/// @return the error that ended the listing early; the entries before it are in `entries`
-std::error_code listFolder(int folder, std::string& entries);
-
-/// Calls `callback` with the type and the name of each entry that listFolder has appended.
-template <typename Callback>
-void forEachEntry(const std::string& entries, const Callback& callback) {
-  for (std::size_t at = 0; at < entries.size(); at = entries.find('\0', at) + 1) {
-    callback(static_cast<EntryKind>(entries[at]), entries.c_str() + at + 1);
-  }
-}
+/// Calls `each` with the type and the name of every entry of an open folder, in listing order. All are listed before
+/// the first call, so that entries may be removed. @return the error that ended the listing early
+std::error_code forEachEntry(int folder, const std::function<void(EntryKind kind, const char* name)>& each);
 
 /// An open folder and its status when it was opened, by which it is recognised later.
 struct Folder {
@@ -110,7 +96,8 @@ class TreeWalk {
   std::string path_;
   const std::size_t topLength_;
   EntryKind kind_ = EntryKind::kUnknown;
-  std::string names_;  // of the current folder and those above it, as listFolder appends them
+  std::string
+      names_;  // of the current folder and those above it, each after a byte for its type and before a zero byte
   std::vector<Names> levels_;
   FolderChain folders_;
 };

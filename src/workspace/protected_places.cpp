@@ -51,11 +51,9 @@ class Root {
 /// The folders in /Users. They are not all that matter: users may have their homes elsewhere.
 std::vector<std::string> usersFolders() {
   std::vector<std::string> folders;
-  std::string entries;
   std::error_code ec;
   const Descriptor users = openFolder(kUsers, Links::kAny, ec);
-  if (!ec) listFolder(users.get(), entries);
-  forEachEntry(entries, [&](EntryKind, const char* name) {
+  forEachEntry(users.get(), [&](EntryKind, const char* name) {
     struct stat info {};
     const std::string home = std::string(kUsers) + "/" + name;
     if (stat(home.c_str(), &info) == 0 && S_ISDIR(info.st_mode)) folders.push_back(home);

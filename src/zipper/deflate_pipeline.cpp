@@ -1,7 +1,6 @@
 #include "zipper/deflate_pipeline.h"
 
 #include <algorithm>
-#include <exception>
 #include <new>
 
 #include <zlib.h>
