@@ -303,7 +303,8 @@ bool whileFixed(const std::string& path, const std::function<void()>& work) {
   const std::string above = fs::absolute(path).parent_path().string();
   const Descriptor way = Way(Links::kOwn, true).openPath(AT_FDCWD, above, ec);
   if (ec || fstat(way.get(), &named) != 0 || !isSame(named, folder)) return false;
-  if (lookUp(way.get(), place.name.c_str(), entry) || S_ISLNK(entry.st_mode)) return false;
+  // With the sticky bit too, the owner of an entry may exchange it.
+  if (lookUp(way.get(), place.name.c_str(), entry) || S_ISLNK(entry.st_mode) || !isTrusted(entry.st_uid)) return false;
   work();
   return true;
 }

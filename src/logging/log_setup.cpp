@@ -30,45 +30,35 @@ std::string getAppdataPath() {
   return folder;
 }
 
-/// Makes the log's folder, open to all users, and holds it for the run: in it others can exchange what they like, but
-/// not what this run has open.
+/// Makes the log's folder, open to all users, and holds it for the run: nobody can exchange it then.
 void makeLogFolder(const std::string& path) {
   std::error_code ec;
   Descriptor folder = makeFolder(path, Links::kOwn, ec, Access::kAll);
   if (!ec) hold(path, std::move(folder));
 }
 
-/// Opens the log to all users. Not by a path that others can exchange: a link there would open another file.
+/// Lets all users write to the log. Not by a path that others can exchange: a link there would name another file.
 void changeAllUsersRW(const std::string& path) {
-  bool succeeded = false;
-  whileFixed(path,
-             [&] { succeeded = platform::runCommand(kLimits.openOwnLog, "chmod -R 666 \"" + path + "\"").succeeded; });
-  if (!succeeded) tell(STDOUT_FILENO, "changeAllUsersRW:" + path + " fail\n");
-}
-
-void createLogFile(const std::string& path) {
-  bool made = false;
-  std::error_code ec;
-  const Place place = locate(path, Links::kOwn, ec);
-  if (!ec) openLog(place.folder.get(), place.name, ec, &made);
-  if (made && geteuid() == 0) changeAllUsersRW(path);
+  int status = -1;
+  whileFixed(path, [&] { status = platform::runCommand(kLimits.openOwnLog, "chmod -R 666 \"" + path + "\""); });
+  if (status != 0) tell(STDOUT_FILENO, "changeAllUsersRW:" + path + " fail\n");
 }
 
 void setUp(const std::string& name) {
   const std::string fileName = name.find(".log") != std::string::npos ? name : name + ".log";
   const fs::path folder = fs::path(getAppdataPath()) / "logs";
-  LoggerOptions options;
   tell(STDOUT_FILENO, "log dir:" + folder.string() + " log name:" + fileName + "\n");
 
   makeLogFolder(folder.string());
+  LoggerOptions options;
   options.logFile = (folder / fileName).string();
-  createLogFile(options.logFile);
+  std::error_code ec, ignored;
+  bool made = false;
+  openLog(options.logFile, ignored, &made);
+  if (made && geteuid() == 0) changeAllUsersRW(options.logFile);
 
-  std::error_code ec;
   const std::string shared = utilities::macos::getSharedDataPath(ec);
-  if (ec) {
-    tell(STDERR_FILENO, fmt::format("getSharedDataPath fail,error:{}msg:{}\n", ec.value(), ec.message()));
-  }
+  if (ec) tell(STDERR_FILENO, fmt::format("getSharedDataPath fail,error:{}msg:{}\n", ec.value(), ec.message()));
   options.debugSwitch = (fs::path(shared) / "debug").string();
   tell(STDOUT_FILENO, "log debug file path:" + options.debugSwitch + "\n");
   Logger::GetInstancePtr()->setOptions(options);

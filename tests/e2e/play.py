@@ -94,7 +94,7 @@ def play(arguments=(), bare=False, earlier=True, files=(), links=(), drive=None,
     process while something waits at the gate. terminal: standard error is one; env, user: a list has one for each run. fails: see sandbox.failing, a list has one for each run."""
     box = sandbox.Box(console, dict(fakes), tool or sandbox.TOOL)
     server = None if answer is None else Server(answer, port)
-    screen = Terminal() if terminal else None
+    screen = Terminal(160) if terminal else None
     try:
         if screen:
             box.bind("/dev/pts")

@@ -242,6 +242,17 @@ for name, links in LINKED.items():
             scenario("links-for-%s-at-%s" % (who, name), second_user=True, user=user, earlier=False, files=VICTIM, env={"XDG_DATA_HOME": "/Users/root/Library/Application Support"},
                      make=functools.partial(plant, links=links, owner=1001 if user else 1000))
 
+
+
+def exchange_scratch(box, process):
+    """Bob has put a folder of his own there, and could put a link in its place while chmod runs."""
+    os.rename(box.path(SCRATCH), box.path(ROOT_DIR + "/aside"))
+    os.mkdir(box.path(SCRATCH))
+    os.chown(box.path(SCRATCH), 1001, 1001)
+
+
+scenario("scratch-exchanged", second_user=True, fails=("stat stat64", ROOT_DIR, -1), meanwhile=exchange_scratch)
+
 # Ends
 SETUP, COPYING = ({"chmod": '[ "$2" = %d ] && ' % mode + GATE + 'exec /bin/chmod "$@"'} for mode in (666, 777))
 REPORTING = dict.fromkeys("uname ps journalctl".split(), GATE)

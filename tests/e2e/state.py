@@ -26,7 +26,8 @@ SHORT, LONG, HUGE = 120, 6000, 1 << 24  # bytes that are shown in one line, in s
 DAY = "%Y-%m-%d %H:%M:%S"
 VARIES = ((r"(?<=http reply failed, ec:).+", "<curl's words>"), (r"LogCollectionTool:(\w+):\d+\]", r"LogCollectionTool:\1:<line>]"),
           (r"(?<=Error adding ').*(?=' to zip)", "<some entry>"), (r"\b\d+ s$", "<n> s"), (r"^\d+ s(?=  .* done$)", "<n> s"),
-          (r"\b\d+\.\d MiB", "<n> MiB"), (r"\blogFiles\.(left-)?\d+\b", r"logFiles.\1<pid>"))
+          (r"\b\d+\.\d MiB", "<n> MiB"), (r" \[system:\d+\]", ""), (r"^/bin/chmod: ", "chmod: "),  # as older and newer systems say it
+          (r"\blogFiles\.(left-)?\d+\b", r"logFiles.\1<pid>"))
 REPORTING, TUNNEL = re.compile("collectSystem|cmdPopen"), re.compile("Tunnel|ServicePort")  # functions of the other collectors
 
 
