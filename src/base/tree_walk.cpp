@@ -74,13 +74,14 @@ std::error_code FolderChain::leave() {
   path_.resize(path_.rfind('/'));
   Folder& folder = folders_.back();
   std::error_code ec;
-  const std::string fromTop = "." + path_;
-  for (const auto& [from, way] : {std::pair{child.open.get(), ".."}, {top().open.get(), fromTop.c_str()}}) {
-    if (folder.open) return {};
+  const auto reopen = [&](int from, const std::string& way) {
     Folder found(openFolder(from, way, ec));
     if (!ec && found.is(folder)) folder.open = std::move(found.open);
-  }
-  return folder.open || ec ? ec : std::make_error_code(std::errc::no_such_file_or_directory);
+  };
+  if (!folder.open) reopen(child.open.get(), "..");
+  if (!folder.open) reopen(top().open.get(), "." + path_);
+  if (folder.open) return {};
+  return ec ? ec : std::make_error_code(std::errc::no_such_file_or_directory);
 }
 
 TreeWalk::TreeWalk(Folder top, std::string path, Lost lost)

@@ -34,8 +34,8 @@ class FolderChain {
   /// Goes into the folder `name`, which was opened in the last one.
   void enter(Folder folder, const std::string& name);
 
-  /// Goes back to the folder above, and opens it again when it was closed meanwhile.
-  /// @return the error of that; ENOENT when another folder is at its path now. last() is -1 then.
+  /// Goes back to the folder above, which was perhaps closed meanwhile.
+  /// @return why it could not be opened again: ENOENT when another one is at its path. last() is -1 then.
   std::error_code leave();
 
   /// The descriptor of the folder that the walk is in.
@@ -50,10 +50,9 @@ class FolderChain {
   std::string path_;
 };
 
-/// Walks a tree, depth first, each folder in the order in which the system lists it. A folder is listed in full before
-/// its first entry is told, so that entries may be removed. No link is followed, and folders are opened by their names
-/// in the ones above, so the walk stays in the tree though folders are exchanged. It takes memory for the names of the
-/// current folder and those above it, and a few descriptors.
+/// Walks a tree, depth first, each folder in the order in which the system lists it, and in full before its first entry
+/// is told, so that entries may be removed. No link is followed, and the walk stays in the tree though folders are
+/// exchanged. It takes memory for the names of the current folder and those above it, and a few descriptors.
 class TreeWalk {
  public:
   enum class Event {

@@ -72,7 +72,7 @@ void copySources(Step step, const std::string& name, const fs::path& dir, const 
 
 void copyFolders(Step step, const std::string& name, const fs::path& dir, const FileFilter& filter) {
   copySources(step, name, dir, [filter](const Source& source, const fs::path& from, const fs::path& to) {
-    helper::copyDir(from, to, source.kind == kCrashReports ? diagnosticReportFilter() : filter);
+    helper::copyDir(from, to, source.isFolderOfCrashReports ? diagnosticReportFilter() : filter);
   });
 }
 

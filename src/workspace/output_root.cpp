@@ -268,11 +268,10 @@ Scratch makeScratch(const std::string& root) {
 
 void removeScratch(const std::string& root, const Scratch& scratch, const std::string& unfinished) {
   cleanDir(scratch.logFiles, true);
-  std::error_code ignored;
-  if (!unfinished.empty()) helper::ensureRemove(unfinished + zipper::kPartialSuffix, ignored);
-  helper::ensureRemove(scratch.systemInfo, ignored);
+  if (!unfinished.empty()) helper::ensureRemove(unfinished + zipper::kPartialSuffix);
+  helper::ensureRemove(scratch.systemInfo);
   const fs::path place = fs::path(scratch.logFiles).parent_path();
-  if (place != root) helper::ensureRemove(place, ignored);
+  if (place != root) helper::ensureRemove(place);
 
   const int folder = outputRoot().folder;
   forEachEntry(folder, [&](EntryKind, const std::string& name) {

@@ -107,16 +107,13 @@ bool ArchiveFile::open(const std::string& path) {
 }
 
 bool ArchiveFile::create(mode_t mode) {
-  // Not over an existing file: another run may be writing it, or another user may have put a link there.
-  const int flags = O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
+  const int flags = O_RDWR | O_CREAT | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC;
   Descriptor created(::openat(place_.folder.get(), partial_.c_str(), flags, mode));
-  const bool isReserved = !created && errno == EEXIST;
-  const int reopen = O_RDWR | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC;
-  if (isReserved) created = Descriptor(::openat(place_.folder.get(), partial_.c_str(), reopen));
   if (!created || ::fstat(created.get(), &made_) != 0) return false;
-  // An empty file of this user's has reserved the name for the archive.
-  const bool isOwn = made_.st_uid == ::geteuid() && made_.st_nlink == 1;
-  if (isReserved && (!S_ISREG(made_.st_mode) || made_.st_size != 0 || !isOwn)) return false;
+  // An empty file of this user's may have reserved the name for the archive. Anything else is another run's, or
+  // planted.
+  const bool isEmpty = S_ISREG(made_.st_mode) && made_.st_size == 0;
+  if (!isEmpty || made_.st_uid != ::geteuid() || made_.st_nlink != 1) return false;
   // Another run may have taken it for what a dead one left, and locked it. Not every file system has locks.
   if (::flock(created.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) return false;
   // The stdio of some systems reads a block at each seek in a file that may be read.

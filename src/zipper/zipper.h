@@ -62,17 +62,14 @@ class Zipper {
   /// Only regular files get an entry: with what could be read of them, which is nothing when they cannot be opened. A
   /// `path` that does not exist gets an empty entry too. What has too long a path or name is left out.
   /// @return always true; failed writes are reported by close().
-  /// @throws std::runtime_error "Error adding '<entry name>' to zip" when no such entry can be added. The entries
-  ///         before it stay, files after it under the same call are not added.
+  /// @throws std::runtime_error "Error adding '<entry name>' to zip"; of this call, the entries before it stay
   bool add(const std::string& path, unsigned flags);
 
   /// How many entries the archive has, old ones included; 0 after release().
   std::uint64_t entries() const;
 
   /// Finishes the archive and gives it its name. No effect when it is not open.
-  /// @throws std::runtime_error "Error closing zip file!" when that fails, or a write has failed since it was opened;
-  /// it
-  ///         is closed all the same, but does not get its name.
+  /// @throws std::runtime_error "Error closing zip file!" when that fails, or a write has failed since it was opened
   void close();
 
   /// Closes the archive as the destructor does, and frees everything.
