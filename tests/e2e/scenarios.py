@@ -197,8 +197,9 @@ scenario("homes", earlier=False, second_user=True, runs=[
     {"user": ADA, "env": {"HOME": "relative", "XDG_DATA_HOME": "data"}}, {"user": 4242, "env": {"HOME": ""}, "make": lambda box: shutil.rmtree(box.path(ROOT_DIR))}])
 scenario("inherited", umask=0o77, shell='setsid sleep 1000000 & exec 9</etc/passwd env --ignore-signal=CHLD,INT,XFSZ "$@"',
          fakes={"ps": GATE + "cat"}, meanwhile=lambda box, process: os.kill(process.pid, signal.SIGINT))
-scenario("odd-zones-and-locales", runs=each("env", [{"TZ": ":/nowhere"}, {"TZ": "x" * 5000}, {"TZ": ":/dev/zero"}, {
-    "TZ": "", "LC_ALL": "xx_YY.UTF-8", "LANG": "x"}, {"TZ": "XYZ+24:59:59", "LC_ALL": "tr_TR.UTF-8"}]))
+scenario("odd-zones-and-locales", runs=[{"arguments": ["--dir=/%d" % number], "env": env} for number, env in enumerate([
+    {"TZ": ":/nowhere"}, {"TZ": "x" * 5000}, {"TZ": ":/dev/zero"}, {"TZ": "", "LC_ALL": "xx_YY.UTF-8", "LANG": "x"},
+    {"TZ": "XYZ+24:59:59", "LC_ALL": "tr_TR.UTF-8"}])])
 scenario("streams", runs=[*each("shell", ['exec "$@" ' + redirection for redirection in (
     "<&- >&- 2>&-", ">/dev/full 2>/dev/full", "3<>/gone >/gone 2>/gone 3>&-")]), {
         "shell": 'exec 2<>/full; head -c 65536 /dev/zero >&2; exec "$@"', "files": {"/full": os.mkfifo, OWN_LOG: again(os.mkdir), OWN_LOG + "/x": ""}}],
