@@ -20,7 +20,7 @@ scenario (tests/e2e/scenarios.py) compares all that a run leaves with what is ex
 |---|---|---|
 """
 FAULTS = [
-    ("Links that somebody else planted: default root, scratch folder and folders in it, reports, own log, folders above it", "each is replaced by the tool's own file or folder, or what needs it is left out; what they lead to keeps content and mode, and none of it is in the archive", "links-for-root links-for-ada"),
+    ("Links that somebody else planted: default root, scratch folder and folders in it, reports, own log, folders above it", "each is replaced by the tool's own file or folder, or what needs it is left out; what they lead to keeps content and mode, and none of it is in the archive", "links-for-root links-for-ada scratch-exchanged"),
     ("A local user renames, links and plants, as fast as it goes, what they may, while root runs the tool", "in 20 runs for each phase nothing of anybody else's is deleted, changed or read, and each run ends with an archive of root's own files", "test_attack.py: test_clean_up test_attack.py: test_while_copying test_attack.py: test_reports_and_archive test_attack.py: test_own_log test_attack.py: test_sources"),
     ("Links in sources, and above them", "followed where they are root's or the caller's, or their owner owns what they lead to; any other is told, and what it leads to is not in the archive", "links-in-sources"),
     ("What others put into the scratch folder; hard links that are made to a report meanwhile", "what is not the caller's alone, with one name, is told and not packed", "dropped-into-scratch"),

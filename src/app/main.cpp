@@ -43,7 +43,6 @@ bool showHelpOrVersion(const cmdline::parser& parser) {
   return true;
 }
 
-/// Throws fs::filesystem_error when the folder cannot be entered.
 void changeToFolderOf(const fs::path& program) {
   const fs::path folder = program.parent_path();
   tell(STDOUT_FILENO, "app path:" + program.string() + "\n");
@@ -51,22 +50,15 @@ void changeToFolderOf(const fs::path& program) {
   fs::current_path(folder);
 }
 
-/// Opens the tool's own log; the run goes on without it.
-void openOwnLog() {
-  if (!initLogName("LogColltionTool")) LOG_CALL_AS("main", kErr, "{}{}", "initLogName failed.", "");
-}
-
-/// Removes old output; the run goes on when that fails.
 void cleanOutputRoot(const std::string& dir) {
   try {
     checkAndCleanLogDir(dir);
-  } catch (const std::exception& failure) {  // out of memory; what is left does no harm
+  } catch (const std::exception& failure) {  // out of memory; old output does no harm
     LOG_CALL_AS("main", kErr, "{}; Reason: exception:{}", "delete file error", failure.what());
   }
 }
 
-/// Starts a collector on a detached thread, which calls group.add(-1) when it is done.
-/// Throws std::system_error when the thread cannot be started.
+/// Starts a collector on a detached thread. Throws std::system_error when it cannot be started.
 void startCollector(const char* name, WaitGroup& group, Terminal& terminal, std::function<void()> collect) {
   terminal.begin(name);
   group.add(1);
@@ -128,7 +120,7 @@ int main(int argc, char** argv) {
 
   // 3. The tool's own log.
   const std::uint64_t startSeconds = steadySeconds();
-  openOwnLog();
+  if (!initLogName("LogColltionTool")) LOG_CALL(kErr, "{}{}", "initLogName failed.", "");
   LOG_CALL(kInfo, "{}", "Collection log start");
   std::string dir = parser.exist("dir") ? options.getValue<std::string>("dir") : "";
   if (parser.exist("onlyKey")) {
@@ -156,9 +148,8 @@ int main(int argc, char** argv) {
 
   // 6. The three collectors, in parallel.
   WaitGroup group;
-  const auto budget = static_cast<std::uint64_t>(kLimits.systemInformation.count());
-  startCollector("system information", group, terminal, [systemInfo, startSeconds, budget] {
-    logutils::macos::collectSystemInfo(systemInfo, startSeconds, budget);
+  startCollector("system information", group, terminal, [systemInfo, startSeconds] {
+    logutils::macos::collectSystemInfo(systemInfo, startSeconds, kLimits.systemInformation);
   });
   startCollector("tunnel dump", group, terminal, dumpTunnel);
   startCollector("running logs", group, terminal, [scratch] { collectLogs(scratch.logFiles); });

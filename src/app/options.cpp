@@ -7,23 +7,23 @@ namespace cmdline {
 constexpr std::size_t kUsageGap = 4;
 
 void parser::add(const std::string& name, char shortName, const std::string& description) {
-  insert(std::make_unique<option_without_value>(name, shortName, description));
+  insert({{name, shortName, description}, false, false, "", ""});
 }
 
-void parser::insert(std::unique_ptr<option_without_value> option) {
-  if (find(option->name) != nullptr) throw cmdline_error("multiple definition: " + option->name);
-  options_.push_back(std::move(option));
+void parser::insert(const Option& option) {
+  if (find(option.name) != nullptr) throw cmdline_error("multiple definition: " + option.name);
+  options_.push_back(std::make_unique<Option>(option));
 }
 
-option_without_value* parser::find(const std::string& name) const {
+parser::Option* parser::find(const std::string& name) const {
   for (const auto& option : options_) {
     if (option->name == name) return option.get();
   }
   return nullptr;
 }
 
-const option_without_value& parser::known(const std::string& name) const {
-  const option_without_value* const option = find(name);
+const parser::Option& parser::known(const std::string& name) const {
+  const Option* const option = find(name);
   if (option == nullptr) throw cmdline_error("there is no flag: --" + name);
   return *option;
 }
@@ -40,43 +40,39 @@ bool parser::parse(int argc, const char* const* argv) {
     errors_.push_back(std::string("short option '") + letter + "' is ambiguous");
     shortNames_[letter].clear();
   }
-  const Arguments arguments(argv + 1, argv + argc);
-  for (std::size_t i = 0; i < arguments.size(); ++i) {
-    if (arguments[i].compare(0, 2, "--") == 0) {
-      parseLong(arguments, i);
-    } else if (arguments[i].compare(0, 1, "-") == 0) {
-      parseCluster(arguments, i);
+  unread_.assign(argv + 1, argv + argc);
+  while (!unread_.empty()) {
+    const std::string argument = takeNext();
+    if (argument.compare(0, 2, "--") == 0) {
+      setLong(argument.substr(2));
+    } else if (argument.compare(0, 1, "-") == 0) {
+      setCluster(argument.substr(1));
     } else {
-      others_.push_back(arguments[i]);
+      others_.push_back(argument);
     }
   }
   for (const auto& option : options_) {
-    const auto* const value = dynamic_cast<const Value*>(option.get());
-    if (value != nullptr && value->required && !value->seen) errors_.push_back("need option: --" + value->name);
+    if (option->required && !option->seen) errors_.push_back("need option: --" + option->name);
   }
   return errors_.empty();
 }
 
-void parser::parseLong(const Arguments& arguments, std::size_t& index) {
-  const std::string text = arguments[index].substr(2);
-  const std::size_t equals = text.find('=');
-  if (equals != std::string::npos) {
-    const std::string value = text.substr(equals + 1);
-    setOption(text.substr(0, equals), &value);
-  } else {
-    const bool takesNext = index + 1 < arguments.size() && dynamic_cast<const Value*>(find(text)) != nullptr;
-    setOption(text, takesNext ? &arguments[++index] : nullptr);
-  }
+std::string parser::takeNext() {
+  const std::string next = unread_.front();
+  unread_.pop_front();
+  return next;
 }
 
-void parser::parseCluster(const Arguments& arguments, std::size_t& index) {
-  const std::string letters = arguments[index].substr(1);
-  for (std::size_t i = 0; i < letters.size(); ++i) {
-    const std::string name = longName(letters[i]);
-    if (name.empty()) continue;
-    const bool takesNext =
-        i + 1 == letters.size() && index + 1 < arguments.size() && dynamic_cast<const Value*>(find(name)) != nullptr;
-    setOption(name, takesNext ? &arguments[++index] : nullptr);
+void parser::setLong(const std::string& text) {
+  const std::size_t equals = text.find('=');
+  const std::string name = text.substr(0, equals);
+  setOption(name, equals == std::string::npos ? valueFor(name) : text.substr(equals + 1));
+}
+
+void parser::setCluster(const std::string& letters) {
+  for (const char& letter : letters) {
+    const std::string name = longName(letter);
+    if (!name.empty()) setOption(name, &letter == &letters.back() ? valueFor(name) : std::nullopt);
   }
 }
 
@@ -91,19 +87,25 @@ std::string parser::longName(char letter) {
   return found->second;
 }
 
-/// Sets an option, or adds the message that says why not. @param value  null for none
-void parser::setOption(const std::string& name, const std::string* value) {
-  option_without_value* const option = find(name);
-  auto* const valued = dynamic_cast<Value*>(option);
+/// Takes the next argument, if there is one, as the value of an option that takes a value.
+std::optional<std::string> parser::valueFor(const std::string& name) {
+  const Option* const option = find(name);
+  if (option == nullptr || !option->takesValue || unread_.empty()) return std::nullopt;
+  return takeNext();
+}
+
+/// Sets an option, or adds the message that says why not.
+void parser::setOption(const std::string& name, const std::optional<std::string>& value) {
+  Option* const option = find(name);
   if (option == nullptr) {
     errors_.push_back("undefined option: --" + name);
-  } else if (valued != nullptr && value == nullptr) {
+  } else if (option->takesValue && !value) {
     errors_.push_back("option needs value: --" + name);
-  } else if (valued == nullptr && value != nullptr) {
+  } else if (!option->takesValue && value) {
     errors_.push_back("option value is invalid: --" + name + "=" + *value);
   } else {
     option->seen = true;
-    if (valued != nullptr) valued->value = *value;
+    option->value = value.value_or("");
   }
 }
 
@@ -116,13 +118,11 @@ std::string parser::usage() const {
     lines += option->shortName != '\0' ? std::string("  -") + option->shortName + ", " : std::string(6, ' ');
     lines += "--" + option->name + std::string(longest + kUsageGap - option->name.size(), ' ');
     lines += option->description;
-    if (const auto* const value = dynamic_cast<const Value*>(option.get())) {
-      if (value->required) text += std::string("-") + value->shortName + " ";
-      lines += " (string" + (value->required ? "" : " [=" + value->byDefault + "]") + ")";
-    }
+    if (option->takesValue) lines += " (string" + (option->required ? "" : " [=" + option->byDefault + "]") + ")";
+    if (option->required) text += std::string("-") + option->shortName + " ";
     lines += "\n";
   }
-  return text + "[options] ... " + footer_ + "\noptions:\n" + lines;
+  return text + "[options] ... \noptions:\n" + lines;
 }
 
 }  // namespace cmdline

@@ -1,5 +1,6 @@
 #include "app/process.h"
 
+#include <algorithm>
 #include <csignal>
 #include <cstdlib>
 #include <exception>
@@ -36,14 +37,10 @@ End& end() {
   return *kEnd;
 }
 
-void showResult(bool interrupted) {
-  if (Terminal* const terminal = end().terminal) terminal->showResult(interrupted);
-}
-
 void raiseDescriptorLimit() {
   rlimit limit{};
   if (getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur >= kWantedDescriptors) return;
-  limit.rlim_cur = limit.rlim_max < kWantedDescriptors ? limit.rlim_max : kWantedDescriptors;
+  limit.rlim_cur = std::min(limit.rlim_max, kWantedDescriptors);
   setrlimit(RLIMIT_NOFILE, &limit);
 }
 
@@ -58,8 +55,7 @@ void openStandardStreams() {
   }
 }
 
-/// A thread waits for the signals, because a signal handler may call almost nothing. When it cannot be started, they
-/// end this process only.
+/// A thread waits for the signals, since a handler may call almost nothing. Without one they end this process only.
 void endBySignal() {
   sigset_t awaited;
   sigemptyset(&awaited);
@@ -71,7 +67,7 @@ void endBySignal() {
   }
   pthread_sigmask(SIG_BLOCK, &awaited, nullptr);
   try {
-    DetachedCall([awaited] {
+    startDetached([awaited] {
       int number = 0;
       sigwait(&awaited, &number);
       platform::endCommands();
@@ -79,7 +75,7 @@ void endBySignal() {
       const std::function<void()> cleanUp = end().cleanUp;
       lock.unlock();
       runWithin(kCleanUpLimit, cleanUp);
-      showResult(true);
+      end().terminal->showResult(true);
       pthread_sigmask(SIG_UNBLOCK, &awaited, nullptr);
       raise(number);
       std::_Exit(128 + number);  // process 1 of a container survives the signal
@@ -99,7 +95,7 @@ void endBySignal() {
   } catch (...) {  // NOLINT(bugprone-empty-catch): unknown
   }
   tell(STDERR_FILENO, "terminate called after throwing: " + why + "\n");
-  showResult(false);
+  end().terminal->showResult(false);
   std::abort();
 }
 
@@ -126,7 +122,7 @@ void setCleanUp(std::function<void()> cleanUp) {
 void endProcess(int result) {
   platform::endCommands();
   Logger::GetInstance().flush();
-  showResult(false);
+  end().terminal->showResult(false);
   // Not exit: it would flush a stream that a detached thread is reading from.
   std::_Exit(result);
 }

@@ -39,14 +39,14 @@ std::size_t columns() {
   return (isKnown ? size.ws_col : kUsualColumns) - 1;
 }
 
-std::string secondsSince(std::chrono::steady_clock::time_point start) {
-  const auto duration = std::chrono::steady_clock::now() - start;
-  return std::to_string(std::chrono::duration_cast<std::chrono::seconds>(duration).count()) + " s";
-}
-
 }  // namespace
 
 Terminal::Terminal(bool wanted) : wanted_(wanted && isatty(STDERR_FILENO) != 0) {}
+
+std::string Terminal::seconds() const {
+  const auto duration = std::chrono::steady_clock::now() - start_;
+  return std::to_string(std::chrono::duration_cast<std::chrono::seconds>(duration).count()) + " s";
+}
 
 void Terminal::begin(const std::string& part) {
   const std::lock_guard<std::mutex> lock(mutex_);
@@ -55,10 +55,8 @@ void Terminal::begin(const std::string& part) {
 
 void Terminal::done(const std::string& part) {
   const std::lock_guard<std::mutex> lock(mutex_);
-  const auto found = std::find(parts_.begin(), parts_.end(), part);
-  if (found == parts_.end()) return;
-  parts_.erase(found);
-  done_ += fmt::format("{}  {} done\n", secondsSince(start_), part);
+  parts_.erase(std::find(parts_.begin(), parts_.end(), part));
+  done_ += fmt::format("{}  {} done\n", seconds(), part);
 }
 
 void Terminal::wait(WaitGroup& group) {
@@ -82,7 +80,7 @@ void Terminal::setArchive(const std::string& path, std::uint64_t files) {
   boost::system::error_code ec;
   const auto bytes = static_cast<double>(fs::file_size(path, ec));
   if (ec) return;
-  const std::string whole = fs::path(path).is_absolute() ? path : (fs::current_path(ec) / path).string();
+  const std::string whole = fs::system_complete(path, ec).string();
   const std::lock_guard<std::mutex> lock(mutex_);
   archive_ = fmt::format("{}\n{:.1f} MiB, {} files", printable(whole), bytes / kMiB, files);
 }
@@ -93,9 +91,8 @@ void Terminal::draw() {
   std::string text = (isLineShown_ ? kErase : "") + std::exchange(done_, "");
   isLineShown_ = understandsEscapes() && !parts_.empty();
   if (isLineShown_) {
-    text += fmt::format("{}  waiting for {}", secondsSince(start_), boost::algorithm::join(parts_, ", "))
-                .substr(0, columns());
-    text += "\r";  // what others write begins in the first column
+    const std::string line = seconds() + "  waiting for " + boost::algorithm::join(parts_, ", ");
+    text += line.substr(0, columns()) + "\r";  // what others write begins in the first column
   }
   lock.unlock();
   tell(STDERR_FILENO, text);
@@ -109,9 +106,9 @@ void Terminal::showResult(bool interrupted) {
   if (interrupted) text += archive_.empty() ? "interrupted; no archive\n" : "interrupted; the archive is complete\n";
   const Logger& logger = Logger::GetInstance();
   if (!archive_.empty()) {
-    text += fmt::format("{}, {}\n", archive_, secondsSince(start_));
+    text += archive_ + ", " + seconds() + "\n";
   } else if (!interrupted && logger.descriptor() >= 0) {
-    text += fmt::format("no archive; the log is {}\n", printable(logger.options().logFile));
+    text += "no archive; the log is " + printable(logger.options().logFile) + "\n";
   } else if (!interrupted) {
     text += "no archive, and no log either: what is above is all there is\n";
   }

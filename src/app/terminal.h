@@ -12,16 +12,15 @@
 namespace quelmar {
 
 /// What a person at the terminal sees of a run, on standard error: while main waits, a line with the seconds and what
-/// is waited for, redrawn four times a second; a line for each part that is done; in the end the archive's path, its
-/// size, the number of its files and the duration, or why there is none. Nothing is written when standard error is no
-/// terminal; only the last lines when the run is in its background.
+/// is waited for, a line for each part that is done, and in the end the archive, or why there is none. Nothing when
+/// standard error is no terminal; only the end when the run is in its background.
 /// Thread-safe.
 class Terminal {
  public:
   /// Starts the run's clock. @param wanted  false writes nothing, whatever happens
   explicit Terminal(bool wanted);
 
-  /// Tells that a part of the run has begun, or is done. @param part  its name, as it is shown
+  /// Part of the run has begun, or is done. @param part  its name, as it is shown
   void begin(const std::string& part);
   void done(const std::string& part);
 
@@ -31,14 +30,14 @@ class Terminal {
   /// Runs `work` as a part: with a terminal on another thread, while this one waits and draws.
   void run(const std::string& part, const std::function<void()>& work);
 
-  /// Sets the archive that the last lines are about, unless there is no file at `path`.
-  /// @param files  the number of files in it
+  /// Sets the archive that is told of in the end, unless there is no file at `path`. @param files  how many it holds
   void setArchive(const std::string& path, std::uint64_t files);
 
-  /// Writes the last lines. @param interrupted  whether to say that the run was interrupted
-  void showResult(bool interrupted = false);
+  /// Writes the last lines. @param interrupted  whether the run was
+  void showResult(bool interrupted);
 
  private:
+  [[nodiscard]] std::string seconds() const;
   void draw();
 
   const bool wanted_;

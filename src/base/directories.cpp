@@ -1,8 +1,10 @@
+#include "base/directories.h"
 
 #include <algorithm>
 #include <array>
 #include <climits>
-#include <deque>
+#include <map>
+#include <vector>
 
 #include <boost/filesystem/operations.hpp>
 #include <fcntl.h>
@@ -22,15 +24,13 @@ constexpr int kPassThrough = O_RDONLY;
 #endif
 constexpr int kMaxLinks = 40;
 constexpr mode_t kFolderMode = 0755;  // less the umask
+constexpr mode_t kAllFolderMode = 0777;
 
-/// A folder that the run keeps open. Never destroyed: threads may use it while the process ends.
-struct Held {
-  std::string path;  // trimmed
-  int folder;
-};
+/// The folders that the run keeps open, by their trimmed paths.
+using HeldFolders = std::map<std::string, int>;
 
-std::deque<Held>& heldFolders() {
-  static auto* const kHeld = new std::deque<Held>;
+HeldFolders& heldFolders() {
+  static auto* const kHeld = new HeldFolders;  // never destroyed: threads may use it while the process ends
   return *kHeld;
 }
 
@@ -40,18 +40,35 @@ std::string trimmed(std::string path) {
   return path;
 }
 
-/// The held folder that is `path` or the nearest above it.
-const Held* nearestHeld(const std::string& path) {
-  const Held* nearest = nullptr;
-  for (const Held& one : heldFolders()) {
-    const std::size_t length = one.path.size();
-    const bool isAbove =
-        path.compare(0, length, one.path) == 0 && (path.size() == length || path[length] == '/' || one.path == "/");
-    if (isAbove && (nearest == nullptr || length > nearest->path.size())) nearest = &one;
+/// The held folder that is at a path or nearest above it; null when there is none.
+const HeldFolders::value_type* nearestHeld(const std::string& path) {
+  for (std::string above = trimmed(path);; above.resize(above.rfind('/'))) {
+    const auto held = heldFolders().find(above);
+    if (held != heldFolders().end()) return &*held;
+    if (above.find('/') == std::string::npos) return nullptr;
   }
-  return nearest;
 }
 
+/// The names in a path, without "" and ".".
+std::vector<std::string> namesIn(const std::string& path) {
+  std::vector<std::string> names;
+  for (std::size_t from = 0; from < path.size();) {
+    const std::size_t end = std::min(path.find('/', from), path.size());
+    const std::string name = path.substr(from, end - from);
+    if (!name.empty() && name != ".") names.push_back(name);
+    from = end + 1;
+  }
+  return names;
+}
+
+/// A path up to its last "/", and the name after that, which is "." for "/".
+std::pair<std::string, std::string> parted(const std::string& path) {
+  const std::string whole = trimmed(path);
+  const std::size_t nameAt = whole.rfind('/') + 1;
+  return {whole.substr(0, nameAt), nameAt == whole.size() ? "." : whole.substr(nameAt)};
+}
+
+/// Opens a folder, unless there is a link at its name.
 Descriptor openOne(int parent, const std::string& name, std::error_code& ec) {
   ec.clear();
   constexpr int kFlags = O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
@@ -61,16 +78,39 @@ Descriptor openOne(int parent, const std::string& name, std::error_code& ec) {
   return folder;
 }
 
+/// Opens the folder where a path begins: "/", or the open folder `from`.
+Descriptor start(int from, const std::string& path, std::error_code& ec) {
+  return openOne(from, path.compare(0, 1, "/") == 0 ? "/" : ".", ec);
+}
+
+/// Opens a regular file, unless there is a link at its name. A device that is there is opened as well.
+Descriptor openListedFile(int parent, const char* name, struct stat& info, std::error_code& ec) {
+  ec.clear();
+  Descriptor file(openat(parent, name, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_NOFOLLOW | O_CLOEXEC));
+  if (!file || fstat(file.get(), &info) != 0) ec = lastError();
+  if (!ec && !S_ISREG(info.st_mode)) ec = std::make_error_code(std::errc::not_supported);
+  return ec ? Descriptor() : std::move(file);
+}
+
+/// As above, but a device is not opened.
+Descriptor openFile(int parent, const char* name, struct stat& info, std::error_code& ec) {
+  ec = lookUp(parent, name, info);
+  if (!ec && !S_ISREG(info.st_mode)) ec = std::make_error_code(std::errc::not_supported);
+  return ec ? Descriptor() : openListedFile(parent, name, info, ec);
+}
+
 bool isTrusted(uid_t owner) {
   return owner == 0 || owner == geteuid();
 }
 
-/// Opens the folder at which a path begins.
-Descriptor start(const std::string& path, std::error_code& ec) {
-  return openOne(AT_FDCWD, path.compare(0, 1, "/") == 0 ? "/" : ".", ec);
+/// Tells whether others than root and the calling user may remove or rename what is in the folder.
+bool isOpenToOthers(const struct stat& info) {
+  const bool isOwnGroup = info.st_gid == getegid() && geteuid() != 0;
+  const mode_t others = isOwnGroup ? S_IWOTH : S_IWGRP | S_IWOTH;
+  return !isTrusted(info.st_uid) || ((info.st_mode & others) != 0 && (info.st_mode & S_ISVTX) == 0);
 }
 
-/// What a symbolic link says, read so that it cannot be another one than the one in `info`.
+/// What a symbolic link says, which is empty for anything else. The link in `info` is the one that was read.
 std::string readLink(int parent, const std::string& name, struct stat& info) {
   std::array<char, PATH_MAX> text{};
   struct stat after {};
@@ -80,179 +120,162 @@ std::string readLink(int parent, const std::string& name, struct stat& info) {
   return isSame(after, info) ? std::string(text.data(), static_cast<std::size_t>(length)) : std::string();
 }
 
-/// Opens folders one in the other, following links by a rule.
+/// Opens folders one in the other, and what is in them, following links by a rule.
 class Way {
  public:
-  explicit Way(Links links) : links_(links) {}
+  using Opener = std::function<Descriptor(int parent, const std::string& name, std::error_code& ec)>;
+
+  /// @param isFixed  folders where others may exchange entries are not opened: EPERM
+  explicit Way(Links links, bool isFixed = false) : links_(links), isFixed_(isFixed) {}
 
   [[nodiscard]] Links links() const { return links_; }
 
-  /// Opens the folder at `path`, seen from the open folder `at`.
-  Descriptor open(Descriptor at, const std::string& path, std::error_code& ec) {
-    std::string unopened;  // a folder that could not be opened, but perhaps what is in it
-    for (std::size_t from = 0; !ec && from < path.size();) {
-      const std::size_t end = std::min(path.find('/', from), path.size());
-      const std::string name = path.substr(from, end - from);
-      from = end + 1;
-      if (name.empty() || name == ".") continue;
-      Descriptor next = component(at.get(), unopened + name, ec);
-      if (ec == std::errc::permission_denied && from < path.size()) {
-        unopened += name + '/';
-        ec.clear();
-        continue;
-      }
+  /// Opens the folder at `path`, which is relative to an open folder or begins with "/".
+  Descriptor openPath(int from, const std::string& path, std::error_code& ec) {
+    Descriptor at = start(from, path, ec);
+    if (!ec) checkFixed(at, ec);
+    if (ec) return Descriptor();
+    std::string unopened;  // what could not be opened, though perhaps what is in it can
+    for (const std::string& name : namesIn(path)) {
+      unopened += (unopened.empty() ? "" : "/") + name;
+      Descriptor next = openEntry(at.get(), unopened, openOne, ec);
+      if (ec == std::errc::permission_denied && !isFixed_) continue;
+      if (!ec) checkFixed(next, ec);
+      if (ec) break;
       unopened.clear();
-      if (next) at = std::move(next);
+      at = std::move(next);
     }
     return ec ? Descriptor() : std::move(at);
   }
 
-  /// Opens one folder of a way, or what a link at its name leads to.
-  Descriptor component(int parent, const std::string& name, std::error_code& ec) {
-    Descriptor folder = openOne(parent, name, ec);
-    if (links_ == Links::kNone || !isNoFolder(ec)) return folder;
-    struct stat link {};
-    const std::string target = readLink(parent, name, link);
-    if (target.empty()) return folder;
-    struct stat info {};
-    folder = followed(parent, target, ec);
-    if (!ec && fstat(folder.get(), &info) == 0) ec = judgeLink(links_, link.st_uid, info.st_uid);
-    return ec ? Descriptor() : std::move(folder);
-  }
-
-  /// Opens the folder that a link in `parent` leads to.
-  Descriptor followed(int parent, const std::string& target, std::error_code& ec) {
-    ec.clear();
-    if (++followed_ > kMaxLinks) ec = std::make_error_code(std::errc::too_many_symbolic_link_levels);
-    if (ec) return Descriptor();
-    Descriptor from = target.front() == '/' ? start("/", ec) : openOne(parent, ".", ec);
-    return open(std::move(from), target, ec);
+  /// Opens an entry of an open folder, or what a link at its name leads to.
+  /// @param open  opens an entry that is no link
+  Descriptor openEntry(int parent, const std::string& name, const Opener& open, std::error_code& ec) {
+    Descriptor entry = open(parent, name, ec);
+    if (!ec || links_ == Links::kNone) return entry;
+    struct stat link {
+    }, target{};
+    const std::string path = readLink(parent, name, link);
+    if (path.empty()) return entry;
+    if (++followed_ > kMaxLinks) {
+      ec = std::make_error_code(std::errc::too_many_symbolic_link_levels);
+      return entry;
+    }
+    const auto [folder, last] = parted(path);
+    const Descriptor at = openPath(parent, folder, ec);
+    if (!ec) entry = openEntry(at.get(), last, open, ec);
+    if (!ec && fstat(entry.get(), &target) != 0) ec = lastError();
+    if (!ec && !mayFollow(link.st_uid, target.st_uid)) ec = std::make_error_code(std::errc::operation_not_permitted);
+    return ec ? Descriptor() : std::move(entry);
   }
 
  private:
+  [[nodiscard]] bool mayFollow(uid_t owner, uid_t ownerOfTarget) const {
+    return links_ == Links::kAny || isTrusted(owner) || (links_ == Links::kJudged && owner == ownerOfTarget);
+  }
+
+  void checkFixed(const Descriptor& folder, std::error_code& ec) const {
+    struct stat info {};
+    const bool isOpen = isFixed_ && (fstat(folder.get(), &info) != 0 || isOpenToOthers(info));
+    if (isOpen) ec = std::make_error_code(std::errc::operation_not_permitted);
+  }
+
   const Links links_;
+  const bool isFixed_;
   int followed_ = 0;
 };
 
-/// Tells whether others than root and the calling user may remove or rename what is in the folder.
-bool isOpenToOthers(const struct stat& info) {
-  const bool isOwnGroup = info.st_gid == getegid() && geteuid() != 0;
-  const mode_t others = isOwnGroup ? S_IWOTH : S_IWGRP | S_IWOTH;
-  return !isTrusted(info.st_uid) || ((info.st_mode & others) != 0 && (info.st_mode & S_ISVTX) == 0);
-}
-
-/// Tells whether isOpenToOthers holds for no folder on the way to `path`, or to where links on it lead, and nothing on
-/// it is another user's, who could exchange it even in a sticky folder.
-bool isWayFixed(const fs::path& path, int linksLeft = kMaxLinks) {
-  fs::path above;
-  for (const fs::path& part : path) {
-    struct stat info {};
-    if (!above.empty() && (stat(above.c_str(), &info) != 0 || isOpenToOthers(info))) return false;
-    above /= part;
-    if (lstat(above.c_str(), &info) != 0 || !isTrusted(info.st_uid)) return false;
-    if (!S_ISLNK(info.st_mode)) continue;
-    boost::system::error_code ec;
-    const fs::path target = fs::read_symlink(above, ec);
-    const fs::path absolute = fs::absolute(target, above.parent_path());
-    if (ec || linksLeft == 0 || !isWayFixed(absolute, linksLeft - 1)) return false;
-  }
-  return true;
-}
-
 /// Removes the entry `name`, if there is one, and makes a folder of that name.
-Descriptor replaceByFolder(int parent, const std::string& name, std::error_code& ec, bool* made) {
+Descriptor replaceByFolder(int parent, const std::string& name, Access access, std::error_code& ec) {
   ec = removeEntry(parent, name.c_str());
-  const bool isNew = !ec && mkdirat(parent, name.c_str(), kFolderMode) == 0;
-  if (isNew && made != nullptr) *made = true;
-  if (!ec && !isNew && errno != EEXIST) ec = lastError();  // another run may have made it meanwhile
-  return ec ? Descriptor() : openOne(parent, name, ec);
+  if (ec) return Descriptor();
+  const bool isNew = mkdirat(parent, name.c_str(), kFolderMode) == 0;
+  if (!isNew && errno != EEXIST) ec = lastError();  // another run may have made it meanwhile
+  Descriptor folder = ec ? Descriptor() : openOne(parent, name, ec);
+  if (!ec && isNew && access == Access::kAll && fchmod(folder.get(), kAllFolderMode) != 0) ec = lastError();
+  return folder;
 }
 
-/// See makeFolder. @param mayReplace  whether what stands at `path` and is no folder is removed
-Descriptor makeOne(const std::string& path, Way& way, bool mayReplace, std::error_code& ec, bool* made) {
-  const Held* const held = nearestHeld(path);
-  if (held != nullptr && held->path == path) return openOne(held->folder, ".", ec);
-  const std::size_t slash = path.rfind('/');
-  const std::string name = path.substr(slash + 1);
-  const bool isTop = slash == 0 || slash == std::string::npos;
-  Descriptor parent = isTop ? start(path, ec) : makeOne(path.substr(0, slash), way, false, ec, nullptr);
-  if (ec || name.empty() || name == ".") return parent;
-  if (held != nullptr) return makeFolder(parent.get(), name, ec, made);
-
-  Descriptor folder = way.component(parent.get(), name, ec);
-  struct stat info {};
+/// Makes a folder on the way to a path outside of the held folders, or opens it; see makeFolder.
+Descriptor makeOne(Way& way, int parent, const std::string& name, bool isLast, Access access, std::error_code& ec) {
+  Descriptor folder = way.openEntry(parent, name, openOne, ec);
   if (!ec) return folder;
-  if (!lookUp(parent.get(), name.c_str(), info)) {
+  struct stat info {};
+  if (!lookUp(parent, name.c_str(), info)) {
     // A link that the user has named is not removed.
     const bool isUsersLink = S_ISLNK(info.st_mode) && way.links() == Links::kAny;
-    if (S_ISDIR(info.st_mode) || isUsersLink || !mayReplace) return Descriptor();
+    if (S_ISDIR(info.st_mode) || isUsersLink || !isLast) return folder;
   }
-  return replaceByFolder(parent.get(), name, ec, made);
+  return replaceByFolder(parent, name, access, ec);
 }
 
 }  // namespace
 
 int hold(const std::string& path, Descriptor folder) {
-  std::deque<Held>& all = heldFolders();
-  const auto isAt = [&path](const Held& one) { return one.path == trimmed(path); };
-  all.erase(std::remove_if(all.begin(), all.end(), isAt), all.end());
-  all.push_back({trimmed(path), folder.get()});
-  return folder.release();
+  return heldFolders()[trimmed(path)] = folder.release();
 }
 
 bool isNoFolder(const std::error_code& ec) {
   return ec == std::errc::not_a_directory || ec == std::errc::too_many_symbolic_link_levels;
 }
 
-std::error_code judgeLink(Links links, uid_t owner, uid_t ownerOfTarget) {
-  const bool isFollowed =
-      links == Links::kAny || isTrusted(owner) || (links == Links::kJudged && owner == ownerOfTarget);
-  return isFollowed ? std::error_code() : std::make_error_code(std::errc::operation_not_permitted);
-}
-
-Place targetOfLink(int parent, const std::string& name, Links links, uid_t& owner, std::error_code& ec) {
-  struct stat info {};
-  const std::string target = readLink(parent, name, info);
-  owner = info.st_uid;
-  ec = target.empty() ? std::make_error_code(std::errc::not_supported) : std::error_code();
-  if (ec) return Place();
-  const std::size_t nameAt = target.rfind('/') + 1;
-  return {Way(links).followed(parent, nameAt == 0 ? "." : target.substr(0, nameAt), ec), target.substr(nameAt)};
-}
-
 Descriptor openFolder(int parent, const std::string& name, std::error_code& ec) {
-  if (name.find('/') == std::string::npos) return openOne(parent, name, ec);
-  return Way(Links::kNone).open(openOne(parent, ".", ec), name, ec);
+  const bool isOne = name.find('/') == std::string::npos;
+  return isOne ? openOne(parent, name, ec) : Way(Links::kNone).openPath(parent, name, ec);
 }
 
 Descriptor openFolder(const std::string& path, Links links, std::error_code& ec) {
-  const Held* const held = nearestHeld(trimmed(path));
-  if (held != nullptr) return openFolder(held->folder, "./" + path.substr(held->path.size()), ec);
-  Descriptor from = start(path, ec);
-  return ec ? Descriptor() : Way(links).open(std::move(from), path, ec);
+  const auto* const held = nearestHeld(path);
+  if (held == nullptr) return Way(links).openPath(AT_FDCWD, path, ec);
+  return openFolder(held->second, "./" + path.substr(held->first.size()), ec);
 }
 
-Descriptor makeFolder(const std::string& path, Links links, std::error_code& ec, bool* made) {
+Descriptor makeFolder(const std::string& path, Links links, std::error_code& ec, Access access) {
+  const auto* const held = nearestHeld(path);
+  const std::vector<std::string> names = namesIn(held == nullptr ? path : path.substr(held->first.size()));
   Way way(links);
-  return makeOne(trimmed(path), way, true, ec, made);
+  Descriptor folder = held == nullptr ? start(AT_FDCWD, path, ec) : openOne(held->second, ".", ec);
+  for (std::size_t i = 0; !ec && i < names.size(); ++i) {
+    const bool isLast = i + 1 == names.size();
+    const Access own = isLast ? access : Access::kUsual;
+    folder = held == nullptr ? makeOne(way, folder.get(), names[i], isLast, own, ec)
+                             : makeFolder(folder.get(), names[i], ec, own);
+  }
+  return folder;
 }
 
-Descriptor makeFolder(int parent, const std::string& name, std::error_code& ec, bool* made) {
+Descriptor makeFolder(int parent, const std::string& name, std::error_code& ec, Access access) {
   Descriptor folder = openOne(parent, name, ec);
   struct stat info {
   }, own{};
   const bool isForeign =
       !ec && fstat(folder.get(), &info) == 0 && fstat(parent, &own) == 0 && info.st_uid != own.st_uid;
-  if (!ec && !isForeign) return folder;
-  if (ec && !isNoFolder(ec) && ec != std::errc::no_such_file_or_directory) return Descriptor();
-  return replaceByFolder(parent, name, ec, made);
+  if (isForeign || isNoFolder(ec) || ec == std::errc::no_such_file_or_directory) {
+    return replaceByFolder(parent, name, access, ec);
+  }
+  return folder;
+}
+
+Descriptor openRegular(int parent, const char* name, Links links, struct stat& info, std::error_code& ec) {
+  const auto open = [&info](int folder, const std::string& entry, std::error_code& failure) {
+    return openFile(folder, entry.c_str(), info, failure);
+  };
+  return Way(links).openEntry(parent, name, open, ec);
+}
+
+Descriptor openListed(int parent, const char* name, Links links, struct stat& info, std::error_code& ec) {
+  Descriptor file = openListedFile(parent, name, info, ec);
+  return ec == std::errc::too_many_symbolic_link_levels ? openRegular(parent, name, links, info, ec) : std::move(file);
+}
+
+Descriptor openRegular(const std::string& path, Links links, struct stat& info, std::error_code& ec) {
+  const Place place = locate(path, links, ec);
+  return ec ? Descriptor() : openRegular(place.folder.get(), place.name.c_str(), links, info, ec);
 }
 
 Place locate(const std::string& path, Links links, std::error_code& ec) {
-  const std::string whole = trimmed(path);
-  const std::size_t nameAt = whole.rfind('/') + 1;
-  const std::string name = whole.substr(nameAt);
-  return {openFolder(whole.substr(0, nameAt), links, ec), name.empty() ? "." : name};
+  const auto [folder, name] = parted(path);
+  return {openFolder(folder, links, ec), name};
 }
 
 std::error_code lookUp(int folder, const char* name, struct stat& info) {
@@ -268,7 +291,7 @@ std::error_code lookUp(const std::string& path, Links links, struct stat& info) 
 bool whileFixed(const std::string& path, const std::function<void()>& work) {
   std::error_code ec;
   struct stat folder {
-  }, named{};
+  }, entry{}, named{};
   const Place place = locate(path, Links::kOwn, ec);
   if (ec || fstat(place.folder.get(), &folder) != 0) return false;
   const bool isClosed = folder.st_uid == geteuid() && isOpenToOthers(folder) &&
@@ -276,16 +299,18 @@ bool whileFixed(const std::string& path, const std::function<void()>& work) {
   const ScopeGuard open([&] {
     if (isClosed) fchmod(place.folder.get(), folder.st_mode & 07777);
   });
-  const fs::path whole = fs::absolute(path);
-  if (stat(whole.parent_path().c_str(), &named) != 0 || !isSame(named, folder) || !isWayFixed(whole)) return false;
+  // Whoever gets the path from `work` begins at "/", and not in a held folder.
+  const std::string above = fs::absolute(path).parent_path().string();
+  const Descriptor way = Way(Links::kOwn, true).openPath(AT_FDCWD, above, ec);
+  if (ec || fstat(way.get(), &named) != 0 || !isSame(named, folder)) return false;
+  // With the sticky bit too, the owner of an entry may exchange it.
+  if (lookUp(way.get(), place.name.c_str(), entry) || S_ISLNK(entry.st_mode) || !isTrusted(entry.st_uid)) return false;
   work();
   return true;
 }
 
 bool utilities::ensureDirectoryExist(const std::string& path, std::error_code& ec, Links links) {
-  bool made = false;
-  const Descriptor folder = makeFolder(path, links, ec, &made);
-  if (made && !ec && fchmod(folder.get(), 0777) != 0) ec = lastError();
+  makeFolder(path, links, ec, Access::kAll);
   return !ec;
 }
 

@@ -55,37 +55,50 @@ class Descriptor {
 /// - kAny: all.
 enum class Links { kNone, kOwn, kJudged, kAny };
 
-/// Makes the run use this open folder for everything at `path` or below it from now on: the functions here then begin
-/// at the descriptor, whatever bears the name meanwhile, and follow no link on the way.
-/// Requires: called before other threads start. The folder stays open until the process ends.
+/// The mode of a new folder: kUsual is 0755 less the umask, kAll is 0777 whatever the umask is.
+enum class Access { kUsual, kAll };
+
+// These functions clear `ec` and set it when they fail. A link that must not be followed gives EPERM.
+
+/// Keeps an open folder for the run. From now on everything at `path` or below is looked for from there, whatever bears
+/// the name meanwhile, and no link below is followed. It stays open until the process ends.
+/// Requires: no other threads run yet.
 /// @return the descriptor
 int hold(const std::string& path, Descriptor folder);
 
 /// Tells whether opening a folder failed because the entry is none, or a link that is not followed.
 bool isNoFolder(const std::error_code& ec);
 
-/// Tells by its owner whether a link is followed. @return EPERM when it is not
-std::error_code judgeLink(Links links, uid_t owner, uid_t ownerOfTarget);
-
-/// Opens the folder `name`, or one of several levels ("a/b"), in the open folder `parent`. No link is followed. A
-/// folder that may be passed through but not listed is opened for that, where the system can.
-/// @param ec  cleared, then set when it cannot be opened
+/// Opens a folder in the open folder `parent`, by its name or a path ("a/b"). No link is followed. A folder that may
+/// not be listed, but passed through, is opened for that where the system can.
 Descriptor openFolder(int parent, const std::string& name, std::error_code& ec);
 
-/// Opens the folder at `path`; empty is the current one. Below a held folder no link is followed.
-/// @param links  which links are followed elsewhere, in every component
-/// @param ec     cleared, then set when it cannot be opened: EPERM for a link that must not be followed
+/// Opens the folder at `path`; empty is the current one.
+/// @param links  which links are followed, in every component; below a held folder none
 Descriptor openFolder(const std::string& path, Links links, std::error_code& ec);
 
-/// As openFolder; makes the folder, and those above it, when they are missing (mode 0755 less the umask). What stands
-/// at `path` and is no folder is removed, but a link at it is an error for kAny. Below a held folder each component is
-/// treated as by the function below.
-/// @param made  when not null: set to true when the last folder was made
-Descriptor makeFolder(const std::string& path, Links links, std::error_code& ec, bool* made = nullptr);
+/// Opens the folder at `path`, and makes it and those above it when they are missing. What stands there and is no
+/// folder is removed, but for a link when `links` is kAny. Below a held folder each component is treated as by the
+/// next function.
+/// @param access  of the last folder when it is made; those above get kUsual
+Descriptor makeFolder(const std::string& path, Links links, std::error_code& ec, Access access = Access::kUsual);
 
-/// Makes the folder `name` in a folder of this run's own, or opens it when it is there. What stands there and is no
-/// folder, or one of another user, is removed.
-Descriptor makeFolder(int parent, const std::string& name, std::error_code& ec, bool* made = nullptr);
+/// Opens the folder `name` in a folder of this run's own, or makes it. What stands there and is no folder, or one of
+/// another user, is removed.
+Descriptor makeFolder(int parent, const std::string& name, std::error_code& ec, Access access = Access::kUsual);
+
+/// Opens the regular file `name` in the open folder `parent` for reading. Never blocks. Nothing else is opened, since
+/// opening a device can have an effect.
+/// @param info  receives the file's status
+/// @param ec    ENOTSUP for what is no regular file, which includes a link when `links` is kNone
+Descriptor openRegular(int parent, const char* name, Links links, struct stat& info, std::error_code& ec);
+
+/// As above, for an entry that its folder has just listed as a regular file: without a look-up before, which is one of
+/// six system calls for each file of a tree.
+Descriptor openListed(int parent, const char* name, Links links, struct stat& info, std::error_code& ec);
+
+/// As openRegular, for the entry at `path`; links above it are followed by the same rule.
+Descriptor openRegular(const std::string& path, Links links, struct stat& info, std::error_code& ec);
 
 /// Where an entry is: the open folder, and the entry's name in it.
 struct Place {
@@ -93,32 +106,24 @@ struct Place {
   std::string name;
 };
 
-/// Opens the folder that holds the entry at `path`, as openFolder does. The entry itself need not exist and is not
-/// looked at. "/" and "/." at the path's end do not count.
+/// Opens the folder that holds the entry at `path`, which need not exist. "/" and "/." at the path's end do not count.
 Place locate(const std::string& path, Links links, std::error_code& ec);
-
-/// Where the link `name` of an open folder leads; the caller asks judgeLink whether it may be followed.
-/// @param owner  receives the link's owner
-/// @param ec     cleared, then set when the folder there cannot be opened: ENOTSUP when `name` is no link
-Place targetOfLink(int parent, const std::string& name, Links links, uid_t& owner, std::error_code& ec);
 
 /// Reads the status of an entry, never through a link at its name. @return the error of that
 std::error_code lookUp(int folder, const char* name, struct stat& info);
 /// As above, finding it as locate does.
 std::error_code lookUp(const std::string& path, Links links, struct stat& info);
 
-/// Runs `work` while nobody else can exchange the entry at `path`: every folder on the way belongs to root or the
-/// calling user, and others may not write to it or its sticky bit is set; the last one's is set for that time when it
-/// is the calling user's. @return false when that is not so; `work` is not run then
+/// Runs `work` while nobody else can exchange the entry at `path`, which is no link: each folder on the way belongs to
+/// root or the calling user, and others may not write to it, or its sticky bit is set. The last one gets that bit for
+/// the time when it is the calling user's. @return whether that is so; else `work` is not run
 bool whileFixed(const std::string& path, const std::function<void()>& work);
 
 }  // namespace quelmar
 
 namespace quelmar::utilities {
 
-/// Makes sure that there is a folder at `path`, as makeFolder does. One that it makes, but not those above, gets mode
-/// 0777 whatever the umask is.
-/// @param ec  cleared, then set to the error of the step that failed
+/// As makeFolder with Access::kAll.
 /// @return true when the folder is there and `ec` is clear. Logs nothing.
 bool ensureDirectoryExist(const std::string& path, std::error_code& ec, Links links = Links::kOwn);
 

@@ -1,13 +1,11 @@
 #include "base/files.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdint>
+#include <memory>
 #include <new>
-#include <utility>
 
 #include <fcntl.h>
-#include <unistd.h>
 
 #include "base/threads.h"
 
@@ -16,7 +14,6 @@ namespace {
 
 // Too large for the stack: some hosts give threads 512 KiB.
 constexpr std::size_t kCopyBufferBytes = 64 * 1024;
-constexpr int kMaxLinks = 40;
 
 /// Copies the first `bytes` bytes, wherever the file's offset is: a log's moves with each record.
 std::error_code copyBytes(int from, int to, std::uintmax_t bytes) {
@@ -35,27 +32,6 @@ std::error_code copyBytes(int from, int to, std::uintmax_t bytes) {
   return {};
 }
 
-/// See openRegular. @param linksLeft  how many links may follow each other
-Descriptor openEntry(int parent, const std::string& name, Links links, int linksLeft, struct stat& info,
-                     std::error_code& ec) {
-  struct stat seen {};
-  ec = lookUp(parent, name.c_str(), seen);
-  if (!ec && S_ISLNK(seen.st_mode) && links != Links::kNone && linksLeft > 0) {
-    uid_t owner = 0;
-    const Place target = targetOfLink(parent, name, links, owner, ec);
-    Descriptor file = ec ? Descriptor() : openEntry(target.folder.get(), target.name, links, linksLeft - 1, info, ec);
-    if (!ec) ec = judgeLink(links, owner, info.st_uid);
-    return ec ? Descriptor() : std::move(file);
-  }
-  if (!ec && !S_ISREG(seen.st_mode)) ec = std::make_error_code(std::errc::not_supported);
-  if (ec) return Descriptor();
-  Descriptor file(openat(parent, name.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_NOFOLLOW | O_CLOEXEC));
-  if (!file || fstat(file.get(), &info) != 0) ec = lastError();
-  // Another process may have exchanged it between the two calls.
-  if (!ec && !(S_ISREG(info.st_mode) && isSame(info, seen))) ec = std::make_error_code(std::errc::not_supported);
-  return ec ? Descriptor() : std::move(file);
-}
-
 }  // namespace
 
 bool writeAll(int fd, const char* data, std::size_t size) {
@@ -67,15 +43,6 @@ bool writeAll(int fd, const char* data, std::size_t size) {
     size -= static_cast<std::size_t>(put);
   }
   return true;
-}
-
-Descriptor openRegular(int parent, const char* name, Links links, struct stat& info, std::error_code& ec) {
-  return openEntry(parent, name, links, kMaxLinks, info, ec);
-}
-
-Descriptor openRegular(const std::string& path, Links links, struct stat& info, std::error_code& ec) {
-  const Place place = locate(path, links, ec);
-  return ec ? Descriptor() : openEntry(place.folder.get(), place.name, links, kMaxLinks, info, ec);
 }
 
 Descriptor makeFile(int parent, const char* name, int flags, mode_t mode, Overwrite overwrite, std::error_code& ec) {
@@ -105,7 +72,7 @@ std::error_code copyOpened(const Descriptor& source, const struct stat& info, in
 std::string readRegularFile(const fs::path& path, std::size_t limit) {
   std::error_code ec;
   struct stat info {};
-  const Descriptor file = openRegular(AT_FDCWD, path.c_str(), Links::kAny, info, ec);
+  const Descriptor file = openRegular(path.string(), Links::kAny, info, ec);
   if (ec) return {};
   std::string content(limit, '\0');
   std::size_t length = 0;

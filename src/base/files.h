@@ -13,17 +13,6 @@ namespace quelmar {
 /// Whether an entry that stands at a copy's path is replaced.
 enum class Overwrite { kNo, kYes };
 
-/// Opens the regular file `name` in the open directory `parent` (AT_FDCWD: the current one) for reading. Never blocks.
-/// Anything else than a regular file is not opened, since opening a device can have an effect.
-/// @param info  receives the file's status
-/// @param ec    cleared, then set when it cannot be opened: ENOTSUP for anything that is not a regular file, including
-///              a link that `links` forbids
-/// @return the descriptor; an empty one when `ec` is set
-Descriptor openRegular(int parent, const char* name, Links links, struct stat& info, std::error_code& ec);
-
-/// As above, for the entry at `path`; see locate. Links above it are followed by the same rule.
-Descriptor openRegular(const std::string& path, Links links, struct stat& info, std::error_code& ec);
-
 /// write(2), repeated until all is written. @return false, with errno set, when that fails
 bool writeAll(int fd, const char* data, std::size_t size);
 

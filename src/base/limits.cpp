@@ -2,10 +2,9 @@
 
 namespace quelmar {
 
-using std::chrono::seconds;
+using namespace std::chrono_literals;
 
 // Nothing else stands in this file: the linker leaves it out where another definition comes first.
-const Limits kLimits = {seconds(60), seconds(30), seconds(30), seconds(5), seconds(5),
-                        seconds(5),  seconds(10), seconds(10), seconds(30)};
+const Limits kLimits = {60s, 30s, 30s, 5s, 5s, 5s, 10s, 10s, 30s};
 
 }  // namespace quelmar

@@ -3,7 +3,6 @@
 #include <atomic>
 #include <exception>
 #include <memory>
-#include <optional>
 #include <system_error>
 #include <thread>
 
@@ -40,9 +39,9 @@ bool WaitGroup::wait(std::chrono::milliseconds limit) {
   return done_.wait_for(lock, limit, [this] { return count_ <= 0; });
 }
 
-DetachedCall::DetachedCall(std::function<void()> work, std::function<void(const char* reason)> onFailure) {
-  std::promise<bool> done;
-  ended_ = done.get_future();
+std::future<void> startDetached(std::function<void()> work, std::function<void(const char* reason)> onFailure) {
+  std::promise<void> done;
+  std::future<void> ended = done.get_future();
   std::thread([work = std::move(work), onFailure = std::move(onFailure), done = std::move(done)]() mutable {
     try {
       work();
@@ -51,13 +50,14 @@ DetachedCall::DetachedCall(std::function<void()> work, std::function<void(const 
     } catch (...) {
       onFailure("unknown");
     }
-    done.set_value(true);
+    done.set_value();
   }).detach();
+  return ended;
 }
 
 bool runWithin(std::chrono::seconds limit, std::function<void()> work) {
   try {
-    return DetachedCall(std::move(work)).await(steady_clock::now() + limit) == std::future_status::ready;
+    return startDetached(std::move(work)).wait_for(limit) == std::future_status::ready;
   } catch (const std::system_error&) {
     return false;
   }
@@ -66,21 +66,20 @@ bool runWithin(std::chrono::seconds limit, std::function<void()> work) {
 bool runWhileMoving(std::chrono::seconds limit, const std::function<void()>& work,
                     std::function<void(const char* reason)> onFailure) {
   const auto state = std::make_shared<Watched>();
-  std::optional<DetachedCall> call;
+  const auto watchedWork = [state, work] {
+    watched = state.get();
+    work();
+  };
+  std::future<void> ended;
   try {
-    call.emplace(
-        [state, work] {
-          watched = state.get();
-          work();
-        },
-        std::move(onFailure));
+    ended = startDetached(watchedWork, std::move(onFailure));
   } catch (const std::system_error&) {
     work();
     return true;
   }
   std::uint64_t beats = 0;
   for (auto moved = steady_clock::now(); steady_clock::now() < moved + limit;) {
-    if (call->await(steady_clock::now() + kLook) == std::future_status::ready) return true;
+    if (ended.wait_for(kLook) == std::future_status::ready) return true;
     if (beats != state->beats) moved = steady_clock::now();
     beats = state->beats;
   }

@@ -56,27 +56,17 @@ class ScopeGuard {
   bool dismissed_ = false;
 };
 
-/// Runs work on a detached thread, which may outlive whoever started it.
+/// Starts `work` on a detached thread, which may outlive whoever started it.
 /// Requires: the work owns, or shares the ownership of, everything that it uses.
-class DetachedCall {
- public:
-  /// Starts the thread. Throws std::system_error when it cannot be started.
-  /// @param onFailure  called on that thread with the exception's text when `work` throws
-  explicit DetachedCall(
-      std::function<void()> work, std::function<void(const char* reason)> onFailure = [](const char*) {});
+/// Throws std::system_error when the thread cannot be started.
+/// @param onFailure  called on that thread with the exception's text when `work` throws
+/// @return becomes ready when the work has ended
+std::future<void> startDetached(
+    std::function<void()> work, std::function<void(const char* reason)> onFailure = [](const char*) {});
 
-  /// Waits until the work has ended or `deadline` has passed. @return ready or timeout
-  [[nodiscard]] std::future_status await(std::chrono::steady_clock::time_point deadline) const {
-    return ended_.wait_until(deadline);
-  }
-
- private:
-  std::future<bool> ended_;
-};
-
-/// Runs `work` as a DetachedCall and waits at most `limit` for its end. Work that takes longer goes on in the
-/// background; an exception that it throws is dropped.
-/// @return true when the work ended in time; false on a time-out or when no thread could be started.
+/// As startDetached, and waits at most `limit` for the end of the work, which goes on in the background then. An
+/// exception that it throws is dropped.
+/// @return whether the work ended in time; false also when no thread could be started
 bool runWithin(std::chrono::seconds limit, std::function<void()> work);
 
 /// As runWithin, but the work may take as long as it likes while it calls beat(): it is given up when it has not done

@@ -1,14 +1,11 @@
 #include "base/tree_walk.h"
 
-#include <algorithm>
 #include <cstring>
 #include <memory>
 #include <new>
-#include <utility>
 
 #include <dirent.h>
 #include <fcntl.h>
-#include <unistd.h>
 
 namespace quelmar {
 
@@ -52,22 +49,23 @@ Folder::Folder(Descriptor opened) : open(std::move(opened)) {
   if (open) fstat(open.get(), &info);
 }
 
-void FolderChain::enter(Folder folder) {
+void FolderChain::enter(Folder folder, const std::string& name) {
   folders_.push_back(std::move(folder));
+  path_.append("/").append(name);
   // The first one stays open: closed ones are found from there.
   if (folders_.size() > kLeftOpen + 1) folders_[folders_.size() - kLeftOpen].open = Descriptor();
 }
 
-std::error_code FolderChain::leave(const std::string& path) {
+std::error_code FolderChain::leave() {
   const Folder child = std::move(folders_.back());
   folders_.pop_back();
+  path_.resize(path_.rfind('/'));
   Folder& folder = folders_.back();
   std::error_code ec;
-  const std::string fromTop = "./" + path;
-  for (const auto& [parent, name] : {std::pair{child.open.get(), ".."}, {top().open.get(), fromTop.c_str()}}) {
+  const std::string fromTop = "." + path_;
+  for (const auto& [from, way] : {std::pair{child.open.get(), ".."}, {top().open.get(), fromTop.c_str()}}) {
     if (folder.open) return {};
-    if (parent < 0) continue;
-    Folder found(openFolder(parent, name, ec));
+    Folder found(openFolder(from, way, ec));
     if (!ec && found.is(folder)) folder.open = std::move(found.open);
   }
   return folder.open || ec ? ec : std::make_error_code(std::errc::no_such_file_or_directory);
@@ -79,29 +77,27 @@ TreeWalk::TreeWalk(Folder top, std::string path, Lost lost)
 }
 
 void TreeWalk::list() {
-  levels_.push_back({names_.size(), names_.size(), path_.size()});
+  levels_.push_back({names_.size(), names_.size()});
   if (const std::error_code ec = listFolder(folders_.last(), names_)) lost_(path_, ec);
 }
 
 TreeWalk::Event TreeWalk::next() {
-  Level& level = levels_.back();
-  path_.resize(level.pathLength);
-  if (level.nextName < names_.size()) {
-    kind_ = static_cast<EntryKind>(names_[level.nextName]);
-    const char* const name = names_.c_str() + level.nextName + 1;
-    level.nextName += std::strlen(name) + 2;
-    path_.append("/").append(name);
+  path_.resize(folderLength());
+  if (levels_.back().next < names_.size()) {
+    const char* const entry = names_.c_str() + levels_.back().next;
+    kind_ = static_cast<EntryKind>(*entry);
+    path_.append("/").append(entry + 1);
+    levels_.back().next += std::strlen(entry) + 1;
     return Event::kEntry;
   }
-  names_.resize(level.firstName);
+  names_.resize(levels_.back().first);
   if (levels_.size() == 1) return Event::kEnd;
   levels_.pop_back();
-  Level& outer = levels_.back();
-  const std::string outerPath = path_.substr(0, outer.pathLength);
-  const std::error_code ec = folders_.leave(outerPath.substr(std::min(topLength_ + 1, outerPath.size())));
-  if (ec && outer.nextName < names_.size()) lost_(outerPath, ec);
-  if (ec) names_.resize(outer.nextName);
   kind_ = EntryKind::kDirectory;
+  if (const std::error_code ec = folders_.leave()) {
+    if (levels_.back().next < names_.size()) lost_(path_.substr(0, folderLength()), ec);
+    names_.resize(levels_.back().next);
+  }
   return Event::kLeft;
 }
 
@@ -110,39 +106,51 @@ Folder TreeWalk::open(std::error_code& ec) const {
 }
 
 void TreeWalk::enter(Folder folder) {
-  folders_.enter(std::move(folder));
+  folders_.enter(std::move(folder), name());
   list();
 }
+
+namespace {
+
+/// Removes what is in a folder, but not what is mounted there. @return the first error
+std::error_code emptyFolder(Folder top, const char* name) {
+  std::error_code first;
+  const auto note = [&first](const std::error_code& ec) {
+    if (!first) first = ec;
+  };
+  TreeWalk walk(std::move(top), name, [&note](const std::string&, const std::error_code& ec) { note(ec); });
+  for (auto event = walk.next(); event != TreeWalk::Event::kEnd; event = walk.next()) {
+    const bool hasLeft = event == TreeWalk::Event::kLeft;
+    if (unlinkat(walk.folder(), walk.name(), hasLeft ? AT_REMOVEDIR : 0) == 0 || errno == ENOENT) continue;
+    const std::error_code notRemoved = lastError();
+    std::error_code ec;
+    Folder folder = hasLeft ? Folder() : walk.open(ec);
+    if (hasLeft || isNoFolder(ec)) {
+      note(notRemoved);
+    } else if (ec) {
+      // It cannot be opened, but may be empty.
+      if (unlinkat(walk.folder(), walk.name(), AT_REMOVEDIR) != 0) note(ec);
+    } else if (folder.info.st_dev != walk.folders().top().info.st_dev) {
+      note(std::make_error_code(std::errc::device_or_resource_busy));
+    } else {
+      walk.enter(std::move(folder));
+    }
+  }
+  return first;
+}
+
+}  // namespace
 
 std::error_code removeEntry(int parent, const char* name) {
   if (unlinkat(parent, name, 0) == 0 || errno == ENOENT) return {};
   // For a folder unlink fails with EISDIR on some hosts, EPERM on others; opening it shows what it is.
   const std::error_code notUnlinked = lastError();
-  std::error_code first;
-  Folder top(openFolder(parent, name, first));
-  if (isNoFolder(first)) return notUnlinked;
-  if (top.open) {
-    const auto note = [&first](const std::error_code& ec) {
-      if (!first) first = ec;
-    };
-    TreeWalk walk(std::move(top), name, [&note](const std::string&, const std::error_code& ec) { note(ec); });
-    for (auto event = walk.next(); event != TreeWalk::Event::kEnd; event = walk.next()) {
-      const bool hasLeft = event == TreeWalk::Event::kLeft;
-      if (unlinkat(walk.folder(), walk.name(), hasLeft ? AT_REMOVEDIR : 0) == 0 || errno == ENOENT) continue;
-      const std::error_code notRemoved = lastError();
-      std::error_code ec;
-      Folder folder = hasLeft ? Folder() : walk.open(ec);
-      if (folder.open && folder.info.st_dev == walk.folders().top().info.st_dev) {
-        walk.enter(std::move(folder));
-      } else if (ec && !isNoFolder(ec) && unlinkat(walk.folder(), walk.name(), AT_REMOVEDIR) != 0) {
-        note(ec);  // it could not be opened, and is not empty
-      } else if (!ec || isNoFolder(ec)) {
-        note(folder.open ? std::make_error_code(std::errc::device_or_resource_busy) : notRemoved);
-      }
-    }
-  }
+  std::error_code ec;
+  Folder top(openFolder(parent, name, ec));
+  if (isNoFolder(ec)) return notUnlinked;
+  if (!ec) ec = emptyFolder(std::move(top), name);
   if (unlinkat(parent, name, AT_REMOVEDIR) == 0 || errno == ENOENT) return {};
-  return first ? first : lastError();
+  return ec ? ec : lastError();
 }
 
 }  // namespace quelmar

@@ -16,8 +16,8 @@ namespace quelmar {
 /// kUnknown: the directory does not hold the type, and the entry's status could not be read.
 enum class EntryKind : char { kFile = 'f', kDirectory = 'd', kLink = 'l', kOther = 'o', kUnknown = '?' };
 
-/// Appends all entries of an open folder but "." and "..", in listing order, to `entries`: one byte for the type
-/// (EntryKind), the name and a zero byte each. One string for all, since a million of them would take too much memory.
+/// Appends the entries of an open folder, in listing order, to `entries`: for each a byte for the type (EntryKind), the
+/// name and a zero byte. All in one string, since a million strings would take too much memory.
 /// @return the error that ended the listing early; the entries before it are in `entries`
 std::error_code listFolder(int folder, std::string& entries);
 
@@ -43,30 +43,31 @@ struct Folder {
 /// tree is.
 class FolderChain {
  public:
-  explicit FolderChain(Folder top) { enter(std::move(top)); }
+  explicit FolderChain(Folder top) { folders_.push_back(std::move(top)); }
 
-  /// Goes into a folder that was opened in the last one.
-  void enter(Folder folder);
+  /// Goes into the folder `name`, which was opened in the last one.
+  void enter(Folder folder, const std::string& name);
 
-  /// Goes back to the folder above. When that was closed meanwhile, it is opened again: as "..", or by its path from
-  /// the top.
-  /// @param path  its path below the top, empty for the top
-  /// @return the error of opening it; ENOENT when another folder is there now. last() is -1 then.
-  std::error_code leave(const std::string& path);
+  /// Goes back to the folder above, and opens it again when it was closed meanwhile.
+  /// @return the error of that; ENOENT when another folder is at its path now. last() is -1 then.
+  std::error_code leave();
 
   /// The descriptor of the folder that the walk is in.
   [[nodiscard]] int last() const { return folders_.back().open.get(); }
-  [[nodiscard]] const Folder& top() const { return folders_.front(); }
   [[nodiscard]] const struct stat& info() const { return folders_.back().info; }
+  /// Its path below the top folder: empty for that, else it begins with "/".
+  [[nodiscard]] const std::string& path() const { return path_; }
+  [[nodiscard]] const Folder& top() const { return folders_.front(); }
 
  private:
   std::deque<Folder> folders_;
+  std::string path_;
 };
 
 /// Walks a tree, depth first, each folder in the order in which the system lists it. A folder is listed in full before
-/// its first entry is told, so that entries may be removed. No link is followed, and a folder is opened by its name in
-/// its parent, so the walk cannot leave the tree when a folder is exchanged meanwhile. It takes memory for the names of
-/// the current folder and those above it, and a few descriptors.
+/// its first entry is told, so that entries may be removed. No link is followed, and folders are opened by their names
+/// in the ones above, so the walk stays in the tree though folders are exchanged. It takes memory for the names of the
+/// current folder and those above it, and a few descriptors.
 class TreeWalk {
  public:
   enum class Event {
@@ -77,8 +78,7 @@ class TreeWalk {
   /// Told of a folder that could not be listed to its end, or not be opened again for the rest of its entries.
   using Lost = std::function<void(const std::string& path, const std::error_code& ec)>;
 
-  /// @param top   the folder to walk in
-  /// @param path  its path, with which all paths begin
+  /// @param path  the top folder's path, with which all paths begin
   TreeWalk(Folder top, std::string path, Lost lost);
 
   Event next();
@@ -89,28 +89,29 @@ class TreeWalk {
   /// Goes into a folder that open() has returned; its entries come next.
   void enter(Folder folder);
 
+  // Of the current entry.
   [[nodiscard]] EntryKind kind() const { return kind_; }
   [[nodiscard]] const std::string& path() const { return path_; }
-  [[nodiscard]] const char* name() const { return path_.c_str() + levels_.back().pathLength + 1; }
-  /// The open folder that the current entry is in, and the folders above it.
+  [[nodiscard]] const char* name() const { return path_.c_str() + folderLength() + 1; }
+  /// The open folder that it is in, and the folders above.
   [[nodiscard]] int folder() const { return folders_.last(); }
   [[nodiscard]] const FolderChain& folders() const { return folders_; }
 
  private:
-  struct Level {
-    std::size_t firstName;   // where its names begin in names_
-    std::size_t nextName;    // the next one to visit
-    std::size_t pathLength;  // the length of the folder's own path in path_
+  struct Names {
+    std::size_t first;  // where the folder's names begin in names_
+    std::size_t next;   // the next one to visit
   };
 
   void list();
+  [[nodiscard]] std::size_t folderLength() const { return topLength_ + folders_.path().size(); }
 
   Lost lost_;
-  std::string path_;  // of the current entry
+  std::string path_;
   const std::size_t topLength_;
   EntryKind kind_ = EntryKind::kUnknown;
   std::string names_;  // of the current folder and those above it, as listFolder appends them
-  std::vector<Level> levels_;
+  std::vector<Names> levels_;
   FolderChain folders_;
 };
 

@@ -88,25 +88,21 @@ void copyInstallerLog(const Source&, const fs::path& source, const fs::path& tar
   }
 }
 
-/// A collector on a detached thread, which may still run when the process ends.
-class SideCollector {
- public:
-  /// Throws std::system_error when the thread cannot be started.
-  SideCollector(const char* name, std::function<void()> work)
-      : name_(name), call_(std::move(work), [name](const char* reason) {
-          DRIVER_LOG(kErr, "Exec {} failed; Reason: {}", name, reason);
-        }) {}
+constexpr const char* kWideLog = "collectSystemWideLog";
+constexpr const char* kUemState = "collectSystemStateForUem";
 
-  void await() const {
-    const auto status = call_.await(std::chrono::steady_clock::now() + kLimits.sideCollector);
-    if (status == std::future_status::timeout) DRIVER_LOG(kWarn, "Exec {} is timeout", name_);
-    if (status == std::future_status::deferred) DRIVER_LOG(kWarn, "Exec {} is deferred", name_);
-  }
+/// Starts a report's collector on a thread, which may still run when the process ends. Throws std::system_error when
+/// that cannot be started.
+std::future<void> start(const char* name, std::function<void()> collect) {
+  return startDetached(std::move(collect),
+                       [name](const char* reason) { DRIVER_LOG(kErr, "Exec {} failed; Reason: {}", name, reason); });
+}
 
- private:
-  const char* name_;
-  DetachedCall call_;
-};
+void await(const char* name, const std::future<void>& ended) {
+  const auto status = ended.wait_for(kLimits.sideCollector);
+  if (status == std::future_status::timeout) DRIVER_LOG(kWarn, "Exec {} is timeout", name);
+  if (status == std::future_status::deferred) DRIVER_LOG(kWarn, "Exec {} is deferred", name);
+}
 
 std::vector<std::string> users() {
   std::vector<std::string> list;
@@ -185,15 +181,15 @@ void collectRunningLog(const std::string& dir) {
   copySources(kInstaller, "", scratch, copyInstallerLog);
 
   const FileFilter filter = copyFilter(collectedExtensions(), localTime());
-  const SideCollector wideLog("collectSystemWideLog", [folder = logsDir.string()] { collectSystemWideLog(folder); });
+  const auto wideLog = start(kWideLog, [folder = logsDir.string()] { collectSystemWideLog(folder); });
   const std::vector<std::string> userList = users();
   const std::string& firstUser = userList.front();
   DRIVER_LOG(kInfo, "{}", "collect uem logs...");
   copyFolders(kManagement, firstUser, scratch, filter);
 
   DRIVER_LOG(kInfo, "{}", "start uem system state collection thread ...");
-  const SideCollector uemState("collectSystemStateForUem",
-                               [folder = logsDir.string(), firstUser] { collectSystemStateForUem(folder, firstUser); });
+  const auto uemState =
+      start(kUemState, [folder = logsDir.string(), firstUser] { collectSystemStateForUem(folder, firstUser); });
 
   DRIVER_LOG(kInfo, "{}", "collect user files ...");
   const auto isAgentWanted = std::make_shared<std::atomic<bool>>(false);
@@ -207,10 +203,10 @@ void collectRunningLog(const std::string& dir) {
   copySources(kLaunchd, "", scratch, copyLaunchdLog);
 
   DRIVER_LOG(kInfo, "{}", "wait for uem collect system state log ...");
-  uemState.await();
+  await(kUemState, uemState);
   DRIVER_LOG(kInfo, "{}", "wait for uem collect system state done");
   DRIVER_LOG(kInfo, "{}", "wait for uem collect system log ...");
-  wideLog.await();
+  await(kWideLog, wideLog);
   DRIVER_LOG(kInfo, "{}", "wait for uem collect system done");
   DRIVER_LOG(kInfo, "{}", "collectRunningLog done");
 }

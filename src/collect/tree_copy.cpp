@@ -86,13 +86,10 @@ class TreeCopy {
   }
 
  private:
-  /// The path of the copy of the folder that the walk is in, or of the current entry.
-  [[nodiscard]] std::string targetPath(bool ofEntry) const {
-    const std::size_t end = ofEntry ? std::string::npos : walk_->path().rfind('/') - source_.size();
-    return target_ + walk_->path().substr(source_.size(), end);
-  }
+  /// The path of the copy of the folder that the walk is in.
+  [[nodiscard]] std::string targetFolder() const { return target_ + targets_->path(); }
 
-  void tellLost(const std::error_code& ec) { losses_.tell(kWarn, ec, kCopyFailed, walk_->path(), targetPath(false)); }
+  void tellLost(const std::error_code& ec) { losses_.tell(kWarn, ec, kCopyFailed, walk_->path(), targetFolder()); }
 
   void handle() {
     const EntryKind kind = walk_->kind();
@@ -116,7 +113,8 @@ class TreeCopy {
     if (kind == EntryKind::kOther) return {};
     std::error_code ec;
     struct stat info {};
-    const Descriptor file = openRegular(walk_->folder(), walk_->name(), Links::kJudged, info, ec);
+    const auto open = kind == EntryKind::kFile ? openListed : static_cast<decltype(&openListed)>(openRegular);
+    const Descriptor file = open(walk_->folder(), walk_->name(), Links::kJudged, info, ec);
     const bool leadsNowhere = kind == EntryKind::kLink && isNoFolder(ec);
     if (ec) return isUsualLoss(ec) || leadsNowhere ? std::error_code() : ec;
     if (kind != EntryKind::kLink && mayBeBorrowed(info, walk_->folders().info())) {
@@ -144,18 +142,15 @@ class TreeCopy {
     std::error_code ec;
     Folder target(makeFolder(targets_->last(), walk_->name(), ec));
     if (ec) {
-      losses_.tell(kErr, ec, kNotMade, targetPath(true));
+      losses_.tell(kErr, ec, kNotMade, targetFolder() + "/" + walk_->name());
       return;
     }
-    targets_->enter(std::move(target));
+    targets_->enter(std::move(target), walk_->name());
     walk_->enter(std::move(source));
   }
 
   void leave() {
-    const std::size_t length = walk_->path().rfind('/');
-    const std::string below = walk_->path().substr(0, length).substr(std::min(source_.size() + 1, length));
-    const std::error_code ec = targets_->leave(below);
-    if (ec) losses_.tell(kWarn, ec, kUnreadable, targetPath(false));
+    if (const std::error_code ec = targets_->leave()) losses_.tell(kWarn, ec, kUnreadable, targetFolder());
   }
 
   const std::string source_;

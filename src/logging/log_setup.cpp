@@ -1,5 +1,7 @@
 #include "logging/log_setup.h"
 
+#include <atomic>
+#include <memory>
 #include <system_error>
 
 #include <sys/stat.h>
@@ -7,6 +9,7 @@
 
 #include "base/directories.h"
 #include "base/limits.h"
+#include "base/threads.h"
 #include "logging/logger.h"
 #include "platform/command.h"
 #include "platform/users.h"
@@ -27,47 +30,35 @@ std::string getAppdataPath() {
   return folder;
 }
 
-/// Makes the log's folder, open to all users, and holds it for the run: in it others can exchange what they like, but
-/// not what this run has open.
+/// Makes the log's folder, open to all users, and holds it for the run: nobody can exchange it then.
 void makeLogFolder(const std::string& path) {
-  bool made = false;
   std::error_code ec;
-  Descriptor folder = makeFolder(path, Links::kOwn, ec, &made);
-  if (made) fchmod(folder.get(), 0777);
+  Descriptor folder = makeFolder(path, Links::kOwn, ec, Access::kAll);
   if (!ec) hold(path, std::move(folder));
 }
 
-/// Opens the log to all users. Not by a path that others can exchange: a link there would open another file.
+/// Lets all users write to the log. Not by a path that others can exchange: a link there would name another file.
 void changeAllUsersRW(const std::string& path) {
-  bool succeeded = false;
-  whileFixed(path,
-             [&] { succeeded = platform::runCommand(kLimits.openOwnLog, "chmod -R 666 \"" + path + "\"").succeeded; });
-  if (!succeeded) tell(STDOUT_FILENO, "changeAllUsersRW:" + path + " fail\n");
-}
-
-void createLogFile(const std::string& path) {
-  bool made = false;
-  std::error_code ec;
-  const Place place = locate(path, Links::kOwn, ec);
-  if (!ec) openLog(place.folder.get(), place.name, ec, &made);
-  if (made && geteuid() == 0) changeAllUsersRW(path);
+  int status = -1;
+  whileFixed(path, [&] { status = platform::runCommand(kLimits.openOwnLog, "chmod -R 666 \"" + path + "\""); });
+  if (status != 0) tell(STDOUT_FILENO, "changeAllUsersRW:" + path + " fail\n");
 }
 
 void setUp(const std::string& name) {
   const std::string fileName = name.find(".log") != std::string::npos ? name : name + ".log";
   const fs::path folder = fs::path(getAppdataPath()) / "logs";
-  LoggerOptions options;
   tell(STDOUT_FILENO, "log dir:" + folder.string() + " log name:" + fileName + "\n");
 
   makeLogFolder(folder.string());
+  LoggerOptions options;
   options.logFile = (folder / fileName).string();
-  createLogFile(options.logFile);
+  std::error_code ec, ignored;
+  bool made = false;
+  openLog(options.logFile, ignored, &made);
+  if (made && geteuid() == 0) changeAllUsersRW(options.logFile);
 
-  std::error_code ec;
   const std::string shared = utilities::macos::getSharedDataPath(ec);
-  if (ec) {
-    tell(STDERR_FILENO, fmt::format("getSharedDataPath fail,error:{}msg:{}\n", ec.value(), ec.message()));
-  }
+  if (ec) tell(STDERR_FILENO, fmt::format("getSharedDataPath fail,error:{}msg:{}\n", ec.value(), ec.message()));
   options.debugSwitch = (fs::path(shared) / "debug").string();
   tell(STDOUT_FILENO, "log debug file path:" + options.debugSwitch + "\n");
   Logger::GetInstancePtr()->setOptions(options);
@@ -80,13 +71,17 @@ bool initLogName(const std::string& name) {
     LOG_CALL(kErr, "{}{}", "name.empty()", "");
     return false;
   }
+  const auto failed = std::make_shared<std::atomic<bool>>(false);
+  bool ended = false;
   try {
-    setUp(name);
-    return true;
+    // The log may be in a home on a server that does not answer.
+    ended = runWhileMoving(2 * kLimits.openOwnLog, [name] { setUp(name); }, [failed](const char*) { *failed = true; });
   } catch (...) {
-    tell(STDERR_FILENO, "exception in init log\n");
-    return false;
+    *failed = true;
   }
+  if (ended && !*failed) return true;
+  tell(STDERR_FILENO, "exception in init log\n");
+  return false;
 }
 
 }  // namespace quelmar

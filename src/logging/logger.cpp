@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <chrono>
 #include <climits>
-#include <iterator>
 #include <mutex>
 #include <utility>
 
@@ -27,11 +26,6 @@ constexpr std::int64_t kRunReserveBytes = 8 * 1024 * 1024;  // more than the rec
 constexpr std::chrono::seconds kOutputLimit{1};
 constexpr const char* kLinePattern = "[%Y-%m-%d %H:%M:%S.%e] [%l] [%t] %v";
 
-std::int64_t sizeOf(int file) {
-  struct stat info {};
-  return fstat(file, &info) == 0 ? info.st_size : 0;
-}
-
 bool isLog(const struct stat& info) {
   return S_ISREG(info.st_mode) && info.st_nlink == 1;
 }
@@ -48,7 +42,8 @@ class FileSink : public spdlog::sinks::base_sink<std::mutex> {
 
   /// Puts the file away when `bytes` more would exceed the cap. When that fails, the file has no cap any more.
   std::error_code makeRoom(std::int64_t bytes) {
-    if (sizeOf(file_.get()) <= cap_ - bytes) return {};
+    struct stat info {};
+    if (fstat(file_.get(), &info) != 0 || info.st_size <= cap_ - bytes) return {};
     const std::error_code ec = rotate();
     if (ec) cap_ = INT64_MAX;
     return ec;
@@ -76,7 +71,7 @@ class FileSink : public spdlog::sinks::base_sink<std::mutex> {
     // Another run may have put the file away already.
     const bool isThere = !lookUp(folder, name.c_str(), named) && fstat(file_.get(), &open) == 0 && isSame(named, open);
     if (isThere && renameat(folder, name.c_str(), folder, kept.c_str()) != 0) return lastError();
-    const Descriptor fresh = openLog(folder, place.name, ec);
+    const Descriptor fresh = openLog(path_, ec);
     // The descriptor's number stays, since others know it.
     if (!ec && dup2(fresh.get(), file_.get()) < 0) ec = lastError();
     fcntl(file_.get(), F_SETFD, FD_CLOEXEC);
@@ -101,10 +96,14 @@ bool canTake(int descriptor, std::chrono::steady_clock::time_point deadline) {
 
 }  // namespace
 
-Descriptor openLog(int folder, const std::string& name, std::error_code& ec, bool* made) {
+Descriptor openLog(const std::string& path, std::error_code& ec, bool* made) {
   constexpr int kFlags = O_RDWR | O_APPEND | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+  const Place place = locate(path, Links::kOwn, ec);
+  if (ec) return Descriptor();
+  const int folder = place.folder.get();
+  const char* const name = place.name.c_str();
   for (int tries = 0; tries < 2; ++tries) {
-    Descriptor file(openat(folder, name.c_str(), kFlags | O_CREAT | O_EXCL, 0666));
+    Descriptor file(openat(folder, name, kFlags | O_CREAT | O_EXCL, 0666));
     ec = file ? std::error_code() : lastError();
     if (file) {
       if (geteuid() == 0) fchmod(file.get(), 0666);  // whatever the umask is: other users log here too
@@ -113,13 +112,13 @@ Descriptor openLog(int folder, const std::string& name, std::error_code& ec, boo
     }
     struct stat info {};
     if (ec != std::errc::file_exists) return file;
-    if (lookUp(folder, name.c_str(), info)) break;
+    if (lookUp(folder, name, info)) break;
     if (isLog(info)) {  // else not opened: that has an effect on a pipe or a device
-      file = Descriptor(openat(folder, name.c_str(), kFlags));
+      file = Descriptor(openat(folder, name, kFlags));
       ec = file ? std::error_code() : lastError();
       if (!file || (fstat(file.get(), &info) == 0 && isLog(info))) return file;
     }
-    if (unlinkat(folder, name.c_str(), 0) != 0) break;
+    if (unlinkat(folder, name, 0) != 0) break;
   }
   ec = lastError();
   return Descriptor();
@@ -145,11 +144,7 @@ std::string printable(std::string_view text) {
   shown.reserve(text.size());
   for (const char byte : text) {
     const auto value = static_cast<unsigned char>(byte);
-    if (value < 0x20 || value == 0x7f) {
-      shown += fmt::format("\\x{:02x}", value);
-    } else {
-      shown += byte;
-    }
+    shown += value < 0x20 || value == 0x7f ? fmt::format("\\x{:02x}", value) : std::string(1, byte);
   }
   return shown;
 }
@@ -179,10 +174,7 @@ Logger& Logger::GetInstance() {
 void Logger::setOptions(LoggerOptions& options) {
   options_ = options;
   std::error_code ec;
-  makeFolder(fs::path(options_.logFile).parent_path().string(), Links::kOwn, ec);
-  const Place place = locate(options_.logFile, Links::kOwn, ec);
-  Descriptor file;
-  if (!ec) file = openLog(place.folder.get(), place.name, ec);
+  Descriptor file = openLog(options_.logFile, ec);
   if (ec) {
     LOG_CALL(kErr, "log file {} cannot be opened: {}", options_.logFile, ec.message());
     throw std::system_error(ec);
@@ -211,9 +203,7 @@ void Logger::setOptions(LoggerOptions& options) {
 }
 
 std::string Logger::GetFmt(const char* file, const char* function, int line, fmt::string_view message) {
-  std::string text;
-  text.reserve(message.size() + 64);
-  fmt::format_to(std::back_inserter(text), "[{}:{}:{}] ", file, function, line);
+  std::string text = fmt::format("[{}:{}:{}] ", file, function, line);
   return text.append(message.data(), message.size());
 }
 

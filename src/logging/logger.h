@@ -38,11 +38,11 @@ struct LoggerOptions {
   std::string debugSwitch = "debug";       ///< when a file of this name exists at set-up, the level becomes debug
 };
 
-/// Opens the log `name` in an open folder for reading and appending. A missing one is made, with mode 0666 when root
-/// makes it. Something else than a regular file with a single link is removed before, but for a folder.
+/// Opens a log for reading and appending. A missing one is made, with mode 0666 when root makes it. Anything else than
+/// a regular file with a single link is removed before, but for a folder.
 /// @param ec    cleared, then set when it cannot be opened
 /// @param made  when not null: set to true when this call has made the file
-Descriptor openLog(int folder, const std::string& name, std::error_code& ec, bool* made = nullptr);
+Descriptor openLog(const std::string& path, std::error_code& ec, bool* made = nullptr);
 
 /// Writes to standard output or standard error as much as it can take within a second: nobody may be reading there.
 /// Once it could not, only what it can take at once. Thread-safe.
@@ -51,8 +51,8 @@ void tell(int descriptor, std::string_view text);
 /// The text with its control bytes, which names of files may hold, shown as "\xNN".
 std::string printable(std::string_view text);
 
-/// The process-wide logger behind all log calls. Never destroyed, since detached threads may log while the process
-/// ends. Thread-safe, except for setOptions, which is to be called once, before other threads start.
+/// The process-wide logger behind all log calls. Never destroyed, since detached threads may log until the end.
+/// Thread-safe, but for setOptions: to be called before other threads start.
 class Logger {
  public:
   static Logger& GetInstance();
@@ -60,28 +60,26 @@ class Logger {
 
   using Context = std::function<std::string()>;
 
-  /// Opens the log file (see openLog), to which log calls are written from then on; its folder is made when it is
-  /// missing. A file that is nearly full is put away first; when that fails (logged), it is added to, without a cap.
-  /// Throws std::system_error when the file cannot be opened (logged); options() are the new ones then too, but log
-  /// calls go where they went before.
+  /// Opens the log file, to which log calls are written from then on. One that is nearly full is put away before; when
+  /// that fails (logged), it has no cap. Throws std::system_error when it cannot be opened (logged): log calls go where
+  /// they went before then.
   void setOptions(LoggerOptions& options);
 
   /// The options of the last setOptions call; the defaults before the first one.
   [[nodiscard]] const LoggerOptions& options() const { return options_; }
 
-  /// The open log, whatever was put away; -1 when there is none. Log calls move its offset: read it with pread.
+  /// The open log; -1 when there is none. Log calls move its offset: read it with pread.
   [[nodiscard]] int descriptor() const { return descriptor_; }
 
-  /// Logs one line: the source location, then `format` ("{}" syntax, checked at run time) filled with `args`; control
-  /// bytes are shown as "\xNN", but for kDump, whose line feeds stay. Before setOptions has succeeded the message goes
-  /// to standard error. Throws fmt::format_error when format and arguments do not match, and whatever the sink throws:
-  /// call it through LOG_CALL, which catches.
+  /// Logs one line: the source location, then `format` ("{}" syntax, checked at run time) filled with `args`, made
+  /// printable but for kDump. Before setOptions has succeeded the message goes to standard error.
+  /// Throws when format and arguments do not match, and what the sink throws: call it through LOG_CALL, which catches.
   template <typename... Args>
   void log(int level, const char* file, const char* function, int line, fmt::string_view format, const Args&... args) {
     logWithCtx(level, file, function, line, Context(), format, args...);
   }
 
-  /// As log; the text that `context` returns, when it is set, is appended to the line.
+  /// As log; what `context` returns, when it is set, is appended to the line.
   template <typename... Args>
   void logWithCtx(int level, const char* file, const char* function, int line, const Context& context,
                   fmt::string_view format, const Args&... args) {
@@ -91,7 +89,7 @@ class Logger {
   /// Builds the text of a line: "[file:function:line] message".
   static std::string GetFmt(const char* file, const char* function, int line, fmt::string_view message);
 
-  /// Hands all buffered lines to the operating system. (There are none: each is written at once.)
+  /// Hands buffered lines to the operating system. (There are none: each is written at once.)
   void flush();
 
  private:
@@ -104,15 +102,13 @@ class Logger {
   std::atomic<int> minimumLevel_{kInfo};
   std::atomic<int> descriptor_{-1};
   std::atomic<spdlog::logger*> sink_{nullptr};
-  /// All loggers ever set: another thread may still use one that was replaced.
-  std::vector<std::shared_ptr<spdlog::logger>> sinks_;
+  std::vector<std::shared_ptr<spdlog::logger>> sinks_;  // all ever set: a thread may still use one that was replaced
 };
 
-/// Writes to standard error why a log call has failed, in one line.
-/// Requires: an exception is being handled.
+/// Writes to standard error why a log call has failed. Requires: an exception is being handled.
 void reportLoggerFailure(const char* function, int line) noexcept;
 
-/// Logger::log that reports every exception on standard error, so that logging cannot end a run.
+/// Logger::log, but exceptions only become a line on standard error.
 template <typename... Args>
 void guardedLog(int level, const char* function, int line, fmt::string_view format, const Args&... args) noexcept {
   try {
@@ -124,21 +120,19 @@ void guardedLog(int level, const char* function, int line, fmt::string_view form
 
 }  // namespace quelmar
 
-/// LOG_CALL(level, format, args...): one log record with the calling function's plain name ("operator()" inside a
-/// lambda) and the line of the call. Never throws, see guardedLog.
+/// LOG_CALL(level, format, args...): a log record with the calling function's plain name ("operator()" inside a
+/// lambda), or with another one, and the line of the call. Never throws.
 #define LOG_CALL(level, ...) LOG_CALL_AS(__func__, level, __VA_ARGS__)
-
-/// As LOG_CALL, with another function's name in the record.
 #define LOG_CALL_AS(function, level, ...) ::quelmar::guardedLog(level, function, __LINE__, __VA_ARGS__)
 
 namespace quelmar {
 
 /// Logs what could not be collected of one source, without flooding the log: for each error number the first loss with
-/// its path, and the number of the others when the object is destroyed. Not thread-safe; only the constructor throws.
+/// its path, and in the end how many others there were. Not thread-safe; only the constructor throws.
 class Losses {
  public:
   /// @param function  the function name in the records; must outlive the object
-  /// @param source    the source's name in the records that count the further losses
+  /// @param source    the name of the source in the records that count
   Losses(const char* function, std::string source) : function_(function), source_(std::move(source)) {}
   Losses(const Losses&) = delete;
   ~Losses() {

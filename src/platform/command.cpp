@@ -25,9 +25,8 @@ constexpr int kMaxPauses = 100;
 
 /// The commands of this process. Never destroyed, since detached threads start commands while it ends.
 struct Commands {
-  /// Held for moments only: neither while a command is started, which an endpoint agent can delay, nor while one is
-  /// waited for. A shell is reaped and removed from the set under it, so no number in the set can belong to another
-  /// process.
+  /// Not held while a command is started, which an endpoint agent can delay, nor while one is waited for. A shell is
+  /// reaped and removed from the set under it, so no number in the set can belong to another process.
   std::mutex mutex;
   std::set<pid_t> shells;  ///< that run, each the leader of a session
   int starting = 0;
@@ -39,8 +38,7 @@ Commands& commands() {
   return *kCommands;
 }
 
-/// Locks the mutex. After endCommands it blocks for ever, so that callers neither write nor log anything about a
-/// command that was killed because the process ends.
+/// Locks the mutex. After endCommands it blocks for ever.
 std::unique_lock<std::mutex> lockUntilEnd() {
   std::unique_lock<std::mutex> lock(commands().mutex);
   if (commands().haveEnded) lock.unlock();
@@ -103,10 +101,8 @@ int spawnShell(char* line, int output, int file, pid_t& pid) {
 
 }  // namespace
 
-int Command::start(const CommandLine& line) try {
-  std::string text = line.text;
-  if (line.maxFileBytes != UINTMAX_MAX)
-    text.insert(0, "ulimit -S -f " + std::to_string(line.maxFileBytes / kShellBlockBytes) + "; ");
+int Command::start(const std::string& line, int file) try {
+  std::string text = line;
   int ends[2];
   if (pipe(ends) != 0) return errno;
   for (const int end : ends) fcntl(end, F_SETFD, FD_CLOEXEC);
@@ -122,7 +118,7 @@ int Command::start(const CommandLine& line) try {
     ++all.starting;
   }
   pid_t pid = -1;
-  const int error = spawnShell(text.data(), input.get(), line.file, pid);
+  const int error = spawnShell(text.data(), input.get(), file, pid);
   {
     const std::lock_guard<std::mutex> lock(all.mutex);
     --all.starting;
@@ -160,19 +156,21 @@ void Command::end() {
   if (pid_ > 0) endSessions({pid_}, false);
 }
 
-Outcome runCommand(std::chrono::seconds limit, const std::string& line) {
-  const auto run = std::make_shared<std::pair<Command, Outcome>>();
+int runCommand(std::chrono::seconds limit, const std::string& line) {
+  struct Run {
+    Command command;
+    int result = -ENOMEM;
+  };
+  const auto run = std::make_shared<Run>();
   const bool ended = runWithin(limit, [run, line] {
-    auto& [command, outcome] = *run;
-    outcome.startError = command.start({line});
-    if (outcome.startError != 0) return;
-    for (char dropped[4096]; command.read(dropped, sizeof dropped) > 0;) continue;
-    outcome.succeeded = command.wait(true) == 0;
-    outcome.inTime = true;
+    run->result = -run->command.start(line);
+    if (run->result != 0) return;
+    for (char dropped[4096]; run->command.read(dropped, sizeof dropped) > 0;) continue;
+    run->result = run->command.wait(true);
   });
-  if (ended) return run->second;
-  run->first.end();
-  return {};
+  if (ended) return run->result;
+  run->command.end();
+  return -ETIMEDOUT;
 }
 
 void endCommands() {

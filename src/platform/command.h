@@ -2,7 +2,6 @@
 
 #include <chrono>
 #include <cstddef>
-#include <cstdint>
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -11,29 +10,20 @@
 
 namespace quelmar::platform {
 
-/// A command line, and what it gets besides standard input, output and error.
-struct CommandLine {
-  std::string text;
-  int file = -1;                              ///< handed on as descriptor 3; -1: none is
-  std::uintmax_t maxFileBytes = UINTMAX_MAX;  ///< the size that no file which it writes can exceed
-};
-
 /// A command line run by /bin/sh in a session of its own. Standard input is /dev/null, standard output a pipe to this
-/// process, standard error is inherited; no descriptor above 3 is. All signals have their default action.
+/// process, standard error is inherited. All signals have their default action.
 class Command {
  public:
-  /// Starts the command line.
-  /// Requires: `maxFileBytes`, when it is given, is at most the present limit (RLIMIT_FSIZE).
+  /// @param file  handed on as descriptor 3; -1 for none
   /// @return 0, or the error number when the shell cannot be started
-  int start(const CommandLine& line);
+  int start(const std::string& line, int file = -1);
 
-  /// Reads what the command prints. Blocks until `size` bytes have come or the output has ended.
-  /// @return the number of bytes read; less than `size` only at the end of the output or after an error
+  /// Reads what the command prints.
+  /// @return the number of bytes; less than `size` only at the end of the output or after an error
   std::size_t read(char* buffer, std::size_t size) { return std::fread(buffer, 1, size, output_.get()); }
 
   /// Closes the output, waits until the shell has exited, and kills the background processes that it has left in its
-  /// process group, unless `keepBackground` is true.
-  /// @return the shell's exit status; 128 and the number of the signal when one has ended it
+  /// process group, unless `keepBackground` is true. @return the shell's exit status; for a signal 128 and its number
   int wait(bool keepBackground = false);
 
   /// Kills the command and its descendants; one that is just being started, as soon as that is done.
@@ -46,20 +36,15 @@ class Command {
   bool isToEnd_ = false;
 };
 
-/// What became of a command that had a limit.
-struct Outcome {
-  int startError = 0;      ///< the error number when the shell could not be started
-  bool inTime = false;     ///< it was started and ended within the limit
-  bool succeeded = false;  ///< ... and its exit status was 0
-};
-
 /// Runs a command line, drops what it prints, and kills it and its descendants when `limit` has passed. Background
 /// processes of a command that has ended in time keep running.
-Outcome runCommand(std::chrono::seconds limit, const std::string& line);
+/// @return the exit status (see Command::wait); a negative error number when it could not be started, and -ETIMEDOUT
+///         when it was killed
+int runCommand(std::chrono::seconds limit, const std::string& line);
 
 /// Kills all running commands and their descendants, also those whose start is not done: for these it waits a second at
-/// most. To be called when the process is about to exit: after it, Command::start and Command::wait block for ever, so
-/// no thread can start a command or act on a killed one.
+/// most. The process must exit then: Command::start and Command::wait block for ever, so that no thread starts a
+/// command or logs anything about a killed one.
 void endCommands();
 
 }  // namespace quelmar::platform

@@ -9,15 +9,14 @@
 
 namespace quelmar::platform {
 
-/// One section of the system information report: its banner's title, and its command lines in order. Each ends with the
-/// redirection operator; the quoted target is appended.
+/// A section of the system information report. Its command lines end in ">> "; the target is appended.
 struct ReportSection {
   std::string title;
   std::vector<std::string> commands;
 };
 
-/// The parts of the command line that queries the system's unified log: beforeStart + start time stamp + beforeEnd +
-/// end time stamp + beforeTarget + target path (unquoted).
+/// The command line that queries the system's unified log, without its three values: the first and the last time stamp,
+/// and the target path.
 struct WideLogQuery {
   std::string beforeStart, beforeEnd, beforeTarget;
 };
@@ -30,16 +29,14 @@ struct HostCommands {
   WideLogQuery wideLog;
 };
 
-/// The table of this system. A test links the other system's. Created on first use and never destroyed, since a report
-/// thread may still read it while the process ends.
+/// The table of this system. A test links the other system's. Never destroyed: threads may read it until the end.
 const HostCommands& hostCommands();
 
-/// The unit of "ulimit -f" in this host's sh, in bytes. Where its shells differ, the largest one: a limit may come out
-/// lower than asked for, never higher.
+/// The unit of "ulimit -f" in this host's sh, in bytes; the largest one where its shells differ, so that a limit comes
+/// out lower than asked for rather than higher.
 extern const std::uintmax_t kShellBlockBytes;
 
-/// Adds to `actions` or `flags` what makes posix_spawn close all descriptors above `last` in the new process, whether
-/// they are close-on-exec or not.
+/// Adds to `actions` or `flags` what makes posix_spawn close all descriptors above `last` in the new process.
 /// Requires: `actions` open all others but standard error.
 /// @return 0 or an error number
 int closeDescriptorsAbove(int last, posix_spawn_file_actions_t& actions, short& flags);

@@ -1,8 +1,6 @@
 #include "platform/users.h"
 
-#include <array>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <memory>
 #include <set>
@@ -16,7 +14,7 @@
 namespace quelmar {
 namespace {
 
-constexpr std::size_t kFolderBufferBytes = 512;
+constexpr std::size_t kMaxFolderBytes = 511;
 constexpr long kFallbackLookupBytes = 16384;
 constexpr std::size_t kMaxLookupBytes = 1024 * 1024;
 constexpr uid_t kNobody = 65534;
@@ -31,12 +29,6 @@ std::string userEntry(uid_t uid, char* passwd::*field) {
     buffer.resize(buffer.size() * 2);
   }
   return found != nullptr ? found->*field : "";
-}
-
-std::string usersFolder(const std::string& user) {
-  std::array<char, kFolderBufferBytes> folder{};
-  std::snprintf(folder.data(), folder.size(), "/Users/%s/Library/Application Support/oBrela", user.c_str());
-  return folder.data();
 }
 
 bool isPerson(const passwd& user) {
@@ -91,10 +83,10 @@ std::vector<std::string> homeFolders() {
 }
 
 std::string applicationDataFolder() {
-  const uid_t uid = geteuid();
-  const std::string user = userName(uid);
+  const std::string user = userName(geteuid());
   const std::string support = user == "root" ? "" : platform::userApplicationSupport();
-  return support.empty() ? usersFolder(user) : support + "/oBrela";
+  if (!support.empty()) return support + "/oBrela";
+  return ("/Users/" + user + "/Library/Application Support/oBrela").substr(0, kMaxFolderBytes);
 }
 
 }  // namespace quelmar

@@ -9,16 +9,13 @@
 
 namespace quelmar::process {
 
-/// Tells who is logged in at the machine's console.
+/// Tells who is logged in at the machine's console. Logs nothing. May block as long as the system's login service does.
 /// Thread-safe.
-/// @param user  receives the short name as the system reports it (UTF-8; special names such as "loginwindow" are not
-///              filtered); empty when the result is false
-/// @return true when there is a console user whose name could be read. Logs nothing. May block as long as the system's
-///         login service does.
+/// @param user  receives the short name as the system reports it (UTF-8; also special names such as "loginwindow")
+/// @return false, with an empty name, when there is no such user or the name cannot be read
 bool getCurrentLoginUser(std::string& user);
 
-/// getCurrentLoginUser's answer; empty when there is none, or it has not come within five seconds. Asked once in a run,
-/// by the first caller, on a thread of its own; other callers wait for that.
+/// getCurrentLoginUser's answer; empty when there is none in time. Asked once in a run, by the first caller.
 /// Thread-safe.
 const std::optional<std::string>& loginUser();
 
@@ -26,23 +23,21 @@ const std::optional<std::string>& loginUser();
 
 namespace quelmar::platform {
 
-/// User numbers from this one on are people's; those below, but 0, are the system's own.
+/// The lowest user number of a person; those below are the system's own.
 extern const uid_t kFirstPerson;
 
-/// The calling user's folder for application data (on macOS "~/Library/Application Support" as Foundation reports it;
-/// on Linux $XDG_DATA_HOME when it is absolute, else ~/.local/share), without a trailing separator; empty when it is
-/// not known.
+/// The folder for application data of the calling user (on Linux $XDG_DATA_HOME when it is absolute, else
+/// ~/.local/share), and the one that all users of the machine share (none on Linux), without a trailing separator.
+/// Empty when there is none, or it is not known.
 std::string userApplicationSupport();
-
-/// The folder for application data that all users of the machine share; empty when the host has none (always on Linux).
 std::string machineApplicationSupport();
 
 }  // namespace quelmar::platform
 
 namespace quelmar::utilities::macos {
 
-/// The client's data folder that all users of the machine share: the machine's Application Support folder followed by
-/// "/oBrela", or "/Library/Application Support/oBrela" when the host has no such folder.
+/// The client's data folder that all users of the machine share: "oBrela" in the machine's application data, or
+/// "/Library/Application Support/oBrela" when the host has no such folder.
 /// @param ec  never set; kept because callers report it
 void getSharedDataPath(std::string& path, std::error_code& ec);
 std::string getSharedDataPath(std::error_code& ec);
@@ -51,8 +46,7 @@ std::string getSharedDataPath(std::error_code& ec);
 
 namespace quelmar {
 
-/// The name and the home folder of a user in the password database; empty when there is no such user.
-/// Thread-safe.
+/// The name and the home folder of a user in the password database; empty when there is no such user. Thread-safe.
 std::string userName(uid_t user);
 std::string homeFolder(uid_t user);
 
@@ -60,9 +54,8 @@ std::string homeFolder(uid_t user);
 /// thread-safe. May block as long as a directory service does.
 std::vector<std::string> homeFolders();
 
-/// The client's data folder of the effective user, which is not created: for root "/Users/root/Library/Application
-/// Support/oBrela", for others the user's Application Support folder followed by "/oBrela", or
-/// "/Users/<name>/Library/Application Support/oBrela" when the host has no such folder.
+/// The client's data folder of the effective user, which is not created: "oBrela" in the user's application data; for
+/// root, and when that is not known, "/Users/<name>/Library/Application Support/oBrela".
 std::string applicationDataFolder();
 
 }  // namespace quelmar

@@ -11,6 +11,7 @@
 
 #include <boost/filesystem/operations.hpp>
 #include <fcntl.h>
+#include <fmt/chrono.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 
@@ -35,20 +36,19 @@ void logNotStarted(const std::string& cmd, int error) {
   LOG_CALL_AS("cmdPopen", kErr, "popen(cmd) fail,cmd:{}; Reason: errorno:{},msg:{}", cmd, error, std::strerror(error));
 }
 
-/// See cmdPopen. @param cmd how `line` appears in the log
-/// @param status  receives what Command::wait returns
-bool capture(const std::string& cmd, const platform::CommandLine& line, std::string& output, int& status) {
+}  // namespace
+
+bool cmdPopen(const std::string& cmd, std::string& output) {
   output.clear();
   // One byte more than is read at a time, so that the text always ends in a zero byte.
   std::array<char, kReadBytes + 1> buffer{};
   platform::Command command;
-  const int error = command.start(line);
-  if (error != 0) {
+  if (const int error = command.start(cmd)) {
     logNotStarted(cmd, error);
     return false;
   }
-  // After a short read the buffer still has older bytes behind the new ones, which are appended again: kept on purpose,
-  // readers of the captured texts know it.
+  // After a short read older bytes still follow the new ones, and are appended again: kept on purpose, readers of the
+  // captured texts know it.
   for (bool isFull = false; command.read(buffer.data(), kReadBytes) > 0;) {
     isFull = isFull || output.size() >= kMaxCapturedBytes;
     try {
@@ -57,21 +57,14 @@ bool capture(const std::string& cmd, const platform::CommandLine& line, std::str
       isFull = true;
     }
   }
-  status = command.wait();
+  command.wait();
   return true;
 }
 
-}  // namespace
-
-bool cmdPopen(const std::string& cmd, std::string& output) {
-  int status = 0;
-  return capture(cmd, {cmd}, output, status);
-}
-
 bool cmdPopenWithin(std::chrono::seconds limit, const std::string& cmd) {
-  const platform::Outcome outcome = platform::runCommand(limit, cmd);
-  if (outcome.startError != 0) logNotStarted(cmd, outcome.startError);
-  return outcome.inTime;
+  const int status = platform::runCommand(limit, cmd);
+  if (status < 0 && status != -ETIMEDOUT) logNotStarted(cmd, -status);
+  return status >= 0;
 }
 
 void out2File(const Descriptor& report, const std::string& text) {
@@ -106,13 +99,13 @@ void Report::banner(const std::string& title) {
 bool Report::run(const std::string& command) {
   if (hasEnded_) return true;
   const std::string line = command + target_;
+  const std::string limit = "ulimit -S -f " + std::to_string(maxReportBytes / platform::kShellBlockBytes) + "; ";
   // The descriptor takes the place of the target's name.
-  const std::string redirected = command.substr(0, command.rfind(">>")) + ">&3";
-  std::string discarded;  // empty: the shell writes the output into the report
-  int status = 0;
-  const bool started = capture(line, {redirected, file_.get(), maxReportBytes}, discarded, status);
-  endIfFull(1, status == kFileSizeExceeded, line);
-  return started;
+  platform::Command shell;
+  const int error = shell.start(limit + command.substr(0, command.rfind(">>")) + ">&3", file_.get());
+  if (error != 0) logNotStarted(line, error);
+  endIfFull(1, error == 0 && shell.wait() == kFileSizeExceeded, line);
+  return error == 0;
 }
 
 void Report::endIfFull(std::uintmax_t more, bool cutOff, const std::string& text) {
@@ -131,48 +124,33 @@ void Report::endIfFull(std::uintmax_t more, bool cutOff, const std::string& text
 namespace {
 
 struct StateSection {
-  const char* startMessage;
   const char* title;
+  const char* logged;  ///< its name in the log
   const char* command;
-  const char* doneFormat;
   const char* needed = nullptr;  ///< without this entry the section is left out
 };
 
 constexpr StateSection kSections[] = {
-    {"collectSystemStateForUem start collect uem process", "UEM processes", "ps aux | grep QMUem | grep -v grep >> ",
-     "collectSystemStateForUem collect uem process done, ret={}"},
-    {"collectSystemStateForUem start collect kernel state", "Kernel state", "sysctl -a >> ",
-     "collectSystemStateForUem collect kernel state done, ret={}"},
-    {"collectSystemStateForUem start collect SIP state", "SIP state", "csrutil status >> ",
-     "collectSystemStateForUem collect SIP state done, ret={}"},
-    {"collectSystemStateForUem start collect KEXT state", "KEXT state", "kextstat >> ",
-     "collectSystemStateForUem collect KEXT state done, ret={}"},
-    {"collectSystemStateForUem start collect SEXT state", "SEXT state",
-     "plutil -p /Library/SystemExtensions/db.plist >> ", "collectSystemStateForUem collect SEXT state done, ret={}",
+    {"UEM processes", "uem process", "ps aux | grep QMUem | grep -v grep >> "},
+    {"Kernel state", "kernel state", "sysctl -a >> "},
+    {"SIP state", "SIP state", "csrutil status >> "},
+    {"KEXT state", "KEXT state", "kextstat >> "},
+    {"SEXT state", "SEXT state", "plutil -p /Library/SystemExtensions/db.plist >> ",
      "/Library/SystemExtensions/db.plist"},
 };
 
 constexpr int kSpanMinutes = 10;
-constexpr std::size_t kStampBufferBytes = 20;
 
 std::string stamp(const std::tm& time) {
-  std::array<char, kStampBufferBytes> text{};
-  std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &time);
-  return text.data();
+  return fmt::format("{:%Y-%m-%d %H:%M:%S}", time);
 }
 
-}  // namespace
-
-std::shared_ptr<details::Report> makeSystemInfo(const std::string& path) {
-  return std::make_shared<details::Report>("collectSystemInfo", path, "\"" + path + "\"");
-}
-
-void collectSystemInfo(details::Report& report) {
+void writeSystemInfo(details::Report& report) {
   const platform::HostCommands& commands = platform::hostCommands();
   const auto list = [&report](const std::string& folder) { report.run("ls -l -R '" + folder + "' >> "); };
-  for (const platform::ReportSection& section : commands.sections) {
-    report.banner(section.title);
-    for (const std::string& command : section.commands) report.run(command);
+  for (const auto& [title, lines] : commands.sections) {
+    report.banner(title);
+    for (const std::string& line : lines) report.run(line);
   }
   report.banner("file permission info");
   list("/Library/Application Support/oBrela");
@@ -183,17 +161,22 @@ void collectSystemInfo(details::Report& report) {
   for (const std::string& folder : commands.launchFolders) list(folder);
 }
 
+}  // namespace
+
+std::shared_ptr<details::Report> makeSystemInfo(const std::string& path) {
+  return std::make_shared<details::Report>("collectSystemInfo", path, "\"" + path + "\"");
+}
+
 void collectSystemInfo(const std::shared_ptr<details::Report>& report, std::uint64_t startSeconds,
-                       std::uint64_t limitSeconds) {
+                       std::chrono::seconds limit) {
   const auto failed = [](const char* reason) {
     LOG_CALL_AS("collectSystemInfo", kErr, "collectSystemInfo failed; Reason: {}", reason);
   };
   try {
-    const DetachedCall call([report] { collectSystemInfo(*report); }, failed);
+    const std::future<void> ended = startDetached([report] { writeSystemInfo(*report); }, failed);
     LOG_CALL(kInfo, "{}", "wait for collectSystemInfo ...");
-    const std::uint64_t elapsed = steadySeconds() - startSeconds;
-    const std::chrono::seconds remaining(std::max(limitSeconds, elapsed) - elapsed);
-    if (call.await(std::chrono::steady_clock::now() + remaining) == std::future_status::timeout) {
+    const std::chrono::seconds elapsed(steadySeconds() - startSeconds);
+    if (ended.wait_for(std::max(limit, elapsed) - elapsed) == std::future_status::timeout) {
       LOG_CALL(kWarn, "{}{}", "Exec collectSystemInfo is timeout", "");
     }
     LOG_CALL(kInfo, "{}", "wait for collectSystemInfo done");
@@ -209,30 +192,29 @@ void collectSystemStateForUem(const std::string& folder, const std::string& name
     boost::system::error_code ec;
     // The command tells of one that cannot be looked at.
     if (section.needed != nullptr && fs::symlink_status(section.needed, ec).type() == fs::file_not_found) continue;
-    LOG_CALL(kInfo, "{}", section.startMessage);
+    LOG_CALL(kInfo, "collectSystemStateForUem start collect {}", section.logged);
     report.banner(section.title);
-    LOG_CALL(kInfo, section.doneFormat, report.run(section.command));
+    const bool started = report.run(section.command);
+    LOG_CALL(kInfo, "collectSystemStateForUem collect {} done, ret={}", section.logged, started);
   }
 }
 
-WideLogSpan wideLogSpan(std::time_t now) {
+std::pair<std::string, std::string> wideLogSpan(std::time_t now) {
   std::tm time{};
   localtime_r(&now, &time);
-  WideLogSpan span;
-  span.end = stamp(time);
+  const std::string end = stamp(time);
   time.tm_min -= kSpanMinutes;
   std::mktime(&time);
-  span.start = stamp(time);
-  return span;
+  return {stamp(time), end};
 }
 
 void collectSystemWideLog(const std::string& folder) {
-  const WideLogSpan span = wideLogSpan(std::time(nullptr));
+  const auto [start, end] = wideLogSpan(std::time(nullptr));
   const platform::WideLogQuery& query = platform::hostCommands().wideLog;
   const std::string path = (fs::path(folder) / "system_wide.log").string();
   LOG_CALL(kInfo, "{}", "collectSystemWideLog start");
   details::Report report(__func__, path, path);
-  const bool started = report.run(query.beforeStart + span.start + query.beforeEnd + span.end + query.beforeTarget);
+  const bool started = report.run(query.beforeStart + start + query.beforeEnd + end + query.beforeTarget);
   LOG_CALL(kInfo, "collectSystemWideLog done, ret={}", started);
 }
 

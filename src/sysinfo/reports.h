@@ -5,6 +5,7 @@
 #include <ctime>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "base/directories.h"
 #include "base/threads.h"
@@ -12,49 +13,40 @@
 namespace quelmar::logutils::macos {
 namespace details {
 
-/// Runs a command line through /bin/sh and captures what it prints on standard output (not standard error). Blocks
-/// until the command's output ends and the shell has exited.
-/// Thread-safe.
-/// @param output  receives the captured text, at most a little over 1 MiB, or what there is memory for; what follows is
-///                read and dropped. It is read in pieces of 4096 bytes into one buffer that is not cleared in between,
-///                and of each piece the text up to the first zero byte is taken: after a read that is shorter than the
-///                one before, the rest of the earlier text follows the new one.
+/// Runs a command line through /bin/sh, and waits for its end. Thread-safe.
+/// @param output  receives what it prints on standard output, read in pieces of 4096 bytes, each up to its first zero
+///                byte. After a piece that is shorter than the one before, the rest of the earlier text follows. What
+///                comes after 1 MiB, or what there is no memory for, is dropped.
 /// @return true when the shell could be started, whatever the command's exit status; false otherwise (logged)
 bool cmdPopen(const std::string& cmd, std::string& output);
 
-/// Runs a command line, drops what it prints, and kills it and its descendants after `limit`. Background processes of a
-/// command that has ended in time keep running.
-/// @return true when the shell could be started (else logged as by cmdPopen) and has exited within the limit
+/// As platform::runCommand. @return whether the shell could be started (else logged), and has exited within the limit
 bool cmdPopenWithin(std::chrono::seconds limit, const std::string& cmd);
 
 /// Appends `text` to an open report. A failure is silent.
 void out2File(const Descriptor& report, const std::string& text);
 
-/// Sets the size limit of each report, in bytes; without a call it is 1 GiB. It is rounded down to the shell's units,
-/// and to this process's own limit of file sizes. Requires: no report has been made yet.
+/// Sets the size limit of each report, 1 GiB without a call. It is rounded down to the shell's units, and to this
+/// process's own limit of file sizes. Requires: no report has been made yet.
 void limitReports(std::uintmax_t bytes);
 
-/// A report file, to which section banners and the output of commands are appended. It is made and opened once;
-/// commands get its descriptor, so nobody can exchange what they write to. Once it has reached its size limit (logged),
-/// nothing more is appended.
-/// Not thread-safe; a thread that is given up shares its ownership.
+/// A report file. Commands get its descriptor, so nobody can exchange what they write to. Once it has reached its size
+/// limit (logged), nothing more is appended. Not thread-safe.
 class Report {
  public:
-  /// Makes the file. What stands at its path is removed; when it cannot be, or the file cannot be made, the report is
-  /// left out (logged, unless its folder is missing).
+  /// Makes the file in the place of what is there, or leaves the report out (logged, unless its folder is missing).
   /// @param function  the function name in log records
   /// @param target    the path as log records show it behind each command line: quoted or not
   Report(const char* function, std::string path, std::string target);
 
-  /// Whether the file was made. What stands at its path else is not this run's, and must not be packed.
+  /// Whether the file was made. If not, what is at its path is not this run's, and must not be packed.
   [[nodiscard]] bool isMade() const { return static_cast<bool>(file_); }
 
-  /// Appends a section's banner: 34 "=", a blank, the title, a blank, 34 "=" and a line feed. A failure is silent.
+  /// Appends a section's title between 34 "=" each. A failure is silent.
   void banner(const std::string& title);
 
   /// Runs `command`, which ends in ">> ", with the report as its target; not when the report has ended or was left out.
-  /// Without a file, because its folder is missing, the shell complains on standard error.
-  /// @return false when the shell could not be started (logged)
+  /// When its folder is missing, the shell complains on standard error. @return as cmdPopen
   bool run(const std::string& command);
 
  private:
@@ -63,8 +55,7 @@ class Report {
   void endIfFull(std::uintmax_t more, bool cutOff, const std::string& text);
 
   const char* function_;
-  std::string path_;
-  std::string target_;
+  std::string path_, target_;
   Descriptor file_;
   bool hasEnded_ = false;
 };
@@ -74,38 +65,21 @@ class Report {
 /// Makes the system information report, "system_info.log", empty.
 std::shared_ptr<details::Report> makeSystemInfo(const std::string& path);
 
-/// Writes the system information report: ten sections, each a banner and the output of its commands. Blocks as long as
-/// the commands take. Sections whose commands fail are empty.
-void collectSystemInfo(details::Report& report);
-
-/// The worker of a run: writes the report on a thread of its own, and waits for it until `startSeconds` +
-/// `limitSeconds`. When that time has passed it logs a warning and returns; the report then goes on in the background.
-/// Other failures are logged.
+/// Writes the system information report on a thread of its own, and waits for it until `startSeconds` + `limit`. When
+/// it is not done then (logged), it goes on in the background. Failures are logged.
 /// @param startSeconds  when the tool started, in whole seconds of the steady clock
-/// @param limitSeconds  the budget, counted from there
 void collectSystemInfo(const std::shared_ptr<details::Report>& report, std::uint64_t startSeconds,
-                       std::uint64_t limitSeconds);
+                       std::chrono::seconds limit);
 
-/// Writes the endpoint-management state report, "system_state.log" in `folder`/"uem_" + `name`: processes, kernel
-/// parameters, integrity protection, kernel extensions and, when their database exists, system extensions. The folder
-/// is not created: without it no banner is written and the shell complains on standard error. Blocks as long as the
-/// commands take; logs a start and a done record for each section.
-/// @param folder  the folder of the logs, in the scratch folder
-/// @param name    the first user's name
+/// Writes the endpoint-management state report, "system_state.log" in `folder`/"uem_" + `name`, which is not created.
+/// Blocks as long as the commands take. Logs the start and the end of each section.
 void collectSystemStateForUem(const std::string& folder, const std::string& name);
 
-/// The time span of an extract: local time stamps "%Y-%m-%d %H:%M:%S".
-struct WideLogSpan {
-  std::string start;  ///< ten minutes before the end, normalised as local wall-clock time
-  std::string end;
-};
-
-/// The span that ends at `now`, seconds since the epoch.
-WideLogSpan wideLogSpan(std::time_t now);
+/// The local time stamps "%Y-%m-%d %H:%M:%S" of ten minutes before `now`, by the clock on the wall, and of `now`.
+std::pair<std::string, std::string> wideLogSpan(std::time_t now);
 
 /// Writes the messages of the unified log's last ten minutes that contain "quelmar" to "system_wide.log" in `folder`.
-/// Blocks as long as the query takes. Logs a start and a done record; a query that fails is not logged.
-/// Requires: `folder` exists.
+/// Blocks as long as the query takes. Logs its start and end. Requires: `folder` exists.
 void collectSystemWideLog(const std::string& folder);
 
 }  // namespace quelmar::logutils::macos

@@ -1,7 +1,6 @@
 #include "tunnel/http.h"
 
 #include <algorithm>
-#include <cstring>
 #include <ctime>
 #include <exception>
 #include <mutex>
@@ -44,7 +43,6 @@ constexpr std::size_t kMaxHeaderBytes = 256 * 1024;
 
 using EasyHandle = std::unique_ptr<CURL, decltype(&curl_easy_cleanup)>;
 using HeaderList = std::unique_ptr<curl_slist, decltype(&curl_slist_free_all)>;
-using UrlHandle = std::unique_ptr<CURLU, decltype(&curl_url_cleanup)>;
 
 /// Transport errors: libcurl's codes, with its messages.
 class TransportCategory : public std::error_category {
@@ -58,19 +56,13 @@ std::error_code transportError(CURLcode code) {
   return {static_cast<int>(code), *kCategory};
 }
 
-struct Received {
-  std::string body;
-  bool isCut = false;
-  std::size_t headerBytes = 0;
-};
-
 // Called by libcurl: returning less than it has passed ends the exchange, and nothing may be thrown.
 std::size_t onBody(const char* data, std::size_t size, std::size_t count, void* user) noexcept {
-  auto* const received = static_cast<Received*>(user);
-  const std::size_t bytes = std::min(size * count, kMaxBodyBytes - received->body.size());
+  auto* const reply = static_cast<NetworkReply*>(user);
+  const std::size_t bytes = std::min(size * count, kMaxBodyBytes - reply->body.size());
   try {
-    received->body.append(data, bytes);
-    received->isCut = bytes < size * count;
+    reply->body.append(data, bytes);
+    reply->isCut = bytes < size * count;
   } catch (const std::exception&) {
     return 0;
   }
@@ -78,14 +70,14 @@ std::size_t onBody(const char* data, std::size_t size, std::size_t count, void* 
 }
 
 std::size_t onHeader(const char* /*data*/, std::size_t size, std::size_t count, void* user) noexcept {
-  auto* const received = static_cast<Received*>(user);
-  received->headerBytes += size * count;
-  return received->headerBytes <= kMaxHeaderBytes ? size * count : 0;
+  auto* const reply = static_cast<NetworkReply*>(user);
+  reply->headerBytes += size * count;
+  return reply->headerBytes <= kMaxHeaderBytes ? size * count : 0;
 }
 
 HeaderList headerList(const HttpHeaders& headers) {
   HeaderList list(nullptr, &curl_slist_free_all);
-  for (const auto& [name, value] : headers.values()) {
+  for (const auto& [name, value] : headers.values) {
     curl_slist* const longer = curl_slist_append(list.get(), (name + ": " + value).c_str());
     if (longer == nullptr) throw std::bad_alloc();
     static_cast<void>(list.release());  // `longer` is the same list
@@ -117,15 +109,6 @@ std::string generateTraceId() {
   return id;
 }
 
-URL::URL(const std::string& address) : text_(address) {
-  const UrlHandle handle(curl_url(), &curl_url_cleanup);
-  if (!handle || curl_url_set(handle.get(), CURLUPART_URL, address.c_str(), 0) != CURLUE_OK) return;
-  char* scheme = nullptr;
-  if (curl_url_get(handle.get(), CURLUPART_SCHEME, &scheme, 0) != CURLUE_OK) return;
-  valid_ = std::strcmp(scheme, "http") == 0;
-  curl_free(scheme);
-}
-
 std::shared_ptr<NetworkReply> NetworkRequest::send(std::error_code& ec, const URL& url) {
   ec.clear();
   const EasyHandle handle(curl_easy_init(), &curl_easy_cleanup);
@@ -135,9 +118,8 @@ std::shared_ptr<NetworkReply> NetworkRequest::send(std::error_code& ec, const UR
   }
   CURL* const curl = handle.get();
   const HeaderList headers = headerList(headers_);
-  Received received;
-  curl_easy_setopt(curl, CURLOPT_URL, url.text().c_str());
-  curl_easy_setopt(curl, CURLOPT_HTTPGET, 1L);
+  auto reply = std::make_shared<NetworkReply>();
+  curl_easy_setopt(curl, CURLOPT_URL, url.text.c_str());
   curl_easy_setopt(curl, CURLOPT_HTTPHEADER, headers.get());
   curl_easy_setopt(curl, CURLOPT_TIMEOUT, static_cast<long>(timeoutSeconds_));
   curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
@@ -148,17 +130,16 @@ std::shared_ptr<NetworkReply> NetworkRequest::send(std::error_code& ec, const UR
   curl_easy_setopt(curl, CURLOPT_FOLLOWLOCATION, 0L);
   curl_easy_setopt(curl, CURLOPT_FORBID_REUSE, options_.reusesConnection ? 0L : 1L);
   curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, &onBody);
-  curl_easy_setopt(curl, CURLOPT_WRITEDATA, &received);
+  curl_easy_setopt(curl, CURLOPT_WRITEDATA, reply.get());
   curl_easy_setopt(curl, CURLOPT_HEADERFUNCTION, &onHeader);
-  curl_easy_setopt(curl, CURLOPT_HEADERDATA, &received);
+  curl_easy_setopt(curl, CURLOPT_HEADERDATA, reply.get());
   const CURLcode outcome = curl_easy_perform(curl);
-  if (outcome != CURLE_OK && !received.isCut) {
+  if (outcome != CURLE_OK && !reply->isCut) {
     ec = transportError(outcome);
     return nullptr;
   }
-  long status = 0;
-  curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &status);
-  return std::make_shared<NetworkReply>(status, std::move(received.body), received.isCut);
+  curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &reply->responseCode);
+  return reply;
 }
 
 }  // namespace quelmar

@@ -10,9 +10,8 @@
 
 namespace quelmar {
 
-/// HTTP headers: one value for each name, ordered by name; names are case-sensitive.
-class HttpHeaders {
- public:
+/// HTTP headers: one value for each name; names are case-sensitive.
+struct HttpHeaders {
   enum class KnownHeaders : int {
     kContentType,
     kContentLength,
@@ -42,14 +41,10 @@ class HttpHeaders {
   static const char* name(KnownHeaders header);
 
   /// Sets a header, replacing the value it had.
-  void set(const std::string& headerName, const std::string& value) { values_[headerName] = value; }
+  void set(const std::string& headerName, const std::string& value) { values[headerName] = value; }
   void set(KnownHeaders header, const std::string& value) { set(name(header), value); }
 
-  /// All headers, ordered by name.
-  [[nodiscard]] const std::map<std::string, std::string>& values() const { return values_; }
-
- private:
-  std::map<std::string, std::string> values_;
+  std::map<std::string, std::string> values;
 };
 
 struct Cookie {
@@ -57,17 +52,14 @@ struct Cookie {
   std::string value;
 };
 
-/// A cookie jar.
 using CurlCookies = std::vector<Cookie>;
 
-/// Makes a random trace id: 8 characters out of "0123456789abcdef". All ids of a process come from one generator,
-/// seeded with the time of the first call in seconds.
-/// Thread-safe.
+/// A random trace id: 8 characters out of "0123456789abcdef". All come from one generator, seeded with the time of the
+/// first call in seconds. Thread-safe.
 std::string generateTraceId();
 
 /// The options of a request, in the order and with the defaults that all of the client's programs share. This tool
-/// sends one plain GET without cookies and uses only reusesConnection; the other fields are here because the record is
-/// shared.
+/// uses only reusesConnection.
 struct NetworkOptions {
   std::uint16_t version = 1;
   std::string interfaceName;
@@ -90,36 +82,24 @@ struct NetworkOptions {
   bool storesCookies = false;
 };
 
-/// A parsed address. Only absolute "http" addresses with a host are valid.
-class URL {
- public:
-  explicit URL(const std::string& address);
+struct URL {
+  explicit URL(std::string address) : text(std::move(address)) {}
 
-  /// Whether a request can be sent there.
-  [[nodiscard]] bool isValid() const { return valid_; }
-  /// The address as it was given.
-  [[nodiscard]] const std::string& text() const { return text_; }
+  /// Whether a request can be sent there: only by "http".
+  [[nodiscard]] bool isValid() const { return text.compare(0, 7, "http://") == 0; }
 
- private:
-  std::string text_;
-  bool valid_ = false;
+  std::string text;
 };
 
 /// The response of an exchange.
-class NetworkReply {
- public:
-  NetworkReply(long responseCode, std::string body, bool isCut)
-      : responseCode_(responseCode), body_(std::move(body)), isCut_(isCut) {}
+struct NetworkReply {
+  [[nodiscard]] long getResponseCode() const { return responseCode; }
+  [[nodiscard]] const std::string& getBody() const { return body; }
 
-  [[nodiscard]] long getResponseCode() const { return responseCode_; }
-  /// The body, or its first 4 MiB; isCut() tells whether it was longer.
-  [[nodiscard]] const std::string& getBody() const { return body_; }
-  [[nodiscard]] bool isCut() const { return isCut_; }
-
- private:
-  long responseCode_;
-  std::string body_;
-  bool isCut_;
+  long responseCode = 0;
+  std::string body;             ///< at most its first 4 MiB
+  bool isCut = false;           ///< whether the body was longer
+  std::size_t headerBytes = 0;  ///< of all headers
 };
 
 /// Shared state of many requests; this tool sends one, and passes none.
@@ -128,7 +108,7 @@ class NetworkManager;
 /// One HTTP GET. Proxies that the environment names are not used, redirects not followed, no signals used.
 class NetworkRequest {
  public:
-  /// Makes a request with the default headers and options and without a time limit. The manager may be null.
+  /// Makes a request with the default headers and options and without a time limit.
   static std::shared_ptr<NetworkRequest> create(const std::shared_ptr<NetworkManager>& /*manager*/) {
     return std::make_shared<NetworkRequest>();
   }
@@ -138,8 +118,7 @@ class NetworkRequest {
   void setHeaders(const HttpHeaders& headers) { headers_ = headers; }
   void setOptions(const NetworkOptions& options) { options_ = options; }
 
-  /// Performs the exchange. Blocks until it has ended or the time limit has passed. At most 4 MiB of the body are
-  /// received.
+  /// Performs the exchange. Blocks until it has ended or the time limit has passed.
   /// @param ec  cleared, then set to the transport error: bad address, connection refused, timed out, no HTTP, or
   ///            headers of more than 256 KiB, which end the exchange
   /// @return the reply, or null when `ec` is set. A status other than 200 is a reply, not an error.

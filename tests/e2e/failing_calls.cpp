@@ -72,36 +72,21 @@ bool fails(const char* call, Path pathOf) {
 #define REAL(NAME) static const auto real = reinterpret_cast<decltype(&my_##NAME)>(dlsym(RTLD_NEXT, #NAME))
 
 // A call of at most five arguments, all of which go in registers, whatever their types. It fails with -1.
-#define FAILING(NAME, PATH)                                               \
-  REPLACED(long, NAME, (long a, long b, long c, long d, long e)) {        \
-    REAL(NAME);                                                           \
-    return fails(#NAME, [=] { return PATH; }) ? -1 : real(a, b, c, d, e); \
+#define FAILING(NAME, WHERE)                                               \
+  REPLACED(long, NAME, (long a, long b, long c, long d, long e)) {         \
+    REAL(NAME);                                                            \
+    return fails(#NAME, [=] { return WHERE; }) ? -1 : real(a, b, c, d, e); \
   }
 #define FAILING_AT(NAME) FAILING(NAME, named(static_cast<int>(a), reinterpret_cast<const char*>(b)))
 #define FAILING_ON(NAME) FAILING(NAME, openOn(static_cast<int>(a)))
 #define FAILING_BY(NAME) FAILING(NAME, std::string(reinterpret_cast<const char*>(a)))
+#define FOLDER_AND_NAME(X) X(openat) X(fstatat) X(statx) X(readlinkat) X(mkdirat) X(unlinkat) X(linkat) X(renameat)
+#define DESCRIPTOR(X) X(fstatvfs) X(fchmod) X(ftruncate) X(fsync) X(close) X(read) X(write) X(pread)
+#define PATH(X) X(open) X(stat) X(stat64) X(lstat) X(lstat64) X(statvfs64)
 
-FAILING_AT(openat)
-FAILING_AT(fstatat)
-FAILING_AT(statx)
-FAILING_AT(readlinkat)
-FAILING_AT(mkdirat)
-FAILING_AT(unlinkat)
-FAILING_AT(linkat)
-FAILING_AT(renameat)
-FAILING_ON(fstatvfs)
-FAILING_ON(fchmod)
-FAILING_ON(ftruncate)
-FAILING_ON(fsync)
-FAILING_ON(close)
-FAILING_ON(read)
-FAILING_ON(write)
-FAILING_ON(pread)
-FAILING_BY(open)
-FAILING_BY(stat)
-FAILING_BY(lstat)
-FAILING_BY(lstat64)
-FAILING_BY(statvfs64)
+FOLDER_AND_NAME(FAILING_AT)
+DESCRIPTOR(FAILING_ON)
+PATH(FAILING_BY)
 FAILING(pipe, std::string("a pipe"))
 
 // Writes within the C library's stdio cannot be replaced.

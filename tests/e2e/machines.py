@@ -13,7 +13,7 @@ LOST = "dump xtunnel failed.; Reason: http reply failed, ec:refused", "get servi
 # status; a module of the tunnel that is not well.
 FAULTS = {
     "healthy": ("", [], None, "VNIC"),
-    "crash": ("SIGSEGV", [("oBrelaAgent", "tunnel service {0} exited on SIGSEGV, restart {0}"),
+    "crash": ("TlsSession::verify", [("oBrelaAgent", "tunnel service {0} exited on SIGSEGV, restart {0}"),
                           ("oBrelaTray", "connect to 127.0.0.1:7{0}: connection refused")], ("oBrelaTunnel", -11), "VNIC"),
     "certificate": ("has expired", [("oBrelaTunnel", "TLS handshake {0} failed: certificate has expired")], None, "trustTunnel"),
     "portal": ("reset by peer", [("oBrelaTray", "GET /portal/login?try={0}: Connection reset by peer")], None, "VNIC"),

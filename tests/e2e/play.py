@@ -62,8 +62,9 @@ def play(runs=({},), bare=False, console="ada", tool=sandbox.TOOL, fakes=(), ans
     with contextlib.ExitStack() as stack:
         box = stack.enter_context(contextlib.closing(sandbox.Box(console, fakes, tool)))
         server = stack.enter_context(Server(answer, port)) if answer is not None else None
-        screen = stack.enter_context(contextlib.closing(Terminal())) if terminal else None
+        screen = stack.enter_context(contextlib.closing(Terminal(160))) if terminal else None
         if screen:
+            box.screen = screen
             box.bind("/dev/pts")
         if not bare:
             put_sources(box)
@@ -100,15 +101,15 @@ def run_once(state, zone, arguments=(), earlier=False, files=(), make=None, answ
     if meanwhile:
         box.put("/gate", os.mkfifo)
     if state.screen:
-        how.setdefault("shell", 'exec "$@" 2<>' + state.screen.name)
-    environment = {"TZ": zone, **dict(env), **(sandbox.failing(*fails) if fails else {})}
+        how["shell"] = how.get("shell", 'exec "$@" 2<>%s') % state.screen.name
+    seen, environment = None, {"TZ": zone, **dict(env), **(sandbox.failing(*fails) if fails else {})}
     state.begin(environment["TZ"])
     with open(box.path("/stdout"), "wb") as out, open(box.path("/stderr"), "wb") as err:
         process = box.start(*arguments, files=(out, err), env=environment, **how)
         if meanwhile:
             with held(box):
-                meanwhile(box, process)
-        state.ran(process.wait(), "; %s of %s failed: %s" % fails[:3] if fails else "")
+                seen = meanwhile(box, process)
+        state.ran(process.wait(), seen if state.screen and seen else [], "; %s of %s failed: %s" % fails[:3] if fails else "")
 
 
 def difference(base, state):

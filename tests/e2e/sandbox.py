@@ -27,6 +27,7 @@ sys.path.append(os.path.dirname(os.path.abspath(__file__)) + "/../support")
 from confined import confine, is_confined  # noqa: E402
 
 MS_RDONLY, MS_REMOUNT, MS_BIND, MS_REC, MNT_DETACH = 1, 32, 4096, 16384, 2
+os.environ["PATH"] += ":/usr/sbin"  # chroot is there, and not on every user's path
 libc = ctypes.CDLL(None, use_errno=True)
 
 TOOL = os.environ.setdefault("LOGTOOL", str(pathlib.Path(__file__).parents[2] / "build/release/LogCollectionTool"))
@@ -140,13 +141,14 @@ class Box:
         """console: name of uid 1000 when somebody is logged in there; fakes: shell text in place of the usual."""
         if not is_confined():
             raise RuntimeError("not confined: start it as %s MODULE" % __file__)
+        os.umask(0o22)  # some systems give their users another one
         self.root = tempfile.mkdtemp()
         mount("tmpfs", self.root, "tmpfs", 0, "size=9g,mode=755")
         for folder in "/fakes /opt/tool /var/log /run /Library /System /Users /tmp /dev".split():
             os.makedirs(self.path(folder))
         os.chmod(self.path("/tmp"), 0o1777)
         for path in PROGRAMS + "/proc /dev/null /dev/zero /dev/full /dev/urandom".split():
-            self.link(os.readlink(path), path) if os.path.islink(path) else self.bind(path)
+            self.put(path, link(os.readlink(path))) if os.path.islink(path) else self.bind(path)
         self.put("/etc/ld.so.cache", lambda where: shutil.copy("/etc/ld.so.cache", where))
         shutil.copy(tool, self.path("/opt/tool/LogCollectionTool"))
         self.bind(MADE + "libfailing_calls.so", "/fakes/failing_calls.so")
@@ -192,9 +194,6 @@ class Box:
 
     def make(self, how, path):
         self.put(path, how)
-
-    def link(self, target, path):
-        self.put(path, link(target))
 
     def read(self, path):
         return pathlib.Path(self.path(path)).read_bytes()

@@ -15,9 +15,10 @@ import shutil
 import signal
 import socket
 import sys
+import termios
 
 from sandbox import (APP, GATE, LAUNCHD, LOGS, MACOS_COMMANDS, MIB, MS_RDONLY, MS_REMOUNT, OWN_LOG, PORT_FILE, ROOT_DIR,
-                     SCRATCH, SHARED, SHORT_LIMITS, link, mount, no_shell, volume)
+                     SCRATCH, SHARED, SHORT_LIMITS, link, mount, no_shell, until, volume)
 from play import each, main, ok, scenario
 
 REPORTS, AGENTS = "/Library/Logs/DiagnosticReports/", "/var/log/quelmar/OKVU3_LOG/"
@@ -30,7 +31,10 @@ EPERM, ENOENT, EIO, EACCES, ENOSPC, EDQUOT = 1, 2, 5, 13, 28, 122
 
 
 def kill(number):
-    return lambda box, process: (os.kill(process.pid, number), process.wait())
+    def send(box, process):
+        os.kill(process.pid, number)
+        process.wait()
+    return send
 
 
 def fill(box, process):
@@ -204,9 +208,33 @@ scenario("streams", runs=[*each("shell", ['exec "$@" ' + redirection for redirec
     "<&- >&- 2>&-", ">/dev/full 2>/dev/full", "3<>/gone >/gone 2>/gone 3>&-")]), {
         "shell": 'exec 2<>/full; head -c 65536 /dev/zero >&2; exec "$@"', "files": {"/full": os.mkfifo, OWN_LOG: again(os.mkdir), OWN_LOG + "/x": ""}}],
     files={"/gone": again(os.mkfifo)})
-scenario("terminal", terminal=True, env={"TERM": "xterm"}, fakes={"open": GATE}, runs=[
+
+
+def look(*widths):
+    """Tells what is seen on the terminal while the tool waits; then, as it gets narrower, what is drawn the next time."""
+    def seen(box, process):
+        lines = until(lambda: "waiting" in str(found := box.screen.rest()) and found)
+        for columns in widths:
+            box.screen.resize(columns)
+            box.screen.screen.reset()
+            lines += ["in %d columns:" % columns, *until(lambda: len(found := box.screen.rest()) == 1 and found)]
+        box.screen.resize(160)
+        return lines
+    return seen
+
+
+def stop(box, process):
+    termios.tcflow(box.screen.slave, termios.TCOOFF)
+
+
+def go_away(box, process):
+    box.screen.close()
+
+
+scenario("terminal", terminal=True, env={"TERM": "xterm"}, fakes={"open": GATE, **dict.fromkeys(("uname", "journalctl"), "[ -e /slow ] && " + GATE)}, runs=[
     {}, {"arguments": ["-q"]}, {"argv0": "LogCollectionTool"}, {"env": {"TERM": "dumb"}, "meanwhile": kill(signal.SIGINT), "fails": AT_PACKING},
-    {"meanwhile": kill(signal.SIGINT)}])
+    {"meanwhile": kill(signal.SIGINT)}, {"meanwhile": look(), "fails": AT_PACKING}, {"meanwhile": look(60, 20, 9), "files": {"/slow": ""}},
+    {"meanwhile": stop}, {"meanwhile": go_away, "make": lambda box: termios.tcflow(box.screen.slave, termios.TCOON), "shell": 'trap "" HUP; exec "$@" 2<>%s'}])
 
 # Calls that fail: (call, path, errno, which of them). What is lost is told; what could be had is in the archive.
 A, COPIES = LOGS + "sub/x.log", SCRATCH + "/logs/ada"
@@ -255,6 +283,16 @@ for who, user, owner in ("root", None, ADA), ("ada", ADA, BOB):
     scenario("links-for-" + who, second_user=True, user=user, earlier=False, files=VICTIM, env={"XDG_DATA_HOME": "/Users/root/Library/Application Support"},
              runs=each("make", [functools.partial(plant, owner, links) for name, links in LINKED.items() if not user or name != "root"]))
 
+
+
+def exchange_scratch(box, process):
+    """Bob has put a folder of his own there, and could put a link in its place while chmod runs."""
+    os.rename(box.path(SCRATCH), box.path(ROOT_DIR + "/aside"))
+    own(BOB, 0o755, SCRATCH)(box)
+
+
+scenario("scratch-exchanged", second_user=True, fails=("stat stat64", ROOT_DIR, -1), meanwhile=exchange_scratch)
+
 # Ends
 scenario("ends", fakes={"chmod": '[ "$2" = 666 ] && [ -e /set-up ] && ' + GATE + COPYING, **REPORTING, "open": GATE}, runs=[
     {"meanwhile": kill(signal.SIGTERM), "files": {"/set-up": ""}}, {"meanwhile": kill(signal.SIGHUP), "files": {"/set-up": None}}])
@@ -264,7 +302,8 @@ scenario("ends-while-packing", fakes={"open": GATE}, runs=[{"meanwhile": kill(nu
     signal.SIGTERM, signal.SIGKILL)] + [{"meanwhile": kill(signal.SIGINT)}, {"arguments": ["-k"]}])
 
 # What hangs: each waits long, and is a test of its own
-scenario("source-does-not-answer", tool=SHORT_LIMITS, waits=5, fails=("pread", LOGS + "a.txt", -1), meanwhile=lambda box, process: process.wait())
+for name, call, path in ("source", "pread", LOGS + "a.txt"), ("home", "openat", "/Users/root*"):
+    scenario(name + "-does-not-answer", tool=SHORT_LIMITS, waits=5, fails=(call, path, -1), meanwhile=lambda box, process: process.wait())
 HANGING = "exec sleep 1000000"
 scenario("reports-and-peer-hang", tool=SHORT_LIMITS, waits=1, answer=lambda connection: connection.recv(1), fakes={
     "uname": HANGING, "ps": "kill -STOP $$", "journalctl": "yes oBrela | head -c 9000; setsid sleep 1000000 & wait"})

@@ -9,6 +9,7 @@ namespace quelmar {
 extern const Limits kLimits;
 const Limits kLimits = [] {
   Limits limits = kProductLimits;
+  using std::chrono::seconds;
   static_assert(sizeof limits % sizeof(seconds) == 0, "it holds nothing else");
   for (auto* one = reinterpret_cast<seconds*>(&limits); one != reinterpret_cast<void*>(&limits + 1); ++one)
     *one = (*one + seconds(5)) / 6;

@@ -28,8 +28,9 @@ WAITS = (20, 10, 5, 2, 1)  # seconds; see short_limits.cpp
 SHORT, LONG, HUGE = 120, 6000, 1 << 24  # bytes that are shown in one line, in several, and not even summed up
 DAY = "%Y-%m-%d %H:%M:%S"
 VARIES = ((r"(?<=http reply failed, ec:).+", "<curl's words>"), (r"LogCollectionTool:(\w+):\d+\]", r"LogCollectionTool:\1:<line>]"),
-          (r"(?<=Error adding ').*(?=' to zip)", "<some entry>"), (r"\b\d+ s$", "<n> s"), (r"^\d+ s(?=  .* done$)", "<n> s"),
-          (r"\b\d+\.\d MiB", "<n> MiB"), (r"\blogFiles\.(left-)?\d+\b", r"logFiles.\1<pid>"))
+          (r"(?<=Error adding ').*(?=' to zip)", "<some entry>"), (r"\b\d+ s$", "<n> s"), (r"^\d+ s(?=  )", "<n> s"),
+          (r"\b\d+\.\d MiB", "<n> MiB"), (r" \[system:\d+\]", ""), (r"^/bin/chmod: ", "chmod: "),  # as older and newer systems say it
+          (r"\blogFiles\.(left-)?\d+\b", r"logFiles.\1<pid>"))
 TUNNEL = re.compile("dumpXTunnelProc|getServicePort")  # the functions of one collector
 
 
@@ -154,7 +155,7 @@ class State:
         records = [record for record in zip(*[iter(parts)] * 5) if GROWING.split("/")[-1] + ") will ignore" not in record[4]]
         group, lines, last, order = {}, collections.defaultdict(list), {}, []
         for stamp, level, thread, function, message in records:
-            group.setdefault(thread, "main" if not group else thread if re.match("collectSystem|cmdPopen", function) else
+            group.setdefault(thread, "main" if not group or function == "main" else thread if re.match("collectSystem|cmdPopen", function) else
                              "tunnel" if TUNNEL.match(function) or message.startswith("begin dump") else "collect")
             here = group[thread]
             at = time.mktime(time.strptime(stamp[:19], DAY)) + float(stamp[19:])
@@ -198,8 +199,9 @@ class State:
                 self.add("commands", line + ("" if condition == usual[0][0] else "\n  but: " + condition))
         return bool(groups)
 
-    def ran(self, status, note=""):
-        """Takes down what a run has left that has just ended; the note is shown beside its status."""
+    def ran(self, status, seen=(), note=""):
+        """Takes down what a run has left that has just ended; seen: lines of its terminal meanwhile; the note is shown beside
+        its status."""
         limit = time.monotonic() + 3  # what was killed ends a moment later
         until(lambda: at_rest(self.box.root) is not None or time.monotonic() > limit)
         self.ended, known = time.time(), [b"", *self.logs.values()]
@@ -225,7 +227,8 @@ class State:
             self.add(name, "\n".join(sorted(lines) if name == "stderr" and ran else lines))
         if self.screen:
             done = re.compile(r"\d+ s  (running logs|system information|tunnel dump) done$")  # in whatever order
-            self.add("terminal", "\n".join(sorted(self.screen.rest(), key=lambda line: (done.match(line) or ["", "~"])[1])))
+            for lines in seen, self.screen.rest():
+                self.add("terminal", "\n".join(sorted(lines, key=lambda line: (done.match(line) or ["", "~"])[1])))
             self.screen.screen.reset()
         for request in self.server.requests if self.server else ():
             self.add("requests", "\n".join(sorted(request.decode(errors="replace").splitlines(), key=lambda line: (": " in line, line))))

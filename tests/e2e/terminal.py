@@ -33,7 +33,7 @@ class Terminal:
 
     def rest(self):
         """Everything that was written and not yet read; returns the lines that are seen in the end."""
-        while select.select([self.master], [], [], 0)[0]:
+        while self.descriptors and select.select([self.master], [], [], 0)[0]:
             self.stream.feed(os.read(self.master, 65536))
         return self.lines()
 

@@ -11,7 +11,8 @@ MACOS = pathlib.Path(__file__).resolve().parents[2] / "packaging/macos"
 sys.path.append(str(MACOS))
 import code_signature  # noqa: E402
 
-BUNDLE, UNKNOWN, BUILD_VERSION, MACOS_12 = 8, 0x7f, 0x32, 12 << 16
+BUNDLE, UNKNOWN, BUILD_VERSION, MACOS_12, SIGNATURE = 8, 0x7f, 0x32, 12 << 16, code_signature.CODE_SIGNATURE
+HALVES = {0x01000007: "x86_64", 0x0100000c: "arm64"}
 
 
 def put(half, at, number, size=4):
@@ -30,35 +31,19 @@ def replace(half, old, new):
 # What is done to both halves, which are signed again then, and what the check says of each.
 BOTH = [
     (lambda half: put(half, 12, BUNDLE), ["is no 64-bit executable for {}"]),
-    (lambda half: put(half, command(half, BUILD_VERSION) + 12, MACOS_12),
-     ["asks for macOS 12.0 or newer, not for 11.0"]),
-    (lambda half: replace(half, b"/usr/lib/libz.1", b"/opt/lib/libz.1"),
-     ["loads /opt/lib/libz.1.dylib, which a user's Mac may not have"]),
+    (lambda half: put(half, command(half, BUILD_VERSION) + 12, MACOS_12), ["asks for macOS 12.0 or newer, not for 11.0"]),
+    (lambda half: replace(half, b"/usr/lib/libz.1", b"/opt/lib/libz.1"), ["loads /opt/lib/libz.1.dylib, which a user's Mac may not have"]),
     (lambda half: replace(half, b"_deflateEnd\0", b"_deflateEmd\0"),
      ["takes libz _deflateEmd, which no stub lists", "does not use libz _deflateEnd: take it out of the stub"]),
-    (lambda half: replace(half, b"cat /etc/resolv.conf >", b"cat /etc/resolv_conf >"),
-     ["lacks the command text 'cat /etc/resolv.conf >> '"]),
+    (lambda half: replace(half, b"cat /etc/resolv.conf >", b"cat /etc/resolv_conf >"), ["lacks the command text 'cat /etc/resolv.conf >> '"]),
     (lambda half: put(half, half.index(b"__unwind_info\0") + 40, 0, 8), ["has no unwind information"]),
-    (lambda half: put(half, half.index(b"__DATA_CONST\0") + 60, 0),
-     ["names the SDK 14.0, but does not mark __DATA_CONST as read-only"]),
-]
-
+    (lambda half: put(half, half.index(b"__DATA_CONST\0") + 60, 0), ["names the SDK 14.0, but does not mark __DATA_CONST as read-only"])]
 # What is done to the arm64 half alone, after it was signed.
 SIGNED = [
-    (lambda half, _: put(half, command(half, code_signature.CODE_SIGNATURE), UNKNOWN), "has no code signature"),
-    (lambda half, _: put(half, command(half, code_signature.CODE_SIGNATURE) + 12, 1),
-     "has a code signature for another length"),
-    (lambda half, _: put(half, len(half) // 2, half[len(half) // 2] ^ 1, 1),
-     "has a code signature that does not fit 1 of its {pages} pages"),
-    (code_signature.sign, "has a code signature that does not fit {pages} of its {pages} pages"),
-]
-
-
-def halves_of(universal):
-    """Where the halves lie in the file, by architecture."""
-    names = {0x01000007: "x86_64", 0x0100000c: "arm64"}
-    entries = [struct.unpack_from(">5I", universal, 8 + 20 * entry) for entry in range(universal[7])]
-    return {names[kind]: slice(start, start + size) for kind, _, start, size, _ in entries}
+    (lambda half, _: put(half, command(half, SIGNATURE), UNKNOWN), "has no code signature"),
+    (lambda half, _: put(half, command(half, SIGNATURE) + 12, 1), "has a code signature for another length"),
+    (lambda half, _: put(half, len(half) // 2, half[len(half) // 2] ^ 1, 1), "has a code signature that does not fit 1 of its {pages} pages"),
+    (code_signature.sign, "has a code signature that does not fit {pages} of its {pages} pages")]
 
 
 def expect(sentences, content):
@@ -72,7 +57,8 @@ def expect(sentences, content):
 
 def main(program):
     whole = pathlib.Path(program).read_bytes()
-    halves = halves_of(whole)
+    entries = [struct.unpack_from(">4I", whole, 8 + 20 * entry) for entry in range(whole[7])]
+    halves = {HALVES[kind]: slice(start, start + size) for kind, _, start, size in entries}
     expect([" is as it should be"], whole)
     expect([": is for x86_64, not for x86_64 and arm64"], whole[halves["x86_64"]])
     for change, sentences in BOTH:

@@ -4,13 +4,9 @@
 const REPORT_BYTES = 2 * MIB, MOST_REPORTS = 300;  // of a crash report, and how many of them are read
 const MOST_QUOTED = 160;  // characters of an error in a title
 const MOST_SECTIONS = 500, MOST_PROGRAMS = 20;  // of a report, and those whose crashes are told one by one
-const DAY = 24 * HOUR;
 const CLIENT_PROGRAM = /obrela|quelmar|ferngateway|qmuem|okvu/i;
 const TOOL_COMMAND = /\bgrep\b|oBrelaLog|LogCollectionTool/;
 const SIGNALS = ' HUP INT QUIT ILL TRAP ABRT EMT FPE KILL BUS SEGV SYS PIPE ALRM TERM'.split(' ');  // of macOS
-
-/** The list under this key of a map. */
-const listed = (map, key) => map.get(key) ?? map.set(key, []).get(key);
 
 // ---- The tool's own log.
 const isTrouble = ({level}) => /^(warning|error|critical)$/.test(level);
@@ -24,10 +20,9 @@ function readRun(log, line) {
   const records = heads.map((head, i) => {
     [number, at] = [number + linesIn(text, at, head.index), head.index];
     return {stamp: head[1], level: head[2], time: Date.parse(`${head[1].replace(' ', 'T')}Z`) || 0, line: number,
-      message: text.slice(head.index + head[0].length, heads[i + 1]?.index).replace(/\n$/, '')};
+      message: text.slice(at + head[0].length, heads[i + 1]?.index).replace(/\n$/, '')};
   });
-  return {runs: starts.length, records, told: records.filter((r) => isTrouble(r) ||
-    r.message.endsWith(' will ignore'))};
+  return {runs: starts.length, records};
 }
 /** Tells whether a text begins with the first of these parts and has the others after it, in that order. */
 function fits([begin, ...parts], text) {
@@ -44,32 +39,31 @@ const isNormal = ({level, message}, row) => row.todo === 'nothing' || level === 
   /normal/.test(row.cause) && !/^Source directory \/Users\/(?!root\/)[^/]*\/.*\/oBrela\/logs not exist/.test(message);
 /** One line for all equal messages, with the time of the first one. */
 function recordLines(records, entry) {
-  const counts = new Map(records.map((record) => [record.message, 0]));
-  const firsts = records.filter(({message}) => counts.set(message, counts.get(message) + 1).get(message) === 1);
-  return firsts.map(({stamp, level, message, line}) => ({place: {entry, line}, text: message.slice(0, 2000),
-    note: joined([stamp.slice(11, 19), level, counts.get(message) > 1 && `${counts.get(message)} times`])}));
+  const equal = new Map();
+  for (const record of records) listed(equal, record.message).push(record);
+  return [...equal.values()].map(([{stamp, level, message, line}, ...more]) => ({text: message.slice(0, 2000),
+    place: {entry, line}, note: joined([stamp.slice(11, 19), level, more.length && times(more.length + 1)])}));
 }
 /** What could not be collected. When the client is known to have failed, that the tunnel service did not answer follows
  * from it and needs no advice of its own. */
 function recordFindings({run, log}, table, hasFailed) {
-  const unknown = [], absent = [], groups = new Map();
+  const groups = new Map([['unknown', []]]);
   for (const record of run.records.filter(isTrouble)) {
-    const row = table.find(({parts}) => fits(parts, record.message)), key = row && `${row.heading}\n${row.todo}`;
-    if (!row) unknown.push(record);
-    else if (isNormal(record, row)) absent.push(record);
-    else listed(groups, key).push({row, record});
+    const row = table.find(({parts}) => fits(parts, record.message));
+    const key = !row ? 'unknown' : isNormal(record, row) ? 'normal' : `${row.heading}\n${row.todo}`;
+    listed(groups, key).push({row, record});
   }
-  const finding = (records, title, more) => ({title, isOfTool: true, lines: recordLines(records, log),
-    kind: records.every(({level}) => level === 'warning') ? 'warning' : 'error', ...more});
-  const found = [...groups.values()].map((pairs) => {
-    const {heading, todo} = pairs[0].row, causes = [...new Set(pairs.map(({row}) => row.cause))].join('; ');
-    const follows = hasFailed && /^The tunnel/.test(heading) && {kind: ''};
-    return finding(pairs.map(({record}) => record), `${heading}: ${causes}`, {isRich: true, about: ['xtunnel dump:'],
-      todo: follows ? 'see above: the service did not run when the archive was made' : todo, ...follows});
+  return [...groups].filter(([, pairs]) => pairs.length).map(([key, pairs]) => {
+    const records = pairs.map(({record}) => record), {heading, todo} = pairs[0].row ?? {};
+    const found = {isOfTool: true, lines: recordLines(records, log), about: ['xtunnel dump:'],
+      kind: records.every(({level}) => level === 'warning') ? 'warning' : 'error'};
+    if (key === 'unknown') return {...found, title: 'The tool says what the documents do not explain'};
+    if (key === 'normal') return {...found, kind: '', isClosed: true,
+      title: `Normal: ${counted(records.length, 'thing')} that this machine lacks`};
+    const title = `${heading}: ${[...new Set(pairs.map(({row}) => row.cause))].join('; ')}`;
+    return {...found, isRich: true, title, todo, ...hasFailed && /^The tunnel/.test(heading) &&
+      {kind: '', todo: 'see above: the service did not run when the archive was made'}};
   });
-  return [...unknown.length ? [finding(unknown, 'The tool says what the documents do not explain')] : [], ...found,
-    ...absent.length ? [finding(absent, `Normal: ${counted(absent.length, 'thing')} that this machine lacks`,
-      {kind: '', isClosed: true})] : []];
 }
 
 // ---- The reports made of commands, and the tunnel's modules.
@@ -84,21 +78,18 @@ function sectionsOf(report, entry) {
 /** Splits the tunnel's dump in the own log into a section for each module; one section when it names none. */
 function modulesOf({run, log}, modules) {
   const record = run.records.find(({message}) => message.startsWith('xtunnel dump:\n')), sections = new Map();
-  const dump = record?.message.slice(14) ?? '', json = /^\s*[[{]/.test(dump) && parseJson(dump);
-  const add = (title, lines, line) => {
-    if (!sections.has(title)) sections.set(title, {title, entry: log, line, lines: []});
-    for (const text of lines) sections.get(title).lines.push(text);
-  };
-  if (json && typeof json === 'object') {
+  if (!record) return [];
+  const dump = record.message.slice(14), json = /^\s*[[{]/.test(dump) && parseJson(dump), lines = dump.split('\n');
+  const add = (title, line) => sections.get(title) ??
+    sections.set(title, {title, entry: log, line: record.line + 1 + line, lines: []}).get(title);
+  if (json) {
     for (const [key, value] of Object.entries(json).slice(0, MOST_SECTIONS))
-      add(String(value?.name ?? value?.module ?? key).slice(0, 100), printed(value).split('\n'), record.line + 1);
-    return [...sections.values()];
+      add(String(value?.name ?? value?.module ?? key).slice(0, 100), 0).lines.push(...printed(value).split('\n'));
+  } else {
+    const name = new RegExp(`^[\\W\\d]{0,40}(?:(?:module|name)\\W{1,9})?(${modules.join('|')})(?!\\w)`);
+    let title = 'dump';
+    lines.forEach((line, i) => add(title = name.exec(line)?.[1] ?? title, i).lines.push(line));
   }
-  const named = new RegExp(`^[\\W\\d]{0,40}(?:(?:module|name)\\W{1,9})?(${modules.join('|')})(?!\\w)`);
-  const lines = record ? dump.split('\n') : [], starts = lines.flatMap((text, i) => named.test(text) ? [i] : []);
-  if (lines.length && starts[0] !== 0) starts.unshift(0);
-  starts.forEach((at, i) => add(named.exec(lines[at])?.[1] ?? 'dump', lines.slice(at, starts[i + 1]),
-    record.line + 1 + at));
   return [...sections.values()];
 }
 const NOTHING = '["\']?\\s?[:=]\\s?["\']?(?:\\d|none\\b|no\\b|false|null|nil|ok\\b|["\'])';
@@ -109,18 +100,16 @@ const BAD_STATE = new RegExp('(?<!\\b(?:0|no|not) )\\b(?:down|timed? ?-?out|fail
 const evidence = (section, like) => section.lines.map((text, i) => ({text: text.slice(0, 500),
   place: {entry: section.entry, line: section.line + i}})).filter(({text}) => like.test(text));
 const ALL = /\S/;
-function jobFinding(section) {
-  const jobs = evidence(section, ALL).map((line) =>
-    ({line, found: /^(-|\d+)\s+(-?\d+)\s+(\S+)/.exec(line.text) ?? []}));
-  const bad = jobs.filter(({found: [, pid, status]}) => pid === '-' || pid && status !== '0');
-  const told = ({found: [, pid, status, name]}) => {
+function jobFindings(section) {
+  const jobs = evidence(section, /^(?:-|\d+)\s+-?\d+\s+\S/).map((line) => [...line.text.split(/\s+/), line]);
+  const bad = jobs.filter(([pid, status]) => pid === '-' || status !== '0');
+  const told = bad.slice(0, 3).map(([pid, status, name]) => {
     const signal = SIGNALS[status < 0 ? -status : status - 128], end = signal ? `SIG${signal}` : `status ${status}`;
     return `${shownName(name, 60)} ${pid === '-' ? 'does not run' : 'runs again'}${status === '0' ? '' : ` (${end})`}`;
-  };
-  const isError = bad.some(({found: [, pid, status]}) => pid === '-' && status !== '0');
-  const more = bad.length > 3 ? `; ${bad.length - 3} more` : '';
-  return bad.length ? [{kind: isError ? 'error' : 'warning', about: ['plist info'], lines: bad.map(({line}) => line),
-    title: `Launch jobs: ${bad.slice(0, 3).map(told).join('; ')}${more}`}] : [];
+  });
+  if (bad.length > 3) told.push(`${bad.length - 3} more`);
+  return bad.length ? [{kind: bad.some(([pid, status]) => pid === '-' && status !== '0') ? 'error' : 'warning',
+    about: [section.title], title: `Launch jobs: ${told.join('; ')}`, lines: bad.map((job) => job.at(-1))}] : [];
 }
 /** What the reports tell of the machine's state. `hasAgent`: the management agent is installed. */
 function stateFindings(sections, modules, hasAgent) {
@@ -128,23 +117,21 @@ function stateFindings(sections, modules, hasAgent) {
   const look = (title, like, kind, isBad, text, ...about) => {
     const section = byTitle.get(title), lines = section ? evidence(section, like) : [];
     if (!section || !isBad(lines)) return;
-    const first = section.lines.length ? {text: section.lines[0].slice(0, 500), line: section.line} :
-      {text: '(an empty section)', line: section.line - 1};
-    found.push({kind, title: text, about: [title, ...about],
-      lines: lines.length ? lines : [{text: first.text, place: {entry: section.entry, line: first.line}}]});
+    const {entry, line} = section, first = section.lines[0]?.slice(0, 500);
+    found.push({kind, title: text, about: [title, ...about], lines: lines.length ? lines :
+      [{text: first ?? '(an empty section)', place: {entry, line: first === undefined ? line - 1 : line}}]});
   };
-  const isCard = ({text}) => /^(?:\d+: )?utun7:/.test(text);
+  const isNone = ({length}) => !length, isCard = ({text}) => /^(?:\d+: )?utun7:/.test(text);
   const nobody = (lines) => lines.every(({text}) => TOOL_COMMAND.test(text));
-  if (byTitle.has('plist info')) found.push(...jobFinding(byTitle.get('plist info')));
+  if (byTitle.has('plist info')) found.push(...jobFindings(byTitle.get('plist info')));
   look('obrela process info', ALL, 'error', nobody, 'No process of the client runs');
   look('UEM processes', ALL, 'error', (lines) => hasAgent && nobody(lines), 'The management agent does not run',
     'QMUem');
-  look('route info', /\butun7\b/, 'warning', (lines) => !lines.length, 'There is no tunnel interface utun7', 'utun7');
+  look('route info', /\butun7\b/, 'warning', isNone, 'There is no tunnel interface utun7', 'utun7');
   look('route info', /\butun7\b/, 'warning', (lines) => lines.length && lines.every(isCard),
     'No route leads through the tunnel interface utun7', 'utun7');
-  look('resolv dns info', /^\s{0,9}nameserver\s+\S/, 'warning', (lines) => !lines.length, 'No name server is set',
-    'nameserver');
-  look('SIP state', /\bdisabled\b/i, 'warning', (lines) => lines.length, 'System Integrity Protection is off');
+  look('resolv dns info', /^\s{0,9}nameserver\s+\S/, 'warning', isNone, 'No name server is set', 'nameserver');
+  look('SIP state', /\bdisabled\b/i, 'warning', ({length}) => length, 'System Integrity Protection is off');
   const bad = modules.filter((section) => evidence(section, BAD_STATE).length), names = bad.map(({title}) => title);
   if (bad.length) found.push({kind: 'warning', about: ['xtunnel dump:', ...names],
     title: `Modules of the tunnel service tell of trouble: ${shownName(names.join(', '), 200)}`,
@@ -153,54 +140,56 @@ function stateFindings(sections, modules, hasAgent) {
 }
 
 // ---- Crashes.
+const FIELDS = {'Process': 'program', 'Version': 'version', 'Date/Time': 'stamp', 'Exception Type': 'what'};
 const textAt = (value) => typeof value === 'string' ? value.slice(0, 200) : '';
-const fileOf = (name) => name.slice(name.lastIndexOf('/') + 1);
-/** What a crash report tells: {program, version, stamp, what, where, id}; of one that cannot be read, only its name. */
+/** What a crash report tells: {program, version, stamp, what, where, id}; of one that is not read, only its name. */
 function readCrash(name, text) {
-  const program = fileOf(name).replace(/[-_.]\d{4}-.*|\.\w+$/, '');
-  const {head, body} = /\.ips$/i.test(name) && parseReport(text) || {};
+  const program = fileOf(name).replace(/[-_.]\d{4}-.*|\.\w+$/, ''), isClient = CLIENT_PROGRAM.test(program);
+  const crash = {program, isClient, version: '', stamp: '', what: '', where: '', id: fileOf(name)};
+  const {head, body} = text && /\.ips$/i.test(name) && parseReport(text) || {};
   if (body) {
     const frames = framesOf(body), own = frames.find(({symbol, isSystem}) => symbol && !isSystem) ?? frames[0];
     return {program: textAt(body.procName) || textAt(head.app_name) || program, version: textAt(head.app_version),
       stamp: textAt(body.captureTime) || textAt(head.timestamp), id: textAt(head.incident_id) || fileOf(name),
       what: textAt(body.exception?.type) || textAt(body.exception?.signal) || textAt(body.termination?.indicator),
       where: textAt(own?.symbol),
-      isClient: CLIENT_PROGRAM.test([program, body.procName, body.procPath, head.bundleID].join(' '))};
+      isClient: isClient || CLIENT_PROGRAM.test([body.procName, body.procPath, head.bundleID].join(' '))};
   }
-  const field = (pattern) => pattern.exec(text)?.[1] ?? '';
-  const process = field(/^Process:[ \t]{0,20}([^\n[]{1,100}?) {0,9}(?:\[|$)/m) || program;
-  return {program: process, version: field(/^Version:[ \t]{0,20}([^\s]{1,40})/m), id: fileOf(name),
-    stamp: field(/^Date\/Time:[ \t]{0,20}([^\n]{1,40})/m), what: field(/^Exception Type:[ \t]{0,20}(\w{1,60})/m),
-    where: field(/^Thread \d{1,5} Crashed[^\n]{0,99}\n0[ \t]{1,40}\S{1,99}[ \t]{1,40}\S{1,40} (.{1,99}?)( \+ \d+)?$/m),
-    isClient: CLIENT_PROGRAM.test(process + program)};
+  const fields = [...text.matchAll(/^(Process|Version|Date\/Time|Exception Type):[ \t]{0,20}([^\n[]{1,100})/gm)];
+  for (const [, field, value] of fields) Object.assign(crash, {[FIELDS[field]]: value.trim()});
+  const frame = /^Thread \d+ Crashed.*\n0 .*$/m.exec(text)?.[0];
+  return {...crash, isClient: isClient || CLIENT_PROGRAM.test(crash.program),
+    where: / 0x[\da-f]{1,16} (.{1,99}?)(?: \+ \d+)?$/m.exec(frame)?.[1] ?? ''};
 }
-/** Reads the crash reports, the latest first; one that is in the archive twice counts once. */
+/** Reads the crash reports, the client's and the latest first; one that is in the archive twice counts once. */
 async function readCrashes(file, entries, clock) {
-  const byId = new Map(), isOther = ({name}) => !CLIENT_PROGRAM.test(fileOf(name));
-  const reports = entries.filter(({name}) => /\.(?:ips|crash)$/i.test(name)).sort((a, b) => isOther(a) - isOther(b));
-  for (const [i, entry] of reports.entries()) {
-    const {text} = i < MOST_REPORTS ? await readText(file, entry, REPORT_BYTES, REPORT_BYTES) : {text: ''};
+  const byId = new Map(), reports = entries.filter(({name}) => /\.(?:ips|crash)$/i.test(name)).map((entry) => {
+    const name = fileOf(entry.name);
+    return {entry, rank: `${CLIENT_PROGRAM.test(name) ? 1 : 0}${/\d{4}-\d\d-\d\d-\d{4,6}/.exec(name) ?? ''}`};
+  }).sort((a, b) => a.rank < b.rank ? 1 : -1);
+  for (const [i, {entry}] of reports.entries()) {
+    const {text} = i < MOST_REPORTS ? await readText(textOf(file, entry, REPORT_BYTES), REPORT_BYTES) : {text: ''};
     const crash = readCrash(entry.name, text), stamp = stampOf(crash.stamp, {end: clock.end});
-    if (stamp?.zone) clock.zone ??= offsetOf(stamp.zone);
+    if (stamp?.offset) clock.zone ??= stamp.offset;
     if (!byId.has(crash.id)) byId.set(crash.id, {...crash, entry, time: stamp?.time ?? 0});
+    await rest();
   }
   return [...byId.values()].sort((a, b) => b.time - a.time);
 }
 const whenText = (time, end) => end - time < DAY / 2 && time <= end + HOUR ? clockText(time) : stampText(time);
 function crashFindings(crashes, dumps, {end}) {
-  const programs = new Map();
+  const programs = new Map(), found = [];
   for (const crash of crashes) listed(programs, crash.program).push(crash);
   const told = ([{program, time, what, where, version}, ...older]) => joined([
     `${shownName(program, 60)}: ${counted(older.length + 1, 'crash')}`, time && `last ${whenText(time, end)}`,
     joined([what, where].map((text) => text && shownName(text, 80)), ' in '),
     version && `version ${shownName(version, 40)}`], ', ');
-  const lines = (list) => list.map(({entry, stamp, what, where}) => ({place: {entry}, text: joined([what, where]),
-    note: shownName(stamp.slice(0, 19) || 'at an unknown time')}));
-  const all = [...programs.values()], own = all.filter(([{isClient}]) => isClient),
-    others = all.filter(([{isClient}]) => !isClient);
-  const found = own.slice(0, MOST_PROGRAMS).map((list) => ({kind: end - list[0].time < DAY ? 'error' : 'warning',
-    isCrash: true, title: told(list), lines: lines(list),
-    about: ['logs/USER/diagnosticReports/', 'logs/uem_FIRST/DiagnosticReports/']}));
+  const own = [...programs.values()].filter(([{isClient}]) => isClient).slice(0, MOST_PROGRAMS),
+    others = [...programs.values()].filter(([{isClient}]) => !isClient);
+  for (const list of own) found.push({kind: end - list[0].time < RECENT ? 'error' : 'warning',
+    title: told(list), about: ['logs/USER/diagnosticReports/', 'logs/uem_FIRST/DiagnosticReports/'],
+    lines: list.map(({entry, stamp, what, where}) => ({place: {entry}, text: joined([what, where]),
+      note: shownName(stamp.slice(0, 19) || 'at an unknown time')}))});
   if (dumps.length) found.push({kind: 'warning', about: ['logs/USER/electron/', 'Crash/'],
     title: `${counted(dumps.length, 'dump')} of the client’s window and services, for a debugger`,
     lines: dumps.map((entry) => ({text: bytesText(entry.size), place: {entry}}))});
@@ -211,7 +200,6 @@ function crashFindings(crashes, dumps, {end}) {
 }
 
 // ---- Errors in the logs.
-const times = (count) => count === 1 ? 'once' : `${count.toLocaleString('en')} times`;
 function errorLine({text, recent, before, fresh, untimed, since, last, place: {log, line}}, end) {
   const note = [recent && `${times(recent)} in the last two hours`,
     recent && (before ? `${times(before)} before` : 'never before'),
@@ -223,27 +211,24 @@ function errorLine({text, recent, before, fresh, untimed, since, last, place: {l
 }
 /** What the logs' errors tell; warnings are asked when no error is new. */
 function errorFindings(state) {
-  const {end} = state.clock, found = [], errors = ranked(state, 2);
+  const found = [], errors = ranked(state, 2), news = errors.filter(({isNew}) => isNew);
+  const fresh = errors.filter((group) => !group.isNew && group.fresh);
+  const others = errors.filter((group) => !group.isNew && !group.fresh);
+  const warned = news.length || fresh.length ? [] : ranked(state, 1).filter(({isNew, recent}) => isNew && recent > 2);
   const tell = (kind, title, groups) => {
-    if (groups.length) found.push({kind, title, about: [], lines: groups.map((group) => errorLine(group, end)),
-      words: groups.slice(0, 50).map(({text}) => text.toLowerCase())});
+    if (!groups.length) return;
+    const [{text, recent}, ...more] = groups, count = recent > 1 && groups === news && times(recent);
+    const others = more.length && `${counted(more.length, 'other kind')}`;
+    found.push({kind, about: [], lines: groups.map((group) => errorLine(group, state.clock.end)),
+      words: groups.slice(0, 50).map((group) => group.text.toLowerCase()),
+      title: `${title}: ${joined([joined([`“${shownName(text, MOST_QUOTED)}”`, count], ', '), others], ' and ')}`});
   };
-  const first = (groups, more = '') => groups.length ? `“${shownName(groups[0].text, MOST_QUOTED)}”${more}` +
-    `${groups.length > 1 ? ` and ${counted(groups.length - 1, 'other kind')}` : ''}` : '';
-  const news = errors.filter(({isNew}) => isNew), fresh = errors.filter((group) => !group.isNew && group.fresh);
-  const rest = errors.filter((group) => !group.isNew && !group.fresh),
-    last = Math.max(0, ...rest.map((group) => group.last ?? 0));
-  const warned = news.length + fresh.length ? [] : ranked(state, 1).filter(({isNew, recent}) => isNew && recent > 2);
-  if (news.length) tell(sum(news, 'recent') > 1 ? 'error' : 'warning',
-    `New errors in the last two hours: ${first(news, `, ${times(news[0].recent)}`)}`, [...news, ...fresh]);
-  else tell(sum(fresh, 'fresh') > 2 ? 'warning' : '',
-    `Errors in logs that begin within the last two hours: ${first(fresh)}`, fresh);
-  tell('warning', `New warnings in the last two hours: ${first(warned)}`, warned);
-  const kinds = counted(rest.length, 'kind'), title = rest.some(({recent}) => recent) ?
-    `Errors that come no more often than before: ${kinds}` : last ?
-      `Errors, but none of them in the last two hours: ${kinds}, the last at ${stampText(last)}` :
-      `Errors without a time: ${first(rest)}`;
-  tell('', title, rest.sort((a, b) => b.recent - a.recent || (b.last ?? 0) - (a.last ?? 0)));
+  tell(sum(news, 'recent') > 1 ? 'error' : 'warning', 'New errors in the last two hours', news);
+  tell(!news.length && sum(fresh, 'fresh') > 2 ? 'warning' : '', 'Errors in logs that begin within the last two hours',
+    fresh);
+  tell('warning', 'New warnings in the last two hours', warned);
+  tell('', 'Errors that are not new', others.filter(({recent, before}) => recent || before));
+  tell('', 'Errors without a time', others.filter(({recent, before}) => !recent && !before));
   return found;
 }
 /** All findings, the worst first; what the tool could not collect comes after what is wrong with the client. */

@@ -2,12 +2,12 @@
 const MOST_HITS = 500, SEARCH_BYTES = 4096 * MIB, SEARCH_MS = 150;  // shown; read at most; after the last key
 const wordPattern = (word) => new RegExp(`(${word.replace(/[^\w\s]/g, '\\$&')})`, 'gi');
 
-/** Calls onHit(line number, line, time) for each line of an entry with the word. Of a file that is no text the number
- * is 0 and the line says what it is. Throws a Fault when not all of it could be read. */
-async function searchFile(file, entry, word, clock, isCurrent, onHit) {
+/** Calls onHit(line number, line, time) for each line of these blocks with the word. Of a file that is no text the
+ * number is 0 and the line says what it is. Throws a Fault when not all of it could be read. */
+async function searchIn(blocks, word, clock, isCurrent, onHit) {
   const pattern = wordPattern(word);
   let before = '', last = 0;
-  for await (const {text, line, kind} of textOf(file, entry)) {
+  for await (const {text, line, kind} of blocks) {
     if (!isCurrent()) return;
     const block = before + text;
     let number = line, at = before.length;
@@ -19,83 +19,59 @@ async function searchFile(file, entry, word, clock, isCurrent, onHit) {
       pattern.lastIndex = end;
       if (number === last) continue;  // a long line that goes on in this block
       last = number;
-      if (kind) onHit(0, `(in a ${kind})`, undefined);
+      if (kind) onHit(0, `(in a ${kind})`);
       else onHit(number, block.slice(from, Math.min(end, from + LINE_CHARS)), timeAt(block, start, clock));
     }
     // A word may begin in this block and end in the next, when a line is cut there.
     before = text.endsWith('\n') || word.length < 2 ? '' : text.slice(1 - word.length);
   }
 }
-/** Adds a hit; of those with a time the latest are kept. */
-function addHit(hits, hit) {
-  const list = hit.time === undefined ? hits.untimed : hits.timed;
-  ++hits.count;
-  hits.files.set(hit.entry, (hits.files.get(hit.entry) ?? 0) + 1);
-  if (list === hits.timed || list.length < MOST_HITS) list.push({...hit, text: copied(hit.text)});
-  if (hits.timed.length > 4 * MOST_HITS) cutHits(hits);
-}
-function cutHits({timed}) {
-  timed.sort((a, b) => a.time - b.time);
-  timed.splice(0, timed.length - MOST_HITS);
-}
-/** Searches all files, and their names; `told` is called after each file. Undefined when it is not current any more. */
-async function searchAll({file, entries, clock}, word, isCurrent, told) {
-  const hits = {timed: [], untimed: [], files: new Map(), count: 0, unread: []}, logs = new Set(logsOf(entries));
-  let left = SEARCH_BYTES, number = 0;
-  for (const entry of [...logs, ...entries.filter((other) => !logs.has(other))]) {
-    const add = (line, text, time) => addHit(hits, {entry, line, text, time});
+/** A text, with each occurrence of the word marked. */
+const marked = (text, word) => text.split(wordPattern(word)).map((part, i) => i % 2 ? make('mark', part) : part);
+const latest = (hits) => hits.sort((a, b) => (a.time ?? 0) - (b.time ?? 0)).slice(-MOST_HITS);
+let searches = 0;
+/** Searches all files, and their names, and shows what it finds. */
+async function search(word) {
+  const mine = ++searches, isCurrent = () => mine === searches, box = page('hits'), status = make('p');
+  const {file, entries, clock} = archive, logs = new Set(logsOf(entries)), files = new Map(), unread = [];
+  let hits = [], count = 0, left = SEARCH_BYTES, number = 0;
+  Object.assign(box.dataset, {word, state: word ? 'searching' : 'done'});
+  box.hidden = !word;
+  box.replaceChildren(make('h2', 'Found'), status);
+  for (const entry of word ? [...logs, ...entries.filter((other) => !logs.has(other))] : []) {
+    const add = (line, text, time) => {
+      ++count;
+      files.set(entry, (files.get(entry) ?? 0) + 1);
+      if (hits.push({entry, line, time, text: copied(text)}) > 4 * MOST_HITS) hits = latest(hits);
+    };
     if (wordPattern(word).test(entry.name)) add(0, '(in its name)');
     left -= entry.size;
     try {
-      if (left < 0) hits.unread.push(entry);
-      else if (entry.size) await searchFile(file, entry, word, clock, isCurrent, add);
-    } catch { hits.unread.push(entry); }
-    if (!isCurrent()) return undefined;
-    told(hits, ++number);
+      if (left < 0) unread.push(entry);
+      else if (entry.size) await searchIn(textOf(file, entry), word, clock, isCurrent, add);
+    } catch { unread.push(entry); }
+    status.textContent = `Searching … ${counted(count, 'line')} in ${++number} of ${counted(entries.length, 'file')}`;
     await rest();
+    if (!isCurrent()) return;
   }
-  cutHits(hits);
-  return hits;
+  const most = [...files].sort(([, a], [, b]) => b - a), untimed = ({time}) => time === undefined;
+  hits = latest(hits);
+  page('reading').textContent = word && `${counted(count, 'line')} found`;  // where it is announced
+  status.textContent = `${counted(count, 'line')} with ${quoted(word)} in ${counted(files.size, 'file')}` +
+    (count > hits.length ? `; ${hits.length} are shown, the latest of those with a time.` : '.');
+  if (unread.length) box.append(make('p.warning', `Not searched to the end: ${named(unread)}.`));
+  box.append(...addRows(make('p.faint'), most, ([entry, n]) =>
+    make('span.count', place({entry, word}), ` ${n.toLocaleString('en')} `), 8),
+  make('ol', [...hits.filter((hit) => !untimed(hit)), ...hits.filter(untimed)].map((hit) => make('li.hit', place(hit),
+    untimed(hit) ? '' : make('time', ` ${stampText(hit.time)}`), ' ', make('code', marked(visible(hit.text), word))))));
+  box.dataset.state = 'done';
 }
-
-// ---- On the page.
-/** A text, with each occurrence of the word marked. */
-const marked = (text, word) => text.split(wordPattern(word)).map((part, i) => i % 2 ? make('mark', part) : part);
-function showHits(archive, hits, word) {
-  const shown = [...hits.timed, ...hits.untimed].slice(0, MOST_HITS),
-    files = [...hits.files].sort(([, a], [, b]) => b - a);
-  const cut = hits.count > shown.length ? `; ${shown.length} are shown, the latest of those with a time` : '';
-  const told = `${counted(hits.count, 'line')} with ${quoted(word)} in ${counted(files.length, 'file')}${cut}.`;
-  page('hits').replaceChildren(make('h2', 'Found'), make('p', told),
-    hits.unread.length ? make('p.warning', `Not searched to the end: ${named(hits.unread)}.`) : '',
-    addRows(make('p.faint'), files, ([entry, count]) =>
-      make('span.count', place(archive, {entry, word}), ` ${count.toLocaleString('en')} `), 8),
-    make('ol', shown.map(({entry, line, text, time}) => make('li.hit', place(archive, {entry, line}),
-      time === undefined ? '' : make('time', ` ${stampText(time)}`), ' ', make('code', marked(visible(text), word))))));
-}
-let searches = 0;
-async function search(archive, word) {
-  const mine = ++searches, isCurrent = () => mine === searches, hits = page('hits'), status = make('p', 'Searching …');
-  hits.hidden = !word;
-  [hits.dataset.word, hits.dataset.state] = [word, word ? 'searching' : 'done'];
-  hits.replaceChildren(make('h2', 'Found'), status);
-  if (!word) return;
-  const all = counted(archive.entries.length, 'file');
-  const found = await searchAll(archive, word, isCurrent, (hit, files) => {
-    status.textContent = `Searching … ${counted(hit.count, 'line')} in ${files} of ${all}`;
-  });
-  if (!isCurrent()) return;
-  showHits(archive, found, word);
-  page('reading').textContent = `${counted(found.count, 'line')} found`;  // where it is announced
-  hits.dataset.state = 'done';
-}
-/** Connects the field with the archive that is shown; a new archive ends a search in the last one. */
-function startSearch(archive) {
-  const field = page('search'), {dataset} = page('hits'), word = () => field.value.trim();
+/** Connects the field with the archive that is shown. */
+function startSearch() {
+  const field = page('search'), {dataset} = page('hits');
   let timer = 0;
-  const now = () => { clearTimeout(timer); if (dataset.word !== word()) search(archive, word()); };
+  const now = () => { clearTimeout(timer); if (dataset.word !== field.value.trim()) search(field.value.trim()); };
   field.oninput = () => { clearTimeout(timer); timer = setTimeout(now, SEARCH_MS); };
   field.onkeydown = ({key}) => { if (key === 'Enter') now(); };
-  dataset.word = '';
-  if (word()) now();
+  search(field.value.trim());  // which also ends a search in the last archive
 }

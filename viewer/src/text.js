@@ -11,10 +11,16 @@ const shownName = (name, most = 1000) => visible(name.length > most ? `${name.sl
   .replace(/\n/g, '␊').replace(/\t/g, '␉') || '(no name)';
 /** A name that somebody else chose, within a sentence of the page. */
 const quoted = (name) => `“${shownName(name.replace(/["“”„‟]/g, '\''), 32)}”`;
+const fileOf = (name) => name.slice(name.lastIndexOf('/') + 1);
+const named = (entries, most = 10) => entries.slice(0, most).map(({name}) => quoted(fileOf(name))).join(', ') +
+  (entries.length > most ? ` and ${entries.length - most} more` : '');
 const counted = (count, noun) =>
   `${count.toLocaleString('en')} ${noun}${count === 1 ? '' : /s[sh]?$/.test(noun) ? 'es' : 's'}`;
+const times = (count) => count === 1 ? 'once' : counted(count, 'time');
 const sum = (list, key) => list.reduce((total, item) => total + item[key], 0);
 const joined = (parts, between = ' ') => parts.filter((part) => part).join(between);
+/** The list under this key of a map. */
+const listed = (map, key) => map.get(key) ?? map.set(key, []).get(key);
 /** Copies a text, so that it does not keep the block that it was taken from. */
 const copied = (text) => text.split('').join('');
 
@@ -22,34 +28,26 @@ let rested = 0;
 /** Lets the page react when it had to wait for a while. Timers would be slowed down in a tab that is not seen. */
 async function rest() {
   if (performance.now() - rested < REST_MS) return;
-  await new Promise((resolve) => {
-    const {port1, port2} = new MessageChannel();
-    port1.onmessage = () => { port1.close(); resolve(); };
-    port2.postMessage(0);
-  });
+  const {port1, port2} = new MessageChannel();
+  await new Promise((resolve) => { port1.onmessage = resolve; port2.postMessage(0); });
+  port1.close();
   rested = performance.now();
 }
 
-const CAPTURE = 'packet capture';
-const MAGIC = [['SQLite format 3\0', 'SQLite database'], ['MDMP', 'minidump, for a debugger'],
-  ['PK\x03\x04', 'zip archive'], ['\x1f\x8b', 'gzip file'], ['bplist', 'binary property list'], ['\n\r\r\n', CAPTURE],
-  ['\xd4\xc3\xb2\xa1', CAPTURE], ['\xa1\xb2\xc3\xd4', CAPTURE], ['\x4d\x3c\xb2\xa1', CAPTURE]];
+const MAGIC = {'SQLite format 3\0': 'SQLite database', 'MDMP': 'minidump, for a debugger', 'PK\x03\x04': 'zip archive',
+  '\x1f‹': 'gzip file', 'bplist': 'binary property list', '\n\r\r\n': 'packet capture',
+  '\xd4\xc3\xb2\xa1': 'packet capture', '\xa1\xb2\xc3\xd4': 'packet capture', '\x4d\x3c\xb2\xa1': 'packet capture'};
 /** What the first bytes of a file tell: {encoding, kind}; the kind is empty for text. */
 function kindOf(bytes) {
-  const head = bytes.subarray(0, 4096), text = bytewise.decode(head.subarray(0, 16)), zeros = [0, 0];
-  const known = MAGIC.find(([magic]) => text.startsWith(magic));
-  if (known) return {encoding: 'utf-8', kind: known[1]};
-  let controls = 0;
-  head.forEach((byte, i) => {
-    if (byte === 0) ++zeros[i % 2];
-    else if (byte < 9 || byte > 13 && byte < 32 && byte !== 27) ++controls;
-  });
-  const most = head.length * 0.3, all = zeros[0] + zeros[1];
+  const head = bytes.subarray(0, 4096), text = bytewise.decode(head), most = head.length * 0.3;
+  const known = Object.keys(MAGIC).find((magic) => text.startsWith(magic)), zeros = [0, 0];
+  if (known) return {encoding: 'utf-8', kind: MAGIC[known]};
+  head.forEach((byte, i) => { if (!byte) ++zeros[i % 2]; });
   if (text.startsWith('\xff\xfe') || zeros[1] > most && !zeros[0]) return {encoding: 'utf-16le', kind: ''};
   if (text.startsWith('\xfe\xff') || zeros[0] > most && !zeros[1]) return {encoding: 'utf-16be', kind: ''};
   // A log that was emptied while its program wrote on begins with zeros only.
-  const isBinary = all !== head.length && controls + all > head.length * 0.1;
-  return {encoding: 'utf-8', kind: isBinary ? 'binary file' : ''};
+  const isText = /^\0*$/.test(text) || text.replace(/[\0-\x08\x0e-\x1a\x1c-\x1f]/g, '').length >= head.length * 0.9;
+  return {encoding: 'utf-8', kind: isText ? '' : 'binary file'};
 }
 
 function linesIn(text, from = 0, to = text.length) {
@@ -59,13 +57,11 @@ function linesIn(text, from = 0, to = text.length) {
 }
 /** Yields an entry as blocks of whole lines: {text, line, next, kind} with the numbers of this and the next block's
  * first line. A line that is too long is cut in blocks with the same number. */
-async function* textOf(file, entry, most = ENTRY_BYTES) {
-  let known, decoder, tail = '', line = 1, length = 0, fault;
+async function* textOf(file, entry, most) {
+  let known, decoder, tail = '', line = 1, fault;
   const block = (text, first = line) => ({text, line: first, next: line += linesIn(text), kind: known.kind});
   try {
-    for await (const piece of contentOf(file, entry)) {
-      if (length >= most) throw new Fault(`Of this file only the first ${bytesText(length)} were read.`);
-      length += piece.length;
+    for await (const piece of contentOf(file, entry, most)) {
       known ??= kindOf(piece);
       decoder ??= new TextDecoder(known.encoding);
       const text = tail + decoder.decode(piece, {stream: true});
@@ -78,17 +74,18 @@ async function* textOf(file, entry, most = ENTRY_BYTES) {
   if (tail) yield block(tail);
   if (fault) throw fault;
 }
-/** The last `keep` characters of an entry, from the beginning of a line: {text, line, fault}. */
-async function readText(file, entry, keep, most = ENTRY_BYTES) {
+/** The last `keep` characters of these blocks, from the beginning of a line: {text, line, kind, fault}. */
+async function readText(source, keep) {
   const blocks = [];
   let length = 0, fault = '';
   try {
-    for await (const block of textOf(file, entry, most)) {
+    for await (const block of source) {
       blocks.push(block);
       for (length += block.text.length; length - blocks[0].text.length >= keep;) length -= blocks.shift().text.length;
     }
   } catch (error) { fault = sentence(error); }
-  return {text: blocks.map(({text}) => text).join(''), line: blocks[0]?.line ?? 1, fault};
+  const {line = 1, kind = ''} = blocks[0] ?? {};
+  return {text: blocks.map(({text}) => text).join(''), line, kind, fault};
 }
 
 /** Parses JSON; undefined when it is none, or so deep or large that laying it out would freeze the page. */
@@ -97,9 +94,8 @@ function parseJson(text) {
   if (text.length > JSON_CHARS) return undefined;
   for (let i = 0; i < text.length; ++i) {
     const c = text[i];
-    if (isString && c === '\\') ++i;
-    else if (c === '"') isString = !isString;
-    else if (isString) continue;
+    if (c === '"') isString = !isString;
+    else if (isString) i += c === '\\';  // passes over what is escaped
     else if (c === '{' || c === '[') deepest = Math.max(deepest, ++depth);
     else if (c === '}' || c === ']') --depth;
     else if (c === ',') ++items;
@@ -110,7 +106,7 @@ function parseJson(text) {
 const printed = (value) => JSON.stringify(value, null, 2);
 /** The head and the body of an .ips report; undefined when it is none. */
 function parseReport(text) {
-  const cut = text.indexOf('\n'), head = parseJson(text.slice(0, cut)), body = parseJson(text.slice(cut));
+  const cut = text.indexOf('\n'), [head, body] = [text.slice(0, cut), text.slice(cut)].map(parseJson);
   return head && body && typeof head === 'object' && typeof body === 'object' ? {head, body} : undefined;
 }
 /** The frames of the thread that crashed. */

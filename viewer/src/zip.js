@@ -11,25 +11,24 @@ const sentence = (error) => error instanceof Fault ? error.message : error insta
 const bytesText = (bytes) => ['B', 'KiB', 'MiB', 'GiB'].reduce((text, unit, n) => n && bytes < 1024 ** n ? text :
   `${n ? (bytes / 1024 ** n).toFixed(1) : bytes} ${unit}`, '');
 const bytesAt = async (file, at, length) => new DataView(await file.slice(at, at + length).arrayBuffer());
+const short = (view, at) => view.getUint16(at, true), long = (view, at) => view.getUint32(at, true);
 const number64 = (view, at) => Number(view.getBigUint64(at, true));
-const begins = (view, sign) => view.byteLength >= 4 && view.getUint32(0, true) === sign;
+const begins = (view, sign) => view.byteLength >= 4 && long(view, 0) === sign;
 /** The tool stores UTF-8 without the flag that says so; a name that is not UTF-8 is shown byte by byte. */
 const utf8 = new TextDecoder('utf-8', {fatal: true, ignoreBOM: true}), bytewise = new TextDecoder('latin1');
 function decodeName(bytes) { try { return utf8.decode(bytes); } catch { return bytewise.decode(bytes); } }
 
 async function findDirectory(file) {
   const tailAt = Math.max(0, file.size - 22 - 65535 - 20), tail = await bytesAt(file, tailAt, file.size - tailAt);
-  const isEnd = (at) => tail.getUint32(at, true) === END && at + 22 + tail.getUint16(at + 20, true) <= tail.byteLength;
   let end = tail.byteLength - 22;
-  while (end >= 0 && !isEnd(end)) --end;
-  if (end < 0 && !begins(await bytesAt(file, 0, 4), LOCAL)) throw new Fault('This is no zip archive.');
-  if (end < 0) throw new Fault('This archive is torn: its end is missing. Run the tool again; ' +
+  while (end >= 0 && (long(tail, end) !== END || end + 22 + short(tail, end + 20) > tail.byteLength)) --end;
+  if (end < 0) throw new Fault(!begins(await bytesAt(file, 0, 4), LOCAL) ? 'This is no zip archive.' :
+    'This archive is torn: its end is missing. Run the tool again; ' +
     '“zip -FF torn.zip --out rescued.zip” saves the files that were finished.');
-  let [size, at] = [tail.getUint32(end + 12, true), tail.getUint32(end + 16, true)],
-    count = tail.getUint16(end + 10, true);
-  if (end >= 20 && tail.getUint32(end - 20, true) === END_64) {
+  let count = short(tail, end + 10), size = long(tail, end + 12), at = long(tail, end + 16);
+  if (end >= 20 && long(tail, end - 20) === END_64) {
     const record = await bytesAt(file, number64(tail, end - 12), 56);
-    [size, at, count] = [number64(record, 40), number64(record, 48), number64(record, 32)];
+    [count, size, at] = [32, 40, 48].map((place) => number64(record, place));
   }
   if (at + size > tailAt + end || size && !begins(await bytesAt(file, at, 4), ENTRY))
     throw new Fault('This archive is damaged: its directory is not where its end says.');
@@ -37,11 +36,12 @@ async function findDirectory(file) {
 }
 /** Parses one entry of the directory, whose name ends at `nameEnd` and whose extra fields end at `extraEnd`. */
 function entryAt(view, at, nameEnd, extraEnd) {
-  const short = (place) => view.getUint16(place, true), long = (place) => view.getUint32(place, true);
-  const entry = {flags: short(at + 8), method: short(at + 10), crc: long(at + 16), packed: long(at + 20),
-    size: long(at + 24), at: long(at + 42), name: decodeName(new Uint8Array(view.buffer, at + 46, nameEnd - at - 46))};
-  for (let extra = nameEnd; extra + 4 <= extraEnd; extra += 4 + short(extra + 2)) {
-    const large = short(extra) === 1 ? ['size', 'packed', 'at'].filter((key) => entry[key] === 0xffffffff) : [];
+  const entry = {flags: short(view, at + 8), method: short(view, at + 10), crc: long(view, at + 16),
+    packed: long(view, at + 20), size: long(view, at + 24), at: long(view, at + 42),
+    name: decodeName(new Uint8Array(view.buffer, at + 46, nameEnd - at - 46))};
+  for (let extra = nameEnd; extra + 4 <= extraEnd; extra += 4 + short(view, extra + 2)) {
+    if (short(view, extra) !== 1) continue;
+    const large = ['size', 'packed', 'at'].filter((key) => entry[key] === 0xffffffff);
     large.forEach((key, i) => { if (extra + 12 + 8 * i <= extraEnd) entry[key] = number64(view, extra + 4 + 8 * i); });
   }
   return entry;
@@ -51,9 +51,9 @@ async function readDirectory(file) {
   const {at: start, size, count} = await findDirectory(file), entries = [], notes = [];
   const view = await bytesAt(file, start, Math.min(size, DIRECTORY_BYTES));
   let at = 0, seen = 0;
-  for (let next; at + 46 <= view.byteLength && view.getUint32(at, true) === ENTRY; ++seen, at = next) {
-    const nameEnd = at + 46 + view.getUint16(at + 28, true), extraEnd = nameEnd + view.getUint16(at + 30, true);
-    next = extraEnd + view.getUint16(at + 32, true);
+  for (let next; at + 46 <= view.byteLength && long(view, at) === ENTRY; ++seen, at = next) {
+    const nameEnd = at + 46 + short(view, at + 28), extraEnd = nameEnd + short(view, at + 30);
+    next = extraEnd + short(view, at + 32);
     if (next > view.byteLength) break;
     const entry = entryAt(view, at, nameEnd, extraEnd);
     if (entry.size || !entry.name.endsWith('/')) entries.push(entry);
@@ -71,12 +71,9 @@ async function readDirectory(file) {
 let near = {};
 /** Some bytes of a file, MIB at most. What follows them is kept, for the thousands of small entries that may come. */
 async function bytesNear(file, at, length) {
-  let {file: of, from, bytes} = near;
-  if (of !== file || at < from || at + length > from + bytes.length) {
-    [from, bytes] = [at, new Uint8Array(await file.slice(at, at + MIB).arrayBuffer())];
-    near = {file, from, bytes};
-  }
-  return bytes.subarray(at - from, at - from + length);
+  if (near.file !== file || at < near.from || at + length > near.from + near.bytes.length)
+    near = {file, from: at, bytes: new Uint8Array(await file.slice(at, at + MIB).arrayBuffer())};
+  return near.bytes.subarray(at - near.from, at - near.from + length);
 }
 /** Where the content of an entry begins. */
 async function beginOf(file, entry) {
@@ -84,7 +81,7 @@ async function beginOf(file, entry) {
     throw new Fault('This file is encrypted, or packed in a way that browsers do not know.');
   const head = await bytesNear(file, entry.at, 30), view = new DataView(head.buffer, head.byteOffset, head.length);
   if (!begins(view, LOCAL)) throw new Fault('This file is not where the directory says.');
-  return entry.at + 30 + view.getUint16(26, true) + view.getUint16(28, true);
+  return entry.at + 30 + short(view, 26) + short(view, 28);
 }
 /** An entry as if it were gzip, in pieces: the browser then compares size and checksum, faster than a script can. */
 async function* asGzip(file, from, entry, progress) {
@@ -104,7 +101,7 @@ async function* asGzip(file, from, entry, progress) {
   yield Uint8Array.of(...number(entry.crc, 4), ...number(entry.size, 4));
 }
 /** Yields an entry's content in pieces. Throws a Fault where it ends early, or at its end when it is another. */
-async function* contentOf(file, entry) {
+async function* contentOf(file, entry, most = ENTRY_BYTES) {
   const from = await beginOf(file, entry), progress = {isFed: false};
   const {writable, readable} = new DecompressionStream('gzip');
   const writer = writable.getWriter(), reader = readable.getReader();
@@ -113,26 +110,16 @@ async function* contentOf(file, entry) {
     await writer.close();
   };
   feed().catch((error) => writer.abort(error).catch(() => {}));  // makes the reader fail too, instead of waiting
-  let length = 0, isWhole = false;
+  const next = () => reader.read().catch(() => undefined);
+  let length = 0, read;
   try {
-    for (let read; !(read = await reader.read()).done; length += read.value.length) yield read.value;
-    isWhole = true;
-  } catch { /* told below */ } finally { reader.cancel().catch(() => {}); }
+    for (; (read = await next()) && !read.done; length += read.value.length) {
+      if (length >= most) throw new Fault(`Of this file only the first ${bytesText(length)} were read.`);
+      yield read.value;
+    }
+  } finally { reader.cancel().catch(() => {}); }
   if (!progress.isFed) throw new Fault(`This file is damaged or cut off after ${bytesText(length)}.`);
   if (length !== entry.size)
     throw new Fault(`This file holds ${bytesText(length)}; the directory says ${bytesText(entry.size)}.`);
-  if (!isWhole) throw new Fault('This file is damaged: its checksum is another.');
-}
-/** Unpacks an entry: {blob, fault}. */
-async function unpack(file, entry) {
-  const parts = [], pieces = [];
-  let length = 0, fault = '';
-  try {
-    for await (const piece of contentOf(file, entry)) {
-      length += piece.length;
-      if (length > ENTRY_BYTES) throw new Fault(`A page can unpack ${bytesText(ENTRY_BYTES)} at most: use unzip.`);
-      if (pieces.push(piece) >= 128) parts.push(new Blob(pieces.splice(0)));  // the browser may move it to the disk
-    }
-  } catch (error) { fault = sentence(error); }
-  return {blob: new Blob([...parts, ...pieces], {type: 'application/octet-stream'}), fault};
+  if (!read) throw new Fault('This file is damaged: its checksum is another.');
 }

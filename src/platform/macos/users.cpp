@@ -1,15 +1,15 @@
 #include "platform/users.h"
 
-#include <cstdlib>
+#include <memory>
+#include <new>
 
 #include <CoreFoundation/CoreFoundation.h>
 #include <SystemConfiguration/SystemConfiguration.h>
 
 #include "base/threads.h"
 
-// Foundation's header needs an Objective-C compiler, but the function is plain C, and the NSArray of NSString that it
-// returns can be used as a CFArray of CFString. The two functions of the autorelease pool are what the compiler calls
-// for @autoreleasepool; no public header declares them.
+// Foundation's header needs an Objective-C compiler, but the function is plain C, and its NSArray of NSString can be
+// used as a CFArray of CFString. No public header declares the other two, which are @autoreleasepool.
 extern "C" {
 #if __OBJC_BOOL_IS_BOOL  // defined by the compiler: true on Apple silicon, not on Intel
 typedef bool ObjcBool;
@@ -25,25 +25,21 @@ namespace {
 
 constexpr unsigned long kUserDomain = 1;
 constexpr unsigned long kLocalDomain = 2;
-// Otherwise the user's folders begin with '~', which file functions do not expand.
 constexpr ObjcBool kExpandTilde = true;
 
-/// Converts a Core Foundation string to UTF-8. `out` is unchanged when the result is false: there is not enough memory,
-/// or the string cannot be converted (an unpaired surrogate).
+/// Converts a string to UTF-8. @return false, with `out` unchanged, for want of memory or for an unpaired surrogate
 bool utf8Text(CFStringRef text, std::string& out) {
   const CFIndex size = CFStringGetMaximumSizeForEncoding(CFStringGetLength(text), kCFStringEncodingUTF8);
   // For a text that is too long the size is -1: the buffer then has no bytes and the conversion fails.
-  char* const buffer = static_cast<char*>(std::calloc(static_cast<std::size_t>(size + 1), 1));
-  quelmar::ScopeGuard freeBuffer([buffer] { std::free(buffer); });
-  if (buffer == nullptr || !CFStringGetCString(text, buffer, size + 1, kCFStringEncodingUTF8)) return false;
-  out = buffer;
+  const std::unique_ptr<char[]> buffer(new (std::nothrow) char[static_cast<std::size_t>(size + 1)]());
+  if (!buffer || !CFStringGetCString(text, buffer.get(), size + 1, kCFStringEncodingUTF8)) return false;
+  out = buffer.get();
   return true;
 }
 
 void firstFolder(unsigned long kind, unsigned long domain, std::string& out) {
   out.clear();
-  // The returned objects are autoreleased. A plain C++ program has no pool, so without this one they would live until
-  // the thread ends.
+  // The returned objects are autoreleased, and a plain C++ program has no pool.
   void* const pool = objc_autoreleasePoolPush();
   quelmar::ScopeGuard drain([pool] { objc_autoreleasePoolPop(pool); });
   const CFArrayRef folders = NSSearchPathForDirectoriesInDomains(kind, domain, kExpandTilde);
@@ -60,9 +56,7 @@ struct FoundationUtil {
   static constexpr unsigned long kApplicationSupport = 14;
 
   /// @param kind  the folder's NSSearchPathDirectory number
-  /// @param out   receives the first folder that the service returns (absolute, UTF-8, no trailing
-  /// separator);
-  ///              empty when it returns none
+  /// @param out   receives the first answer (absolute, UTF-8, no trailing separator); empty when there is none
   static void getUserDirectory(unsigned long kind, std::string& out) { firstFolder(kind, kUserDomain, out); }
   static void getLocalDirectory(unsigned long kind, std::string& out) { firstFolder(kind, kLocalDomain, out); }
 };

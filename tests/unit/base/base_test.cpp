@@ -1,11 +1,9 @@
 #include <gtest/gtest.h>
 #include <pthread.h>
-#include <sys/resource.h>
 
 #include "base/files.h"
 #include "base/limits.h"
 #include "base/threads.h"
-#include "base/tree_walk.h"
 #include "support/temp_dir.h"
 
 using namespace quelmar;
@@ -13,9 +11,8 @@ using namespace testing_support;
 
 TEST(CopyOpened, NeverWritesThroughWhatStandsAtTheTarget) {
   const TempDir dir;
-  const fs::path source = writeFile(dir / "source", "new");
+  const fs::path source = writeFile(dir / "source", "new"), victim = writeFile(dir / "victim", "untouched");
   fs::permissions(source, static_cast<fs::perms>(06444));
-  const fs::path victim = writeFile(dir / "victim", "untouched");
   fs::create_symlink(victim, dir / "link");
   fs::create_hard_link(victim, dir / "hard link");
   ASSERT_EQ(mkfifo((dir / "pipe").c_str(), 0600), 0);
@@ -30,41 +27,13 @@ TEST(CopyOpened, NeverWritesThroughWhatStandsAtTheTarget) {
     EXPECT_EQ(readFile(dir / name), "new") << name;
   }
   EXPECT_EQ(readFile(victim), "untouched");
-  EXPECT_TRUE(fs::symlink_status(dir / "link").permissions() == 0644)
-      << "set-id bits must not travel, and the copy must be removable";
-}
-
-// Deeper than a few descriptors, and than a path may be long; opened again on the way back.
-TEST(RemoveEntry, TakesFewDescriptorsForATreeOfAnyDepth) {
-  const TempDir dir;
-  std::error_code ec;
-  Descriptor folder = openFolder(dir.path().string(), Links::kOwn, ec);
-  const Descriptor top = openFolder(folder.get(), ".", ec);
-  for (int depth = 0; depth < 3000; ++depth) {
-    for (const char* name : {"before", "deeper", "last"}) ASSERT_EQ(mkdirat(folder.get(), name, 0700), 0);
-    folder = openFolder(folder.get(), "deeper", ec);
-    ASSERT_FALSE(ec);
-  }
-  rlimit usual{};
-  getrlimit(RLIMIT_NOFILE, &usual);
-  const rlimit few{static_cast<rlim_t>(folder.get()) + 30, usual.rlim_max};
-  setrlimit(RLIMIT_NOFILE, &few);
-  ec = removeEntry(top.get(), "deeper");
-  setrlimit(RLIMIT_NOFILE, &usual);
-  EXPECT_FALSE(ec) << ec.message();
-  EXPECT_FALSE(fs::exists(dir / "deeper"));
-  struct stat found {
-  }, slash{};
-  ASSERT_EQ(stat("/", &slash), 0);
-  for (const char* path : {"/", "/.", "//./"})
-    EXPECT_TRUE(!lookUp(path, Links::kOwn, found) && isSame(found, slash)) << path;
+  EXPECT_TRUE(fs::symlink_status(dir / "link").permissions() == 0644) << "it must be removable, and get no set-id bits";
 }
 
 #ifdef __GLIBC__
 TEST(RunWithin, WorkForWhichThereIsNoThreadIsNotDone) {
-  pthread_attr_t usual;
-  pthread_getattr_default_np(&usual);
-  pthread_attr_t huge = usual;
+  pthread_attr_t usual, huge;
+  for (pthread_attr_t* one : {&usual, &huge}) pthread_getattr_default_np(one);
   pthread_attr_setstacksize(&huge, std::size_t{1} << 50U);
   pthread_setattr_default_np(&huge);
   EXPECT_FALSE(runWithin(std::chrono::seconds(60), [] {}));
@@ -75,10 +44,9 @@ TEST(RunWithin, WorkForWhichThereIsNoThreadIsNotDone) {
 
 // The end-to-end tests of what hangs run with others; these are what users are told.
 TEST(Limits, AreTheProducts) {
-  const auto& [systemInformation, sideCollector, tunnel, loginService, ownLog, copies, reveal, places, stalled] =
-      quelmar::kLimits;
-  EXPECT_EQ(systemInformation.count(), 60);
-  for (const auto& limit : {sideCollector, tunnel, stalled}) EXPECT_EQ(limit.count(), 30);
-  for (const auto& limit : {loginService, ownLog, copies}) EXPECT_EQ(limit.count(), 5);
-  for (const auto& limit : {reveal, places}) EXPECT_EQ(limit.count(), 10);
+  const auto& [systemInformation, sideCollector, tunnel, login, ownLog, copies, reveal, places, stalled] = kLimits;
+  std::vector<long> seconds;
+  for (const auto& limit : {systemInformation, sideCollector, tunnel, login, ownLog, copies, reveal, places, stalled})
+    seconds.push_back(limit.count());
+  EXPECT_EQ(seconds, (std::vector<long>{60, 30, 30, 5, 5, 5, 10, 10, 30}));
 }

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <thread>
+#include <utility>
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>
@@ -16,8 +17,7 @@ using namespace quelmar;
 namespace {
 
 bool startsHang = false;
-std::vector<passwd> users;
-std::size_t nextUser = 0;
+std::FILE* users = nullptr;
 
 }  // namespace
 
@@ -41,12 +41,10 @@ int posix_spawn(pid_t* pid, const char* path, const posix_spawn_file_actions_t* 
   return error;
 }
 
-void setpwent() {
-  nextUser = 0;
-}
+void setpwent() {}
 void endpwent() {}
 passwd* getpwent() {
-  return nextUser < users.size() ? &users[nextUser++] : nullptr;
+  return users == nullptr ? nullptr : fgetpwent(users);
 }
 
 }  // extern "C"
@@ -66,12 +64,11 @@ TEST(Command, IsKilledAtTheEndThoughItsStartOrAnotherOnesHangs) {
     running.start({"sleep 1000"});
     startsHang = true;
     std::thread([] { Command().start({"sleep 1000"}); }).detach();
-    const auto shells = [] {
+    const auto isShell = [](const Process& one) { return one.parent == getpid() && getsid(one.pid) == one.pid; };
+    for (long shells = 0; shells < 2;) {
       const std::vector<Process> all = processes();
-      return std::count_if(all.begin(), all.end(),
-                           [](const Process& one) { return one.parent == getpid() && getsid(one.pid) == one.pid; });
-    };
-    while (shells() < 2) std::this_thread::yield();
+      shells = std::count_if(all.begin(), all.end(), isShell);
+    }
     endCommands();
     for (int status = 0; waitpid(-1, &status, 0) > 0;) {
       if (!WIFSIGNALED(status)) std::_Exit(1);
@@ -82,25 +79,15 @@ TEST(Command, IsKilledAtTheEndThoughItsStartOrAnotherOnesHangs) {
 }
 
 TEST(Users, HomesAreThoseOfRootAndOfPeople) {
-  const auto user = [](const char* name, uid_t uid, const char* home) {
-    passwd entry{};
-    entry.pw_name = const_cast<char*>(name);
-    entry.pw_uid = uid;
-    entry.pw_dir = const_cast<char*>(home);
-    return entry;
-  };
-  users = {user("root", 0, "/root"),
-           user("daemon", 1, "/usr/sbin"),
-           user("ada", kFirstPerson, "/srv/homes/ada"),
-           user("again", 4711, "/srv/homes/ada"),
-           user("none", 4711, ""),
-           user("top", 4711, "/"),
-           user("null", 4711, "/dev/null"),
-           user("gone", 4711, "/nonexistent"),
-           user("nobody", 4294967294, "/var/empty"),
-           user("nfs", 65534, "/nfs"),
-           user("bob", 70000, "/home/bob")};
+  std::string text = "top:x:4711:1::/:\n";
+  for (const char* entry : {"root:x:0:0::/root", "daemon:x:1:1::/usr/sbin", "again:x:4711:1::/srv/homes/ada",
+                            "none:x:4711:1::", "null:x:4711:1::/dev/null", "gone:x:4711:1::/nonexistent",
+                            "nobody:x:4294967294:1::/var/empty", "nfs:x:65534:1::/nfs", "bob:x:70000:1::/home/bob"})
+    text += entry + std::string(":\n");
+  text += "ada:x:" + std::to_string(kFirstPerson) + ":1::/srv/homes/ada:\n";
+  users = fmemopen(text.data(), text.size(), "r");
   EXPECT_EQ(homeFolders(), (std::vector<std::string>{"/home/bob", "/root", "/srv/homes/ada"}));
+  std::fclose(std::exchange(users, nullptr));
 }
 
 }  // namespace quelmar::platform

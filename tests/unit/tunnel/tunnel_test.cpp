@@ -8,24 +8,22 @@ using namespace quelmar;
 TEST(ParsePort, TakesDigitsBetweenBlanksAndNothingElse) {
   const struct {
     std::string content;
-    bool isNumber;
-    int port;
-  } cases[] = {{"\t 80 8\n0\n\n", true, 8080},
-               {"1", true, 1},
-               {"65535", true, 65535},
-               {"65616", true, 0},
-               {"0", true, 0},
-               {" \n\t", false, 0},
-               {"8080\r\n", false, 0},
-               {"+80", false, 0},
-               {"80x", false, 0},
-               {"4294967376", true, 0},
-               {"٨٠", false, 0},
-               {std::string("80\0", 3), false, 0}};
+    std::optional<int> port;
+  } cases[] = {{"\t 80 8\n0\n\n", 8080},
+               {"1", 1},
+               {"65535", 65535},
+               {"65616", 0},
+               {"0", 0},
+               {" \n\t", {}},
+               {"8080\r\n", {}},
+               {"+80", {}},
+               {"80x", {}},
+               {"4294967376", 0},
+               {"٨٠", {}},
+               {std::string("80\0", 3), {}}};
   for (const auto& one : cases) {
-    const PortText text = parsePort(one.content);
-    EXPECT_EQ(text.isNumber, one.isNumber) << one.content;
-    EXPECT_EQ(text.port, one.port) << one.content;
+    std::string text = one.content;
+    EXPECT_EQ(parsePort(text), one.port) << one.content;
   }
 }
 

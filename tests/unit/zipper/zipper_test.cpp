@@ -1,16 +1,15 @@
 #include "zipper/zipper.h"
 
 #include <climits>
-#include <csignal>
 #include <functional>
 #include <map>
 #include <random>
+#include <set>
 #include <tuple>
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/file.h>
-#include <sys/resource.h>
 #include <unzip.h>
 
 #include "support/temp_dir.h"
@@ -19,13 +18,10 @@
 
 namespace {
 
-using testing_support::readFile;
-using testing_support::TempDir;
-using testing_support::writeFile;
+using namespace testing_support;
 using zipper::Zipper;
 using Entries = std::map<std::string, std::string>;
 using Errors = std::map<std::string, int>;
-namespace fs = boost::filesystem;
 
 constexpr unsigned kFlags = Zipper::CompressBest | Zipper::AppendHint;
 
@@ -64,8 +60,7 @@ TEST(Zipper, EntriesGetTheHeadersThatTheyNeed) {
     EXPECT_EQ(bytes.at(6) & 1, 1) << "not encrypted";
     EXPECT_EQ(bytes.find("plain text"), std::string::npos);
   }
-  // Noise of the last size is longer than 4 GiB when it is packed. The files are cut off before they are
-  // read.
+  // Noise of the last size is longer than 4 GiB when it is packed. The files are cut off before they are read.
   for (const auto& [size, flags, isLarge] :
        {std::tuple(4'294'967'294U, 0U, false), std::tuple(4'294'967'295U, 0U, true),
         std::tuple(4'290'000'000U, kFlags, false), std::tuple(4'293'700'000U, kFlags, true)}) {
@@ -97,31 +92,18 @@ TEST(Zipper, AnArchiveHasItsNameOnlyWhenItIsFinished) {
   EXPECT_TRUE(readZip(archive) == (Entries{{longest, ""}, {"file", "text"}}));
   EXPECT_FALSE(fs::exists(partial));
 
-  const std::tuple<std::string, std::function<void(Zipper&)>, std::string> rows[] = {
-      {whole, [&](auto&) { fs::rename(partial, dir / "moved"), writeFile(partial, "foreign"); }, whole},
-      {whole, [&](auto&) { fs::remove(archive), writeFile(archive, "foreign"); }, "foreign"},
-      {"", [&](auto&) { writeFile(archive, "foreign"); }, "foreign"},
-      {whole, [&](auto&) { fs::remove(partial); }, whole},
-      {whole,
-       [&](Zipper& zip) {  // a write fails, later ones do not
-         const rlimit none{0, RLIM_INFINITY}, all{RLIM_INFINITY, RLIM_INFINITY};
-         signal(SIGXFSZ, SIG_IGN);
-         setrlimit(RLIMIT_FSIZE, &none);
-         zip.add(file, kFlags);
-         setrlimit(RLIMIT_FSIZE, &all);
-       },
-       whole}};
+  const std::tuple<std::string, std::function<void()>, std::string> rows[] = {
+      {whole, [&] { fs::rename(partial, dir / "moved"), writeFile(partial, "foreign"); }, whole},
+      {whole, [&] { fs::remove(archive), writeFile(archive, "foreign"); }, "foreign"},
+      {"", [&] { writeFile(archive, "foreign"); }, "foreign"},
+      {whole, [&] { fs::remove(partial); }, whole}};
   for (const auto& [before, meanwhile, left] : rows) {
-    struct stat old {
-    }, open{};
     for (const std::string& path : {partial, archive}) fs::remove(path);
-    if (!before.empty()) stat(writeFile(archive, before).c_str(), &old);
+    if (!before.empty()) writeFile(archive, before);
     Zipper zip(archive, "");
     zip.add(file, kFlags);
     EXPECT_EQ(zip.entries(), before.empty() ? 1U : 3U);
-    meanwhile(zip);
-    for (int fd = 0; fd < 256 && open.st_ino != old.st_ino; ++fd) fstat(fd, &open);
-    EXPECT_EQ(open.st_ino, old.st_ino) << "it is not kept open, so another file could get its number";
+    meanwhile();
     EXPECT_THROW(zip.close(), std::runtime_error);
     EXPECT_EQ(readFile(archive), left);
   }
@@ -129,11 +111,9 @@ TEST(Zipper, AnArchiveHasItsNameOnlyWhenItIsFinished) {
 
 TEST(Zipper, TreesComeBackWholeAndAsTheSameArchiveFromAnyNumberOfThreads) {
   const TempDir dir;
-  const fs::path tree = dir / "tree";
   Entries expected;
   const auto add = [&](const std::string& name, const std::string& text) {
-    expected[name.substr(name.rfind("tree/"))] = text;
-    return writeFile(dir / name, text);
+    return writeFile(dir / name, expected[name.substr(name.rfind("tree/"))] = text);
   };
   std::mt19937 random(7);  // NOLINT: the same each time
   std::string text, noise;
@@ -146,38 +126,29 @@ TEST(Zipper, TreesComeBackWholeAndAsTheSameArchiveFromAnyNumberOfThreads) {
   }
   const fs::path one = add("tree/one", text.substr(0, 1'000'000)), three = add("tree/sub/tree/three", text);
   for (unsigned i = 0; i < 200; ++i) add("tree/many/" + std::to_string(i), std::to_string(i));
-  for (const char* name : {".hidden", "new\nline", "\xff\xfe"}) add("tree/" + std::string(name), name);
-  fs::create_symlink("many", tree / "link");
-  ASSERT_EQ(mkfifo((tree / "fifo.log").c_str(), 0600), 0);
-  for (const char* name : {"shut/foreign", "foreign"}) writeFile(tree / name, "");
-  for (const char* name : {"shut", "foreign"}) fs::permissions(tree / name, fs::add_perms | fs::others_write);
-
-  Errors lost;
-  Zipper::Hooks hooks;
-  hooks.lost = [&](const std::string& path, int error) { lost[path.substr(tree.size())] = error; };
-  hooks.mayBePacked = [](const struct stat& info) { return (info.st_mode & S_IWOTH) == 0; };
   for (const unsigned flags : {kFlags, unsigned{Zipper::CompressFast}, 0U}) {
-    hooks.threads = 1;
-    const std::string archive = packed(tree, flags, hooks);
-    for (hooks.threads = 0; hooks.threads < 17; hooks.threads += 16)
-      EXPECT_TRUE(archive == packed(tree, flags, hooks)) << hooks.threads;
-    EXPECT_TRUE(readZip(writeFile(dir / "a.zip", archive)) == expected) << flags;
-    const Errors told = {{"/link", ENOTSUP}, {"/fifo.log", ENOTSUP}, {"/shut", EPERM}, {"/foreign", EPERM}};
-    EXPECT_EQ(lost, told);
+    std::set<std::string> archives;
+    for (const unsigned threads : {1U, 0U, 16U}) {
+      Zipper::Hooks hooks;
+      hooks.threads = threads;
+      archives.insert(packed(dir / "tree", flags, hooks));
+    }
+    ASSERT_EQ(archives.size(), 1U) << flags;
+    EXPECT_TRUE(readZip(writeFile(dir / "a.zip", *archives.begin())) == expected) << flags;
   }
   EXPECT_LT(packed(three, kFlags, {}).size(), 2 * packed(one, kFlags, {}).size()) << "pieces have no dictionary";
 }
 
-TEST(Zipper, FoldersWhosePathIsTooLongAreToldAndNotEntered) {
+TEST(FilesFromDirectory, APathThatIsTooLongIsToldAndNotEntered) {
   const TempDir dir;
   for (const char* name : {"a", "sub/b"}) writeFile(dir / name, "");
   Errors told;
   std::error_code ec;
+  const auto tell = [&](const std::string& path, int error) { told[path.substr(PATH_MAX - 4)] = error; };
   zipper::filesFromDirectory(
       quelmar::Folder(openFolder(dir.path().string(), quelmar::Links::kAny, ec)), std::string(PATH_MAX - 4, 'p'),
-      [](const struct stat&) { return true; },
-      [&](const std::string& path, int error) { told[path.substr(PATH_MAX - 4)] = error; },
-      [&](const std::string& path, const zipper::SourceFile&) { told[path.substr(PATH_MAX - 4)] = 0; });
+      [](const struct stat&) { return true; }, tell,
+      [&](const std::string& path, const zipper::SourceFile&) { tell(path, 0); });
   EXPECT_EQ(told, (Errors{{"/a", 0}, {"/sub", ENAMETOOLONG}}));
 }
 
