@@ -251,7 +251,7 @@ def exchange_scratch(box, process):
     os.chown(box.path(SCRATCH), 1001, 1001)
 
 
-scenario("scratch-exchanged", second_user=True, fails=("openat", ROOT_DIR, -1, -3), meanwhile=exchange_scratch)
+scenario("scratch-exchanged", second_user=True, fails=("openat", ROOT_DIR, -1, -2), meanwhile=exchange_scratch)
 
 # Ends
 SETUP, COPYING = ({"chmod": '[ "$2" = %d ] && ' % mode + GATE + 'exec /bin/chmod "$@"'} for mode in (666, 777))
