@@ -85,7 +85,7 @@ bool isOtherRuns(const std::string& name) {
 }
 
 /// Tells whether another run has locked an entry, or that cannot be found out.
-/// @param locked  receives the entry when this call has locked it
+/// @param locked  receives the open entry; a lock that this call has got lasts as long
 bool isInUse(int folder, const std::string& name, Descriptor& locked) {
   struct stat info {};
   locked = Descriptor();
