@@ -70,23 +70,12 @@ def documented():
     yield "options", " ".join(sorted(re.findall(r"^\.It .*Fl Fl (\w*)", manual, flags=re.M)))
 
 
-def main():
-    code, page = set(collected()), set(documented())
-    for row in sorted(code ^ page):
-        print("only in the %s: %s from %s" % ("code" if row in code else "documents", *row))
-    sources = [path for path in sorted((PROJECT / "src").rglob("*")) if path.suffix in (".cpp", ".h", ".mm")]
-    known = {text: pattern(text) for path in sources for text in texts(path.read_text()) if pattern(text)}
-    rows = re.findall(r"^\| (.*?) \|", GUIDE.read_text(), flags=re.M)
-    guide = "\n".join(re.findall("`([^`\n]*)`", GUIDE.read_text()))
-    missing = [text for text, found in known.items() if not found.search(guide)]
-    stale = [line for row, line in ((r, re.findall("`([^`]*)`", r)) for r in rows)
-             if line and row.startswith("`") and not any(found.search(line[0]) for found in known.values())]
-    for text in missing:
-        print("not explained in %s: %s" % (GUIDE.name, text))
-    for line in stale:
-        print("explained in %s, but written nowhere: %s" % (GUIDE.name, line[0]))
-    return 1 if missing or stale or code != page or len(known) < 50 or len(code) < 20 else 0
-
-
-if __name__ == "__main__":
-    sys.exit(main())
+code, page = set(collected()), set(documented())
+wrong = ["only in the %s: %s from %s" % ("code" if row in code else "documents", *row) for row in sorted(code ^ page)]
+sources = [path for path in sorted((PROJECT / "src").rglob("*")) if path.suffix in (".cpp", ".h", ".mm")]
+known = {text: pattern(text) for path in sources for text in texts(path.read_text()) if pattern(text)}
+explained = "\n".join(re.findall("`([^`\n]*)`", GUIDE.read_text()))
+wrong += ["not explained in troubleshooting.md: " + text for text, found in known.items() if not found.search(explained)]
+for line in re.findall(r"^\| `([^`]*)`.*? \|", GUIDE.read_text(), flags=re.M):
+    wrong += ["explained in troubleshooting.md, but written nowhere: " + line] * (not any(found.search(line) for found in known.values()))
+sys.exit("\n".join(wrong) or len(known) < 50 or len(code) < 20)

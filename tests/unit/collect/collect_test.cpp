@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "collect/selection.h"
+#include "collect/tree_copy.h"
 #include "support/temp_dir.h"
 
 using namespace quelmar::logutils;
@@ -32,4 +33,11 @@ TEST(IsKeyLog, JudgesByKindSizeAndAge) {
   EXPECT_TRUE(isKeyLog((dir / "missing.dmp").string(), reference));
   EXPECT_FALSE(isKeyLog((dir / "missing.log").string(), reference));
   EXPECT_EQ(log.text().rfind("[warning] [LogCollectionTool:isKeyLog] Get the filePath(", 0), 0U);
+}
+
+TEST(CopyDir, EndsWithinItsOwnOutput) {
+  const TempDir dir;
+  writeFile(dir / "logs/a.log", "a");
+  EXPECT_FALSE(quelmar::helper::copyDir(dir / "logs", dir / "logs/out/copy", {}));
+  EXPECT_TRUE(fs::exists(dir / "logs/out/copy/a.log") && fs::is_empty(dir / "logs/out/copy/out"));
 }

