@@ -94,19 +94,21 @@ bool isInUse(int folder, const std::string& name, Descriptor& locked) {
   return locked ? flock(locked.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK : info.st_uid != geteuid();
 }
 
+[[noreturn]] void fail(const char* what, const std::string& path, const std::error_code& ec) {
+  throw fs::filesystem_error(what, path, {ec.value(), boost::system::system_category()});
+}
+
 /// Tells whether only entries with the tool's own names may be removed from the folder: it has the sticky bit, or
 /// something is mounted in it. Throws when that cannot be told.
 bool isForOthersToo(int folder, const std::string& path) {
   struct stat info {};
-  const std::string start = fs::canonical(path).string() + "/";
+  boost::system::error_code ec;
+  const std::string start = fs::canonical(path, ec).string() + "/";
+  if (ec) fail("cannot look at it", path, ec);
   const std::vector<std::string> mounted = platform::mountPoints();
   return fstat(folder, &info) != 0 || (info.st_mode & S_ISVTX) != 0 ||
          std::any_of(mounted.begin(), mounted.end(),
                      [&start](const std::string& point) { return boost::algorithm::starts_with(point, start); });
-}
-
-[[noreturn]] void fail(const char* what, const std::string& path, const std::error_code& ec) {
-  throw fs::filesystem_error(what, path, {ec.value(), boost::system::system_category()});
 }
 
 /// Entries that were removed.

@@ -127,6 +127,8 @@ def difference(base, state):
 
 def changes(before, after):
     found = []
+    if before == after:  # quicker
+        return found
     for kind, i1, i2, j1, j2 in difflib.SequenceMatcher(None, before, after, False).get_opcodes():
         if kind != "equal":
             gone = before[i1:i2]

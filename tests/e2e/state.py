@@ -88,7 +88,7 @@ class State:
             if data and log.startswith(data):
                 following = RECORD.search(log[len(data):len(data) + LONG].decode(errors="replace"))
                 return " is the own log up to %s record" % ("main's next" if following and following[4] == "main" else "some")
-        text = data.decode(errors="surrogateescape")
+        text = data[:LONG].decode(errors="surrogateescape")
         if len(data) <= SHORT and "\n" not in text:
             return " " + ascii(text)
         if len(data) <= LONG and re.sub(r"[\n\t]", "", text).isprintable():
@@ -183,7 +183,7 @@ class State:
         for one in record.split("\036")[:-1]:
             descriptors, status, limits, folder, *words = one.split("\037")
             line = " ".join(words[2:] if words[:2] == ["sh", "-c"] else ["WRONG"] + words)
-            opened = [re.sub(r":\[.*", "", text) for text in sorted(descriptors.splitlines()) if " /proc/" not in text]
+            opened = [re.sub(r":\[.*| \(deleted\)", "", text) for text in sorted(descriptors.splitlines()) if " /proc/" not in text]
             report = opened.pop(3)[2:] if line.endswith(" >&3") and len(opened) > 3 else ""
             told = dict(re.findall(r"^(\w+):\s*(.*)", status, re.MULTILINE))
             limit = {name: re.sub(r" +", " to ", found) for name, found in re.findall(r"^Max (.*?) {2,}(\w+ +\w+)", limits, re.MULTILINE)}
