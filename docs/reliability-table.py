@@ -20,33 +20,33 @@ scenario (tests/e2e/scenarios.py) compares all that a run leaves with what is ex
 |---|---|---|
 """
 FAULTS = [
-    ("Links that somebody else planted: default root, scratch folder and folders in it, reports, own log, folders above it", "each is replaced by the tool's own file or folder, or what needs it is left out; what they lead to keeps content and mode, and none of it is in the archive", "links-for-root-at-scratch links-for-root-at-folders links-for-root-at-root links-for-root-at-new-names links-for-ada-at-scratch links-for-ada-at-folders links-for-ada-at-new-names scratch-exchanged"),
-    ("A local user renames, links and plants, as fast as it goes, what they may, while root runs the tool", "in 20 runs for each phase nothing of anybody else's is deleted, changed or read, and each run ends with an archive of root's own files", "test_attack.py: test_clean_up test_attack.py: test_while_copying test_attack.py: test_reports_and_archive test_attack.py: test_own_log test_attack.py: test_sources"),
-    ("Links in sources, and above them", "followed where they are root's or the caller's, or their owner owns what they lead to; any other is told, and what it leads to is not in the archive", "links-in-sources"),
-    ("What others put into the scratch folder; hard links that are made to a report meanwhile", "what is not the caller's alone, with one name, is told and not packed", "dropped-into-scratch report-linked-meanwhile"),
+    ("Links that somebody else planted: default root, scratch folder and folders in it, reports, own log, folders above it", "the tool replaces each by a file or folder of its own, or leaves out what would have gone there; what the links lead to keeps its content and mode, and none of it is in the archive", "links-for-root-at-scratch links-for-root-at-folders links-for-root-at-root links-for-root-at-new-names links-for-ada-at-scratch links-for-ada-at-folders links-for-ada-at-new-names scratch-exchanged"),
+    ("While root runs the tool, a local user renames, links and plants as much as they can", "in 20 runs for each phase nothing of anybody else's is deleted, changed or read, and each run ends with an archive of root's own files", "test_attack.py: test_clean_up test_attack.py: test_while_copying test_attack.py: test_reports_and_archive test_attack.py: test_own_log test_attack.py: test_sources"),
+    ("Links in sources, and above them", "links of root or the caller are followed, and those whose owner owns what they lead to; for any other there is a record, and what it leads to is not in the archive", "links-in-sources"),
+    ("What others put into the scratch folder; hard links that are made to a report meanwhile", "only the caller's files with a single name are packed; for the others there is a record", "dropped-into-scratch report-linked-meanwhile"),
     ("--dir names a folder that holds what is collected, the tool, its log or the home of any user, by any spelling", "the default is used, a warning says why, nothing in the folder changes", "dir-not-to-be-emptied"),
-    ("--dir names a sticky folder, or one below which something is mounted", "only what bears the tool's own names is removed there", "dir-for-others-too"),
+    ("--dir names a sticky folder, or one below which something is mounted", "only what has one of the tool's own names is removed there", "dir-for-others-too"),
     ("--dir names a folder that may be entered and written to, but not listed", "a whole archive; a record tells that it cannot be listed", "dir-not-to-be-listed"),
-    ("Root's run is killed; then a user's run finds what it left, also where it cannot be moved", "all that the user's run has copied is in its archive, nothing of what stood there; a record names what stays", "user-after-roots-killed-run user-after-roots-killed-run-sticky"),
-    ("A source that does not answer", "it is given up when nothing has moved for 30 seconds, and so are that user's other sources; everything else is in the archive, and records tell", "source-does-not-answer"),
+    ("Root's run is killed; then a user's run finds what it left, also where it cannot be moved", "all that the user's run has copied is in its archive, and nothing that was there before; a record names what stays", "user-after-roots-killed-run user-after-roots-killed-run-sticky"),
+    ("A source that does not answer", "it is given up when nothing has moved for 30 seconds, and so are that user's other sources; everything else is in the archive, and records say so", "source-does-not-answer"),
     ("Nobody reads standard error, and the own log cannot be written", "it is not waited for longer than a second", "nobody-reads-errors"),
     ("The caller's own limit for the size of files", "copies and reports end there, each with a record; the rest is in the archive", "file-size-limit"),
-    ("The output folder cannot be listed to its end, an archive in it or another entry cannot be looked at, leftovers cannot be removed", "as long as not all can be seen, all archives stay and a record tells; else the four newest", "housekeeping-fails"),
-    ("Sources that cannot be opened, looked at, listed or read; copies that cannot be made, written or closed; room that cannot be asked for", "a record names the path, the number and the text, another one how many more there were; everything else is in the archive, and what was read of it", "copying-fails"),
-    ("Any one call of the C library fails, on any path of the tool's", "whatever is left otherwise, a record tells", "test_sweep.py: test_what_one_failing_call_costs_is_told"),
-    ("A call fails while the archive is written: on its file, or on the copies", "the archive is whole, or no file bears an archive's name and what there is of it ends in \".incomplete\"; the log tells", "packing-fails"),
+    ("The output folder cannot be listed to its end, an archive in it or another entry cannot be looked at, leftovers cannot be removed", "while the folder cannot be read completely, all archives stay and a record says so; otherwise the four newest stay", "housekeeping-fails"),
+    ("Sources that cannot be opened, looked at, listed or read; copies that cannot be made, written or closed; room that cannot be asked for", "a record names the path, the number and the text of the error, and another how many more there were; everything else is in the archive, and so is what could be read", "copying-fails"),
+    ("Any single call of the C library fails, for any path that the tool uses", "if the run leaves something else than usual, a record says so", "test_sweep.py: test_what_one_failing_call_costs_is_told"),
+    ("A call fails while the archive is written: on its file, or on the copies", "the archive is whole; or its name ends in \".incomplete\", and the log says why", "packing-fails"),
     ("Copies vanish or shrink before they are packed", "what is left of them is in the archive", "copies-vanish-and-shrink"),
     ("A file larger than the room that packing needs, or that would take the volume's last 100 MiB", "it is left out and named", "little-room"),
-    ("A volume that fills up to the last byte while files are copied", "exit status 0, no archive; the own log, on another volume, tells why", "volume-fills-up"),
+    ("A volume that fills up to the last byte while files are copied", "exit status 0, no archive; the own log, on another volume, says why", "volume-fills-up"),
     ("No shell can be started; no pipe can be made", "every command is reported as failed, the archive has all files", "no-shell no-pipes"),
-    ("No more processes and threads, file descriptors or memory", "without its three workers the run ends abnormally and leaves no archive; it ends with 0 else, an archive that is there is whole, and from 24 descriptors and 8 MB on it has everything", "test_limits.py: test_what_runs_out"),
-    ("Much data, many files, deep trees, long paths, little memory", "what has a path in the scratch folder is in the archive, else it is named; at most 32 MiB of memory", "test_limits.py: test_much_data_and_little_memory"),
-    ("Commands that print for ever", "each report ends at an eighth of the free room (1 GiB at most) and a record tells; the archive is made with everything else; at most 32 MiB of memory", "floods test_limits.py: test_commands_that_print_for_ever"),
-    ("Odd time zone, unknown locale; a home that is gone, an unknown user", "a whole archive with 14 digits in its name; without a place for it, the own log's records go to standard error", "odd-zones-and-locales home-is-relative home-is-gone"),
-    ("The own log is as large as it may get; it cannot be renamed, made or looked at", "it is kept beside the new one, which holds the whole run; else the run is added to it; else the records go to standard error", "own-log-is-full own-log-is-half-full own-log-cannot-be-rotated own-log-cannot-be-made own-log-cannot-be-looked-at"),
-    ("Commands that read their standard input; a tool that is started with signals ignored, and a job of the shell before as its child", "they get /dev/null, their report and standard error, no signal ignored or held back; an ignored signal ends nothing; the job is still there after the run", "inherited"),
-    ("SIGTERM, SIGINT, SIGHUP, SIGQUIT or SIGKILL in each phase, and any other signal that ends programs", "the run ends by the signal and, but for SIGKILL, its commands with it, and its copies are removed; every warning is in the log; no archive that is not whole bears its name; the next run removes the remains and makes its own archive", "test_races.py: test_each_signal_ends_the_commands term-at-set-up hup-before-copying int-in-reports quit-in-reports kill-in-reports term-while-packing kill-while-packing int-at-the-end killed-then-again"),
-    ("A login service that does not answer; a command that outlives its limit, ignores SIGTERM and has started others", "after their limits nobody counts as logged in, and root's files are in the archive; the run takes the command and all its offspring with it", "all-else-hangs"),
+    ("No more processes and threads, file descriptors or memory", "if its three workers cannot be started, the run ends abnormally and leaves no archive; otherwise it ends with 0, and its archive, if there is one, is whole; 24 descriptors and 8 MB are enough for all files", "test_limits.py: test_what_runs_out"),
+    ("Much data, many files, deep trees, long paths, little memory", "all that fits into the scratch folder by the length of its path is in the archive, the rest is named; at most 32 MiB of memory", "test_limits.py: test_much_data_and_little_memory"),
+    ("Commands that print for ever", "each report ends at an eighth of the free room (1 GiB at most), with a record; everything else is in the archive; at most 32 MiB of memory", "floods test_limits.py: test_commands_that_print_for_ever"),
+    ("Odd time zone, unknown locale; a home that is gone, an unknown user", "a whole archive with 14 digits in its name; if there is no place for the own log, its records go to standard error", "odd-zones-and-locales home-is-relative home-is-gone"),
+    ("The own log is as large as it may get; it cannot be renamed, made or looked at", "it is kept beside the new one, which holds the whole run; if it cannot be renamed, the run is added to it; if it cannot be opened, the records go to standard error", "own-log-is-full own-log-is-half-full own-log-cannot-be-rotated own-log-cannot-be-made own-log-cannot-be-looked-at"),
+    ("Commands that read their standard input; a tool that is started with signals ignored, or that has inherited a child", "the commands get /dev/null, their report and standard error, and no signal is ignored or blocked; an ignored signal ends nothing; the child is still there after the run", "inherited"),
+    ("SIGTERM, SIGINT, SIGHUP, SIGQUIT or SIGKILL in each phase, and any other signal that ends programs", "the run ends by the signal; except after SIGKILL its commands end with it, and its copies are removed; every warning is in the log; no incomplete archive has an archive's name; the next run removes the remains and makes its own archive", "test_races.py: test_each_signal_ends_the_commands term-at-set-up hup-before-copying int-in-reports quit-in-reports kill-in-reports term-while-packing kill-while-packing int-at-the-end killed-then-again"),
+    ("A login service that does not answer; a command that outlives its limit, ignores SIGTERM and has started others", "after five seconds nobody counts as logged in, and root's files are in the archive; when the run ends, it kills the command and all that it has started", "all-else-hangs"),
 ]
 KNOWN = """
 ## What users of such tools complain of
@@ -57,15 +57,15 @@ KNOWN = """
 COMPLAINTS = [
     ("One stuck command loses the whole report", "every wait has a limit; the archive is made without the missing piece", "reports-and-peer-hang"),
     ("A grandchild keeps the pipe open and the reader waits for ever", "the reader is a detached thread; the process ends while it reads, and kills the commands", "all-else-hangs"),
-    ("A FIFO in the tree blocks the copy", "only regular files are opened, and never so that opening could block", "special-files"),
-    ("One bad file aborts the rest", "each file and folder fails alone, and a record tells", "copying-fails"),
-    ("A file grows or shrinks meanwhile and the archive is corrupt", "the tool packs its own copy, and never more than the file had when it was opened", "test_races.py: test_files_that_come_grow_and_go"),
-    ("Success is announced although the disk is full", "the log tells, and what there is of the archive never bears its name. The exit status stays 0: programs that start the tool rely on it", "packing-fails"),
-    ("Deleting through links, or deleting strangers' files", "deletion holds what it empties open and never goes through a link; a home, a source, a sticky folder and what is mounted are never emptied, any other folder that is named with --dir is", "dir-not-to-be-emptied dir-for-others-too links-for-root-at-scratch"),
+    ("A FIFO in the tree blocks the copy", "only regular files are opened, and opening never blocks", "special-files"),
+    ("One bad file aborts the rest", "a file or folder that fails is left out, with a record; the rest is collected", "copying-fails"),
+    ("A file grows or shrinks meanwhile and the archive is corrupt", "the tool packs its own copy, which is never longer than the file was when it was opened", "test_races.py: test_files_that_come_grow_and_go"),
+    ("Success is announced although the disk is full", "the log says why, and an incomplete archive never has an archive's name. The exit status stays 0: programs that start the tool rely on it", "packing-fails"),
+    ("Deleting through links, or deleting strangers' files", "the tool deletes in folders that it holds open, and never through a link; a home, a source, a sticky folder and what is mounted are never emptied; any other folder that is named with --dir is", "dir-not-to-be-emptied dir-for-others-too links-for-root-at-scratch"),
     ("Predictable names in shared temporary folders", "the names are fixed; what that means and what to do instead is in security.md", "links-for-ada-at-scratch"),
-    ("Late workers write after the archive is closed, or crash at exit", "nothing that a detached thread can reach is destroyed, and once the process is ending no thread can start a command, or log or write after a killed one", "test_races.py: test_workers_that_hang_while_the_run_ends"),
+    ("Late workers write after the archive is closed, or crash at exit", "nothing that a detached thread can reach is destroyed; once the process is ending, no thread can start a command, or log or write anything about a killed one", "test_races.py: test_workers_that_hang_while_the_run_ends"),
     ("Commands wait for a terminal or for input", "standard input is /dev/null, for the tool and all commands", "inherited"),
-    ("The caller closes the output and the tool dies", "writing to a closed pipe is an error and no signal; closed streams are /dev/null", "streams-closed streams-full streams-gone"),
+    ("The caller closes the output and the tool dies", "writing to a closed pipe is an error, not a signal; closed streams are /dev/null", "streams-closed streams-full streams-gone"),
     ("A port that answers with line noise", "a record in the log, whatever the answer", "answers-without"),
     ("A loopback request goes to the proxy of the environment", "no proxy, no redirect, 30 seconds, the first 4 MiB", "proxies answers-without answers-too-long"),
     ("Huge folders, sparse giants, whole files in memory", "time grows with the number of files, memory stays below 32 MiB", "test_limits.py: test_much_data_and_little_memory"),
@@ -82,10 +82,10 @@ troubleshooting.md.
 
 ## What an interrupted run leaves
 
-On a signal that ends programs (but SIGKILL and those of faults) and on an exception that nothing catches, the tool kills its
-commands and then ends; a signal that it was started to ignore stays ignored. Before it ends by a signal it removes its scratch
-folder, the report and an incomplete archive, as far as that takes under a second. On SIGKILL the commands keep running and all
-that stays. The next run in the same folder removes what it may, or moves the scratch folder aside, and names what it could not
+A signal that ends programs makes the tool kill its commands, and then remove its scratch folder, the report and an incomplete
+archive, for a second at most. After an exception that nothing catches it only kills its commands. A signal that was ignored when
+the tool was started stays ignored. On SIGKILL, and on the signals of faults such as SIGSEGV, the commands keep running and everything
+stays. The next run in the same folder removes what it may, or moves the scratch folder aside, and names what it could not
 remove.
 
 ## Limits on purpose

@@ -58,7 +58,7 @@ void cleanOutputRoot(const std::string& dir) {
   }
 }
 
-/// Starts a collector on a detached thread. Throws std::system_error when it cannot be started.
+/// Throws std::system_error when no thread can be started.
 void startCollector(const char* name, WaitGroup& group, Terminal& terminal, std::function<void()> collect) {
   terminal.begin(name);
   group.add(1);

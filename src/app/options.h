@@ -94,7 +94,6 @@ class parser {
 
 namespace quelmar {
 
-/// An option that carries a value.
 struct OptParam {
   std::string name;
   char shortName;
@@ -104,15 +103,13 @@ struct OptParam {
 /// The options that carry a value, in usage order; none is required, each is empty by default.
 extern const std::vector<OptParam> LogCollectionToolOptParams;
 
-/// The tool's options, registered on a parser.
 class ParamCheck {
  public:
   ParamCheck();
 
-  /// Registers the options: those that carry a value, then the flags. Throws cmdline_error when called again.
+  /// Registers the options, those that carry a value first. Throws cmdline_error when called again.
   void initOptParam();
 
-  /// The parser with the options registered.
   [[nodiscard]] cmdline::parser& parser() const { return *parser_; }
 
   /// The option's value; an empty one when it cannot be read (logged).

@@ -6,17 +6,14 @@ namespace quelmar {
 
 class Terminal;
 
-/// Puts the process into a known state, however it was started:
-/// - standard input is /dev/null; standard output and error are opened on it when they are closed, so that no file of
-///   the run gets descriptor 1 or 2;
+/// Puts the process into a known state, however it was started. What cannot be set up is left as it is.
+/// - standard input is /dev/null, and so are standard output and error when they are closed: else a file of the run
+///   would get their number;
 /// - a write to a closed pipe, or over the limit of a file's size, is an error and not the end;
-/// - SIGCHLD has its default action;
-/// - the soft limit of open descriptors is raised to 10240, or as far as the hard limit allows;
-/// - a signal that ends the process, unless it is ignored (nohup), or an exception that nobody catches, first ends the
-///   running commands (each has a session of its own, which Ctrl-C does not reach), then runs the clean-up (not after
-///   an exception) and tells the terminal.
+/// - SIGCHLD has its default action, and the soft limit of open descriptors is 10240, or as high as it may be;
+/// - a signal that ends the process, unless it is ignored (nohup), first ends the running commands, runs the clean-up
+///   and tells the terminal. So does an exception that nobody catches, but without the clean-up.
 ///
-/// What cannot be set up is left as it is.
 /// Requires: no other thread runs yet; `terminal` lives as long as the process.
 void prepareProcess(Terminal& terminal);
 
@@ -26,8 +23,7 @@ void setCleanUp(std::function<void()> cleanUp);
 
 /// Ends the commands that still run, flushes the log, writes the last lines to the terminal, and exits, without
 /// destructors and exit handlers: detached threads may be in a system call, or hold a lock of the C library.
-/// Requires: prepareProcess was called.
-/// @param result  the process result; a shell sees its low 8 bits
+/// Requires: prepareProcess was called. @param result  the process result; a shell sees its low 8 bits
 [[noreturn]] void endProcess(int result);
 
 }  // namespace quelmar

@@ -11,7 +11,6 @@ constexpr int kResultSuccess = 0;
 constexpr int kResultNoOutputRoot = 22116001;
 constexpr int kResultDiskFull = 22116003;
 
-/// The error category of collection outcomes.
 class _collection_category : public std::error_category {
  public:
   static const _collection_category& instance() {

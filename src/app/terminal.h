@@ -30,7 +30,7 @@ class Terminal {
   /// Runs `work` as a part: with a terminal on another thread, while this one waits and draws.
   void run(const std::string& part, const std::function<void()>& work);
 
-  /// Sets the archive that is told of in the end, unless there is no file at `path`. @param files  how many it holds
+  /// Sets the archive that the last lines are about, unless there is none at `path`. @param files  how many it holds
   void setArchive(const std::string& path, std::uint64_t files);
 
   /// Writes the last lines. @param interrupted  whether the run was

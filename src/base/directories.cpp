@@ -256,16 +256,16 @@ Descriptor makeFolder(int parent, const std::string& name, std::error_code& ec, 
   return folder;
 }
 
-Descriptor openRegular(int parent, const char* name, Links links, struct stat& info, std::error_code& ec) {
+Descriptor openRegular(int parent, const char* name, Links links, struct stat& info, std::error_code& ec,
+                       bool isListed) {
+  if (isListed) {
+    Descriptor file = openListedFile(parent, name, info, ec);
+    if (ec != std::errc::too_many_symbolic_link_levels) return file;
+  }
   const auto open = [&info](int folder, const std::string& entry, std::error_code& failure) {
     return openFile(folder, entry.c_str(), info, failure);
   };
   return Way(links).openEntry(parent, name, open, ec);
-}
-
-Descriptor openListed(int parent, const char* name, Links links, struct stat& info, std::error_code& ec) {
-  Descriptor file = openListedFile(parent, name, info, ec);
-  return ec == std::errc::too_many_symbolic_link_levels ? openRegular(parent, name, links, info, ec) : std::move(file);
 }
 
 Descriptor openRegular(const std::string& path, Links links, struct stat& info, std::error_code& ec) {

@@ -60,17 +60,16 @@ enum class Access { kUsual, kAll };
 
 // These functions clear `ec` and set it when they fail. A link that must not be followed gives EPERM.
 
-/// Keeps an open folder for the run. From now on everything at `path` or below is looked for from there, whatever bears
-/// the name meanwhile, and no link below is followed. It stays open until the process ends.
-/// Requires: no other threads run yet.
+/// Keeps an open folder until the process ends. From now on everything at `path` or below is looked for from there,
+/// whatever has the name meanwhile, and no link below is followed. Requires: no other threads run yet.
 /// @return the descriptor
 int hold(const std::string& path, Descriptor folder);
 
 /// Tells whether opening a folder failed because the entry is none, or a link that is not followed.
 bool isNoFolder(const std::error_code& ec);
 
-/// Opens a folder in the open folder `parent`, by its name or a path ("a/b"). No link is followed. A folder that may
-/// not be listed, but passed through, is opened for that where the system can.
+/// Opens a folder in the open folder `parent`, by its name or a path ("a/b"). No link is followed. One that may not be
+/// listed is opened for passing through, where the system can.
 Descriptor openFolder(int parent, const std::string& name, std::error_code& ec);
 
 /// Opens the folder at `path`; empty is the current one.
@@ -78,8 +77,7 @@ Descriptor openFolder(int parent, const std::string& name, std::error_code& ec);
 Descriptor openFolder(const std::string& path, Links links, std::error_code& ec);
 
 /// Opens the folder at `path`, and makes it and those above it when they are missing. What stands there and is no
-/// folder is removed, but for a link when `links` is kAny. Below a held folder each component is treated as by the
-/// next function.
+/// folder is removed, but for a link when `links` is kAny. Below a held folder the next function does each step.
 /// @param access  of the last folder when it is made; those above get kUsual
 Descriptor makeFolder(const std::string& path, Links links, std::error_code& ec, Access access = Access::kUsual);
 
@@ -87,17 +85,14 @@ Descriptor makeFolder(const std::string& path, Links links, std::error_code& ec,
 /// another user, is removed.
 Descriptor makeFolder(int parent, const std::string& name, std::error_code& ec, Access access = Access::kUsual);
 
-/// Opens the regular file `name` in the open folder `parent` for reading. Never blocks. Nothing else is opened, since
-/// opening a device can have an effect.
-/// @param info  receives the file's status
-/// @param ec    ENOTSUP for what is no regular file, which includes a link when `links` is kNone
-Descriptor openRegular(int parent, const char* name, Links links, struct stat& info, std::error_code& ec);
+/// Opens the regular file `name` in the open folder `parent` for reading. Never blocks, and opens no device.
+/// @param info      receives the file's status
+/// @param ec        ENOTSUP for what is no regular file, which includes a link when `links` is kNone
+/// @param isListed  its folder has just listed it as a regular file: saves one of six system calls for each file
+Descriptor openRegular(int parent, const char* name, Links links, struct stat& info, std::error_code& ec,
+                       bool isListed = false);
 
-/// As above, for an entry that its folder has just listed as a regular file: without a look-up before, which is one of
-/// six system calls for each file of a tree.
-Descriptor openListed(int parent, const char* name, Links links, struct stat& info, std::error_code& ec);
-
-/// As openRegular, for the entry at `path`; links above it are followed by the same rule.
+/// As above, for the entry at `path`; links above it are followed by the same rule.
 Descriptor openRegular(const std::string& path, Links links, struct stat& info, std::error_code& ec);
 
 /// Where an entry is: the open folder, and the entry's name in it.

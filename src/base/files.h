@@ -1,11 +1,5 @@
 #pragma once
 
-#include <cstddef>
-#include <string>
-#include <system_error>
-
-#include <sys/stat.h>
-
 #include "base/directories.h"
 
 namespace quelmar {
@@ -16,11 +10,9 @@ enum class Overwrite { kNo, kYes };
 /// write(2), repeated until all is written. @return false, with errno set, when that fails
 bool writeAll(int fd, const char* data, std::size_t size);
 
-/// Makes the file `name` in the open directory `parent`. With kYes, what stands there and is no directory is removed
-/// before, never opened.
+/// Makes the file `name` in the open directory `parent`. With kYes, what stands there and is no directory is removed.
 /// @param flags  how it is opened, beside being made
-/// @param ec     cleared, then set when that fails: EEXIST with kNo when there is an entry, with kYes the error of
-///               removing it
+/// @param ec     cleared, then set when that fails: EEXIST with kNo, with kYes the error of removing what is there
 Descriptor makeFile(int parent, const char* name, int flags, mode_t mode, Overwrite overwrite, std::error_code& ec);
 
 /// Copies a file that openRegular has opened into a new file `name` in the open directory `parent` (AT_FDCWD: the

@@ -10,17 +10,15 @@
 
 namespace quelmar {
 
-/// Counts running workers. Add 1 before each worker starts; the worker adds -1 as the last thing that it does. Must
-/// outlive every worker's last call. Thread-safe.
+/// Counts running workers: add 1 before each one starts, which adds -1 as the last thing that it does. Thread-safe.
+/// Requires: it outlives every worker's last call.
 class WaitGroup {
  public:
   /// Adds `delta` to the count and wakes all waiters when the new count is 0 or less.
   void add(int delta);
 
-  /// Blocks, without a time-out, while the count is above 0.
+  /// Blocks while the count is above 0; with a limit, for that at most. @return true when the count is 0 or less
   void wait();
-
-  /// As wait, for `limit` at most. @return true when the count is 0 or less
   bool wait(std::chrono::milliseconds limit);
 
  private:
@@ -29,8 +27,7 @@ class WaitGroup {
   std::int32_t count_ = 0;
 };
 
-/// The process-wide only-key flag (--onlyKey). Written once before the workers start and only read afterwards, so it
-/// needs no lock.
+/// The process-wide only-key flag (--onlyKey). Requires: written before other threads start.
 class SharedInst {
  public:
   static bool& inst() {
@@ -56,28 +53,23 @@ class ScopeGuard {
   bool dismissed_ = false;
 };
 
-/// Starts `work` on a detached thread, which may outlive whoever started it.
+/// Starts `work` on a detached thread. Throws std::system_error when the thread cannot be started.
 /// Requires: the work owns, or shares the ownership of, everything that it uses.
-/// Throws std::system_error when the thread cannot be started.
 /// @param onFailure  called on that thread with the exception's text when `work` throws
 /// @return becomes ready when the work has ended
 std::future<void> startDetached(
     std::function<void()> work, std::function<void(const char* reason)> onFailure = [](const char*) {});
 
-/// As startDetached, and waits at most `limit` for the end of the work, which goes on in the background then. An
-/// exception that it throws is dropped.
+/// Starts `work` as above and waits for its end, at most for `limit`. An exception that it throws is dropped.
 /// @return whether the work ended in time; false also when no thread could be started
 bool runWithin(std::chrono::seconds limit, std::function<void()> work);
 
-/// As runWithin, but the work may take as long as it likes while it calls beat(): it is given up when it has not done
-/// so for `limit`. Runs on the calling thread when no other can be started.
-/// @param onFailure  called on the work's thread with the exception's text when it throws
-/// @return true when the work has ended
+/// As runWithin, but waits until the work has not called beat() for `limit`. Runs it on the calling thread when no
+/// other can be started. @param onFailure  as for startDetached
 bool runWhileMoving(std::chrono::seconds limit, const std::function<void()>& work,
                     std::function<void(const char* reason)> onFailure);
 
-/// Tells runWhileMoving that its work goes on; has no effect elsewhere.
-/// Throws std::system_error when the work was given up, so that it ends then.
+/// Tells runWhileMoving that its work goes on. Throws std::system_error, so that it ends, when nobody waits any more.
 void beat();
 
 /// The steady clock in whole seconds, rounded down.

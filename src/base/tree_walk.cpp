@@ -22,8 +22,9 @@ EntryKind kindOf(int folder, const dirent& entry) {
   return S_ISLNK(info.st_mode) ? EntryKind::kLink : EntryKind::kOther;
 }
 
-}  // namespace
-
+/// Appends the entries of an open folder to `entries`: for each a byte for the type (EntryKind), the name and a zero
+/// byte. All in one string, since a million strings would take too much memory.
+/// @return the error that ended the listing early; the entries before it are in `entries`
 std::error_code listFolder(int folder, std::string& entries) {
   Descriptor again(openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   const std::unique_ptr<DIR, int (*)(DIR*)> listing(again ? fdopendir(again.get()) : nullptr, &closedir);
@@ -45,6 +46,17 @@ std::error_code listFolder(int folder, std::string& entries) {
   }
 }
 
+}  // namespace
+
+std::error_code forEachEntry(int folder, const std::function<void(EntryKind kind, const char* name)>& each) {
+  std::string entries;
+  const std::error_code ec = listFolder(folder, entries);
+  for (std::size_t at = 0; at < entries.size(); at = entries.find('\0', at) + 1) {
+    each(static_cast<EntryKind>(entries[at]), entries.c_str() + at + 1);
+  }
+  return ec;
+}
+
 Folder::Folder(Descriptor opened) : open(std::move(opened)) {
   if (open) fstat(open.get(), &info);
 }
@@ -62,13 +74,14 @@ std::error_code FolderChain::leave() {
   path_.resize(path_.rfind('/'));
   Folder& folder = folders_.back();
   std::error_code ec;
-  const std::string fromTop = "." + path_;
-  for (const auto& [from, way] : {std::pair{child.open.get(), ".."}, {top().open.get(), fromTop.c_str()}}) {
-    if (folder.open) return {};
+  const auto reopen = [&](int from, const std::string& way) {
     Folder found(openFolder(from, way, ec));
     if (!ec && found.is(folder)) folder.open = std::move(found.open);
-  }
-  return folder.open || ec ? ec : std::make_error_code(std::errc::no_such_file_or_directory);
+  };
+  if (!folder.open) reopen(child.open.get(), "..");
+  if (!folder.open) reopen(top().open.get(), "." + path_);
+  if (folder.open) return {};
+  return ec ? ec : std::make_error_code(std::errc::no_such_file_or_directory);
 }
 
 TreeWalk::TreeWalk(Folder top, std::string path, Lost lost)

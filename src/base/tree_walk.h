@@ -1,12 +1,7 @@
 #pragma once
 
 #include <deque>
-#include <functional>
-#include <string>
-#include <system_error>
 #include <vector>
-
-#include <sys/stat.h>
 
 #include "base/directories.h"
 
@@ -16,18 +11,9 @@ namespace quelmar {
 /// kUnknown: the directory does not hold the type, and the entry's status could not be read.
 enum class EntryKind : char { kFile = 'f', kDirectory = 'd', kLink = 'l', kOther = 'o', kUnknown = '?' };
 
-/// Appends the entries of an open folder, in listing order, to `entries`: for each a byte for the type (EntryKind), the
-/// name and a zero byte. All in one string, since a million strings would take too much memory.
-/// @return the error that ended the listing early; the entries before it are in `entries`
-std::error_code listFolder(int folder, std::string& entries);
-
-/// Calls `callback` with the type and the name of each entry that listFolder has appended.
-template <typename Callback>
-void forEachEntry(const std::string& entries, const Callback& callback) {
-  for (std::size_t at = 0; at < entries.size(); at = entries.find('\0', at) + 1) {
-    callback(static_cast<EntryKind>(entries[at]), entries.c_str() + at + 1);
-  }
-}
+/// Calls `each` with the type and the name of every entry of an open folder, in listing order. All are listed before
+/// the first call, so that entries may be removed. @return the error that ended the listing early
+std::error_code forEachEntry(int folder, const std::function<void(EntryKind kind, const char* name)>& each);
 
 /// An open folder and its status when it was opened, by which it is recognised later.
 struct Folder {
@@ -48,8 +34,8 @@ class FolderChain {
   /// Goes into the folder `name`, which was opened in the last one.
   void enter(Folder folder, const std::string& name);
 
-  /// Goes back to the folder above, and opens it again when it was closed meanwhile.
-  /// @return the error of that; ENOENT when another folder is at its path now. last() is -1 then.
+  /// Goes back to the folder above, which was perhaps closed meanwhile.
+  /// @return why it could not be opened again: ENOENT when another one is at its path. last() is -1 then.
   std::error_code leave();
 
   /// The descriptor of the folder that the walk is in.
@@ -64,10 +50,9 @@ class FolderChain {
   std::string path_;
 };
 
-/// Walks a tree, depth first, each folder in the order in which the system lists it. A folder is listed in full before
-/// its first entry is told, so that entries may be removed. No link is followed, and folders are opened by their names
-/// in the ones above, so the walk stays in the tree though folders are exchanged. It takes memory for the names of the
-/// current folder and those above it, and a few descriptors.
+/// Walks a tree, depth first, each folder in the order in which the system lists it, and in full before its first entry
+/// is told, so that entries may be removed. No link is followed, and the walk stays in the tree though folders are
+/// exchanged. It takes memory for the names of the current folder and those above it, and a few descriptors.
 class TreeWalk {
  public:
   enum class Event {
@@ -110,7 +95,8 @@ class TreeWalk {
   std::string path_;
   const std::size_t topLength_;
   EntryKind kind_ = EntryKind::kUnknown;
-  std::string names_;  // of the current folder and those above it, as listFolder appends them
+  std::string
+      names_;  // of the current folder and those above it, each after a byte for its type and before a zero byte
   std::vector<Names> levels_;
   FolderChain folders_;
 };

@@ -2,7 +2,6 @@
 
 #include <boost/exception/diagnostic_information.hpp>
 #include <fcntl.h>
-#include <sys/stat.h>
 
 #include "base/tree_walk.h"
 #include "logging/logger.h"

@@ -1,13 +1,9 @@
 #include "collect/running_log.h"
 
 #include <atomic>
-#include <chrono>
-#include <functional>
 #include <iostream>
 #include <memory>
 #include <set>
-#include <utility>
-#include <vector>
 
 #include <boost/date_time/posix_time/posix_time_types.hpp>
 #include <boost/filesystem/operations.hpp>
@@ -48,12 +44,11 @@ void tellGivenUp(const std::string& what) {
   DRIVER_LOG(kWarn, "copy {} given up.; Reason: nothing has moved for {} s", what, kLimits.stalledCopy.count());
 }
 
-/// Copies one source to a path below the scratch folder.
+/// Copies a source to a path below the scratch folder.
 using Copy = std::function<void(const Source& source, const fs::path& from, const fs::path& to)>;
 
-/// Calls `copy` with each source of a step, `name` filled in, on a thread of its own. What does not move any more, on a
-/// network share whose server is gone for example, is given up (logged), and so are the other sources of the same user.
-/// When the memory runs out for one, that is logged.
+/// Calls `copy` with each source of a step, `name` filled in, on a thread of its own. What does not move any more, as
+/// on a share whose server is gone, is given up (logged), and so are the user's other sources.
 /// @param dir  the scratch folder
 void copySources(Step step, const std::string& name, const fs::path& dir, const Copy& copy) {
   static auto* const kStalled = new std::set<std::string>;  // users whose folders do not answer
@@ -77,7 +72,7 @@ void copySources(Step step, const std::string& name, const fs::path& dir, const 
 
 void copyFolders(Step step, const std::string& name, const fs::path& dir, const FileFilter& filter) {
   copySources(step, name, dir, [filter](const Source& source, const fs::path& from, const fs::path& to) {
-    helper::copyDir(from, to, source.kind == kCrashReports ? diagnosticReportFilter() : filter);
+    helper::copyDir(from, to, source.isFolderOfCrashReports ? diagnosticReportFilter() : filter);
   });
 }
 

@@ -2,11 +2,7 @@
 
 #include <algorithm>
 #include <ctime>
-#include <exception>
-#include <initializer_list>
-#include <locale>
 #include <regex>
-#include <utility>
 
 #include <boost/algorithm/string/case_conv.hpp>
 #include <boost/date_time/posix_time/posix_time_types.hpp>
@@ -23,14 +19,6 @@ namespace {
 
 constexpr std::uint64_t kMaxKeyLogAgeSeconds = 2'592'000;  // 30 days
 constexpr std::uintmax_t kMaxKeyLogBytes = 2'097'152;      // 2 MiB
-
-std::string lowerExtension(const std::string& filePath) {
-  return boost::algorithm::to_lower_copy(fs::path(filePath).extension().string(), std::locale());
-}
-
-bool isOneOf(const std::string& value, std::initializer_list<const char*> list) {
-  return std::find(list.begin(), list.end(), value) != list.end();
-}
 
 bool isRecent(const std::string& filePath, const boost::posix_time::ptime& referenceTime) {
   boost::system::error_code ec;
@@ -53,13 +41,13 @@ std::vector<std::string> collectedExtensions() {
 }
 
 bool isAcceptViaExtName(const std::string& filePath, const std::vector<std::string>& extensions) {
-  return std::find(extensions.begin(), extensions.end(), lowerExtension(filePath)) != extensions.end();
+  const std::string extension = boost::algorithm::to_lower_copy(fs::path(filePath).extension().string());
+  return std::find(extensions.begin(), extensions.end(), extension) != extensions.end();
 }
 
 bool isKeyLog(const std::string& filePath, const boost::posix_time::ptime& referenceTime) {
-  const std::string extension = lowerExtension(filePath);
-  if (isOneOf(extension, {".dmp", ".crash", ".ips"})) return isRecent(filePath, referenceTime);
-  if (isOneOf(extension, {".log", ".back", ".xlog"})) {
+  if (isAcceptViaExtName(filePath, {".dmp", ".crash", ".ips"})) return isRecent(filePath, referenceTime);
+  if (isAcceptViaExtName(filePath, {".log", ".back", ".xlog"})) {
     boost::system::error_code ec;
     const std::uintmax_t size = fs::file_size(filePath, ec);
     if (ec) {
@@ -69,7 +57,7 @@ bool isKeyLog(const std::string& filePath, const boost::posix_time::ptime& refer
     }
     return size <= kMaxKeyLogBytes && isRecent(filePath, referenceTime);
   }
-  return extension == ".pcap";
+  return isAcceptViaExtName(filePath, {".pcap"});
 }
 
 FileFilter copyFilter(std::vector<std::string> extensions, const boost::posix_time::ptime& referenceTime) {
@@ -100,8 +88,8 @@ FileFilter diagnosticReportFilter() {
 namespace quelmar {
 namespace {
 
-constexpr std::uint64_t kOkvuBudgetBytes = 209'715'200;  // 200 MiB
-constexpr unsigned kBytesToMiBShift = 20;
+constexpr std::uint64_t kBytesPerMiB = 1'048'576;
+constexpr std::uint64_t kOkvuBudgetBytes = 200 * kBytesPerMiB;
 
 }  // namespace
 
@@ -169,10 +157,10 @@ bool checkIsCollectOkvuLog(const std::vector<std::string>& extensions) {
     sum += getDirTotalSize(path, extensions, ignored);
   }
   if (sum > kOkvuBudgetBytes) {
-    LOG_CALL(kInfo, "okvuLogPath is too big({}M), not collect", sum >> kBytesToMiBShift);
+    LOG_CALL(kInfo, "okvuLogPath is too big({}M), not collect", sum / kBytesPerMiB);
     return false;
   }
-  LOG_CALL(kInfo, "okvuLogPath original size({}M), will collect", sum >> kBytesToMiBShift);
+  LOG_CALL(kInfo, "okvuLogPath original size({}M), will collect", sum / kBytesPerMiB);
   return true;
 }
 

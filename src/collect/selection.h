@@ -23,8 +23,8 @@ std::vector<std::string> collectedExtensions();
 bool isAcceptViaExtName(const std::string& filePath, const std::vector<std::string>& extensions);
 
 /// Tells whether a file is a key log: a crash report of the last 30 days, a log of the last 30 days and at most 2 MiB,
-/// or any packet capture. A file whose time cannot be read counts as recent; a log whose size cannot be read is not a
-/// key log (logged).
+/// or any packet capture. A file whose time cannot be read counts as recent; a log whose size cannot be read is none
+/// (logged).
 /// @param referenceTime  the local wall-clock time. It is compared with modification times in UTC, and a file newer
 ///                       than it is not a key log: both kept on purpose.
 bool isKeyLog(const std::string& filePath, const boost::posix_time::ptime& referenceTime);
@@ -33,25 +33,23 @@ bool isKeyLog(const std::string& filePath, const boost::posix_time::ptime& refer
 /// file that it rejects. Parameters as for these two.
 FileFilter copyFilter(std::vector<std::string> extensions, const boost::posix_time::ptime& referenceTime);
 
-/// The filter for system crash reports: a ".ips" or ".crash" file directly inside a folder "DiagnosticReports". Logs
-/// each decision.
+/// Accepts crash reports: ".ips" and ".crash" files directly in a folder "DiagnosticReports". Logs each decision.
 FileFilter diagnosticReportFilter();
 
 }  // namespace quelmar::logutils
 
 namespace quelmar {
 
-/// Adds up the sizes of the regular files in the tree under `dir`. Links and special files are not counted.
+/// Adds up the sizes of the regular files in the tree under `dir`, as far as it can be listed; failures are logged.
 /// @param exts  the extensions of the files to count, as for isAcceptViaExtName; empty counts every file.
-/// @return bytes; of a folder that cannot be listed to its end (logged), only the files listed before the error.
+/// @return bytes
 std::uint64_t getDirectorySize(const std::string& dir, const std::vector<std::string>& exts);
 
 /// The endpoint agent's five log folders, in collection order: full paths, whether they exist or not.
 std::vector<std::string> getOkvuLogPath();
 
-/// Adds up the sizes of the files in the tree under `dir` whose extension is in the list (empty: of all files).
+/// As getDirectorySize; 0 for an empty path and when `dir` is not a directory.
 /// @param ec  set to the status error, if any, when `dir` is not a directory; else left as it is
-/// @return bytes; 0 for an empty path and when `dir` is not a directory.
 std::uint64_t getDirTotalSize(const std::string& dir, const std::vector<std::string>& extensions, std::error_code& ec);
 
 /// Tells whether the endpoint agent's logs are to be collected: all of them when their counted sizes add up to at most

@@ -3,13 +3,8 @@
 #include <algorithm>
 #include <atomic>
 #include <climits>
-#include <cstdint>
-#include <cstring>
 #include <new>
-#include <optional>
-#include <utility>
 
-#include <sys/stat.h>
 #include <sys/statvfs.h>
 
 #include "base/files.h"
@@ -59,27 +54,28 @@ bool mayBeBorrowed(const struct stat& file, const struct stat& folder) {
 /// Copies the files of a folder, or the tree below it.
 class TreeCopy {
  public:
-  TreeCopy(const char* function, const fs::path& source, const fs::path& target, const FileFilter& filter, Depth depth)
+  TreeCopy(const char* function, const fs::path& source, const fs::path& target, const FileFilter& filter, Depth depth,
+           Folder from, Folder to)
       : source_(source.string()),
         target_(target.string()),
         filter_(filter),
         depth_(depth),
-        overwrite_(depth == Depth::kTree ? Overwrite::kNo : Overwrite::kYes),
-        losses_(function, source_) {}
+        losses_(function, source_),
+        targets_(std::move(to)),
+        walk_(std::move(from), source_, [this](const std::string& path, const std::error_code& ec) {
+          if (path == source_) incomplete_ = ec;
+          losses_.tell(kWarn, ec, kUnreadable, path);
+        }) {}
 
-  std::error_code run(Folder source, Folder target) {
-    targets_.emplace(std::move(target));
-    walk_.emplace(std::move(source), source_, [this](const std::string& path, const std::error_code& ec) {
-      if (path == source_) incomplete_ = ec;
-      losses_.tell(kWarn, ec, kUnreadable, path);
-    });
-    for (auto event = walk_->next(); event != TreeWalk::Event::kEnd; event = walk_->next()) {
+  /// @return why the source's own listing ended early
+  std::error_code run() {
+    for (auto event = walk_.next(); event != TreeWalk::Event::kEnd; event = walk_.next()) {
       beat();
       try {
         if (event == TreeWalk::Event::kEntry) handle();
         if (event == TreeWalk::Event::kLeft) leave();
       } catch (const std::bad_alloc&) {
-        losses_.tell(kWarn, std::make_error_code(std::errc::not_enough_memory), kCopyFailed, walk_->path(), target_);
+        losses_.tell(kWarn, std::make_error_code(std::errc::not_enough_memory), kCopyFailed, walk_.path(), target_);
       }
     }
     return incomplete_;
@@ -87,81 +83,80 @@ class TreeCopy {
 
  private:
   /// The path of the copy of the folder that the walk is in.
-  [[nodiscard]] std::string targetFolder() const { return target_ + targets_->path(); }
+  [[nodiscard]] std::string targetFolder() const { return target_ + targets_.path(); }
 
-  void tellLost(const std::error_code& ec) { losses_.tell(kWarn, ec, kCopyFailed, walk_->path(), targetFolder()); }
+  void tellLost(const std::error_code& ec) { losses_.tell(kWarn, ec, kCopyFailed, walk_.path(), targetFolder()); }
 
   void handle() {
-    const EntryKind kind = walk_->kind();
-    if (targets_->last() < 0) return;  // was told when it could not be opened again
+    const EntryKind kind = walk_.kind();
+    if (targets_.last() < 0) return;  // was told when it could not be opened again
     if (depth_ == Depth::kTree && (kind == EntryKind::kDirectory || kind == EntryKind::kUnknown)) {
       std::error_code ec;
-      Folder source = walk_->open(ec);
+      Folder source = walk_.open(ec);
       if (!ec) return enter(std::move(source));
       if (kind == EntryKind::kDirectory || !isNoFolder(ec)) {
         const bool hasGone = isNoFolder(ec) || ec == std::errc::no_such_file_or_directory;
-        losses_.tell(kWarn, ec, hasGone ? kMissingSource : kUnreadable, walk_->path());
+        losses_.tell(kWarn, ec, hasGone ? kMissingSource : kUnreadable, walk_.path());
         return;
       }
     }
-    if (kind == EntryKind::kDirectory || (filter_ && !filter_(walk_->path()))) return;
+    if (kind == EntryKind::kDirectory || (filter_ && !filter_(walk_.path()))) return;
     if (const std::error_code ec = copy(kind)) tellLost(ec);
   }
 
   /// @return the error to log when the current file was not copied, or not to its end
   [[nodiscard]] std::error_code copy(EntryKind kind) const {
-    if (kind == EntryKind::kOther) return {};
     std::error_code ec;
     struct stat info {};
-    const auto open = kind == EntryKind::kFile ? openListed : static_cast<decltype(&openListed)>(openRegular);
-    const Descriptor file = open(walk_->folder(), walk_->name(), Links::kJudged, info, ec);
+    const bool isListed = kind == EntryKind::kFile;
+    const Descriptor file = openRegular(walk_.folder(), walk_.name(), Links::kJudged, info, ec, isListed);
     const bool leadsNowhere = kind == EntryKind::kLink && isNoFolder(ec);
     if (ec) return isUsualLoss(ec) || leadsNowhere ? std::error_code() : ec;
-    if (kind != EntryKind::kLink && mayBeBorrowed(info, walk_->folders().info())) {
+    if (kind != EntryKind::kLink && mayBeBorrowed(info, walk_.folders().info())) {
       return std::make_error_code(std::errc::operation_not_permitted);
     }
     if (isTooLong()) return std::make_error_code(std::errc::filename_too_long);
-    ec = copyInto(file, info, targets_->last(), walk_->name(), overwrite_);
-    if (overwrite_ == Overwrite::kYes || ec != std::errc::file_exists) return ec;
+    const Overwrite overwrite = depth_ == Depth::kTree ? Overwrite::kNo : Overwrite::kYes;
+    ec = copyInto(file, info, targets_.last(), walk_.name(), overwrite);
+    if (overwrite == Overwrite::kYes || ec != std::errc::file_exists) return ec;
     // An earlier copy stays; what somebody else has put there does not take this one's place.
-    return isOwnCopy() ? std::error_code() : copyInto(file, info, targets_->last(), walk_->name(), Overwrite::kYes);
+    return isOwnCopy() ? std::error_code() : copyInto(file, info, targets_.last(), walk_.name(), Overwrite::kYes);
   }
 
   [[nodiscard]] bool isOwnCopy() const {
     struct stat there {};
-    return !lookUp(targets_->last(), walk_->name(), there) && S_ISREG(there.st_mode) && there.st_nlink == 1 &&
-           there.st_uid == targets_->info().st_uid;
+    return !lookUp(targets_.last(), walk_.name(), there) && S_ISREG(there.st_mode) && there.st_nlink == 1 &&
+           there.st_uid == targets_.info().st_uid;
   }
 
   /// Tells whether the copy's path would be longer than the system accepts.
-  [[nodiscard]] bool isTooLong() const { return target_.size() + walk_->path().size() - source_.size() >= PATH_MAX; }
+  [[nodiscard]] bool isTooLong() const { return target_.size() + walk_.path().size() - source_.size() >= PATH_MAX; }
 
   void enter(Folder source) {
-    if (source.is(targets_->top())) return;
+    if (source.is(targets_.top())) return;
     if (isTooLong()) return tellLost(std::make_error_code(std::errc::filename_too_long));
     std::error_code ec;
-    Folder target(makeFolder(targets_->last(), walk_->name(), ec));
+    Folder target(makeFolder(targets_.last(), walk_.name(), ec));
     if (ec) {
-      losses_.tell(kErr, ec, kNotMade, targetFolder() + "/" + walk_->name());
+      losses_.tell(kErr, ec, kNotMade, targetFolder() + "/" + walk_.name());
       return;
     }
-    targets_->enter(std::move(target), walk_->name());
-    walk_->enter(std::move(source));
+    targets_.enter(std::move(target), walk_.name());
+    walk_.enter(std::move(source));
   }
 
   void leave() {
-    if (const std::error_code ec = targets_->leave()) losses_.tell(kWarn, ec, kUnreadable, targetFolder());
+    if (const std::error_code ec = targets_.leave()) losses_.tell(kWarn, ec, kUnreadable, targetFolder());
   }
 
   const std::string source_;
   const std::string target_;
   const FileFilter& filter_;
   const Depth depth_;
-  const Overwrite overwrite_;
   Losses losses_;
-  std::error_code incomplete_;  // why the source's own listing ended early
-  std::optional<FolderChain> targets_;
-  std::optional<TreeWalk> walk_;
+  std::error_code incomplete_;
+  FolderChain targets_;
+  TreeWalk walk_;
 };
 
 /// Opens the source and makes the destination for copyDir and copyFile2Dir; logs failures under `function`.
@@ -197,13 +192,13 @@ std::error_code copyDir(const fs::path& src, const fs::path& dst, const FileFilt
   Folder source, target;
   const std::error_code ec = prepareCopy(__func__, kWarn, src, dst, source, target);
   if (ec) return ec;
-  return TreeCopy(__func__, src, dst, filter, Depth::kTree).run(std::move(source), std::move(target));
+  return TreeCopy(__func__, src, dst, filter, Depth::kTree, std::move(source), std::move(target)).run();
 }
 
 bool copyFile2Dir(const std::string& sourceDir, const std::string& destDir, const FileFilter& filter, bool /*flag*/) {
   Folder source, target;
   if (prepareCopy(__func__, kErr, sourceDir, destDir, source, target)) return false;
-  TreeCopy(__func__, sourceDir, destDir, filter, Depth::kFolder).run(std::move(source), std::move(target));
+  TreeCopy(__func__, sourceDir, destDir, filter, Depth::kFolder, std::move(source), std::move(target)).run();
   return true;
 }
 

@@ -75,7 +75,8 @@ bool initLogName(const std::string& name) {
   bool ended = false;
   try {
     // The log may be in a home on a server that does not answer.
-    ended = runWhileMoving(2 * kLimits.openOwnLog, [name] { setUp(name); }, [failed](const char*) { *failed = true; });
+    ended = runWhileMoving(
+        2 * kLimits.openOwnLog, [name] { setUp(name); }, [failed](const char*) { *failed = true; });
   } catch (...) {
     *failed = true;
   }

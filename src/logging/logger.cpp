@@ -33,8 +33,7 @@ bool isLog(const struct stat& info) {
 /// The log's file. Each record is appended with one call, so that two runs may share the file.
 class FileSink : public spdlog::sinks::base_sink<std::mutex> {
  public:
-  /// @param path  where `file` was opened
-  /// @param cap   the size at which the file is put away, and a new one begun
+  /// @param cap  the size at which the file is put away, and a new one begun
   FileSink(std::string path, Descriptor file, std::int64_t cap)
       : path_(std::move(path)), file_(std::move(file)), cap_(cap) {}
 
@@ -149,21 +148,21 @@ std::string printable(std::string_view text) {
   return shown;
 }
 
-void reportLoggerFailure(const char* function, int line) noexcept {
+void reportLoggerFailure(const char* function, int line) noexcept try {
+  const auto report = [function, line](const char* prefix, const std::exception& failure) {
+    tell(STDERR_FILENO, fmt::format("{}[{}:{}:{}]: {}\n", prefix, kFileTag, function, line, printable(failure.what())));
+  };
   // The misspelt words are kept on purpose: support staff search for them.
   try {
-    try {
-      throw;
-    } catch (const spdlog::spdlog_ex& failure) {
-      tell(STDERR_FILENO,
-           fmt::format("sdplog exception[{}:{}:{}]: {}\n", kFileTag, function, line, printable(failure.what())));
-    } catch (const std::exception& failure) {
-      tell(STDERR_FILENO, fmt::format("[{}:{}:{}]: {}\n", kFileTag, function, line, printable(failure.what())));
-    } catch (...) {
-      tell(STDERR_FILENO, "Unknown excepiton When logger\n");
-    }
-  } catch (...) {  // NOLINT(bugprone-empty-catch): no memory for the text
+    throw;
+  } catch (const spdlog::spdlog_ex& failure) {
+    report("sdplog exception", failure);
+  } catch (const std::exception& failure) {
+    report("", failure);
+  } catch (...) {
+    tell(STDERR_FILENO, "Unknown excepiton When logger\n");
   }
+} catch (...) {  // NOLINT(bugprone-empty-catch): no memory for the text
 }
 
 Logger& Logger::GetInstance() {

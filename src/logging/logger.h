@@ -28,7 +28,6 @@ inline constexpr const char* kFileTag = "LogCollectionTool";
 /// minimum level, and is never cut.
 enum LogLevel : int { kTrace, kDebug, kInfo, kWarn, kErr, kCritical, kOff, kDump };
 
-/// The logger's configuration.
 struct LoggerOptions {
   std::string logFile = "oBrela.log";      ///< the log file's path
   std::int32_t level = kInfo;              ///< minimum level
@@ -39,20 +38,20 @@ struct LoggerOptions {
 };
 
 /// Opens a log for reading and appending. A missing one is made, with mode 0666 when root makes it. Anything else than
-/// a regular file with a single link is removed before, but for a folder.
+/// a regular file with a single link is removed before, except a folder.
 /// @param ec    cleared, then set when it cannot be opened
 /// @param made  when not null: set to true when this call has made the file
 Descriptor openLog(const std::string& path, std::error_code& ec, bool* made = nullptr);
 
-/// Writes to standard output or standard error as much as it can take within a second: nobody may be reading there.
-/// Once it could not, only what it can take at once. Thread-safe.
+/// Writes to standard output or standard error, for a second at most: nobody may be reading there. Once it could not,
+/// only what can be written at once. Thread-safe.
 void tell(int descriptor, std::string_view text);
 
 /// The text with its control bytes, which names of files may hold, shown as "\xNN".
 std::string printable(std::string_view text);
 
 /// The process-wide logger behind all log calls. Never destroyed, since detached threads may log until the end.
-/// Thread-safe, but for setOptions: to be called before other threads start.
+/// Thread-safe, except setOptions: to be called before other threads start.
 class Logger {
  public:
   static Logger& GetInstance();
@@ -72,7 +71,7 @@ class Logger {
   [[nodiscard]] int descriptor() const { return descriptor_; }
 
   /// Logs one line: the source location, then `format` ("{}" syntax, checked at run time) filled with `args`, made
-  /// printable but for kDump. Before setOptions has succeeded the message goes to standard error.
+  /// printable except for kDump. Before setOptions has succeeded the message goes to standard error.
   /// Throws when format and arguments do not match, and what the sink throws: call it through LOG_CALL, which catches.
   template <typename... Args>
   void log(int level, const char* file, const char* function, int line, fmt::string_view format, const Args&... args) {

@@ -46,9 +46,8 @@ std::unique_lock<std::mutex> lockUntilEnd() {
   return lock;
 }
 
-/// Kills these shells, all processes in their sessions, and all descendants: the table of processes is needed for those
-/// that have made a group or a session of their own. All are stopped first: a stopped process can neither start others
-/// nor exit, so none is missed.
+/// Kills these shells, all processes in their sessions, and all descendants, also those that have made a session of
+/// their own. All are stopped first: a stopped process can neither start others nor exit, so none is missed.
 /// @param withChildren  kill also children of this process that lead a session: a shell whose start is not done is one.
 ///                      (Whoever started this process may have left it other children.)
 void endSessions(const std::set<pid_t>& shells, bool withChildren) {
@@ -74,8 +73,7 @@ void endSessions(const std::set<pid_t>& shells, bool withChildren) {
 int spawnShell(char* line, int output, int file, pid_t& pid) {
   posix_spawn_file_actions_t actions{};
   posix_spawnattr_t attributes{};
-  // A session of its own, not only a group: a background group of the terminal's session may be stopped when it writes
-  // to the terminal.
+  // Not only a group: a background group of the terminal's session may be stopped when it writes to the terminal.
   short flags = POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF;
   sigset_t none, all;
   sigemptyset(&none);

@@ -26,8 +26,7 @@ class Command {
   /// process group, unless `keepBackground` is true. @return the shell's exit status; for a signal 128 and its number
   int wait(bool keepBackground = false);
 
-  /// Kills the command and its descendants; one that is just being started, as soon as that is done.
-  /// Thread-safe.
+  /// Kills the command and its descendants; one that is being started, as soon as that is done. Thread-safe.
   void end();
 
  private:
@@ -38,13 +37,11 @@ class Command {
 
 /// Runs a command line, drops what it prints, and kills it and its descendants when `limit` has passed. Background
 /// processes of a command that has ended in time keep running.
-/// @return the exit status (see Command::wait); a negative error number when it could not be started, and -ETIMEDOUT
-///         when it was killed
+/// @return the exit status (see Command::wait), -ETIMEDOUT, or the negative error number when it could not be started
 int runCommand(std::chrono::seconds limit, const std::string& line);
 
 /// Kills all running commands and their descendants, also those whose start is not done: for these it waits a second at
-/// most. The process must exit then: Command::start and Command::wait block for ever, so that no thread starts a
-/// command or logs anything about a killed one.
+/// most. Command::start and Command::wait block for ever then, so that nothing is started or logged any more.
 void endCommands();
 
 }  // namespace quelmar::platform

@@ -15,17 +15,14 @@ struct ReportSection {
   std::vector<std::string> commands;
 };
 
-/// The command line that queries the system's unified log, without its three values: the first and the last time stamp,
-/// and the target path.
+/// The parts of the query of the unified log: the first and the last time stamp, and the target path, go between them.
 struct WideLogQuery {
   std::string beforeStart, beforeEnd, beforeTarget;
 };
 
-/// The command lines that differ between systems.
 struct HostCommands {
-  std::vector<ReportSection> sections;  ///< before the listing of the client's data folders
-  /// Of the last section, "Launch info": commands, and then folders that are listed.
-  std::vector<std::string> launchCommands, launchFolders;
+  std::vector<ReportSection> sections;                     ///< before the listing of the client's data folders
+  std::vector<std::string> launchCommands, launchFolders;  ///< of the last section; the folders are listed
   WideLogQuery wideLog;
 };
 
@@ -36,9 +33,8 @@ const HostCommands& hostCommands();
 /// out lower than asked for rather than higher.
 extern const std::uintmax_t kShellBlockBytes;
 
-/// Adds to `actions` or `flags` what makes posix_spawn close all descriptors above `last` in the new process.
-/// Requires: `actions` open all others but standard error.
-/// @return 0 or an error number
+/// Adds to `actions` or `flags` what makes posix_spawn close all descriptors above `last`. Requires: `actions` open all
+/// others but standard error. @return 0 or an error number
 int closeDescriptorsAbove(int last, posix_spawn_file_actions_t& actions, short& flags);
 
 struct Process {

@@ -31,17 +31,13 @@ std::string userEntry(uid_t uid, char* passwd::*field) {
   return found != nullptr ? found->*field : "";
 }
 
-bool isPerson(const passwd& user) {
-  return user.pw_uid >= platform::kFirstPerson && user.pw_uid != kNobody && std::strcmp(user.pw_name, "nobody") != 0;
-}
-
 }  // namespace
 
 const std::optional<std::string>& process::loginUser() {
   // Never destroyed: a thread may still read it while the process ends.
   static const auto* const kUser = [] {
-    // Shared with the thread, which may still write to it after the time-out.
-    const auto answer = std::make_shared<std::optional<std::string>>();
+    const auto answer =
+        std::make_shared<std::optional<std::string>>();  // the thread may write to it after the time-out
     const bool inTime = runWithin(kLimits.loginService, [answer] {
       std::string user;
       if (getCurrentLoginUser(user)) *answer = user;
@@ -76,7 +72,9 @@ std::vector<std::string> homeFolders() {
   while (const passwd* user = getpwent()) {
     const std::string home = user->pw_dir;
     const bool isFolder = home.size() > 1 && home[0] == '/' && home != "/nonexistent" && home != "/dev/null";
-    if (isFolder && (user->pw_uid == 0 || isPerson(*user))) homes.insert(home);
+    const bool isNobody = user->pw_uid == kNobody || std::strcmp(user->pw_name, "nobody") == 0;
+    const bool isPerson = user->pw_uid >= platform::kFirstPerson && !isNobody;
+    if (isFolder && (user->pw_uid == 0 || isPerson)) homes.insert(home);
   }
   endpwent();
   return {homes.begin(), homes.end()};

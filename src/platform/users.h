@@ -9,14 +9,12 @@
 
 namespace quelmar::process {
 
-/// Tells who is logged in at the machine's console. Logs nothing. May block as long as the system's login service does.
-/// Thread-safe.
+/// Tells who is logged in at the machine's console. May block as long as the system's login service does. Thread-safe.
 /// @param user  receives the short name as the system reports it (UTF-8; also special names such as "loginwindow")
 /// @return false, with an empty name, when there is no such user or the name cannot be read
 bool getCurrentLoginUser(std::string& user);
 
-/// getCurrentLoginUser's answer; empty when there is none in time. Asked once in a run, by the first caller.
-/// Thread-safe.
+/// Its answer; empty when there is none in time. Asked once in a run, by the first caller. Thread-safe.
 const std::optional<std::string>& loginUser();
 
 }  // namespace quelmar::process
@@ -26,9 +24,8 @@ namespace quelmar::platform {
 /// The lowest user number of a person; those below are the system's own.
 extern const uid_t kFirstPerson;
 
-/// The folder for application data of the calling user (on Linux $XDG_DATA_HOME when it is absolute, else
-/// ~/.local/share), and the one that all users of the machine share (none on Linux), without a trailing separator.
-/// Empty when there is none, or it is not known.
+/// The folder for application data of the calling user, and of all users together (none on Linux), without a trailing
+/// separator; empty when there is none, or it is not known.
 std::string userApplicationSupport();
 std::string machineApplicationSupport();
 

@@ -16,6 +16,7 @@
 #include <sys/stat.h>
 
 #include "base/files.h"
+#include "base/threads.h"
 #include "logging/logger.h"
 #include "platform/command.h"
 #include "platform/host.h"
@@ -36,19 +37,18 @@ void logNotStarted(const std::string& cmd, int error) {
   LOG_CALL_AS("cmdPopen", kErr, "popen(cmd) fail,cmd:{}; Reason: errorno:{},msg:{}", cmd, error, std::strerror(error));
 }
 
-}  // namespace
-
-bool cmdPopen(const std::string& cmd, std::string& output) {
+/// See cmdPopen. @param cmd  how `line` appears in the log
+/// @param file, status  as in Command
+bool capture(const std::string& cmd, const std::string& line, int file, std::string& output, int& status) {
   output.clear();
   // One byte more than is read at a time, so that the text always ends in a zero byte.
   std::array<char, kReadBytes + 1> buffer{};
   platform::Command command;
-  if (const int error = command.start(cmd)) {
+  if (const int error = command.start(line, file)) {
     logNotStarted(cmd, error);
     return false;
   }
-  // After a short read older bytes still follow the new ones, and are appended again: kept on purpose, readers of the
-  // captured texts know it.
+  // After a short read older bytes still follow the new ones: kept on purpose, readers of captured texts know it.
   for (bool isFull = false; command.read(buffer.data(), kReadBytes) > 0;) {
     isFull = isFull || output.size() >= kMaxCapturedBytes;
     try {
@@ -57,8 +57,15 @@ bool cmdPopen(const std::string& cmd, std::string& output) {
       isFull = true;
     }
   }
-  command.wait();
+  status = command.wait();
   return true;
+}
+
+}  // namespace
+
+bool cmdPopen(const std::string& cmd, std::string& output) {
+  int status = 0;
+  return capture(cmd, cmd, -1, output, status);
 }
 
 bool cmdPopenWithin(std::chrono::seconds limit, const std::string& cmd) {
@@ -101,11 +108,12 @@ bool Report::run(const std::string& command) {
   const std::string line = command + target_;
   const std::string limit = "ulimit -S -f " + std::to_string(maxReportBytes / platform::kShellBlockBytes) + "; ";
   // The descriptor takes the place of the target's name.
-  platform::Command shell;
-  const int error = shell.start(limit + command.substr(0, command.rfind(">>")) + ">&3", file_.get());
-  if (error != 0) logNotStarted(line, error);
-  endIfFull(1, error == 0 && shell.wait() == kFileSizeExceeded, line);
-  return error == 0;
+  const std::string redirected = limit + command.substr(0, command.rfind(">>")) + ">&3";
+  std::string discarded;  // empty: the shell writes the output into the report
+  int status = 0;
+  const bool started = capture(line, redirected, file_.get(), discarded, status);
+  endIfFull(1, status == kFileSizeExceeded, line);
+  return started;
 }
 
 void Report::endIfFull(std::uintmax_t more, bool cutOff, const std::string& text) {

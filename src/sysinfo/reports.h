@@ -8,7 +8,6 @@
 #include <utility>
 
 #include "base/directories.h"
-#include "base/threads.h"
 
 namespace quelmar::logutils::macos {
 namespace details {
@@ -62,7 +61,7 @@ class Report {
 
 }  // namespace details
 
-/// Makes the system information report, "system_info.log", empty.
+/// Makes the system information report, empty.
 std::shared_ptr<details::Report> makeSystemInfo(const std::string& path);
 
 /// Writes the system information report on a thread of its own, and waits for it until `startSeconds` + `limit`. When

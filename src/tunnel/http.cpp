@@ -13,7 +13,7 @@
 namespace quelmar {
 namespace {
 
-constexpr const char* kHeaderNames[] = {  // in the order of KnownHeaders
+constexpr const char* kHeaderNames[] = {  // KnownHeaders is the index
     "Content-Type",
     "Content-Length",
     "Location",

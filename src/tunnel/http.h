@@ -12,32 +12,13 @@ namespace quelmar {
 
 /// HTTP headers: one value for each name; names are case-sensitive.
 struct HttpHeaders {
-  enum class KnownHeaders : int {
-    kContentType,
-    kContentLength,
-    kLocation,
-    kLastModified,
-    kCookie,
-    kSetCookie,
-    kContentDisposition,
-    kUserAgent,
-    kServer,
-    kIfModifiedSince,
-    kETag,
-    kIfMatch,
-    kIfNoneMatch,
-    kTransferEncoding,
-    kAccessControlAllowOrigin,
-    kReferer,
-    kAcceptEncoding,
-    kConnection,
-    kTraceId,
-  };
+  /// A known header's place in the table of names. Those that are used here have a name of their own.
+  enum class KnownHeaders : int { kContentType = 0, kUserAgent = 7, kConnection = 17 };
 
   /// Starts with "Content-Type", "User-Agent" and "Connection", set to the client's defaults.
   HttpHeaders();
 
-  /// The header's name on the wire; "Unknown-Header" for a value outside the enumeration.
+  /// The header's name on the wire; "Unknown-Header" for a value outside the table.
   static const char* name(KnownHeaders header);
 
   /// Sets a header, replacing the value it had.
@@ -48,18 +29,16 @@ struct HttpHeaders {
 };
 
 struct Cookie {
-  std::string name;
-  std::string value;
+  std::string name, value;
 };
 
 using CurlCookies = std::vector<Cookie>;
 
-/// A random trace id: 8 characters out of "0123456789abcdef". All come from one generator, seeded with the time of the
-/// first call in seconds. Thread-safe.
+/// 8 random characters out of "0123456789abcdef", of one generator, seeded with the time of the first call.
+/// Thread-safe.
 std::string generateTraceId();
 
-/// The options of a request, in the order and with the defaults that all of the client's programs share. This tool
-/// uses only reusesConnection.
+/// The options that all of the client's programs share, in their order. This tool uses only reusesConnection.
 struct NetworkOptions {
   std::uint16_t version = 1;
   std::string interfaceName;
@@ -71,11 +50,8 @@ struct NetworkOptions {
   bool reusesConnection = true;  ///< false: the connection is closed after the exchange
   std::uint64_t rateLimit = 0;
   std::string traceId = generateTraceId();
-  bool resume = false;
-  bool followLocation = false;
-  std::string proxyHost;
-  std::string proxyUser;
-  std::string proxyPassword;
+  bool resume = false, followLocation = false;
+  std::string proxyHost, proxyUser, proxyPassword;
   bool uploads = false;
   std::uint32_t resolveMode = 0;
   CurlCookies cookies;

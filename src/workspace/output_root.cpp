@@ -1,17 +1,14 @@
 #include "workspace/output_root.h"
 
 #include <algorithm>
-#include <cstdint>
 #include <ctime>
+#include <map>
 #include <set>
-#include <utility>
-#include <vector>
 
+#include <boost/algorithm/string/predicate.hpp>
 #include <boost/filesystem/operations.hpp>
 #include <fcntl.h>
 #include <sys/file.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include "base/tree_walk.h"
 #include "collect/removal.h"
@@ -59,8 +56,7 @@ bool mayBeEmptied(const std::string& root, const std::string& executable) {
 /// Opens the folder at `path`, which is made when it is missing, holds and locks it. @return whether it is there
 bool takeRoot(const std::string& path, Links links) {
   std::error_code ec;
-  if (!utilities::ensureDirectoryExist(path, ec, links)) return false;
-  Descriptor folder = openFolder(path, links, ec);
+  Descriptor folder = makeFolder(path, links, ec, Access::kAll);
   if (ec) return false;
   Root root;
   root.isLocked = flock(folder.get(), LOCK_EX | LOCK_NB) == 0;
@@ -70,20 +66,17 @@ bool takeRoot(const std::string& path, Links links) {
   return true;
 }
 
-bool endsWith(const std::string& text, const std::string& end) {
-  return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
-}
-
 bool isArchive(const std::string& path) {
   return logutils::isAcceptViaExtName(path, {".zip"});
 }
 
 /// Tells whether the tool gives entries of an output root names like this one.
 bool isOwnName(const std::string& name) {
-  const auto begins = [&name](const std::string& start) { return name.compare(0, start.size(), start) == 0; };
-  const bool isScratch = name == kScratch || begins(kScratch + std::string("."));
-  const bool isUnfinished = endsWith(name, std::string(".zip") + zipper::kPartialSuffix);
-  return isScratch || name == kSystemInfo || (begins(kArchivePrefix) && (isArchive(name) || isUnfinished));
+  using boost::algorithm::ends_with;
+  using boost::algorithm::starts_with;
+  const bool isScratch = name == kScratch || starts_with(name, kScratch + std::string("."));
+  const bool isUnfinished = ends_with(name, std::string(".zip") + zipper::kPartialSuffix);
+  return isScratch || name == kSystemInfo || (starts_with(name, kArchivePrefix) && (isArchive(name) || isUnfinished));
 }
 
 /// Tells whether the run that has locked the output root uses the entry `name` there.
@@ -91,16 +84,14 @@ bool isOtherRuns(const std::string& name) {
   return outputRoot().isShared && (name == kScratch || name == kSystemInfo);
 }
 
-/// Locks an entry that a run may be using, for as long as the result lives.
-/// @param isInUse  set to true when another run has locked it, or that cannot be found out
-Descriptor lockEntry(int folder, const std::string& name, bool& isInUse) {
+/// Tells whether another run has locked an entry, or that cannot be found out.
+/// @param locked  receives the entry when this call has locked it
+bool isInUse(int folder, const std::string& name, Descriptor& locked) {
   struct stat info {};
-  isInUse = false;
-  if (lookUp(folder, name.c_str(), info)) return Descriptor();
-  if (!S_ISREG(info.st_mode) && !S_ISDIR(info.st_mode)) return Descriptor();
-  Descriptor entry(openat(folder, name.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_NOFOLLOW | O_CLOEXEC));
-  isInUse = entry ? flock(entry.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK : info.st_uid != geteuid();
-  return entry;
+  locked = Descriptor();
+  if (lookUp(folder, name.c_str(), info) || (!S_ISREG(info.st_mode) && !S_ISDIR(info.st_mode))) return false;
+  locked = Descriptor(openat(folder, name.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_NOFOLLOW | O_CLOEXEC));
+  return locked ? flock(locked.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK : info.st_uid != geteuid();
 }
 
 /// Tells whether only entries with the tool's own names may be removed from the folder: it has the sticky bit, or
@@ -112,55 +103,68 @@ bool isForOthersToo(int folder, const std::string& path) {
   const std::vector<std::string> mounted = platform::mountPoints();
   return ec || fstat(folder, &info) != 0 || (info.st_mode & S_ISVTX) != 0 ||
          std::any_of(mounted.begin(), mounted.end(),
-                     [&start](const std::string& point) { return point.compare(0, start.size(), start) == 0; });
+                     [&start](const std::string& point) { return boost::algorithm::starts_with(point, start); });
 }
-
-struct DatedFile {
-  std::string name;
-  std::time_t time;
-};
 
 [[noreturn]] void fail(const char* what, const std::string& path, const std::error_code& ec) {
   throw fs::filesystem_error(what, path, {ec.value(), boost::system::system_category()});
 }
 
-std::vector<DatedFile> archives(int folder, const std::string& dir, bool onlyOwn) {
-  std::vector<DatedFile> files;
-  std::string entries;
-  if (const std::error_code ec = listFolder(folder, entries)) fail("cannot list it", dir, ec);
-  forEachEntry(entries, [&](EntryKind, const char* name) {
+/// Entries that were removed.
+struct Removed {
+  std::size_t count = 0;
+  std::string first;
+
+  void add(const std::string& path) {
+    if (count++ == 0) first = path;
+  }
+};
+
+/// As cleanDir, but only what `mayGo` allows.
+void removeEntries(const std::string& dir, const std::function<bool(const std::string& path)>& mayGo,
+                   Removed& removed) {
+  const auto remove = [&](const std::string& path) {
+    std::error_code ec;
+    if (mayGo(path) && helper::ensureRemove(path, ec)) removed.add(path);
+  };
+  const auto removeFile = [&remove](const std::string& path) {
+    struct stat info {};
+    const bool isFile = !lookUp(path, Links::kOwn, info) && S_ISREG(info.st_mode);
+    if (isFile && !isArchive(path)) remove(path);
+  };
+  helper::directoryWalker(dir, {}, remove, removeFile, helper::Depth::kFolder);
+}
+
+/// Removes the oldest archives. Throws fs::filesystem_error, before it removes one when they cannot all be looked at.
+void removeOldest(int folder, const std::string& dir, bool onlyOwn, Removed& removed) {
+  std::multimap<std::time_t, std::string> byTime;
+  const std::error_code listed = forEachEntry(folder, [&](EntryKind, const char* name) {
     struct stat info {};
     if (!isArchive(name) || (onlyOwn && !isOwnName(name))) return;
     if (const std::error_code ec = lookUp(folder, name, info)) fail("cannot look at it", dir + "/" + name, ec);
-    if (S_ISREG(info.st_mode)) files.push_back({name, info.st_mtime});
+    if (S_ISREG(info.st_mode)) byTime.emplace(info.st_mtime, name);
   });
-  return files;
-}
-
-void removeOldest(int folder, const std::string& dir, bool onlyOwn, Removed& removed) {
-  std::vector<DatedFile> files = archives(folder, dir, onlyOwn);
-  for (const DatedFile& file : files) outputRoot().archives.insert(file.name);
-  if (files.size() < kMaxArchives) return;
-  std::sort(files.begin(), files.end(),
-            [](const DatedFile& one, const DatedFile& other) { return one.time < other.time; });
-  files.resize(files.size() - (kMaxArchives - 1));
-  for (const DatedFile& file : files) {
-    if (unlinkat(folder, file.name.c_str(), 0) != 0) fail("cannot remove it", dir + "/" + file.name, lastError());
-    removed.add(dir + "/" + file.name);
+  if (listed == std::errc::permission_denied) return;  // was told when the folder was cleaned
+  if (listed) fail("cannot list it", dir, listed);
+  for (const auto& [time, name] : byTime) outputRoot().archives.insert(name);
+  for (auto oldest = byTime.begin(); byTime.size() >= kMaxArchives; oldest = byTime.erase(oldest)) {
+    const std::string path = dir + "/" + oldest->second;
+    if (unlinkat(folder, oldest->second.c_str(), 0) != 0) fail("cannot remove it", path, lastError());
+    removed.add(path);
   }
 }
 
-/// Makes the folder `name`, which nothing else has, in the output root. @return the error of that
-std::error_code makeNew(int root, const std::string& name, Descriptor& folder) {
+/// Makes the folder `name`, which nothing else has, in an open folder. @return the error of that
+std::error_code makeNew(int parent, const std::string& name, Descriptor& folder) {
   std::error_code ec;
-  if (mkdirat(root, name.c_str(), 0755) != 0) ec = lastError();
-  if (!ec) folder = openFolder(root, name, ec);
+  if (mkdirat(parent, name.c_str(), 0755) != 0) return lastError();
+  folder = openFolder(parent, name, ec);
   return ec;
 }
 
 /// Makes the usual scratch folder. What an earlier run has left at its name is removed, or moved aside.
 std::error_code makeUsualScratch(const Root& root, Descriptor& folder) {
-  std::error_code ec = makeNew(root.folder, kScratch, folder);
+  const std::error_code ec = makeNew(root.folder, kScratch, folder);
   if (ec != std::errc::file_exists || !root.isLocked) return ec;
   const std::string aside = std::string(kScratch) + ".left-" + std::to_string(getpid());
   if (removeEntry(root.folder, kScratch)) renameat(root.folder, kScratch, root.folder, aside.c_str());
@@ -172,14 +176,13 @@ std::error_code makeUsualScratch(const Root& root, Descriptor& folder) {
 std::error_code makeOwnScratch(const Root& root, const std::string& path, std::string& name, Descriptor& folder) {
   Descriptor own;
   std::error_code ec = std::make_error_code(std::errc::file_exists);
-  bool isInUse = false;
-  for (int number = 0; number < kMaxNames && (ec == std::errc::file_exists || isInUse); ++number) {
+  for (int number = 0; number < kMaxNames && ec == std::errc::file_exists; ++number) {
     name = std::string(kScratch) + "." + std::to_string(getpid()) + (number == 0 ? "" : "-" + std::to_string(number));
     ec = makeNew(root.folder, name, own);
     // Another run that takes it for an abandoned one holds the lock while it removes it.
-    isInUse = !ec && flock(own.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+    const bool isTaken = !ec && flock(own.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+    if (isTaken) ec = std::make_error_code(std::errc::file_exists);
   }
-  if (!ec && isInUse) ec = std::make_error_code(std::errc::file_exists);
   if (!ec) ec = makeNew(own.get(), kScratch, folder);
   if (!ec) hold((fs::path(path) / name).string(), std::move(own));
   return ec;
@@ -211,40 +214,26 @@ void limitReports(const std::string& root) {
   logutils::macos::details::limitReports(std::min(kMaxReportBytes, share));
 }
 
-Removed cleanDir(const std::string& dir, bool removeItself, const MayGo& mayGo) {
-  Removed removed;
-  const auto remove = [&](const std::string& path) {
-    std::error_code ec;
-    if ((!mayGo || mayGo(path)) && helper::ensureRemove(path, ec)) removed.add(path);
-  };
-  const auto removeFile = [&remove](const std::string& path) {
-    struct stat info {};
-    const bool isFile = !lookUp(path, Links::kOwn, info) && S_ISREG(info.st_mode);
-    if (isFile && !isArchive(path)) remove(path);
-  };
-  helper::directoryWalker(dir, {}, remove, removeFile, helper::Depth::kFolder);
+void cleanDir(const std::string& dir, bool removeItself) {
+  Removed ignored;
+  removeEntries(
+      dir, [](const std::string&) { return true; }, ignored);
   if (removeItself) helper::ensureRemove(dir);
-  return removed;
 }
 
 void checkAndCleanLogDir(const std::string& dir) {
   Removed removed;
   try {
     std::error_code ec;
-    std::string entries;
     const Descriptor folder = openFolder(dir, Links::kOwn, ec);
     const bool onlyOwn = !ec && isForOthersToo(folder.get(), dir);
     Descriptor locked;  // until the next entry
-    removed = cleanDir(dir, false, [&](const std::string& path) {
+    const auto mayGo = [&](const std::string& path) {
       const std::string name = fs::path(path).filename().string();
-      if ((onlyOwn && !isOwnName(name)) || isOtherRuns(name)) return false;
-      bool isInUse = false;
-      locked = lockEntry(folder.get(), name, isInUse);
-      return !isInUse;
-    });
-    // What must not be listed was told above.
-    if (!ec && listFolder(folder.get(), entries) != std::errc::permission_denied)
-      removeOldest(folder.get(), dir, onlyOwn, removed);
+      return (!onlyOwn || isOwnName(name)) && !isOtherRuns(name) && !isInUse(folder.get(), name, locked);
+    };
+    removeEntries(dir, mayGo, removed);
+    if (!ec) removeOldest(folder.get(), dir, onlyOwn, removed);
   } catch (const fs::filesystem_error& failure) {
     LOG_CALL(kWarn, "{}; Reason: file system error: {}", "delete file error", failure.what());
   }
@@ -279,20 +268,16 @@ Scratch makeScratch(const std::string& root) {
 
 void removeScratch(const std::string& root, const Scratch& scratch, const std::string& unfinished) {
   cleanDir(scratch.logFiles, true);
-  std::error_code ignored;
-  if (!unfinished.empty()) helper::ensureRemove(unfinished + zipper::kPartialSuffix, ignored);
-  helper::ensureRemove(scratch.systemInfo, ignored);
+  if (!unfinished.empty()) helper::ensureRemove(unfinished + zipper::kPartialSuffix);
+  helper::ensureRemove(scratch.systemInfo);
   const fs::path place = fs::path(scratch.logFiles).parent_path();
-  if (place != root) helper::ensureRemove(place, ignored);
+  if (place != root) helper::ensureRemove(place);
 
-  std::string entries;
   const int folder = outputRoot().folder;
-  listFolder(folder, entries);
-  forEachEntry(entries, [&](EntryKind, const std::string& name) {
-    bool isInUse = false;
-    if (isArchive(name) || !isOwnName(name) || isOtherRuns(name)) return;
-    const Descriptor locked = lockEntry(folder, name, isInUse);
-    if (!isInUse) LOG_CALL_AS("main", kWarn, "{} stays in the output folder", (fs::path(root) / name).string());
+  forEachEntry(folder, [&](EntryKind, const std::string& name) {
+    Descriptor locked;
+    if (isArchive(name) || !isOwnName(name) || isOtherRuns(name) || isInUse(folder, name, locked)) return;
+    LOG_CALL_AS("main", kWarn, "{} stays in the output folder", (fs::path(root) / name).string());
   });
 }
 

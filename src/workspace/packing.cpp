@@ -1,20 +1,15 @@
 #include "workspace/packing.h"
 
-#include <cerrno>
 #include <chrono>
 #include <ctime>
 #include <iomanip>
 #include <new>
 #include <optional>
 #include <sstream>
-#include <stdexcept>
-#include <utility>
 
 #include <boost/algorithm/string/case_conv.hpp>
 #include <boost/exception/diagnostic_information.hpp>
 #include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include "base/files.h"
 #include "base/tree_walk.h"
@@ -38,16 +33,12 @@ bool isLeftOut(const fs::path& path) {
 
 bool zipFileNameAt(std::chrono::system_clock::time_point time, std::string& name) {
   try {
-    const std::time_t seconds =
-        std::chrono::system_clock::to_time_t(std::chrono::time_point_cast<std::chrono::seconds>(time));
+    const std::time_t seconds = std::chrono::system_clock::to_time_t(time);
     std::tm local{};
     localtime_r(&seconds, &local);
-    std::ostringstream stream;
-    stream << kProductVersion << "_" << std::put_time(&local, "%Y%m%d%H%M%S");
-    std::string text = stream.str();
-    text.insert(0, kArchivePrefix);
-    text.append(".zip");
-    name = std::move(text);
+    std::ostringstream text;
+    text << kArchivePrefix << kProductVersion << "_" << std::put_time(&local, "%Y%m%d%H%M%S") << ".zip";
+    name = text.str();
     return true;
   } catch (...) {
     return false;
@@ -114,11 +105,9 @@ void collectSelf(const std::string& dir) {
 std::vector<std::string> collectCacheLogPaths(const std::string& dir) {
   std::vector<std::string> paths;
   try {
-    std::string entries;
-    std::error_code listed;
-    const Descriptor folder = openFolder(dir, Links::kOwn, listed);
-    if (!listed) listed = listFolder(folder.get(), entries);
-    forEachEntry(entries, [&](EntryKind kind, const char* name) {
+    std::error_code ec;
+    const Descriptor folder = openFolder(dir, Links::kOwn, ec);
+    const std::error_code listed = ec ? ec : forEachEntry(folder.get(), [&](EntryKind kind, const char* name) {
       // An entry of unknown type is listed: the packer logs it when it cannot read it either.
       const bool mayBeFile = kind == EntryKind::kFile || kind == EntryKind::kUnknown;
       const bool isFile = mayBeFile && !isLeftOut(name);
@@ -149,10 +138,9 @@ std::string initZipLogPath(const std::string& root) {
     // One that has come since the run began is another run's.
     const bool isOwn = S_ISREG(info.st_mode) && info.st_uid == geteuid() && info.st_nlink == 1 && isOwnArchive(name);
     if (stands && !isOwn) continue;
-    const int flags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
-    const Descriptor reserved(openat(folder, (name + zipper::kPartialSuffix).c_str(), flags, 0666));
+    makeFile(folder, (name + zipper::kPartialSuffix).c_str(), O_WRONLY, 0666, Overwrite::kNo, ec);
     // If it exists, another run is writing an archive with that name: try the next second.
-    if (reserved || errno != EEXIST) return (fs::path(root) / name).string();
+    if (ec != std::errc::file_exists) return (fs::path(root) / name).string();
   }
   LOG_CALL(kErr, "{}{}", "getZipFileName failed.", "");
   return {};

@@ -18,16 +18,15 @@ std::vector<std::string> collectCacheLogPaths(const std::string& dir);
 /// @return true when `name` was set; false, with `name` unchanged, after any exception.
 bool getZipFileName(std::string& name);
 
-/// The path of the archive to be written into `root`, with the current time in its name, or a later second when what
-/// bears that name is not an archive of the calling user's, or another run is writing it. The name is reserved by an
-/// empty file with the suffix of an unfinished archive. Empty when no name could be built (logged).
+/// Reserves the name of the archive to be written into `root`, with the current time in it, by an empty file with the
+/// suffix of an unfinished archive. A later second is taken when what has the name is no archive of the calling user's,
+/// or another run is writing it. @return the archive's path; empty when no name could be built (logged)
 std::string initZipLogPath(const std::string& root);
 
 /// Packs files and directories into the zip archive at `zipPath`, deflated at level 9: single files under their bare
-/// names, directories as trees under theirs. An archive that exists there is added to. The archive is written as
-/// `zipPath` + ".incomplete" and renamed when it is complete. The first failure ends the packing and is logged. The
-/// archive then has what was packed before; when that is nothing, or the archive could not be written, the
-/// ".incomplete" file stays. What cannot be read is logged as well, except added paths that are missing.
+/// names, directories as trees under theirs. An archive that exists there is added to; see ArchiveFile. The first
+/// failure ends the packing (logged), and the archive has what was packed before. When that is nothing, or the archive
+/// could not be written, its unfinished file stays. What cannot be read is logged, except added paths that are missing.
 /// @param copies   a folder of the tool's own: each file below it is removed as soon as it is in the archive. Only
 ///                 regular files with one link and folders are packed that belong to its owner; others are logged.
 ///                 Empty: all is packed, and stays

@@ -3,11 +3,8 @@
 #include <cstdlib>
 #include <memory>
 #include <set>
-#include <vector>
 
 #include <boost/filesystem/operations.hpp>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include "base/limits.h"
 #include "base/threads.h"
@@ -25,37 +22,12 @@ constexpr const char* kUsers = "/Users";
 // On macOS the writable folders of "/" appear below this one too.
 constexpr const char* kDataVolume = "/System/Volumes/Data";
 
-class Root {
- public:
-  explicit Root(const std::string& path) {
-    boost::system::error_code ignored;
-    real_ = fs::weakly_canonical(path, ignored);
-    exists_ = stat(path.c_str(), &info_) == 0;  // through links: it matters what is there
-  }
-
-  /// Tells whether this folder is `place` or above it, by device and inode, or by path where one does not exist.
-  [[nodiscard]] bool holds(const fs::path& place) const {
-    for (fs::path above = place; !above.empty(); above = above.parent_path()) {
-      struct stat info {};
-      if (above == real_ || (exists_ && stat(above.c_str(), &info) == 0 && isSame(info, info_))) return true;
-    }
-    return false;
-  }
-
- private:
-  fs::path real_;
-  struct stat info_ {};
-  bool exists_ = false;
-};
-
 /// The folders in /Users. They are not all that matter: users may have their homes elsewhere.
 std::vector<std::string> usersFolders() {
   std::vector<std::string> folders;
-  std::string entries;
   std::error_code ec;
   const Descriptor users = openFolder(kUsers, Links::kAny, ec);
-  if (!ec) listFolder(users.get(), entries);
-  forEachEntry(entries, [&](EntryKind, const char* name) {
+  forEachEntry(users.get(), [&](EntryKind, const char* name) {
     struct stat info {};
     const std::string home = std::string(kUsers) + "/" + name;
     if (stat(home.c_str(), &info) == 0 && S_ISDIR(info.st_mode)) folders.push_back(home);
@@ -89,12 +61,21 @@ std::vector<std::string> places(const std::string& executable) {
 }
 
 std::string find(const std::string& root, const std::string& executable) {
-  const Root output(root);
+  boost::system::error_code ignored;
+  struct stat output {};
+  const fs::path realRoot = fs::weakly_canonical(root, ignored);
+  const bool exists = stat(root.c_str(), &output) == 0;  // through links: it matters what is there
+  // Tells whether the root is `place` or above it, by device and inode, or by path where one does not exist.
+  const auto holds = [&](const fs::path& place) {
+    for (fs::path above = place; !above.empty(); above = above.parent_path()) {
+      struct stat info {};
+      if (above == realRoot || (exists && stat(above.c_str(), &info) == 0 && isSame(info, output))) return true;
+    }
+    return false;
+  };
   for (const std::string& place : places(executable)) {
-    boost::system::error_code ignored;
     const fs::path real = fs::weakly_canonical(place, ignored);
-    if (output.holds(place) || output.holds(real) || output.holds(std::string(kDataVolume) + real.string()))
-      return place;
+    if (holds(place) || holds(real) || holds(std::string(kDataVolume) + real.string())) return place;
   }
   return {};
 }

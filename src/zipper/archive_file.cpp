@@ -1,18 +1,14 @@
 #include "zipper/archive_file.h"
 
-#include <cerrno>
 #include <cstring>
+#include <initializer_list>
 #include <new>
 #include <string_view>
-#include <utility>
 
 #include <fcntl.h>
 #include <sys/file.h>
-#include <unistd.h>
 #include <unzip.h>
 #include <zip.h>
-
-#include "base/files.h"
 
 namespace zipper {
 namespace {
@@ -22,6 +18,7 @@ using quelmar::Links;
 
 constexpr mode_t kArchiveMode = 0666;  // less the umask
 constexpr std::size_t kCopyBytes = 8192;
+constexpr int kMemoryLevel = 8;
 constexpr std::string_view kEndRecord("PK\5\6");
 constexpr std::string_view kEndRecord64("PK\6\6");
 constexpr std::string_view kEndLocator64("PK\6\7");
@@ -32,7 +29,6 @@ constexpr off_t kLargeFieldsBytes = 20;
 constexpr off_t kPlainSizesAt = 18;  // in a local header
 constexpr off_t kLeastLarge = 4'294'967'295;
 constexpr std::uint64_t kMaxPlainEntries = 65'535;
-constexpr std::uint64_t kVersion64 = 45;
 
 /// The library's own functions on `file`, which it neither opens nor closes itself.
 zlib_filefunc64_def functionsOn(std::FILE* file) {
@@ -44,32 +40,51 @@ zlib_filefunc64_def functionsOn(std::FILE* file) {
   return functions;
 }
 
-/// Appends a number of `size` bytes, least significant first.
-void put(std::string& to, std::uint64_t value, std::size_t size) {
-  for (; size > 0; --size, value >>= 8U) to += static_cast<char>(value & 0xffU);
+/// The file information of an entry: null, or for text a flag that the library sets itself when it deflates. Its month
+/// is impossible: for that the library writes the date 0, but old versions do not for one that is all zero.
+const zip_fileinfo* entryInfo(bool isText) {
+  static const zip_fileinfo kText = [] {
+    zip_fileinfo info{};
+    info.tmz_date.tm_mon = static_cast<decltype(info.tmz_date.tm_mon)>(-1);
+    info.internal_fa = Z_TEXT;
+    return info;
+  }();
+  return isText ? &kText : nullptr;
 }
 
-/// The 64-bit end record and its locator, for an archive with this plain one.
+struct Field {
+  std::uint64_t value;
+  std::size_t bytes;
+};
+
+/// The bytes of the fields, each least significant first.
+std::string packed(std::initializer_list<Field> fields) {
+  std::string text;
+  for (Field field : fields) {
+    for (; field.bytes > 0; --field.bytes, field.value >>= 8U) text += static_cast<char>(field.value & 0xffU);
+  }
+  return text;
+}
+
+/// The number of four bytes, least significant first, at a place in a record.
+std::uint64_t numberAt(const std::string& record, std::size_t at) {
+  std::uint64_t value = 0;
+  for (std::size_t i = at + 4; i-- > at;) value = (value << 8U) | static_cast<unsigned char>(record[i]);
+  return value;
+}
+
+/// The 64-bit end record and its locator, for an archive with this plain end record.
 std::string endRecord64(const std::string& plain, std::uint64_t entries) {
-  std::string record(kEndRecord64);
-  const auto get = [&](std::size_t at) {  // four bytes, least significant first
-    std::uint64_t value = 0;
-    for (std::size_t i = at + 4; i-- > at;) value = (value << 8U) | static_cast<unsigned char>(plain[i]);
-    return value;
-  };
-  const std::uint64_t size = get(12);  // of the central directory
-  const std::uint64_t offset = get(16);
-  put(record, 44, 8);  // how many bytes of this record follow
-  for (int i = 0; i < 2; ++i) put(record, kVersion64, 2);
-  put(record, 0, 8);  // this disk, and the one where the directory begins
-  for (int i = 0; i < 2; ++i) put(record, entries, 8);
-  put(record, size, 8);
-  put(record, offset, 8);
-  record += kEndLocator64;
-  put(record, 0, 4);
-  put(record, offset + size, 8);  // where the 64-bit record is
-  put(record, 1, 4);
-  return record;
+  constexpr Field kFollowing{44, 8};  // how many bytes of the record follow
+  constexpr Field kVersion{45, 2};
+  constexpr Field kDisk{0, 4};
+  constexpr Field kDisks{1, 4};
+  const Field size{numberAt(plain, 12), 8};  // of the central directory
+  const Field offset{numberAt(plain, 16), 8};
+  const Field count{entries, 8};
+  return std::string(kEndRecord64) +
+         packed({kFollowing, kVersion, kVersion, kDisk, kDisk, count, count, size, offset}) +
+         std::string(kEndLocator64) + packed({kDisk, {offset.value + size.value, 8}, kDisks});
 }
 
 }  // namespace
@@ -77,7 +92,7 @@ std::string endRecord64(const std::string& plain, std::uint64_t entries) {
 bool ArchiveFile::open(const std::string& path) {
   std::error_code ec;
   struct stat old {};
-  oldEntries_ = commentSize_ = 0;
+  oldEntries_ = added_ = commentSize_ = 0;
   gaveUp_ = false;
   place_ = locate(path, Links::kAny, ec);
   if (ec) return false;
@@ -92,16 +107,13 @@ bool ArchiveFile::open(const std::string& path) {
 }
 
 bool ArchiveFile::create(mode_t mode) {
-  // Not over an existing file: another run may be writing it, or another user may have put a link there.
-  const int flags = O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
+  const int flags = O_RDWR | O_CREAT | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC;
   Descriptor created(::openat(place_.folder.get(), partial_.c_str(), flags, mode));
-  const bool isReserved = !created && errno == EEXIST;
-  const int reopen = O_RDWR | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC;
-  if (isReserved) created = Descriptor(::openat(place_.folder.get(), partial_.c_str(), reopen));
   if (!created || ::fstat(created.get(), &made_) != 0) return false;
-  // An empty file of this user's has reserved the name for the archive.
-  const bool isOwn = made_.st_uid == ::geteuid() && made_.st_nlink == 1;
-  if (isReserved && (!S_ISREG(made_.st_mode) || made_.st_size != 0 || !isOwn)) return false;
+  // An empty file of this user's may have reserved the name for the archive. Anything else is another run's, or
+  // planted.
+  const bool isEmpty = S_ISREG(made_.st_mode) && made_.st_size == 0;
+  if (!isEmpty || made_.st_uid != ::geteuid() || made_.st_nlink != 1) return false;
   // Another run may have taken it for what a dead one left, and locked it. Not every file system has locks.
   if (::flock(created.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) return false;
   // The stdio of some systems reads a block at each seek in a file that may be read.
@@ -140,54 +152,71 @@ void ArchiveFile::openInLibrary() {
   if (archive_ != nullptr && comment != nullptr) commentSize_ = std::strlen(comment);
 }
 
-/// Tells whether `file` is what bears this name in the archive's folder.
 bool ArchiveFile::isHere(const std::string& name, const struct stat& file) const {
   struct stat found {};
   return !quelmar::lookUp(place_.folder.get(), name.c_str(), found) && quelmar::isSame(found, file);
 }
 
-bool ArchiveFile::close(bool whole, std::uint64_t entries) {
+bool ArchiveFile::beginEntry(const std::string& name, const Entry& entry) {
+  header_ = ::ftello(file_.get());
+  nameSize_ = name.size();
+  // After a failed write this call would fail too, and leak memory.
+  return !failed() && zipOpenNewFileInZip3_64(archive_, name.c_str(), entryInfo(entry.isText), nullptr, 0, nullptr, 0,
+                                              nullptr, entry.level == 0 ? 0 : Z_DEFLATED, entry.level,
+                                              entry.isDeflated ? 1 : 0, -MAX_WBITS, kMemoryLevel, Z_DEFAULT_STRATEGY,
+                                              entry.password, entry.crc, entry.isLarge ? 1 : 0) == ZIP_OK;
+}
+
+void ArchiveFile::write(const char* data, std::size_t size) {
+  if (zipWriteInFileInZip(archive_, data, static_cast<unsigned>(size)) != ZIP_OK) giveUp();
+}
+
+bool ArchiveFile::endEntry(std::uint64_t size, unsigned long crc) {
+  if (zipCloseFileInZipRaw64(archive_, size, crc) != ZIP_OK) giveUp();
+  completeSizes(size);
+  if (failed()) return false;
+  ++added_;
+  return true;
+}
+
+bool ArchiveFile::writeAt(off_t at, const std::string& bytes) {
+  return ::fseeko(file_.get(), at, SEEK_SET) == 0 &&
+         std::fwrite(bytes.data(), 1, bytes.size(), file_.get()) == bytes.size();
+}
+
+/// Gives an entry both 64-bit sizes when only its packed size needs one. Old versions of the library leave them 0, and
+/// most readers take the entry for damaged.
+void ArchiveFile::completeSizes(std::uint64_t size) {
+  const off_t end = ::ftello(file_.get());
+  const off_t data = header_ + kLocalHeaderBytes + static_cast<off_t>(nameSize_) + kLargeFieldsBytes;
+  if (end - data < kLeastLarge || size >= static_cast<std::uint64_t>(kLeastLarge)) return;
+  const std::string sizes = packed({{size, 8}, {static_cast<std::uint64_t>(end - data), 8}});
+  const bool isDone = writeAt(header_ + kPlainSizesAt, std::string(8, '\xff')) &&
+                      writeAt(data - static_cast<off_t>(sizes.size()), sizes);
+  if (!isDone || ::fseeko(file_.get(), end, SEEK_SET) != 0) giveUp();
+}
+
+bool ArchiveFile::close(bool needsEntry) {
   if (archive_ == nullptr) return true;
   const bool isFinished = zipClose(std::exchange(archive_, nullptr), nullptr) == ZIP_OK;
-  const bool isNamed = isFinished && whole && completeEndRecord(entries) && finish();
+  const bool isNamed = isFinished && (added_ > 0 || !needsEntry) && completeEndRecord() && finish();
   file_.reset();  // errors that closing could report were seen by fsync in finish()
   old_ = Descriptor();
   return isNamed;
 }
 
-bool ArchiveFile::write(off_t at, const std::string& bytes) {
-  return ::fseeko(file_.get(), at, SEEK_SET) == 0 &&
-         std::fwrite(bytes.data(), 1, bytes.size(), file_.get()) == bytes.size();
-}
-
-off_t ArchiveFile::position() const {
-  return ::ftello(file_.get());
-}
-
-void ArchiveFile::completeEntry(off_t header, std::size_t nameSize, std::uint64_t size) {
-  const off_t end = position();
-  const off_t data = header + kLocalHeaderBytes + static_cast<off_t>(nameSize) + kLargeFieldsBytes;
-  if (end - data < kLeastLarge || size >= static_cast<std::uint64_t>(kLeastLarge)) return;
-  std::string sizes;
-  put(sizes, size, 8);
-  put(sizes, static_cast<std::uint64_t>(end - data), 8);
-  const bool isDone =
-      write(header + kPlainSizesAt, std::string(8, '\xff')) && write(data - static_cast<off_t>(sizes.size()), sizes);
-  if (!isDone || ::fseeko(file_.get(), end, SEEK_SET) != 0) giveUp();
-}
-
 /// Adds the 64-bit end record to an archive of more than 65,535 entries when the library has not written one: old
 /// versions do so only for large archives, and most readers take the result for damaged.
-bool ArchiveFile::completeEndRecord(std::uint64_t entries) try {
-  if (entries <= kMaxPlainEntries) return true;
+bool ArchiveFile::completeEndRecord() try {
+  if (entries() <= kMaxPlainEntries) return true;
   std::string tail(kEndLocator64Bytes + kEndRecordBytes + commentSize_, '\0');
   const auto size = static_cast<ssize_t>(tail.size());
+  const off_t end = ::ftello(file_.get());
   std::fflush(file_.get());
-  if (::pread(::fileno(file_.get()), tail.data(), tail.size(), position() - size) != size) return false;
+  if (::pread(::fileno(file_.get()), tail.data(), tail.size(), end - size) != size) return false;
   if (tail.compare(0, kEndLocator64.size(), kEndLocator64) == 0) return true;
   tail.erase(0, kEndLocator64Bytes);
-  const off_t at = position() - static_cast<off_t>(tail.size());
-  return write(at, endRecord64(tail, entries) + tail);
+  return writeAt(end - static_cast<off_t>(tail.size()), endRecord64(tail, entries()) + tail);
 } catch (const std::bad_alloc&) {
   return false;
 }

@@ -1,12 +1,8 @@
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <memory>
-#include <string>
-
-#include <sys/stat.h>
 
 #include "base/directories.h"
 
@@ -15,62 +11,63 @@ namespace zipper {
 /// What is appended to an archive's name until the archive is complete.
 constexpr char kPartialSuffix[] = ".incomplete";
 
-/// The file of an archive, written by the zip library. It bears the archive's name and kPartialSuffix, and is locked
-/// (flock), until it is complete and on disk; then it is renamed. So a file with an archive's name is always complete,
-/// and an incomplete one that nobody has locked is what a dead process has left. To add to an existing archive, a copy
-/// of it is written.
+/// The file of an archive, written by the zip library. Until it is complete and on disk, it has the archive's name with
+/// kPartialSuffix and is locked (flock). So a file with an archive's name is always complete, and an incomplete one
+/// that nobody has locked was left by a dead process. To add to an archive, a copy of it is written.
+/// Requires: close() before the end of its life.
 class ArchiveFile {
  public:
-  ArchiveFile() = default;
-  /// Closes the file; it is not renamed.
-  ~ArchiveFile() { close(false, 0); }
-
   /// Opens an archive to add to it, or creates it where there is none.
-  /// @return false when the file cannot be created, when another run is writing an archive of this name, or when the
-  ///         existing file is not an archive. Existing files stay unchanged then.
+  /// @return false when the file cannot be created, another run is writing an archive of this name, or the existing
+  ///         file is no archive. Existing files stay unchanged then.
   bool open(const std::string& path);
 
-  /// The zip library's handle; null when no archive is open.
-  void* handle() const { return archive_; }
+  bool isOpen() const { return archive_ != nullptr; }
 
-  /// How many entries the archive had that is added to.
-  std::uint64_t oldEntries() const { return oldEntries_; }
+  /// How many entries the archive has, those included that it had before.
+  std::uint64_t entries() const { return oldEntries_ + added_; }
 
-  /// Where in the file the library writes next. Requires: an open archive.
-  off_t position() const;
+  /// How an entry is written.
+  struct Entry {
+    int level = 0;            ///< 0 stores
+    bool isDeflated = false;  ///< what is written was deflated by the caller, at `level`
+    bool isText = false;      ///< told of what was deflated by the caller
+    bool isLarge = false;     ///< gets the 64-bit size fields; needed when a size may exceed 32 bits
+    const char* password = nullptr;
+    unsigned long crc = 0;  ///< needed with a password
+  };
 
-  /// To be called when an entry was closed: gives the entry both 64-bit sizes when only its packed size needs one. Old
-  /// versions of the library leave them 0, and most readers take the entry for damaged.
-  /// Requires: the entry was opened with 64-bit fields if its packed size exceeds 32 bits.
-  /// @param header  where the entry begins; the sizes of its name and of the file are in bytes
-  void completeEntry(off_t header, std::size_t nameSize, std::uint64_t size);
-
+  // For an open archive. After a failed write, or giveUp(), the first and the last return false, and the archive does
+  // not get its name.
+  bool beginEntry(const std::string& name, const Entry& entry);
+  void write(const char* data, std::size_t size);
+  /// @param size  the file's, in bytes
+  /// @param crc   the file's CRC-32 when the caller has deflated it
+  bool endEntry(std::uint64_t size, unsigned long crc);
   void giveUp() { gaveUp_ = true; }
 
-  /// Tells whether a write has failed since the archive was opened, or giveUp() was called. The library ignores some
-  /// failed writes; the file's error indicator, which nobody clears, remembers all of them.
-  /// Requires: an open archive.
-  bool failed() const { return gaveUp_ || std::ferror(file_.get()) != 0; }
-
-  /// Finishes the archive, closes its file, and gives it its name when all of it is on disk. Another archive that has
-  /// got this name since open() is not replaced.
-  /// @param whole    false: it is not renamed in any case
-  /// @param entries  how many entries the archive has
+  /// Finishes and closes the file, and gives it the archive's name when all of it is on disk and nothing else has got
+  /// that name since open().
+  /// @param needsEntry  whether it is not renamed when no entry was added
   /// @return whether it was renamed; true when no archive is open
-  bool close(bool whole, std::uint64_t entries);
+  bool close(bool needsEntry);
 
  private:
   struct Close {
     void operator()(std::FILE* file) const { std::fclose(file); }
   };
 
+  // The library ignores some failed writes; the file's error indicator, which nobody clears, remembers all of them.
+  bool failed() const { return gaveUp_ || std::ferror(file_.get()) != 0; }
   bool create(mode_t mode);
   bool copyOld();
   void openInLibrary();
-  bool write(off_t at, const std::string& bytes);
-  bool completeEndRecord(std::uint64_t entries);
+  bool writeAt(off_t at, const std::string& bytes);
+  void completeSizes(std::uint64_t size);
+  bool completeEndRecord();
   bool finish();
   bool publish();
+  /// Tells whether `file` is what has this name in the archive's folder.
   bool isHere(const std::string& name, const struct stat& file) const;
 
   quelmar::Place place_;  // of the complete archive
@@ -80,8 +77,12 @@ class ArchiveFile {
   // The archive that is added to. It stays open, since another file could get the number of a deleted one.
   quelmar::Descriptor old_;
   std::uint64_t oldEntries_ = 0;
-  std::size_t commentSize_ = 0;  // of the archive that is added to
-  void* archive_ = nullptr;      // the library's handle
+  std::size_t commentSize_ = 0;
+  std::uint64_t added_ = 0;  // entries
+  // The entry that is being written.
+  off_t header_ = 0;
+  std::size_t nameSize_ = 0;
+  void* archive_ = nullptr;  // the library's handle
   bool gaveUp_ = false;
 };
 

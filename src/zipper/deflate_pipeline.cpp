@@ -1,7 +1,6 @@
 #include "zipper/deflate_pipeline.h"
 
 #include <algorithm>
-#include <exception>
 #include <new>
 
 #include <zlib.h>
@@ -65,13 +64,11 @@ class DeflatePipeline::Deflater {
 DeflatePipeline::DeflatePipeline(int level, unsigned threads) {
   const unsigned deflating = std::min(std::max(threads, 1U), kMaxThreads);
   ring_.resize(2 * deflating + kSparePieces);
-  deflaters_.reserve(deflating);
-  threads_.reserve(deflating);
   try {
-    for (unsigned i = 0; i < ring_.size(); ++i) {
+    for (Piece& piece : ring_) {
       // Left uninitialised: pages that are never written take no memory.
-      ring_[i].bytes.reset(new char[kDictionaryBytes + kPieceBytes]);
-      if (i < deflating) deflaters_.push_back(std::make_unique<Deflater>(level));
+      piece.bytes.reset(new char[kDictionaryBytes + kPieceBytes]);
+      if (deflaters_.size() < deflating) deflaters_.push_back(std::make_unique<Deflater>(level));
     }
   } catch (const std::bad_alloc&) {
     if (deflaters_.empty()) throw;

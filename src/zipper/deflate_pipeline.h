@@ -1,7 +1,6 @@
 #pragma once
 
 #include <condition_variable>
-#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -11,19 +10,17 @@
 
 namespace zipper {
 
-/// The size of the pieces into which files are cut, in bytes. A file of one piece gives the same output as deflating it
-/// as a whole.
+/// The size of the pieces into which files are cut, in bytes.
 constexpr std::size_t kPieceBytes = 1'048'576;
-/// How many bytes before a piece serve as its dictionary: deflate's window, the farthest that it refers back.
+/// How many bytes before a piece serve as its dictionary: all that deflate can refer back to.
 constexpr std::size_t kDictionaryBytes = 32'768;
 
 /// A piece of a file: its data, which deflating replaces by the output.
 struct Piece {
-  // For the caller's own use; path, name and large are set in a file's first piece only.
+  // For the caller's own use, set in a file's first piece only.
   std::string path;    ///< the file's path
   std::string name;    ///< its entry's name
   bool large = false;  ///< the file needs the 64-bit size fields
-  bool first = false;  ///< the file begins with this piece
 
   // Set by the caller.
   bool last = false;               ///< the file ends with this piece, and so does the deflate stream
@@ -50,14 +47,14 @@ struct Piece {
 ///
 ///   freePiece, submit --> ring of pieces --> threads: deflate in place --> front, pop
 ///
-/// All memory is allocated by the constructor: with less of it there are fewer threads, and std::bad_alloc is thrown
-/// when it does not do for one. A thread that cannot be started is done without; the calling thread deflates too,
-/// rather than wait. The other functions cannot fail: after a failed write the caller pops what is left, and writes
-/// nothing of it. Not for two calling threads at a time.
+/// The constructor allocates all memory: with less of it there are fewer threads, and std::bad_alloc is thrown when it
+/// is not enough for one. It goes on without threads that cannot be started: the calling thread deflates too, rather
+/// than wait. The other functions cannot fail.
+/// Requires: one calling thread at a time.
 class DeflatePipeline {
  public:
-  /// @param level    the compression level, 1 to 9
-  /// @param threads  how many threads deflate, the calling one included; more than 16 count as 16
+  /// @param level    1 to 9
+  /// @param threads  how many threads deflate, the calling one included; at most 16
   DeflatePipeline(int level, unsigned threads);
   ~DeflatePipeline();
 

@@ -1,14 +1,9 @@
 #include "zipper/source_files.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <climits>
-#include <utility>
 
-#include <unistd.h>
 #include <zlib.h>
-
-#include "base/files.h"
 
 namespace zipper {
 

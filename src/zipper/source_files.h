@@ -1,12 +1,6 @@
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
-#include <functional>
-#include <string>
-#include <vector>
-
-#include <sys/stat.h>
 
 #include "base/tree_walk.h"
 
@@ -16,20 +10,17 @@ class CDirEntry {
  public:
   inline static const std::string Separator = "/";
 
-  /// Tells whether `path` is a directory; a link counts as what it points to. False when it does not exist.
+  /// Tells whether a directory is at `path`, or where a link there leads.
   static bool isDir(const std::string& path) {
     struct stat status {};
     return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
   }
 
-  /// The part of `path` after its last Separator: all of it when there is none, nothing when it ends in one.
-  static std::string fileName(const std::string& path) {
-    const std::size_t separator = path.rfind(Separator);
-    return separator == std::string::npos ? path : path.substr(separator + Separator.size());
-  }
+  /// The part of `path` after its last Separator; all of it when there is none.
+  static std::string fileName(const std::string& path) { return path.substr(path.rfind(Separator) + 1); }
 };
 
-/// Tells whether `path` exists; a dangling link does not.
+/// Tells whether something is at `path`; a dangling link does not count.
 inline bool checkFileExists(const std::string& path) {
   struct stat status {};
   return stat(path.c_str(), &status) == 0;
@@ -49,14 +40,14 @@ using MayBePacked = std::function<bool(const struct stat& info)>;
 /// Called with a path that could not be packed, or not all of it, and the error number.
 using Lost = std::function<void(const std::string& path, int error)>;
 
-/// A file to be packed. Not more is read of it than it had when it was opened, since a file that is written to all the
+/// A file to be packed. No more is read of it than it had when it was opened, since a file that is written to all the
 /// time would never end. Never blocks.
 class SourceFile {
  public:
   /// A file that could not be opened, and so reads as an empty one.
   explicit SourceFile(int error) : error_(error) {}
 
-  /// Opens the regular file `name` in the open folder `parent`. When that fails it reads as an empty one.
+  /// Opens the regular file `name` in the open folder `parent`; reads as an empty one when that fails.
   SourceFile(int parent, const char* name, const MayBePacked& mayBePacked);
 
   /// Tells whether it is no regular file, or one that may not be packed.
@@ -66,13 +57,13 @@ class SourceFile {
   [[nodiscard]] std::uint64_t size() const { return size_; }
 
   /// Reads the next bytes, at most `size`, to `to`.
-  /// @return the number of bytes read: less than `size` only at the end and after an error
+  /// @return how many: less than `size` only at the end and after an error
   std::size_t read(char* to, std::size_t size);
 
   [[nodiscard]] bool atEnd() const { return position_ == size_; }
 
-  /// The error number of opening or reading it, 0 without an error: ENOTSUP for what is no regular file, EPERM for a
-  /// file that may not be packed.
+  /// The error number of opening or reading it, or 0: ENOTSUP for what is no regular file, EPERM for a file that may
+  /// not be packed.
   [[nodiscard]] int error() const { return error_; }
 
   void rewind() { position_ = 0; }
@@ -90,17 +81,15 @@ inline bool isLargeFile(const SourceFile& stream) {
   return stream.size() > 4'294'967'294U;
 }
 
-/// Computes the CRC-32 of a file and goes back to its start.
+/// Computes the CRC-32 of what can be read of a file, and goes back to its start.
 /// @param buffer  the buffer to read into, not empty
-/// @param crc     receives the checksum of what could be read; see SourceFile::error
 void getFileCrc(SourceFile& stream, std::vector<char>& buffer, unsigned long& crc);
 
-/// Opens everything below a folder that is no folder itself, each folder's entries in the order in which the system
-/// lists them. No link is followed.
+/// Opens what is below a folder and no folder itself, in the order in which the system lists it. No link is followed.
 /// @param path         the folder's path, with which the paths of its files begin
-/// @param mayBePacked  asked for each file and each folder below this one; what it refuses is not read
-/// @param lost         told of folders that could not be listed, that may not be packed (EPERM), or whose path is
-///                     longer than the system allows (ENAMETOOLONG): nothing in them is told then
+/// @param mayBePacked  asked for each file, and each folder below this one
+/// @param lost         told of folders that are left out: they could not be listed, may not be packed (EPERM), or have
+///                     a longer path than the system allows (ENAMETOOLONG)
 /// @param each         called with each path and what is there
 void filesFromDirectory(quelmar::Folder folder, const std::string& path, const MayBePacked& mayBePacked,
                         const Lost& lost, const std::function<void(const std::string& path, SourceFile& file)>& each);

@@ -1,15 +1,9 @@
 #include "zipper/zipper.h"
 
-#include <cerrno>
 #include <cstring>
 #include <limits>
-#include <new>
 #include <stdexcept>
-#include <thread>
-#include <utility>
-#include <vector>
 
-#include <zip.h>
 #include <zlib.h>
 
 #include "base/threads.h"
@@ -26,20 +20,6 @@ using quelmar::Links;
 
 constexpr std::size_t kCopyBufferBytes = 8192;
 constexpr std::size_t kMaxNameBytes = std::numeric_limits<std::uint16_t>::max();  // its length field's
-constexpr int kMemoryLevel = 8;
-
-/// The file information of an entry: null, or for text a flag that the library sets itself when it deflates. Date and
-/// time must be 0 in the archive. The library writes 0 for an impossible month, but in old versions another date for a
-/// time that is all zero.
-const zip_fileinfo* entryInfo(bool text) {
-  static const zip_fileinfo kText = [] {
-    zip_fileinfo info{};
-    info.tmz_date.tm_mon = static_cast<decltype(info.tmz_date.tm_mon)>(-1);
-    info.internal_fa = Z_TEXT;
-    return info;
-  }();
-  return text ? &kText : nullptr;
-}
 
 /// Tells whether an entry gets the 64-bit size fields: also when only its packed size may need them. Deflating adds 400
 /// bytes to a MiB at most.
@@ -55,18 +35,12 @@ class Zipper::Impl {
  public:
   explicit Impl(const std::string& password)
       : password_(password), buffer_(kCopyBufferBytes), tail_(kDictionaryBytes) {}
-  ~Impl() { close(); }
-
-  bool isOpen() const { return file_.handle() != nullptr; }
-  bool open(const std::string& zipName) {
-    added_ = 0;
-    return file_.open(zipName);
-  }
+  ~Impl() { file.close(hooks.needsEntry); }
 
   void add(const std::string& path, unsigned flags) {
     const quelmar::ScopeGuard forget([this] {
       while (pipeline_ && pipeline_->front() != nullptr) pipeline_->pop();
-      if (entryIsOpen_) file_.giveUp();
+      if (entryIsOpen_) file.giveUp();
       entryIsOpen_ = false;
     });
     std::error_code ec;
@@ -89,11 +63,8 @@ class Zipper::Impl {
     writeAll();
   }
 
-  std::uint64_t entries() const { return file_.oldEntries() + added_; }
-  /// @return false when that fails, or a write has failed since open(); true when no archive is open
-  bool close() { return file_.close(added_ > 0 || !hooks.needsEntry, entries()); }
-
   Hooks hooks;
+  ArchiveFile file;
 
  private:
   void addTree(Folder folder, const std::string& path, unsigned flags) {
@@ -102,8 +73,8 @@ class Zipper::Impl {
     const std::string nameStart = fileNameFromPath(path) + CDirEntry::Separator;
     try {
       filesFromDirectory(std::move(folder), path, hooks.mayBePacked, hooks.lost,
-                         [&](const std::string& file, SourceFile& source) {
-                           addFile(source, file, file.substr(file.rfind(nameStart)), flags);
+                         [&](const std::string& inner, SourceFile& source) {
+                           addFile(source, inner, inner.substr(inner.rfind(nameStart)), flags);
                          });
     } catch (const std::bad_alloc&) {
       writeAll();  // the files before memory ran out
@@ -126,41 +97,23 @@ class Zipper::Impl {
     if (source.error() != 0) hooks.lost(path, source.error());
   }
 
-  void openEntry(const std::string& name, int level, bool large, bool deflated, bool text, unsigned long crc) {
-    header_ = file_.position();
-    nameSize_ = name.size();
-    // After a failed write this call would fail too, and leak memory.
-    if (file_.failed() ||
-        zipOpenNewFileInZip3_64(file_.handle(), name.c_str(), entryInfo(text), nullptr, 0, nullptr, 0, nullptr,
-                                level == 0 ? 0 : Z_DEFLATED, level, deflated ? 1 : 0, -MAX_WBITS, kMemoryLevel,
-                                Z_DEFAULT_STRATEGY, password_.empty() ? nullptr : password_.c_str(), crc,
-                                large ? 1 : 0) != ZIP_OK) {
-      throw std::runtime_error("Error adding '" + name + "' to zip");
-    }
-  }
-
-  void write(const char* data, std::size_t size) {
-    if (zipWriteInFileInZip(file_.handle(), data, static_cast<unsigned>(size)) != ZIP_OK) file_.giveUp();
-  }
-
-  void entryAdded(int result, const std::string& path) {
-    if (result != ZIP_OK) file_.giveUp();
-    file_.completeEntry(header_, nameSize_, size_);
-    if (file_.failed()) return;
-    ++added_;
-    hooks.packed(path);
+  void begin(const std::string& name, const ArchiveFile::Entry& entry) {
+    if (!file.beginEntry(name, entry)) throw std::runtime_error("Error adding '" + name + "' to zip");
   }
 
   void addPlainly(SourceFile& source, const std::string& path, const std::string& name, int level) {
-    unsigned long crc = 0;
-    if (!password_.empty()) getFileCrc(source, buffer_, crc);
-    openEntry(name, level, needsLargeFields(source, level), false, false, crc);
-    size_ = 0;
+    ArchiveFile::Entry entry;
+    entry.level = level;
+    entry.isLarge = needsLargeFields(source, level);
+    entry.password = password_.empty() ? nullptr : password_.c_str();
+    if (!password_.empty()) getFileCrc(source, buffer_, entry.crc);
+    begin(name, entry);
+    std::uint64_t size = 0;
     while (const std::size_t count = source.read(buffer_.data(), buffer_.size())) {
-      write(buffer_.data(), count);
-      size_ += count;
+      file.write(buffer_.data(), count);
+      size += count;
     }
-    entryAdded(zipCloseFileInZip(file_.handle()), path);
+    if (file.endEntry(size, 0)) hooks.packed(path);
   }
 
   void addInPieces(SourceFile& source, const std::string& path, const std::string& name, int level) {
@@ -169,12 +122,11 @@ class Zipper::Impl {
       pipeline_ = std::make_unique<DeflatePipeline>(level, threads);
       level_ = level;
     }
-    bool first = true;
-    bool last = false;
-    for (std::size_t dictionarySize = 0; !last; first = false) {
+    std::size_t dictionarySize = 0;  // of a file's first piece
+    for (bool last = false; !last;) {
       Piece* piece = pipeline_->freePiece();
       for (; piece == nullptr; piece = pipeline_->freePiece()) writeFront();
-      if (first) {
+      if (dictionarySize == 0) {
         piece->path = path;
         piece->name = name;
         piece->large = needsLargeFields(source, level);
@@ -182,7 +134,6 @@ class Zipper::Impl {
       std::memcpy(piece->data() - dictionarySize, tail_.data(), dictionarySize);
       piece->dictionarySize = dictionarySize;
       piece->size = source.read(piece->data(), kPieceBytes);
-      piece->first = first;
       piece->last = last = source.atEnd();
       // Saved now, since deflating overwrites the data.
       dictionarySize = last ? 0 : kDictionaryBytes;
@@ -193,21 +144,19 @@ class Zipper::Impl {
 
   void writeFront() {
     const Piece& piece = *pipeline_->front();
-    if (piece.first) {
+    if (!entryIsOpen_) {
       path_ = piece.path;  // may throw, as long as the entry is not begun
       size_ = crc_ = 0;
-      openEntry(piece.name, level_, piece.large, true, piece.text, 0);
+      begin(piece.name, {level_, true, piece.text, piece.large});
       entryIsOpen_ = true;
     }
-    write(piece.packed(), piece.packedSize);
-    if (!piece.good) file_.giveUp();
+    file.write(piece.packed(), piece.packedSize);
+    if (!piece.good) file.giveUp();
     crc_ = ::crc32_combine(crc_, piece.crc, static_cast<z_off_t>(piece.size));
     size_ += piece.size;
-    const bool last = piece.last;
+    entryIsOpen_ = !piece.last;
     pipeline_->pop();
-    if (!last) return;
-    entryIsOpen_ = false;
-    entryAdded(zipCloseFileInZipRaw64(file_.handle(), size_, crc_), path_);
+    if (!entryIsOpen_ && file.endEntry(size_, crc_)) hooks.packed(path_);
   }
 
   void writeAll() {
@@ -215,17 +164,13 @@ class Zipper::Impl {
   }
 
   const std::string password_;
-  ArchiveFile file_;
-  std::uint64_t added_ = 0;   // entries since open()
   std::vector<char> buffer_;  // for what is not deflated in pieces
   std::vector<char> tail_;    // the dictionary of a file's next piece
 
   std::unique_ptr<DeflatePipeline> pipeline_;
   int level_ = 0;  // of pipeline_
 
-  // The entry that is being written.
-  off_t header_ = 0;
-  std::size_t nameSize_ = 0;
+  // The file whose pieces are being written.
   std::string path_;
   std::uint64_t size_ = 0;
   unsigned long crc_ = 0;
@@ -234,7 +179,7 @@ class Zipper::Impl {
 
 Zipper::Zipper(const std::string& zipName, const std::string& password)
     : zipName_(zipName), password_(password), impl_(std::make_unique<Impl>(password)) {
-  if (!impl_->open(zipName)) throw std::runtime_error("Error creating zip in file!");
+  if (!impl_->file.open(zipName)) throw std::runtime_error("Error creating zip in file!");
 }
 
 Zipper::~Zipper() = default;
@@ -245,20 +190,20 @@ void Zipper::setHooks(Hooks hooks) {
 
 void Zipper::open() {
   if (!impl_) impl_ = std::make_unique<Impl>(password_);
-  if (!impl_->isOpen() && !impl_->open(zipName_)) throw std::runtime_error("Error opening zip file!");
+  if (!impl_->file.isOpen() && !impl_->file.open(zipName_)) throw std::runtime_error("Error opening zip file!");
 }
 
 bool Zipper::add(const std::string& path, unsigned flags) {
-  if (impl_ && impl_->isOpen() && !path.empty()) impl_->add(path, flags);
+  if (impl_ && impl_->file.isOpen() && !path.empty()) impl_->add(path, flags);
   return true;
 }
 
 std::uint64_t Zipper::entries() const {
-  return impl_ ? impl_->entries() : 0;
+  return impl_ ? impl_->file.entries() : 0;
 }
 
 void Zipper::close() {
-  if (impl_ && !impl_->close()) throw std::runtime_error("Error closing zip file!");
+  if (impl_ && !impl_->file.close(impl_->hooks.needsEntry)) throw std::runtime_error("Error closing zip file!");
 }
 
 void Zipper::release() {

@@ -23,9 +23,9 @@ class Zipper {
 
   /// Further settings.
   struct Hooks {
-    /// Called with each path that could not be packed, or not all of it, and the error number of reading, listing or
-    /// looking it up: ENOENT for a path that was added and is missing, ENOTSUP for what is no regular file, EPERM for
-    /// what `mayBePacked` refuses, ENAMETOOLONG for names and paths over the limit.
+    /// Called with each path that could not be packed, or not all of it, and the error number: ENOENT for an added path
+    /// that is missing, ENOTSUP for what is no regular file, EPERM for what `mayBePacked` refuses, ENAMETOOLONG for
+    /// names and paths over the limit, else that of reading, listing or looking it up.
     std::function<void(const std::string& path, int error)> lost = [](const std::string&, int) {};
 
     /// Called with each file's path when its entry is complete.
@@ -41,17 +41,16 @@ class Zipper {
     unsigned threads = 0;
   };
 
-  /// Opens an archive for writing: adds to it when it exists, creates it otherwise. It is written as `zipName` +
-  /// kPartialSuffix and renamed when it is complete; see ArchiveFile.
+  /// Opens an archive to add to it, or creates it; see ArchiveFile.
   /// @param zipName   the archive's path
   /// @param password  entries are encrypted with it (traditional zip encryption); empty for no encryption
   /// @throws std::runtime_error "Error creating zip in file!"
   Zipper(const std::string& zipName, const std::string& password);
 
-  /// Finishes the archive when it is still open. A failure is not reported, but only a complete archive is renamed.
+  /// Closes the archive; a failure is not reported.
   ~Zipper();
 
-  /// Sets the hooks. To be called before add(); release() forgets them.
+  /// Requires: called before add(). release() forgets them.
   void setHooks(Hooks hooks);
 
   /// Opens the archive again, to add to it. No effect when it is open.
@@ -60,23 +59,20 @@ class Zipper {
 
   /// Adds a file under its bare name, or all files below a directory under names that begin with the directory's own.
   /// Links are followed above `path` only, and nowhere below a held folder. No effect when the archive is not open.
-  /// Only regular files get an entry, and so does a `path` that does not exist: one without data. So does a file that
-  /// cannot be opened; one that cannot be read to its end gets an entry with what could be read. Directories whose
-  /// path, and entries whose name, would be too long are left out.
+  /// Only regular files get an entry: with what could be read of them, which is nothing when they cannot be opened. A
+  /// `path` that does not exist gets an empty entry too. What has too long a path or name is left out.
   /// @return always true; failed writes are reported by close().
-  /// @throws std::runtime_error "Error adding '<entry name>' to zip" when no such entry can be added. The entries
-  ///         before it stay, files after it under the same call are not added.
+  /// @throws std::runtime_error "Error adding '<entry name>' to zip"; of this call, the entries before it stay
   bool add(const std::string& path, unsigned flags);
 
-  /// How many entries the archive has, those of an archive that is added to included; 0 after release().
+  /// How many entries the archive has, old ones included; 0 after release().
   std::uint64_t entries() const;
 
-  /// Finishes and renames the archive. No effect when it is not open.
-  /// @throws std::runtime_error "Error closing zip file!" when it could not be finished, or a write has failed since it
-  ///         was opened; it is closed all the same, but not renamed.
+  /// Finishes the archive and gives it its name. No effect when it is not open.
+  /// @throws std::runtime_error "Error closing zip file!" when that fails, or a write has failed since it was opened
   void close();
 
-  /// Finishes the archive as the destructor does and frees everything.
+  /// Closes the archive as the destructor does, and frees everything.
   void release();
 
   class Impl;  ///< not for callers

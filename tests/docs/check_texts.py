@@ -47,7 +47,7 @@ def pattern(text):
 def collected():
     """(path in the archive, path on the Mac) of each source in the code that is copied, and the extensions."""
     folder = PROJECT / "src/collect"
-    row = r'\{k(\w+), k\w+, "(.*?)",\s*"(.+?)"'
+    row = r'\{k(\w+), "(.*?)",\s*"(.+?)"'
     for step, source, target in re.findall(row, (folder / "sources.h").read_text()):
         user = "FIRST" if step == "Management" else "USER"
         shared = "/Library/Application Support/oBrela" if step == "Machine" else user

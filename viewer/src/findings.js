@@ -1,6 +1,6 @@
 // What is wrong: from the tool's own log, reports, crash reports and groups of errors. Nothing here knows the page.
-// A finding is {kind, title, lines, todo, about}: kind is 'error', 'warning' or '', a line {text, note, place}, a place
-// {entry, line}, and `about` has the names by which a complaint of the guide knows that it is concerned.
+// A finding is {kind, title, lines, todo, about}: kind is 'error', 'warning' or '', a line {text, note, entry, line},
+// and `about` has the names by which a complaint of the guide knows that it is concerned.
 const REPORT_BYTES = 2 * MIB, MOST_REPORTS = 300;  // of a crash report, and how many of them are read
 const MOST_QUOTED = 160;  // characters of an error in a title
 const MOST_SECTIONS = 500, MOST_PROGRAMS = 20;  // of a report, and those whose crashes are told one by one
@@ -41,8 +41,8 @@ const isNormal = ({level, message}, row) => row.todo === 'nothing' || level === 
 function recordLines(records, entry) {
   const equal = new Map();
   for (const record of records) listed(equal, record.message).push(record);
-  return [...equal.values()].map(([{stamp, level, message, line}, ...more]) => ({text: message.slice(0, 2000),
-    place: {entry, line}, note: joined([stamp.slice(11, 19), level, more.length && times(more.length + 1)])}));
+  return [...equal.values()].map(([{stamp, level, message, line}, ...more]) => ({text: message.slice(0, 2000), entry,
+    line, note: joined([stamp.slice(11, 19), level, more.length && times(more.length + 1)])}));
 }
 /** What could not be collected. When the client is known to have failed, that the tunnel service did not answer follows
  * from it and needs no advice of its own. */
@@ -97,8 +97,8 @@ const BAD_STATE = new RegExp('(?<!\\b(?:0|no|not) )\\b(?:down|timed? ?-?out|fail
   `unreachable|expired|error)\\b(?!${NOTHING})|(?<!(?:err|errors?|failed|failures?|fault|timeouts?|reason|proxy)` +
   '["\']?\\s?[:=]\\s?["\']?)\\bnone\\b', 'i');
 /** The lines of a section that are like this, as evidence. */
-const evidence = (section, like) => section.lines.map((text, i) => ({text: text.slice(0, 500),
-  place: {entry: section.entry, line: section.line + i}})).filter(({text}) => like.test(text));
+const evidence = ({entry, line, lines}, like) =>
+  lines.map((text, i) => ({text: text.slice(0, 500), entry, line: line + i})).filter(({text}) => like.test(text));
 const ALL = /\S/;
 function jobFindings(section) {
   const jobs = evidence(section, /^(?:-|\d+)\s+-?\d+\s+\S/).map((line) => [...line.text.split(/\s+/), line]);
@@ -117,9 +117,9 @@ function stateFindings(sections, modules, hasAgent) {
   const look = (title, like, kind, isBad, text, ...about) => {
     const section = byTitle.get(title), lines = section ? evidence(section, like) : [];
     if (!section || !isBad(lines)) return;
-    const {entry, line} = section, first = section.lines[0]?.slice(0, 500);
-    found.push({kind, title: text, about: [title, ...about], lines: lines.length ? lines :
-      [{text: first ?? '(an empty section)', place: {entry, line: first === undefined ? line - 1 : line}}]});
+    const {entry, line} = section, all = evidence(section, ALL);
+    found.push({kind, title: text, about: [title, ...about], lines: lines.length ? lines : all.length ?
+      all.slice(0, 1) : [{text: '(an empty section)', entry, line: line - 1}]});
   };
   const isNone = ({length}) => !length, isCard = ({text}) => /^(?:\d+: )?utun7:/.test(text);
   const nobody = (lines) => lines.every(({text}) => TOOL_COMMAND.test(text));
@@ -161,15 +161,18 @@ function readCrash(name, text) {
   return {...crash, isClient: isClient || CLIENT_PROGRAM.test(crash.program),
     where: / 0x[\da-f]{1,16} (.{1,99}?)(?: \+ \d+)?$/m.exec(frame)?.[1] ?? ''};
 }
-/** Reads the crash reports, the client's and the latest first; one that is in the archive twice counts once. */
+/** Reads the crash reports, of many the client's and latest; one that is in the archive twice counts once. */
 async function readCrashes(file, entries, clock) {
-  const byId = new Map(), reports = entries.filter(({name}) => /\.(?:ips|crash)$/i.test(name)).map((entry) => {
-    const name = fileOf(entry.name);
-    return {entry, rank: `${CLIENT_PROGRAM.test(name) ? 1 : 0}${/\d{4}-\d\d-\d\d-\d{4,6}/.exec(name) ?? ''}`};
-  }).sort((a, b) => a.rank < b.rank ? 1 : -1);
-  for (const [i, {entry}] of reports.entries()) {
-    const {text} = i < MOST_REPORTS ? await readText(textOf(file, entry, REPORT_BYTES), REPORT_BYTES) : {text: ''};
-    const crash = readCrash(entry.name, text), stamp = stampOf(crash.stamp, {end: clock.end});
+  const byId = new Map(), ranks = new Map(), rank = (entry) => ranks.get(entry);
+  for (const entry of entries.filter(({name}) => /\.(?:ips|crash)$/i.test(name))) {
+    const name = fileOf(entry.name), date = /\d{4}-\d\d-\d\d-\d{4,6}/.exec(name)?.[0] ?? '';
+    ranks.set(entry, (CLIENT_PROGRAM.test(name) ? '1' : '0') + date);
+  }
+  const reports = [...ranks.keys()].sort((a, b) => rank(a) < rank(b) ? 1 : rank(a) > rank(b) ? -1 : 0);
+  const read = new Set(reports.slice(0, MOST_REPORTS).sort((a, b) => a.at - b.at));  // which is quickest
+  for (const entry of new Set([...read, ...reports])) {
+    const text = read.has(entry) && (await readText(textOf(file, entry, REPORT_BYTES), REPORT_BYTES)).text;
+    const crash = readCrash(entry.name, text || ''), stamp = stampOf(crash.stamp, {end: clock.end});
     if (stamp?.offset) clock.zone ??= stamp.offset;
     if (!byId.has(crash.id)) byId.set(crash.id, {...crash, entry, time: stamp?.time ?? 0});
     await rest();
@@ -188,14 +191,14 @@ function crashFindings(crashes, dumps, {end}) {
     others = [...programs.values()].filter(([{isClient}]) => !isClient);
   for (const list of own) found.push({kind: end - list[0].time < RECENT ? 'error' : 'warning',
     title: told(list), about: ['logs/USER/diagnosticReports/', 'logs/uem_FIRST/DiagnosticReports/'],
-    lines: list.map(({entry, stamp, what, where}) => ({place: {entry}, text: joined([what, where]),
+    lines: list.map(({entry, stamp, what, where}) => ({entry, text: joined([what, where]),
       note: shownName(stamp.slice(0, 19) || 'at an unknown time')}))});
   if (dumps.length) found.push({kind: 'warning', about: ['logs/USER/electron/', 'Crash/'],
     title: `${counted(dumps.length, 'dump')} of the client’s window and services, for a debugger`,
-    lines: dumps.map((entry) => ({text: bytesText(entry.size), place: {entry}}))});
+    lines: dumps.map((entry) => ({text: bytesText(entry.size), entry}))});
   if (others.length) found.push({kind: '', isClosed: true,
     title: `Crashes of other makers’ programs: ${sum(others, 'length')}`,
-    lines: others.map((list) => ({text: told(list), place: {entry: list[0].entry}}))});
+    lines: others.map((list) => ({text: told(list), entry: list[0].entry}))});
   return found;
 }
 
@@ -207,7 +210,7 @@ function errorLine({text, recent, before, fresh, untimed, since, last, place: {l
     (recent || fresh) && `since ${clockText(since)}`,
     !recent && before && `${times(before)}, last ${whenText(last, end)}`,
     untimed && `${times(untimed)}, without a time`];
-  return {text, note: joined(note, ', '), place: {entry: log.entry, line}};
+  return {text, note: joined(note, ', '), entry: log.entry, line};
 }
 /** What the logs' errors tell; warnings are asked when no error is new. */
 function errorFindings(state) {

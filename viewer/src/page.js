@@ -1,5 +1,5 @@
 // The page: its elements, its parts, and opening an archive. Content of an archive is always inserted as text.
-const MOST_ROWS = 500, MOST_DEEP = 64, MOST_EVIDENCE = 6;  // rows shown at once, levels of folders, lines of a finding
+const MOST_ROWS = 500, MOST_EVIDENCE = 6;  // rows shown at once, and lines of a finding
 const OWN_LOG_CHARS = 24 * MIB, OWN_LOG_BYTES = 192 * MIB;  // kept: its end; read at most to reach that
 const REPORT_CHARS = 8 * MIB, MOST_PEOPLE = 20;
 const page = (id) => document.getElementById(id), TABLES = JSON.parse(page('tables').textContent);
@@ -33,6 +33,8 @@ function table(head, items, toRow, style = '', most = MOST_ROWS) {
   return make('div.wide', make(`table${style}`, make('thead', make('tr',
     head.map((title) => make('th', {scope: 'col'}, title)))), body), more);
 }
+/** Does something, so that when it fails nothing else does. */
+function tried(task, failed) { try { task(); } catch (error) { failed(sentence(error)); } }
 const fill = (id, title, ...children) => page(id).replaceChildren(make('h2', title), make('div', ...children));
 /** Formats a cell of a document's table: text between backticks becomes code, or what `onCode` makes of it. */
 const rich = (cell, onCode = (code) => make('code', code)) => cell.replace(/\[([^\]]*)\]\([^)]*\)|\*\*/g, '$1')
@@ -40,25 +42,23 @@ const rich = (cell, onCode = (code) => make('code', code)) => cell.replace(/\[([
 /** A button with a file's name, and a line's number, that opens it there. */
 const place = ({entry, line = 0, word = ''}) =>
   button(`${shownName(entry.name)}${line ? `:${line}` : ''}`, () => view(entry, {line, word}));
-const jumpTo = ({body}) => { body.open = true; body.scrollIntoView(); };
+const sectionButton = (section, text = section.title) => button(text, () => view(section.entry, section));
 const sectionOf = ({sections}, title) => sections.find((section) => section.title === title);
 
 // ---- Findings.
 function showFinding(finding) {
   const {kind, title, lines, todo, isClosed, isRich} = finding, head = isRich ? rich(title) : visible(title);
-  const list = addRows(make('ul'), lines, ({text, note, place: where}) => make('li', where.entry ? place(where) : '',
-    ' ', note ? make('span.note', note, ' ') : '', make('code', visible(text))), isClosed ? MOST_ROWS : MOST_EVIDENCE);
+  const list = addRows(make('ul'), lines, (line) => make('li', line.entry ? place(line) : '', ' ',
+    make('span.note', line.note ?? ''), ' ', make('code', visible(line.text))), isClosed ? MOST_ROWS : MOST_EVIDENCE);
   finding.shown = make(`div.finding${kind && `.${kind}`}`, isClosed ? make('details', make('summary', head), list) :
     [make('h3', head), todo ? make('p', 'What to do: ', rich(todo)) : '', list]);
   return finding.shown;
 }
 /** All findings, by the logs as far as they are read. A source of findings that fails takes no other with it. */
 function findAll() {
-  const {entries, sections, modules, crashes, clock, run, log, state} = archive, found = [], attempt = (task) => {
-    try { found.push(...task()); } catch (error) {
-      found.push({kind: 'warning', title: `A part of the findings cannot be shown: ${sentence(error)}`, lines: []});
-    }
-  };
+  const {entries, sections, modules, crashes, clock, run, log, state} = archive, found = [];
+  const attempt = (task) => tried(() => found.push(...task()), (fault) =>
+    found.push({kind: 'warning', title: `A part of the findings cannot be shown: ${fault}`, lines: []}));
   const hasAgent = entries.some(({name}) => /^logs\/uem_[^/]+\/(?!DiagnosticReports\/|system_state)/.test(name));
   attempt(() => crashFindings(crashes, entries.filter(({name}) => /\.dmp$/i.test(name)), clock));
   attempt(() => errorFindings(state));
@@ -90,7 +90,7 @@ function guideCode(code) {
   const isNamed = /^[\w-]+(?:\/|\.\w+$)/.test(code) || [...TABLES.modules, ...TABLES.sections].includes(code);
   if (!section && !entry)
     return make('code', isNamed && {className: 'absent', title: 'not in this archive'}, shownName(path));
-  return button(shownName(path), () => section ? jumpTo(section) : entry.name === path ? view(entry) : openFolder(path),
+  return button(shownName(path), () => section ? view(section.entry, section) : openPath(path, entry),
     {className: 'code'});
 }
 /** The findings that bear on a complaint: its steps name where they come from; those about logs, a word of theirs. */
@@ -132,28 +132,25 @@ function showSending() {
   ...kinds.map(([noun, why, list]) => [counted(list.length, noun), `${why}: `,
     addRows(make('span'), list, (entry) => make('span.count', place({entry})), 4)]),
   ...addresses.length ? [[counted(addresses.length, 'address'), 'of this machine: ',
-    button('netcard', () => jumpTo(sectionOf(archive, 'netcard')))]] : []];
+    sectionButton(sectionOf(archive, 'netcard'))]] : []];
   page('sending').replaceChildren(make('details', make('summary', make('b', 'Before you send it: '),
     parts.map(([what]) => what).join(' · ') || 'nothing personal was recognised'),
   make('ul', parts.map(([what, ...more]) => make('li', `${what}: `, more)),
     make('li', 'Is your name in it, or that of your company? Ask the search.'))));
 }
 function ticketText({title, summary, findings}) {
-  const lineText = ({text, note, place: {entry, line}}) =>
+  const lineText = ({text, note, entry, line}) =>
     `    ${joined([entry && shownName(entry.name) + (line ? `:${line}` : ''), note, shownName(text, 300)])}`;
   return [title, summary, '', ...findings.filter(({isClosed}) => !isClosed).flatMap(({kind, title: said, lines}) =>
     [`- ${kind && `${kind}: `}${visible(said)}`, ...lines.slice(0, 3).map(lineText)]), ''].join('\n');
 }
-async function copyForTicket({target}) {
-  try {
-    await navigator.clipboard.writeText(ticketText(archive));
-    target.textContent = 'Copied';
-  } catch {  // some browsers refuse it to a page from the disk
-    const area = make('textarea', {rows: 12, ariaLabel: 'The text for a ticket', value: ticketText(archive)});
-    target.after(area);
-    area.select();
-    target.textContent = 'Copy this text:';
-  }
+function copyForTicket({target}) {
+  const area = make('textarea', {rows: 12, ariaLabel: 'The text for a ticket', value: ticketText(archive)});
+  target.after(area);
+  area.select();
+  const isCopied = document.execCommand('copy');  // which a page from the disk may do in every browser
+  target.textContent = isCopied ? 'Copied' : 'Copy this text:';
+  if (isCopied) area.remove();
 }
 
 // ---- Contents.
@@ -175,8 +172,8 @@ function layoutRows(entries, users) {
 const mentions = (message, path) =>
   [` ${path} `, ` ${path}/`, `(${path})`, `(${path}/`].some((text) => ` ${message} `.includes(text));
 /** What there is of a row, or why there is nothing; `told` are the records that may tell. */
-function stateOf({path, found, sources, patterns, why}, {run: {records}, log}, told) {
-  const size = sum(found, 'size');
+function stateOf({path, found, sources, patterns, why}, told) {
+  const {run: {records}, log} = archive, size = sum(found, 'size');
   if (found.length) return `${counted(found.length, 'file')}, ${size ? bytesText(size) : 'empty'}`;
   if (records.some(({message}) => message.startsWith(path))) return 'there';
   const about = told.filter(({message}) => sources.some((source) => mentions(message, source)));
@@ -186,72 +183,47 @@ function stateOf({path, found, sources, patterns, why}, {run: {records}, log}, t
     ignored || (log && sources.length ? 'nothing was in that folder' : rich(why)));
 }
 /** Shows the items of one folder: the list has [entry, parts of its name] of all entries below it. */
-function treeRows(list, depth, bySize) {
-  const items = new Map();
-  for (const pair of list) {
-    const [entry, parts] = pair, isFile = parts.length === depth + 1, name = parts[depth] + (isFile ? '' : '/');
-    const key = isFile ? entry : name, item = items.get(key) ?? {name, entry: isFile && entry, inner: [], size: 0};
-    items.set(key, item);
-    item.inner.push(pair);
-    item.size += entry.size;
-  }
-  const all = [...items.values()].sort((a, b) => bySize ? b.size - a.size : a.name < b.name ? -1 : 1);
+function treeRows(list, depth) {
+  const groups = new Map();
+  for (const item of list) listed(groups, item[1].length === depth + 1 ? item[0] : item[1][depth]).push(item);
+  const all = [...groups.values()].map((inner) => {
+    const [[entry, parts]] = inner, isFile = parts.length === depth + 1;
+    return {entry: isFile && entry, inner, name: parts[depth] + (isFile ? '' : '/'),
+      size: inner.reduce((total, [{size}]) => total + size, 0)};
+  }).sort((a, b) => a.name < b.name ? -1 : 1);
   const largest = all.reduce((most, {size}) => Math.max(most, size), 1);
-  return make('div.tree', addRows(make('div'), all, ({name, entry, inner, size}) => {
+  return make('div.tree', addRows(make('div'), all, ({entry, inner, name, size}) => {
     const text = shownName(name), row = make('span.row', entry ? [button(text, () => view(entry)), saver(entry)] :
       make('span', text), make('progress', {value: size / largest}), make('span.size', bytesText(size)));
-    const fillIn = () => folder.children.length > 1 || folder.append(treeRows(inner, depth + 1, bySize));
-    const folder = entry ? row : make('details', {ontoggle: fillIn, folderName: name, fillIn}, make('summary', row));
-    return folder;
+    const ontoggle = ({target}) => target.children.length > 1 || target.append(treeRows(inner, depth + 1));
+    return entry ? row : make('details', {ontoggle}, make('summary', row));
   }));
 }
-/** Opens a folder in the tree, and those above it. */
-function openFolder(path) {
-  let level = page('contents').querySelector('.tree');
-  for (const name of path.match(/[^/]*\//g)) {
-    const folder = [...level.firstChild.children].find(({folderName}) => folderName === name);
-    if (!folder) return;
-    folder.fillIn();
-    jumpTo({body: folder});
-    level = folder.querySelector('.tree');
-  }
+/** Shows all files below a path, as a tree. */
+function showTree(path) {
+  const list = archive.entries.filter(({name}) => name.startsWith(path)).map((entry) => [entry, entry.name.split('/')]);
+  page('tree').replaceChildren(make('h3', path ? [`${shownName(path)}: `, button('show all', () => showTree(''))] :
+    `All ${counted(list.length, 'file')}`), treeRows(list, path.split('/').length - 1));
+  if (path) page('tree').scrollIntoView();
 }
+const openPath = (path, entry) => entry.name === path ? view(entry) : showTree(path);
 function showContents() {
-  const {entries, users, run} = archive, list = entries.map((entry) => [entry, entry.name.split('/')]);
-  for (const [, parts] of list) if (parts.length > MOST_DEEP) parts.push(parts.splice(MOST_DEEP - 1).join('/'));
-  const tree = make('div'), order = make('input', {type: 'checkbox', onchange: () => show()});
-  const show = () => tree.replaceChildren(treeRows(list, 0, order.checked));
+  const {entries, users, run} = archive;
   const told = run.records.filter((record) => isTrouble(record) || record.message.endsWith(' will ignore'));
-  show();
   fill('contents', 'What is in it', table(['In the archive', 'From', 'There'], layoutRows(entries, users), (row) => {
-    const {path, from, found: [entry]} = row;
-    return tableRow([!entry ? shownName(path) : entry.name === path ? place({entry}) :
-      button(shownName(path), () => openFolder(path)), rich(from), stateOf(row, archive, told)]);
-  }), make('h3', `All ${counted(entries.length, 'file')}`), make('label', order, ' largest first'), tree);
+    const {path, from, found: [entry]} = row, name = shownName(path);
+    return tableRow([entry ? button(name, () => openPath(path, entry)) : name, rich(from), stateOf(row, told)]);
+  }), make('div', {id: 'tree'}));
+  showTree('');
 }
 
 // ---- The machine.
-/** The addresses of the network cards but for the loopback: each with the card's name. */
-function addressesOf(sections) {
-  let card = '';
-  return (sectionOf({sections}, 'netcard')?.lines ?? []).flatMap((line) => {
-    if (/^\S/.test(line)) card = /^(?:\d{1,9}: )?([\w.-]{0,40})/.exec(line)[1];
-    const address = /^inet6? (\S{1,60})/.exec(line.trimStart())?.[1];
-    return address && !/^lo0?$/.test(card) ? [`${card} ${address}`] : [];
-  });
-}
+/** The addresses of the network cards but for the loopback. */
+const addressesOf = (sections) => (sectionOf({sections}, 'netcard')?.lines ?? []).flatMap((line) =>
+  /^\s*inet6? (?!127\.|::1\b|fe80::1%lo0)(\S{1,60})/.exec(line)?.[1] ?? []);
 const SYSTEM = /<key>Product(?:Name|Version)<\/key>\s{0,99}<string>([^<\n]{1,60})|^PRETTY_NAME="?([^"\n]{1,60})/gm;
 const systemOf = (sections) => [...(sectionOf({sections}, 'os info')?.lines.join('\n') ?? '').matchAll(SYSTEM)]
   .map(([, mac, other]) => mac ?? other);
-/** A section that shows its lines when it is opened. */
-function showSection(section, prefix) {
-  const {title, lines, line, entry} = section, pre = make('pre', {tabIndex: 0});
-  const ontoggle = () => pre.firstChild || pre.append(...addRows(make('div'), lines.map((text, i) => [line + i, text]),
-    ([number, text]) => lineRow(number, text, (at) => view(entry, {line: at}))));
-  section.body = make('details', {ontoggle}, make('summary', `${prefix}${shownName(title)} `,
-    make('span.faint', lines.length ? counted(lines.length, 'line') : 'empty')), pre);
-  return section.body;
-}
 function showMachine() {
   const {sections, modules} = archive, like = (pattern) => (lines) => lines.filter((line) => pattern.test(line));
   const facts = [['System', 'os info', () => systemOf(sections)], ['Addresses', 'netcard', () => addressesOf(sections)],
@@ -266,10 +238,11 @@ function showMachine() {
     const section = sectionOf(archive, title);
     if (!section) return tableRow([name, 'not in the archive']);
     const values = valuesIn(section.lines.filter((line) => !/\bgrep\b/.test(line)));
-    return tableRow([button(name, () => jumpTo(section)), values.length ? addRows(make('div'), values,
+    return tableRow([sectionButton(section, name), values.length ? addRows(make('div'), values,
       (value) => make('div', visible(value.slice(0, 200))), 4) : make('b.warning', 'none')]);
-  }), make('h3', 'All sections'), sections.map((section) => showSection(section, '')),
-  modules.map((section) => showSection(section, 'tunnel: ')));
+  }), make('h3', 'All sections'), make('ul', [...sections, ...modules].map((section) =>
+    make('li', sectionButton(section, `${modules.includes(section) ? 'tunnel: ' : ''}${shownName(section.title)}`),
+      make('span.faint', section.lines.length ? ` ${counted(section.lines.length, 'line')}` : ' empty')))));
 }
 
 // ---- Opening an archive.
@@ -284,14 +257,13 @@ function summaryOf({file, entries, run, users, crashes, sections}) {
   const version = /_([\d.]{1,30})_\d{14}/.exec(file.name)?.[1], [first] = run.records;
   const client = crashes.find((crash) => crash.isClient && crash.version);
   const took = (run.records.at(-1)?.time - first?.time) / 1000;
-  const stuck = spansOf(run).filter(({isEnded}) => !isEnded).map(({name}) => name).join(', ');
   const people = users.map((user) => user === 'root' ? user : quoted(user)).join(' and ');
   return joined([`Collected ${first?.stamp.slice(0, 19) ?? 'at an unknown time'} for ${people}`, client ?
     `client ${shownName(client.version, 40)} (by a crash report)` : version &&
     `${version} in the name is not the client’s version`,
   shownName(systemOf(sections).join(' ') || 'unknown system', 60),
   `${bytesText(file.size)}, ${counted(entries.length, 'file')}, ${bytesText(sum(entries, 'size'))} unpacked`,
-  took > 0 && `collecting took ${took.toFixed(1)} s`, stuck && `not ended: ${stuck}`], ' · ');
+  took > 0 && `collecting took ${took.toFixed(1)} s`], ' · ');
 }
 /** When the archive was made: as its log says, or else its name, or else the date of the file. */
 function endOf({run, file}) {
@@ -330,11 +302,8 @@ async function readArchive(file) {
 }
 /** Shows parts; one that fails says so in its place. */
 function showParts(parts) {
-  for (const [id, show] of Object.entries(parts)) {
-    try { show(); } catch (error) {
-      page(id).replaceChildren(make('p.warning', `This part cannot be shown: ${sentence(error)}`));
-    }
-  }
+  for (const [id, show] of Object.entries(parts))
+    tried(show, (fault) => page(id).replaceChildren(make('p.warning', `This part cannot be shown: ${fault}`)));
 }
 function showAnswers() {
   archive.findings = findAll();

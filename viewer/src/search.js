@@ -26,7 +26,6 @@ async function searchIn(blocks, word, clock, isCurrent, onHit) {
     before = text.endsWith('\n') || word.length < 2 ? '' : text.slice(1 - word.length);
   }
 }
-/** A text, with each occurrence of the word marked. */
 const marked = (text, word) => text.split(wordPattern(word)).map((part, i) => i % 2 ? make('mark', part) : part);
 const latest = (hits) => hits.sort((a, b) => (a.time ?? 0) - (b.time ?? 0)).slice(-MOST_HITS);
 let searches = 0;
@@ -66,7 +65,6 @@ async function search(word) {
     untimed(hit) ? '' : make('time', ` ${stampText(hit.time)}`), ' ', make('code', marked(visible(hit.text), word))))));
   box.dataset.state = 'done';
 }
-/** Connects the field with the archive that is shown. */
 function startSearch() {
   const field = page('search'), {dataset} = page('hits');
   let timer = 0;

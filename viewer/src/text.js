@@ -19,7 +19,6 @@ const counted = (count, noun) =>
 const times = (count) => count === 1 ? 'once' : counted(count, 'time');
 const sum = (list, key) => list.reduce((total, item) => total + item[key], 0);
 const joined = (parts, between = ' ') => parts.filter((part) => part).join(between);
-/** The list under this key of a map. */
 const listed = (map, key) => map.get(key) ?? map.set(key, []).get(key);
 /** Copies a text, so that it does not keep the block that it was taken from. */
 const copied = (text) => text.split('').join('');
@@ -104,12 +103,10 @@ function parseJson(text) {
   try { return JSON.parse(text); } catch { return undefined; }
 }
 const printed = (value) => JSON.stringify(value, null, 2);
-/** The head and the body of an .ips report; undefined when it is none. */
 function parseReport(text) {
   const cut = text.indexOf('\n'), [head, body] = [text.slice(0, cut), text.slice(cut)].map(parseJson);
   return head && body && typeof head === 'object' && typeof body === 'object' ? {head, body} : undefined;
 }
-/** The frames of the thread that crashed. */
 function framesOf({threads, faultingThread, usedImages}) {
   const frames = threads?.[faultingThread]?.frames, images = usedImages ?? [];
   return (Array.isArray(frames) ? frames.slice(0, 50) : []).filter((frame) => frame).map((frame) => ({
@@ -122,8 +119,7 @@ function layOut(name, text) {
   if (/\.json$/i.test(name)) return printed(parseJson(text)) ?? '';
   const {head, body} = parseReport(text) ?? {};
   if (!body) return '';
-  const first = ['procName', 'captureTime', 'exception', 'termination'].filter((key) => key in body);
-  return [...first.map((key) => `${key}: ${JSON.stringify(body[key])}`),
-    ...framesOf(body).map(({symbol, at, image}, i) => `  ${i}  ${image}  ${symbol} + ${at}`), '',
-    printed(head), printed(body)].join('\n');
+  const {procName, captureTime, exception, termination} = body;
+  const frames = framesOf(body).map(({symbol, at, image}, i) => `  ${i}  ${image}  ${symbol} + ${at}`);
+  return [printed({procName, captureTime, exception, termination}), ...frames, printed(head), printed(body)].join('\n');
 }

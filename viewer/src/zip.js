@@ -75,7 +75,6 @@ async function bytesNear(file, at, length) {
     near = {file, from: at, bytes: new Uint8Array(await file.slice(at, at + MIB).arrayBuffer())};
   return near.bytes.subarray(at - near.from, at - near.from + length);
 }
-/** Where the content of an entry begins. */
 async function beginOf(file, entry) {
   if (entry.flags & 1 || ![0, 8].includes(entry.method))
     throw new Fault('This file is encrypted, or packed in a way that browsers do not know.');

@@ -20,11 +20,9 @@ int closeDescriptorsAbove(int last, posix_spawn_file_actions_t& actions, short& 
 std::vector<Process> processes() {
   constexpr std::size_t kMaxStatBytes = 4096;
   std::vector<Process> all;
-  std::string entries;
   std::error_code ec;
   const Descriptor folder = openFolder("/proc", Links::kNone, ec);
-  listFolder(folder.get(), entries);
-  forEachEntry(entries, [&all](EntryKind /*kind*/, const std::string& name) {
+  forEachEntry(folder.get(), [&all](EntryKind /*kind*/, const std::string& name) {
     const pid_t pid = std::atoi(name.c_str());
     if (pid <= 1) return;
     const std::string stat = readRegularFile("/proc/" + name + "/stat", kMaxStatBytes);

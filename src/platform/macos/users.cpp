@@ -51,7 +51,6 @@ void firstFolder(unsigned long kind, unsigned long domain, std::string& out) {
 
 namespace common::mac {
 
-/// Standard folders, as Foundation's search-path service reports them.
 struct FoundationUtil {
   static constexpr unsigned long kApplicationSupport = 14;
 
