@@ -95,13 +95,12 @@ bool isInUse(int folder, const std::string& name, Descriptor& locked) {
 }
 
 /// Tells whether only entries with the tool's own names may be removed from the folder: it has the sticky bit, or
-/// something is mounted in it.
+/// something is mounted in it. Throws when that cannot be told.
 bool isForOthersToo(int folder, const std::string& path) {
   struct stat info {};
-  boost::system::error_code ec;
-  const std::string start = fs::canonical(path, ec).string() + "/";
+  const std::string start = fs::canonical(path).string() + "/";
   const std::vector<std::string> mounted = platform::mountPoints();
-  return ec || fstat(folder, &info) != 0 || (info.st_mode & S_ISVTX) != 0 ||
+  return fstat(folder, &info) != 0 || (info.st_mode & S_ISVTX) != 0 ||
          std::any_of(mounted.begin(), mounted.end(),
                      [&start](const std::string& point) { return boost::algorithm::starts_with(point, start); });
 }

@@ -1,10 +1,9 @@
 // Preloaded by tests: some calls of the C library fail in the tool, and only there.
 //   FAIL_CALL   the functions' names as the program links them, each between commas: ",openat,open,"
 //   FAIL_PATH   a pattern (fnmatch's) for the path that a call names, or that its descriptor is open on
-//   FAIL_ERRNO  the error; 0: a folder tells no kinds, and fstat tells
-//               4 GiB more than there are; -1: the call
-//               waits until all that have /gate open for writing have closed it, and succeeds; -2: it is added to
-//               /trace, by its name and path, and succeeds
+//   FAIL_ERRNO  the error; 0: a folder tells no kinds, and fstat tells 4 GiB more than there are; -1: the call waits
+//               until all that have /gate open for writing have closed it, and succeeds; -2: it is added to /trace, by
+//               its name and path, and succeeds
 //   FAIL_FROM   the first such call that fails, counted from 1; -N: only the Nth fails
 #include <atomic>
 #include <cerrno>
@@ -23,118 +22,94 @@
 
 namespace {
 
-// What a call's arguments name.
-std::string pathOf(int fd, ...) {
+std::string openOn(int fd) {
   char path[4096] = "";
   const std::string link = "/proc/self/fd/" + std::to_string(fd);
   return readlink(link.c_str(), path, sizeof(path) - 1) < 0 ? "" : path;
 }
-std::string pathOf(int fd, const char* name, ...) {
-  return name[0] == '/' || fd == AT_FDCWD ? name : pathOf(fd) + "/" + name;
-}
-std::string pathOf(const char* name, ...) {
-  return name;
-}
-std::string pathOf(DIR* directory) {
-  return pathOf(dirfd(directory));
-}
-std::string pathOf(FILE* file) {
-  return pathOf(fileno(file));
+
+std::string named(int fd, const char* name) {
+  return name[0] == '/' || fd == AT_FDCWD ? name : openOn(fd) + "/" + name;
 }
 
-thread_local bool enlarges = false;
-void shorten(...) {}
-void shorten(int, const void*) {
-  enlarges = true;
+int openDirectly(const char* path, int flags) {
+  return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags | O_CLOEXEC));
 }
 
 /// Tells whether this call is to fail, and sets errno then. The path is only asked for where it matters.
-template <typename... Args>
-bool fails(const char* call, Args&... args) {
+template <typename Path>
+bool fails(const char* call, Path pathOf) {
   static const bool isTool = std::strcmp(program_invocation_short_name, "LogCollectionTool") == 0;
   static const std::string calls = std::getenv("FAIL_CALL"), pattern = std::getenv("FAIL_PATH");
   static const int error = std::atoi(std::getenv("FAIL_ERRNO")), first = std::atoi(std::getenv("FAIL_FROM"));
   static std::atomic<int> seen{0};
   if (!isTool || calls.find("," + std::string(call) + ",") == std::string::npos) return false;
-  if (fnmatch(pattern.c_str(), pathOf(args...).c_str(), 0) != 0) return false;
+  const std::string path = pathOf();
+  if (fnmatch(pattern.c_str(), path.c_str(), 0) != 0) return false;
   if (const int number = ++seen; first > 0 ? number < first : number != -first) return false;
-  if (error == 0) shorten(args...);
   if (error == -1) {
     char none;
-    const auto gate = static_cast<int>(syscall(SYS_openat, AT_FDCWD, "/gate", O_RDONLY | O_CLOEXEC));
+    const int gate = openDirectly("/gate", O_RDONLY);
     while (gate >= 0 && syscall(SYS_read, gate, &none, 1) > 0) continue;
     syscall(SYS_close, gate);
   }
   if (error == -2) {
-    const std::string line = std::string(call) + " " + pathOf(args...) + "\n";
-    static const auto trace =
-        static_cast<int>(syscall(SYS_openat, AT_FDCWD, "/trace", O_WRONLY | O_APPEND | O_CLOEXEC));
+    const std::string line = std::string(call) + " " + path + "\n";
+    static const int trace = openDirectly("/trace", O_WRONLY | O_APPEND);
     syscall(SYS_write, trace, line.data(), line.size());
   }
   errno = error;
-  return error > 0;
+  return error >= 0;
 }
 
 }  // namespace
 
-// The C library declares some functions with variable arguments, and its names with and without 64 differ in
-// their types only: so each is defined under a name of its own, and an assembler name that the program links.
-#define FAILING(RESULT, NAME, PARAMETERS, ...)                                                \
-  extern "C" RESULT my_##NAME PARAMETERS __asm__(#NAME);                                      \
-  extern "C" RESULT my_##NAME PARAMETERS {                                                    \
-    static const auto real = reinterpret_cast<RESULT(*) PARAMETERS>(dlsym(RTLD_NEXT, #NAME)); \
-    return fails(#NAME, __VA_ARGS__) ? -1 : real(__VA_ARGS__);                                \
-  }
+// Defines what the program links as NAME. The C library declares some with variable arguments, and names with and
+// without 64 with different types: so each is defined under another name.
+#define REPLACED(RESULT, NAME, PARAMETERS)               \
+  extern "C" RESULT my_##NAME PARAMETERS __asm__(#NAME); \
+  extern "C" RESULT my_##NAME PARAMETERS
+#define REAL(NAME) static const auto real = reinterpret_cast<decltype(&my_##NAME)>(dlsym(RTLD_NEXT, #NAME))
 
-FAILING(int, open, (const char* path, int flags, mode_t mode), path, flags, mode)
-FAILING(int, open64, (const char* path, int flags, mode_t mode), path, flags, mode)
-FAILING(int, openat, (int fd, const char* name, int flags, mode_t mode), fd, name, flags, mode)
-FAILING(int, lstat, (const char* path, void* info), path, info)
-FAILING(int, lstat64, (const char* path, void* info), path, info)
-FAILING(int, stat, (const char* path, void* info), path, info)
-FAILING(int, fstatat, (int fd, const char* name, void* info, int flags), fd, name, info, flags)
-FAILING(int, statx, (int fd, const char* name, int flags, int mask, void* to), fd, name, flags, mask, to)
-FAILING(int, statvfs64, (const char* path, void* info), path, info)
-FAILING(int, fstatvfs, (int fd, void* info), fd, info)
-FAILING(ssize_t, readlinkat, (int fd, const char* name, char* to, size_t size), fd, name, to, size)
-FAILING(int, mkdir, (const char* path, mode_t mode), path, mode)
-FAILING(int, mkdirat, (int fd, const char* name, mode_t mode), fd, name, mode)
-FAILING(int, unlink, (const char* path), path)
-FAILING(int, unlinkat, (int fd, const char* name, int flags), fd, name, flags)
-FAILING(int, linkat, (int fd, const char* path, int to, const char* name, int flags), fd, path, to, name, flags)
-FAILING(int, rename, (const char* path, const char* to), path, to)
-FAILING(int, renameat, (int fd, const char* name, int to, const char* path), fd, name, to, path)
-FAILING(int, ftruncate, (int fd, off_t size), fd, size)
-FAILING(int, fsync, (int fd), fd)
-FAILING(int, close, (int fd), fd)
-FAILING(ssize_t, read, (int fd, void* data, size_t size), fd, data, size)
-FAILING(ssize_t, write, (int fd, const void* data, size_t size), fd, data, size)
-FAILING(ssize_t, pread, (int fd, void* data, size_t size, off_t at), fd, data, size, at)
-FAILING(ssize_t, pwrite, (int fd, const void* data, size_t size, off_t at), fd, data, size, at)
+// A call of at most five arguments, all of which go in registers, whatever their types. It fails with -1.
+#define FAILING(NAME, WHERE)                                               \
+  REPLACED(long, NAME, (long a, long b, long c, long d, long e)) {         \
+    REAL(NAME);                                                            \
+    return fails(#NAME, [=] { return WHERE; }) ? -1 : real(a, b, c, d, e); \
+  }
+#define FAILING_AT(NAME) FAILING(NAME, named(static_cast<int>(a), reinterpret_cast<const char*>(b)))
+#define FAILING_ON(NAME) FAILING(NAME, openOn(static_cast<int>(a)))
+#define FAILING_BY(NAME) FAILING(NAME, std::string(reinterpret_cast<const char*>(a)))
+#define FOLDER_AND_NAME(X) X(openat) X(fstatat) X(statx) X(readlinkat) X(mkdirat) X(unlinkat) X(linkat) X(renameat)
+#define DESCRIPTOR(X) X(fstatvfs) X(fchmod) X(ftruncate) X(fsync) X(close) X(read) X(write) X(pread)
+#define PATH(X) X(open) X(stat) X(stat64) X(lstat) X(lstat64) X(statvfs64)
+
+FOLDER_AND_NAME(FAILING_AT)
+DESCRIPTOR(FAILING_ON)
+PATH(FAILING_BY)
+FAILING(pipe, std::string("a pipe"))
 
 // Writes within the C library's stdio cannot be replaced.
-extern "C" size_t my_fwrite(const void* data, size_t size, size_t count, FILE* file) __asm__("fwrite");
-extern "C" size_t my_fwrite(const void* data, size_t size, size_t count, FILE* file) {
-  static const auto real = reinterpret_cast<decltype(&my_fwrite)>(dlsym(RTLD_NEXT, "fwrite"));
-  if (!fails("fwrite", file)) return real(data, size, count, file);
+REPLACED(size_t, fwrite, (const void* data, size_t size, size_t count, FILE* file)) {
+  REAL(fwrite);
+  if (!fails("fwrite", [=] { return openOn(fileno(file)); })) return real(data, size, count, file);
   file->_flags |= 0x20;  // ferror's
   return 0;
 }
 
-extern "C" int my_fstat(int fd, struct stat* info) __asm__("fstat");
-extern "C" int my_fstat(int fd, struct stat* info) {
-  static const auto real = reinterpret_cast<int (*)(int, struct stat*)>(dlsym(RTLD_NEXT, "fstat"));
-  enlarges = false;
-  void* const unused = nullptr;
-  if (fails("fstat", fd, unused) || real(fd, info) != 0) return -1;
-  if (enlarges) info->st_size += off_t{1} << 32;
+REPLACED(int, fstat, (int fd, struct stat* info)) {
+  REAL(fstat);
+  const bool fail = fails("fstat", [=] { return openOn(fd); });
+  if ((fail && errno != 0) || real(fd, info) != 0) return -1;
+  if (fail) info->st_size += off_t{1} << 32;
   return 0;
 }
 
-extern "C" dirent* my_readdir(DIR* folder) __asm__("readdir");
-extern "C" dirent* my_readdir(DIR* folder) {
-  static const auto real = reinterpret_cast<dirent* (*)(DIR*)>(dlsym(RTLD_NEXT, "readdir"));
-  dirent* const entry = fails("readdir", folder) ? nullptr : real(folder);
-  if (entry != nullptr && std::strcmp(std::getenv("FAIL_ERRNO"), "0") == 0) entry->d_type = DT_UNKNOWN;
+REPLACED(dirent*, readdir, (DIR * folder)) {
+  REAL(readdir);
+  const bool fail = fails("readdir", [=] { return openOn(dirfd(folder)); });
+  if (fail && errno != 0) return nullptr;
+  dirent* const entry = real(folder);
+  if (fail && entry != nullptr) entry->d_type = DT_UNKNOWN;
   return entry;
 }

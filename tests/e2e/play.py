@@ -1,29 +1,30 @@
 """Plays a scenario: runs the tool on a machine that differs a little from the base machine; compares what it leaves."""
 import contextlib
 import difflib
-import glob
 import os
 import pathlib
-import re
 import signal
 import sys
 import time
 
 import sandbox
-from sandbox import ROOT_DIR, SHARED, Server, mount, until
+from sandbox import PORT_FILE, ROOT_DIR, Server, held
 from state import State
 from terminal import Terminal
 
 EXPECTED = pathlib.Path(__file__).resolve().with_name("expected")
-PORT_FILE = SHARED + "/var/run/debugserver"
-GATE = "[ -p /gate ] && cat /gate\n"  # a fake command that waits here goes on after `held`
-SHOWN = 4  # lines in a row that only the base state has; of more, the first and the last and their number
+SHOWN = 4  # lines in a row that only the state before has; of more, the first and the last and their number
 SCENARIOS = {}
 
 
 def scenario(name, *arguments, **differs):
     assert name not in SCENARIOS, name
     SCENARIOS[name] = dict(differs, arguments=arguments)
+
+
+def each(what, values):
+    """Runs that differ in this alone."""
+    return [{what: value} for value in values]
 
 
 def ok(body):
@@ -46,142 +47,106 @@ def put_earlier_output(box):
 def zone(run):
     """A TZ where it is late in the evening, an hour earlier in each run, of a day whose number is not the month's."""
     now = time.time()
-    east = 23 - run - time.gmtime(now).tm_hour
+    east = 23 - run % 24 - time.gmtime(now).tm_hour
     there = time.gmtime(now + east * 3600)
     return "LCT%d" % (24 * (there.tm_mday == there.tm_mon) - east)
 
 
-def quiet(box):
-    """What the threads of all processes in the box have done so far, once all of them wait for something."""
-    while True:
-        seen = [switches(box), time.sleep(0.02), switches(box)]
-        if seen[0] and seen[0] == seen[2]:
-            return seen[0]
+def play(runs=({},), bare=False, console="ada", tool=sandbox.TOOL, fakes=(), answer=ok(b"module one\n"), port=0, terminal=False,
+         waits=0, files=(), make=None, last=None, **shared):
+    """Returns the state that one scenario leaves.
 
-
-def switches(box):
-    found = []
-    for path in glob.glob("/proc/[0-9]*/task/*/status"):
-        with contextlib.suppress(OSError):  # it has ended
-            if os.readlink(path.split("/task")[0] + "/root") == box.root:
-                with open(path) as file:
-                    text = file.read()
-                found.append(re.findall(r"^(?:State:\t\w|\w*voluntary.*)", text, re.MULTILINE))
-    return found if all("State:\tR" not in one for one in found) else None
-
-
-@contextlib.contextmanager
-def held(box):
-    """Waits until something has come to the gate, and lets it and all later ones go on afterwards."""
-    def opened():
-        with contextlib.suppress(OSError):
-            return os.open(box.path("/gate"), os.O_WRONLY | os.O_NONBLOCK)
-
-    gate = until(opened)
-    quiet(box)
-    yield
-    os.unlink(box.path("/gate"))
-    os.close(gate)
-
-
-def play(arguments=(), bare=False, earlier=True, files=(), links=(), drive=None, make=None, fakes=(), console="ada", tool=None, answer=ok(b"module one\n"),
-         port=0, terminal=False, then=(), meanwhile=None, fails=None, waits=0, env=(), user=None, **how):
-    """Returns the state that one scenario leaves. What is not named here is for Box.start.
-
-    bare: nothing of what the base machine has; earlier: the output of earlier runs, "again": before each run; files: path -> text, size, function(path), or None for none; links:
-    path -> target; drive: bytes of a volume at /drive; make: called with the box, last. answer: the tunnel service's
-    (see Server), a list has one for each run, None: no service. then: the arguments of each later run. meanwhile: called with the box and the
-    process while something waits at the gate. terminal: standard error is one; env, user: a list has one for each run. fails: see sandbox.failing, a list has one for each run."""
-    box = sandbox.Box(console, dict(fakes), tool or sandbox.TOOL)
-    server = None if answer is None else Server(answer, port)
-    screen = Terminal(160) if terminal else None
-    try:
+    runs: what each run has of its own, beside `shared`; see run_once. bare: nothing of what the base machine has; answer: the tunnel
+    service's (see Server), None: no service; terminal: standard error is one; waits: see State; files, make: see prepare; last: called with the box
+    at the end."""
+    with contextlib.ExitStack() as stack:
+        box = stack.enter_context(contextlib.closing(sandbox.Box(console, fakes, tool)))
+        server = stack.enter_context(Server(answer, port)) if answer is not None else None
+        screen = stack.enter_context(contextlib.closing(Terminal(160))) if terminal else None
         if screen:
+            box.screen = screen
             box.bind("/dev/pts")
-            how["shell"] = 'exec "$@" 2<>' + screen.name
-        for wanted, put in (not bare, put_sources), (earlier and not bare, put_earlier_output):
-            put(box) if wanted else None
+        if not bare:
+            put_sources(box)
         if server:
             box.put(PORT_FILE, str(server.port))
-        for path, what in dict(files).items():
-            if what is None:
-                os.remove(box.path(path))
-            elif callable(what):
-                box.make(what, path)
-            else:
-                box.put(path, "" if isinstance(what, int) else what, size=what if isinstance(what, int) else None)
-        for path, target in dict(links).items():
-            box.link(target, path)
-        if drive:
-            os.mkdir(box.path("/drive"))
-            mount("tmpfs", box.path("/drive"), "tmpfs", 0, "size=%d" % drive)
-        if make:
-            make(box)
-        os.mkfifo(box.path("/gate"))
-        if fails:
-            fails = fails if isinstance(fails, list) else [fails]
-            box.bind(sandbox.FAILING_CALLS, "/fakes/failing_calls.so")
-        for each in fails, answer, env, user:
-            then = then or [arguments] * (len(each) - 1 if isinstance(each, list) else 0)
-        state = State(box, server and server.port, waits)
-        with open(box.path("/stdout"), "ab") as out, open(box.path("/stderr"), "ab") as err:
-            for run, words in enumerate([arguments, *then]):
-                environment = {"TZ": zone(run), **dict(env[run] if isinstance(env, list) else env), **(sandbox.failing(*fails[run]) if fails and run < len(fails) else {})}
-                if earlier == "again":
-                    put_earlier_output(box)
-                state.begin(environment["TZ"])
-                process, *_ = box.start(*words, files=(out, err), env=environment, user=user[run] if isinstance(user, list) else user, **how)
-                if meanwhile:
-                    with held(box):
-                        meanwhile(box, process)
-                    meanwhile = None
-                state.ran(process.wait(), "" if not fails or run >= len(fails) else "; %s of %s failed: %s" % fails[run][:3], server.requests[run:] if server else (),
-                          screen.rest() if screen else ())
-        state.paths()
+        prepare(box, files, make)
+        state = State(box, server, screen, waits)
+        for number, run in enumerate(runs):
+            run_once(state, zone(number), **{"earlier": not (number or bare), **shared, **run})
+        if last:
+            last(box)
         return state.sections
-    finally:
-        if server:
-            server.shutdown()
-            server.server_close()
-        if screen:
-            screen.close()
-        box.close()
+
+
+def prepare(box, files, make):
+    """files: what Box.put puts, by path; make: called with the box then."""
+    for path, what in dict(files).items():
+        box.put(path, what)
+    if make:
+        make(box)
+
+
+def run_once(state, zone, arguments=(), earlier=False, files=(), make=None, answer=None, meanwhile=None, fails=None, env=(), **how):
+    """One run; what is not named here is for Box.start.
+
+    earlier: whether there is the output of earlier ones; meanwhile: called with the box and the process while something waits
+    at the gate; fails: see sandbox.failing."""
+    box = state.box
+    if earlier:
+        put_earlier_output(box)
+    prepare(box, files, make)
+    if answer is not None:
+        state.server.answer = answer
+    if meanwhile:
+        box.put("/gate", os.mkfifo)
+    if state.screen:
+        how["shell"] = how.get("shell", 'exec "$@" 2<>%s') % state.screen.name
+    seen, environment = None, {"TZ": zone, **dict(env), **(sandbox.failing(*fails) if fails else {})}
+    state.begin(environment["TZ"])
+    with open(box.path("/stdout"), "wb") as out, open(box.path("/stderr"), "wb") as err:
+        process = box.start(*arguments, files=(out, err), env=environment, **how)
+        if meanwhile:
+            with held(box):
+                seen = meanwhile(box, process)
+        state.ran(process.wait(), seen if state.screen and seen else [], "; %s of %s failed: %s" % fails[:3] if fails else "")
 
 
 def difference(base, state):
-    """What differs from the base state, by sections; those of a second run are compared with the base state's too."""
+    """What differs from the base state, by sections; of a later run, from that or from the run before, whichever is less."""
     lines = []
-    for title in sorted({*base, *state}, key=lambda title: (int("0" + re.sub(r"\D", "", title)), title)):
-        before, after = base.get(re.sub(r" \d+$", "", title), []), state.get(title, [])
-        found = []
-        for kind, i1, i2, j1, j2 in difflib.SequenceMatcher(None, before, after, False).get_opcodes():
-            if kind != "equal":
-                gone = before[i1:i2]
-                gone[1:-1] = ["(%d more)" % (len(gone) - 2)] if len(gone) > SHOWN else gone[1:-1]
-                found += ["-" + line for line in gone] + ["+" + line for line in after[j1:j2]]
-        lines += ["@@ " + title] * bool(found) + found
+    for title in state:
+        name, _, run = title.partition(" ")
+        before = [base[name]] + ([state[name if run == "2" else "%s %d" % (name, int(run) - 1)]] if run else [])
+        found = [changes(section, state[title]) for section in before]
+        shortest = min(found, key=len)
+        if shortest:
+            lines += ["@@ " + title + " beside the run before" * (shortest is not found[0])] + shortest
     return lines
 
 
-def text_of(state):
-    return [line for title, lines in sorted(state.items()) for line in ["## " + title, *lines]]
+def changes(before, after):
+    found = []
+    for kind, i1, i2, j1, j2 in difflib.SequenceMatcher(None, before, after, False).get_opcodes():
+        if kind != "equal":
+            gone = before[i1:i2]
+            gone[1:-1] = ["(%d more)" % (len(gone) - 2)] if len(gone) > SHOWN else gone[1:-1]
+            found += ["-" + line for line in gone] + ["+" + line for line in after[j1:j2]]
+    return found
 
 
-def state_of(lines):
-    state = {}
-    for line in lines:
-        if line[:3] == "## ":
-            section = state[line[3:]] = []
-        else:
-            section.append(line)
-    return state
+def state_of(text):
+    """The sections of a state that was written down."""
+    return {section.split("\n")[0]: section.split("\n")[1:] for section in text[3:].rstrip("\n").split("\n## ")}
 
 
 def check(name, approve):
     """Plays a scenario; returns what is not as expected, or writes it down as what is expected."""
-    path, base = EXPECTED / name, EXPECTED / "base"
-    state = play(**SCENARIOS[name])
-    lines = text_of(state) if name == "base" else difference(state_of(base.read_text().splitlines()), state)
+    path, state = EXPECTED / name, play(**SCENARIOS[name])
+    if name == "base":
+        lines = [line for title, section in sorted(state.items()) for line in ["## " + title, *section]]
+    else:
+        lines = difference(state_of((EXPECTED / "base").read_text()), state)
     wrong = [line for line in lines if "WRONG" in line]
     if approve:
         path.write_text("".join(line + "\n" for line in lines))
@@ -198,16 +163,13 @@ def main(words):
     signal.signal(signal.SIGALRM, sandbox.give_up)
     if names and "/" in names[0]:
         part, parts = map(int, names[0].split("/"))
-        names = sorted(name for name in SCENARIOS if not SCENARIOS[name].get("alone"))[part - 1::parts]
-    one_user = pathlib.Path("/proc/self/uid_map").read_text().split()[2] == "1"
+        names = sorted(name for name in SCENARIOS if not SCENARIOS[name].get("waits"))[part - 1::parts]
     failed = []
     for name in sorted(names or SCENARIOS, key=lambda name: name != "base"):
-        if SCENARIOS[name].pop("second_user", False) and one_user:
+        if SCENARIOS[name].pop("second_user", False) and not sandbox.has_second_user():
             print(name + ": not played, there is no second user here")
             continue
-        SCENARIOS[name].pop("alone", None)
-        began = time.monotonic()
-        found = check(name, approve)
+        began, found = time.monotonic(), check(name, approve)
         if approve:
             print("%-30s %.1f s" % (name, time.monotonic() - began), *found, sep="\n    ")
         elif found:

@@ -15,20 +15,26 @@ import shutil
 import signal
 import socket
 import sys
+import termios
 
-from sandbox import (APP, LAUNCHD, MACOS_COMMANDS, MIB, MS_BIND, MS_RDONLY, MS_REMOUNT, OWN_LOG, ROOT_DIR, SCRATCH, SHARED, SHORT_LIMITS,
-                     UEM_LOGS, mount)
-from play import GATE, PORT_FILE, main, ok, scenario
+from sandbox import (APP, GATE, LAUNCHD, LOGS, MACOS_COMMANDS, MIB, MS_RDONLY, MS_REMOUNT, OWN_LOG, PORT_FILE, ROOT_DIR,
+                     SCRATCH, SHARED, SHORT_LIMITS, link, mount, no_shell, until, volume)
+from play import each, main, ok, scenario
 
-LOGS, REPORTS = "/Users/ada" + SHARED + "/logs/", "/Library/Logs/DiagnosticReports/"
-AGENTS = "/var/log/quelmar/OKVU3_LOG/"
+REPORTS, AGENTS = "/Library/Logs/DiagnosticReports/", "/var/log/quelmar/OKVU3_LOG/"
 DOCUMENTS = "/Users/ada/Documents/keep.log"
 INSTALLER = "/var/log/quelmar/sdp/oBrelaInstallOut.log"
+SEAT = "/run/systemd/seats/seat0"
 DAY = 86400
+ADA, BOB = 1000, 1001
+EPERM, ENOENT, EIO, EACCES, ENOSPC, EDQUOT = 1, 2, 5, 13, 28, 122
 
 
 def kill(number):
-    return lambda box, process: (os.kill(process.pid, number), process.wait())
+    def send(box, process):
+        os.kill(process.pid, number)
+        process.wait()
+    return send
 
 
 def fill(box, process):
@@ -42,76 +48,77 @@ def aged(**ages):
     return {LOGS + name.replace("_", "."): functools.partial(age_file, seconds) for name, seconds in ages.items()}
 
 
-def endless(header):
-    return lambda connection: [connection.sendall(part) for part in itertools.chain([header], itertools.repeat(b"x" * MIB))]
-
-
 def age_file(seconds, path):
     open(path, "w").close()
     os.utime(path, (os.stat(path).st_mtime - seconds,) * 2)
 
 
+def again(make):
+    """A function that makes something at a path in place of what is there."""
+    return lambda where: [os.path.isdir(where) and shutil.rmtree(where), os.path.lexists(where) and os.remove(where), make(where)]
+
+
+def own(owner, mode, *paths):
+    """A function that gives paths of a box an owner and a mode; a folder is made."""
+    def give(box):
+        for path in map(box.path, paths):
+            if not os.path.lexists(path):
+                os.makedirs(path)
+            os.lchown(path, owner, owner)
+            if not os.path.islink(path):
+                os.chmod(path, mode)
+    return give
+
+
 scenario("base")
 
 # Options
-scenario("usage", "-d", "/out", "--help", "-v")
-scenario("version", "-qkv", "--dir=/out", "--foo")
-scenario("options", "-kq", "--dir", "/out", "--bad", "--quiet=x", "stray", "-", "--")
-scenario("quiet", "--quiet")
-scenario("no-folder-in-name", argv0="LogCollectionTool", terminal=True, env={"TERM": "xterm"})
-scenario("key-logs", "-k", env={"TZ": "UTC"}, files={
-    **aged(new_log=60, old_log=30 * DAY - 60, older_log=30 * DAY + 60, future_log=-3600, old_dmp=31 * DAY, old_pcap=99 * DAY, new_txt=0),
+scenario("options", runs=each("arguments", [("-d", "/out", "--help", "-v"), ("-qkv", "--dir=/out", "--foo"), ("-q",), (
+    "-kq", "--dir", "/out", "--bad", "--quiet=x", "stray", "-", "--")]))
+scenario("key-logs", "-k", runs=each("env", [{"TZ": "UTC"}, {"TZ": "<+05>-5"}]), files={
+    **aged(new_log=60, old_log=30 * DAY - 60, older_log=30 * DAY + 60, future_log=-3600, old_dmp=31 * DAY, old_pcap=99 * DAY, new_txt=0,
+           early_log=-4 * 3600, late_log=30 * DAY - 4 * 3600),
     LOGS + "2mib.log": 2 * MIB, LOGS + "more.log": 2 * MIB + 1, LOGS + "more.dmp": 2 * MIB + 1})
-scenario("key-logs-east", "-k", env={"TZ": "<+05>-5"}, files=aged(early_log=-4 * 3600, late_log=30 * DAY - 4 * 3600))
 
 # The output folder
-scenario("dir-spellings", "--dir=/out/a/b", then=[["--dir=" + name] for name in (
-    "x", "./y", "../z", "../../w", "./a/b", "v/.", "./u/")])
-scenario("dir-with-blank", "-q", "-d", "/out/with blank")
-scenario("dir-is-a-file", "--dir=/out", files={"/out": "somebody's"})
-scenario("dir-through-links", "--dir=/link/out", links={"/link": "/far", "/far/out": "/farther"}, files={
-    "/farther/stray.txt": "left over", "/farther/logFiles/x": "left over"})
-scenario("dir-not-to-be-emptied", "--dir=/", then=[["--dir=" + name] for name in (
-    "/Users/./ada/Library/..", "/linked/ada/", SHARED, SHARED + "/Crash", ".", LAUNCHD, "/home/bob", "/srv", "/Users/ada/Desktop")],
-    links={"/linked": "/Users"}, files={"/Users/ada/Desktop/x": "left over", "/home/bob/x": "bob's", "/srv/carol/x": "carol's",
-                                        "/etc/passwd": "root:x:0:0::/root:/bin/sh\nada:x:1000:1000::/:/bin/sh\nbob:x:1001:1001::/home/bob:/bin/sh\n"
-                                                       "carol:x:1002:1002::/srv/carol:/bin/sh\n"},
+scenario("dir-spellings", runs=[*each("arguments", [["--dir=" + name] for name in (
+    "/out/a/b", "x", "./y", "../z", "../../w", "./a/b", "v/.", "./u/", "/link/out")]), {"arguments": ["-q", "-d", "/out/with blank"]},
+    {"arguments": ["--dir=/file"]}], files={"/file": "somebody's", "/link": link("/far"), "/far/out": link("/farther"),
+                                            "/farther/stray.txt": "left over", "/farther/logFiles/x": "left over"})
+scenario("dir-not-to-be-emptied", runs=each("arguments", [["--dir=" + name] for name in (
+    "/", "/Users/./ada/Library/..", "/linked/ada/", SHARED, SHARED + "/Crash", ".", LAUNCHD, "/home/bob", "/srv", "/Users/ada/Desktop")]),
+    files={"/linked": link("/Users"), "/Users/ada/Desktop/x": "left over", "/home/bob/x": "bob's", "/srv/carol/x": "carol's",
+           "/etc/passwd": "root:x:0:0::/root:/bin/sh\nada:x:1000:1000::/:/bin/sh\nbob:x:1001:1001::/home/bob:/bin/sh\n"
+                          "carol:x:1002:1002::/srv/carol:/bin/sh\n"},
     env={"SUDO_UID": "1001"})
 THEIRS = {"%s/%s" % (folder, name): "left over" for folder in ("/shared", "/holder") for name in (
     "stray.txt", "thesis/x", "old.zip", "logFiles/x", "logFiles.7/x", "system_info.log", "oBrelaLog_1.zip.incomplete")}
-scenario("dir-for-others-too", "--dir=/shared", then=[["--dir=/holder"]], files=THEIRS, make=lambda box: [
-    os.chmod(box.path("/shared"), 0o1777), os.mkdir(box.path("/holder/disk")), mount("tmpfs", box.path("/holder/disk"), "tmpfs"),
-    box.put("/holder/disk/x", "theirs")])
-
-
-def not_to_be_listed(box):
-    for path, owner, mode in ("/Users/ada", 1000, 0o755), ("/drop", 1001, 0o733), ("/own", 1000, 0o311):
-        os.makedirs(box.path(path), exist_ok=True)
-        os.chown(box.path(path), owner, owner)
-        os.chmod(box.path(path), mode)
-
-
-scenario("dir-not-to-be-listed", "--dir=/drop", then=[["--dir=/own"]], user=1000, second_user=True, earlier=False,
-         env={"HOME": "/Users/ada"}, make=not_to_be_listed)
-scenario("no-output-folder", "--dir=/link", links={"/link": "/nowhere"}, make=lambda box: mount("tmpfs", box.path("/tmp"), "tmpfs", MS_RDONLY))
-for name, missing in ("full", 4096), ("barely-room", 0):
-    scenario("drive-" + name, "--dir=/drive/out", drive=500 * MIB - missing)
+scenario("dir-of-others", second_user=True, runs=[
+    {"arguments": ["--dir=/shared"], "make": own(0, 0o1777, "/shared")}, {"arguments": ["--dir=/holder"]},
+    {"arguments": ["--dir=/drop"], "user": ADA, "make": own(BOB, 0o733, "/drop")},
+    {"arguments": ["--dir=/own"], "user": ADA, "make": own(ADA, 0o311, "/own")}],
+    files={**THEIRS, "/holder/disk": volume(MIB), "/holder/disk/x": "theirs"})
+scenario("no-output-folder", "--dir=/link", earlier=False, files={"/link": link("/nowhere")}, make=lambda box: mount(
+    "tmpfs", box.path("/tmp"), "tmpfs", MS_RDONLY))
+COPYING = '[ "$2" = 777 ] && ' + GATE + 'exec /bin/chmod "$@"'
+REPORTING = dict.fromkeys("uname ps journalctl".split(), GATE)
+scenario("little-room", fakes={"chmod": COPYING, **REPORTING}, runs=[
+    {"arguments": ["--dir=/full/out"], "files": {"/full": volume(500 * MIB - 4096)}},
+    {"arguments": ["--dir=/barely/out"], "files": {"/barely": volume(500 * MIB)}},
+    {"arguments": ["--dir=/drive/out"], "files": {"/drive": volume(600 * MIB), LOGS + "giant.log": 1 << 40, LOGS + "capture.pcap": 260 * MIB}},
+    {"arguments": ["--dir=/drive/out"], "meanwhile": fill}])
 
 # What is collected
 scenario("bare-machine", bare=True, console=None, answer=None)
-scenario("extensions", files={LOGS + name: name for name in (
+scenario("names", files={**{LOGS + name: name for name in (
     "a.json a.back a.xlog a.db a.sqlite3 a.crc a.mmap3 a.dmp a.ips a.crash a.pcap README b.gz.log .log nested/.x/c a.exe a.log.gz "
-    ".hidden a. a.logx deep/logs/again.log mylogs/tail.log").split() + ["a.log "]}, make=lambda box: [
-        box.put(path, path) for path in (REPORTS + "s.diag", REPORTS + "s.ips.log", REPORTS + "S.IPS", REPORTS + "Retired/old.ips",
-                                         AGENTS + "other/y.log", APP + "/package.json", "/Users/bob" + SHARED + "/logs/other.log")])
-scenario("odd-names", files={folder + name: "x" for name in (
-    "new\nline.log", "quo'te\".log", "$(touch pwned).log", "`touch pwned`;touch pwned;.log", "-rf.log", "\udcff\udcfe.log", "%s{}{0}%n.log",
-    "%s{}{0}%n.exe", "\x1b[2J\n.exe", "n" * 251 + ".log", " lead and trail .log", "..log", "*.log") for folder in (LOGS, LOGS + "dir" + name[:200] + "/")})
-SPECIAL = {"fifo": os.mkfifo, "device": lambda path: os.symlink("/dev/zero", path), "loop": lambda path: os.symlink(".", path),
-           "up.log": lambda path: os.symlink("..", path), "root.log": lambda path: os.symlink("/", path),
-           "dangling.log": lambda path: os.symlink("/nowhere", path), "self.log": lambda path: os.symlink("self.log", path),
-           "docs": lambda path: os.symlink(os.path.dirname(DOCUMENTS), path), "file.log": lambda path: os.symlink(DOCUMENTS, path),
-           "file.ips": lambda path: os.symlink(DOCUMENTS, path)}
+    ".hidden a. a.logx deep/logs/again.log mylogs/tail.log").split() + ["a.log "]},
+    **{path: path for path in (REPORTS + "s.diag", REPORTS + "s.ips.log", REPORTS + "S.IPS", REPORTS + "Retired/old.ips",
+                               AGENTS + "other/y.log", APP + "/package.json", "/Users/bob" + SHARED + "/logs/other.log")},
+    **{folder + name: "x" for name in (
+        "new\nline.log", "quo'te\".log", "$(touch pwned).log", "`touch pwned`;touch pwned;.log", "-rf.log", "\udcff\udcfe.log",
+        "%s{}{0}%n.log", "%s{}{0}%n.exe", "\x1b[2J\n.exe", "n" * 251 + ".log", " lead and trail .log", "..log", "*.log")
+       for folder in (LOGS, LOGS + "dir" + name[:200] + "/")}})
 
 
 def listen(path):
@@ -121,169 +128,188 @@ def listen(path):
     os.chdir("/")
 
 
-scenario("special-files", files={DOCUMENTS: "precious", **{folder + name: how for name, how in [*SPECIAL.items(), ("socket.log", listen)]
-                                                          for folder in (LOGS, AGENTS + "okvu_service/", REPORTS)}})
+SPECIAL = {"fifo": os.mkfifo, "socket.log": listen, "device": link("/dev/zero"), "loop": link("."), "up.log": link(".."), "root.log": link("/"),
+           "dangling.log": link("/nowhere"), "self.log": link("self.log"), "docs": link(os.path.dirname(DOCUMENTS)),
+           "file.log": link(DOCUMENTS), "file.ips": link(DOCUMENTS)}
+scenario("special-files", files={DOCUMENTS: "precious", LOGS + "big.log": b"".join(b"%d\n" % number for number in range(400000)), **{
+    folder + name: how for name, how in SPECIAL.items() for folder in (LOGS, AGENTS + "okvu_service/", REPORTS)}})
+
+
 def link_sources(box):
     """Links of root's, ada's own and bob's, to files and above a source: ada's Library is a link of hers."""
     os.rename(box.path("/Users/ada/Library"), box.path("/Users/ada/lib"))
-    for name, owner, target in (("Library", 1000, "lib"), ("lib/Logs", 1001, "/srv"), *(("lib/" + LOGS[len("/Users/ada/Library/"):] + name, owner, target) for name, owner, target in (
-            ("roots.log", 0, DOCUMENTS), ("own.log", 1000, DOCUMENTS), ("bobs.log", 1001, DOCUMENTS), ("bobs-own.log", 1001, "/srv/bobs.log")))):
-        shutil.rmtree(box.path("/Users/ada/" + name), ignore_errors=True)
-        box.link(target, "/Users/ada/" + name)
-        os.lchown(box.path("/Users/ada/" + name), owner, owner)
-    for path, owner in (("/Users/ada/lib", 1000), (DOCUMENTS, 1000), ("/srv/bobs.log", 1001)):
-        os.chown(box.path(path), owner, owner)
+    logs = LOGS.replace("Library", "lib", 1)
+    for path, owner, target in (("/Users/ada/Library", ADA, "lib"), ("/Users/ada/lib/Logs", BOB, "/srv"), (logs + "roots.log", 0, DOCUMENTS), (
+            logs + "own.log", ADA, DOCUMENTS), (logs + "bobs.log", BOB, DOCUMENTS), (logs + "bobs-own.log", BOB, "/srv/bobs.log")):
+        box.put(path, again(link(target)))
+        own(owner, 0, path)(box)
+    own(ADA, 0o755, "/Users/ada/lib", DOCUMENTS)(box)
+    own(BOB, 0o644, "/srv/bobs.log")(box)
 
 
-scenario("links-in-sources", second_user=True, files={DOCUMENTS: "ada's", "/srv/bobs.log": "bob's", "/srv/DiagnosticReports/x.ips": "root's"}, make=link_sources)
-scenario("home-does-not-answer", tool=SHORT_LIMITS, waits=10, fails=("openat", "/Users/root*", -1), meanwhile=lambda box, process: process.wait())
-scenario("source-does-not-answer", tool=SHORT_LIMITS, waits=6, fails=("pread", LOGS + "a.txt", -1), meanwhile=lambda box, process: process.wait())
+scenario("links-in-sources", second_user=True, make=link_sources, files={
+    DOCUMENTS: "ada's", "/srv/bobs.log": "bob's", "/srv/DiagnosticReports/x.ips": "root's"})
 FIXED = (INSTALLER, LAUNCHD, PORT_FILE, APP + "/sdpc_md5.json", APP + "/static/.portal.json", SHARED + "/debug", OWN_LOG)
-for name, kind in (("fifos", os.mkfifo), ("folders", os.mkdir), ("links", lambda path: os.symlink(DOCUMENTS, path))):
-    scenario("fixed-files-are-" + name, files={DOCUMENTS: "precious", **{path: None for path in FIXED[:5]}},
-             make=lambda box, kind=kind: [box.make(kind, path) for path in FIXED])
-for name, over in ("at-limits", 0), ("over-limits", 1):
-    scenario("sizes-" + name, files={AGENTS + "okvu_service/big.log": 199 * MIB + over, AGENTS + "okvusp_driver/a/rest": MIB - 205,
-                                     AGENTS + "okvu_packman/not_counted.bin": 300 * MIB, LAUNCHD: 10 * MIB + over})
-scenario("dropped-into-scratch", fakes={"journalctl": "cd %s && touch Tunnel.log oBrelaDNS.log a-tunnel any.exe && ln -s any.exe link && mkdir "
-                                        "tunnel empty && touch tunnel/tunnel.log && ln /etc/os-release planted.log && stat -c %%a . .. >modes" % SCRATCH})
-scenario("report-linked-meanwhile", fakes={"ip": "ln %s/system_info.log /backup; echo more" % ROOT_DIR, "sysctl": "ln %s/logs/uem_ada/system_state.log /state; echo more" % SCRATCH})
-scenario("copies-are-there-already", fakes={"chmod": "cd %s && mkdir -p logs/ada && echo early >logs/ada/a.txt; echo early >logs/OKVU" % SCRATCH})
-scenario("large-file", files={LOGS + "big.log": b"".join(b"%d\n" % number for number in range(400000))})
+scenario("fixed-files", runs=[{"files": dict.fromkeys(FIXED, again(how))} for how in (os.mkfifo, os.mkdir, link(DOCUMENTS))],
+         make=lambda box: box.put(DOCUMENTS, "precious"))
+scenario("sizes", runs=each("files", [{
+    AGENTS + "okvu_service/big.log": 199 * MIB + over, AGENTS + "okvusp_driver/a/rest": MIB - 205,
+    AGENTS + "okvu_packman/not_counted.bin": 300 * MIB, LAUNCHD: 10 * MIB + over} for over in (0, 1)]))
+scenario("dropped-into-scratch", fakes={
+    "journalctl": "cd %s && touch Tunnel.log oBrelaDNS.log a-tunnel any.exe && ln -s any.exe link && mkdir "
+                  "tunnel empty && touch tunnel/tunnel.log && ln /etc/os-release planted.log && stat -c %%a . .. >modes" % SCRATCH,
+    "ip": "ln %s/system_info.log /backup; echo more" % ROOT_DIR, "sysctl": "ln %s/logs/uem_ada/system_state.log /state; echo more" % SCRATCH,
+    "chmod": "cd %s && mkdir -p logs/ada && echo early >logs/ada/a.txt; echo early >logs/OKVU" % SCRATCH})
 
 # Reports
 scenario("macos", tool=MACOS_COMMANDS, files={"/System/Library/CoreServices/SystemVersion.plist": "<plist/>\n",
                                               "/Library/SystemExtensions/db.plist": "db"})
-scenario("commands-missing", make=lambda box: [os.remove(box.path("/fakes/" + name)) for name in ("csrutil", "kextstat")],
-         files={"/Library/SystemExtensions/db.plist": "db"})
-scenario("unknown-account", files={"/run/systemd/seats/seat0": "IS_SEAT0=1\nACTIVE=c1\nACTIVE_UID=4711\n"})
-scenario("nobody-logged-in", files={"/run/systemd/seats/seat0": None})
-scenario("no-shell", make=lambda box: mount("/dev/null", box.path(os.path.realpath("/bin/sh")), None, MS_BIND))
-FLOOD = {name: 'exec yes "oBrela QMUem $(seq -s - 1000)"' for name in ("ps", "journalctl")}
-scenario("floods", "--dir=/drive/out", drive=600 * MIB, fakes=FLOOD)
-scenario("file-size-limit", shell='ulimit -S -f 2000; exec "$@"', fakes=FLOOD, files={LOGS + "big.log": MIB})
+scenario("unknown-account-and-commands", files={"/Library/SystemExtensions/db.plist": "db", "/fakes/csrutil": None, "/fakes/kextstat": None,
+                                                SEAT: "IS_SEAT0=1\nACTIVE=c1\nACTIVE_UID=4711\n"})
+scenario("nobody-logged-in", files={SEAT: None})
+scenario("no-shell", runs=[{"make": no_shell}, {"fails": ("pipe pipe2", "*", EPERM)}])
+scenario("floods", fakes={name: 'exec yes "oBrela QMUem $(seq -s - 1000)"' for name in ("ps", "journalctl")}, runs=[
+    {"shell": 'ulimit -S -f 2000; exec "$@"'}, {"arguments": ["--dir=/drive/out"], "files": {"/drive": volume(600 * MIB)}}],
+         files={LOGS + "big.log": MIB})
 
 # The tunnel service's dump
 OK, BIG = b"HTTP/1.1 200 OK\r\n", b"{} {0} %s module\n" + b"x" * 5000 + b"\n\ttail \xff"
-LOCATION = b"HTTP/1.1 302 Found\r\nLocation: http://127.0.0.1:1/\r\nContent-Length: 0\r\n\r\n"
-for name, answers in (("with-a-dump", [ok(BIG), OK + b"\r\nuntil close", OK + b"Transfer-Encoding: chunked\r\n\r\n3\r\nabc\r\n0\r\n\r\n", ok(b"")]),
-                      ("without", [b"HTTP/1.1 204 No Content\r\n\r\n", LOCATION, b"HTTP/1.1 404 Not Found\r\nContent-Length: 4\r\n\r\nnone",
-                                   b"\0\xff\xfe\r\n\r\nrubbish" * 50, b"", OK + b"Content-Length: 100\r\n\r\nonly this"]),
-                      ("too-long", [ok(b"x" * (4 * MIB)), ok(b"x" * (4 * MIB + 1)), endless(OK + b"\r\n"), endless(OK + b"X: ")])):
-    scenario("answers-" + name, answer=answers)
-PROXIES = dict.fromkeys("http_proxy HTTP_PROXY all_proxy ALL_PROXY".split(), "http://127.0.0.1:1")
-scenario("proxies", env=PROXIES)
-for name, text in ("no-number", "77\r\n"), ("blanks", "7\t7 7\n7"), ("too-large", "6 55 36\n"), ("largest", "65535"), ("empty", ""):
-    scenario("port-" + name, port=65535 if name == "largest" else 7777, files={PORT_FILE: text, SHARED + "/debug": ""})
+
+
+def endless(header):
+    return lambda connection: [connection.sendall(part) for part in itertools.chain([header], itertools.repeat(b"x" * MIB))]
+
+
+scenario("tunnel-answers", make=no_shell, runs=each("answer", [
+    ok(BIG), OK + b"\r\nuntil close", OK + b"Transfer-Encoding: chunked\r\n\r\n3\r\nabc\r\n0\r\n\r\n", ok(b""),
+    b"HTTP/1.1 204 No Content\r\n\r\n", b"HTTP/1.1 302 Found\r\nLocation: http://127.0.0.1:1/\r\nContent-Length: 0\r\n\r\n",
+    b"HTTP/1.1 404 Not Found\r\nContent-Length: 4\r\n\r\nnone", b"\0\xff\xfe\r\n\r\nrubbish" * 50, b"",
+    OK + b"Content-Length: 100\r\n\r\nonly this", ok(b"x" * (4 * MIB)), ok(b"x" * (4 * MIB + 1)), endless(OK + b"\r\n"), endless(OK + b"X: ")]),
+         env=dict.fromkeys("http_proxy HTTP_PROXY all_proxy ALL_PROXY".split(), "http://127.0.0.1:1"))
+scenario("tunnel-ports", make=no_shell, port=65535, runs=each("files", [
+    {PORT_FILE: text, SHARED + "/debug": ""} for text in ("77\r\n", "6\t55 3\n5", "6 55 36\n", "65535", "")]))
 
 # Users and what is inherited
-scenario("user", user=1000, second_user=True, earlier=False, umask=0o77, env={"HOME": "/Users/ada"}, files={LOGS + "closed/x.log": "x"}, make=lambda box: [
-    os.chmod(box.path(LOGS + "closed"), 0o700), os.chmod(box.path(LOGS + "a.txt"), 0), os.chown(box.path("/Users/ada"), 1000, 1000)])
-scenario("user-after-root", user=1000, second_user=True)
-scenario("umask", umask=0o77)
-scenario("inherited", shell='setsid sleep 1000000 & exec 9</etc/passwd env --ignore-signal=CHLD,INT,XFSZ "$@"', meanwhile=lambda box, process: os.kill(process.pid, signal.SIGINT),
-         fakes={"ps": GATE + "cat"})
-scenario("odd-zones-and-locales", "--dir=/0", then=[["--dir=/%d" % number] for number in range(1, 5)], env=[{"TZ": ":/nowhere"}, {"TZ": "x" * 5000}, {"TZ": ":/dev/zero"}, {"TZ": "", "LC_ALL": "xx_YY.UTF-8", "LANG": "x"},
-                                       {"TZ": "XYZ+24:59:59", "LC_ALL": "tr_TR.UTF-8"}])
-scenario("terminal", terminal=True, env={"TERM": "xterm"})
-scenario("terminal-quiet", "-q", terminal=True, env={"TERM": "xterm"})
-for name, redirection in ("closed", "<&- >&- 2>&-"), ("full", ">/dev/full 2>/dev/full"), ("gone", "3<>/gone >/gone 2>/gone 3>&-"):
-    scenario("streams-" + name, shell='exec "$@" ' + redirection, files={"/gone": os.mkfifo})
-scenario("nobody-reads-errors", shell='exec 2<>/full; head -c 65536 /dev/zero >&2; exec "$@"', files={"/full": os.mkfifo, OWN_LOG + "/x": ""})
+scenario("user", user=ADA, second_user=True, earlier=False, umask=0o77, env={"HOME": "/Users/ada"}, files={LOGS + "closed/x.log": "x"}, make=lambda box: [
+    own(0, 0o700, LOGS + "closed")(box), own(0, 0, LOGS + "a.txt")(box), own(ADA, 0o755, "/Users/ada")(box)])
+AT_PACKING = ("openat", "*/oBrelaLog_*", -1, -2)  # the first one only reserves the name
+KILLED = {"meanwhile": kill(signal.SIGKILL), "fails": AT_PACKING}
+AS_ADA = {"user": ADA, "env": {"HOME": "/Users/ada"}}
+scenario("user-after-root", second_user=True, make=own(ADA, 0o755, "/Users/ada"), runs=[
+    AS_ADA, *({"make": own(0, mode, ROOT_DIR), **run} for mode in (0o777, 0o1777) for run in (KILLED, AS_ADA))])
+scenario("homes", earlier=False, second_user=True, runs=[
+    {"user": ADA, "env": {"HOME": "relative", "XDG_DATA_HOME": "data"}}, {"user": 4242, "env": {"HOME": ""}, "make": lambda box: shutil.rmtree(box.path(ROOT_DIR))}])
+scenario("inherited", umask=0o77, shell='setsid sleep 1000000 & exec 9</etc/passwd env --ignore-signal=CHLD,INT,XFSZ "$@"',
+         fakes={"ps": GATE + "cat"}, meanwhile=lambda box, process: os.kill(process.pid, signal.SIGINT))
+scenario("odd-zones-and-locales", runs=[{"arguments": ["--dir=/%d" % number], "env": env} for number, env in enumerate([
+    {"TZ": ":/nowhere"}, {"TZ": "x" * 5000}, {"TZ": ":/dev/zero"}, {"TZ": "", "LC_ALL": "xx_YY.UTF-8", "LANG": "x"},
+    {"TZ": "XYZ+24:59:59", "LC_ALL": "tr_TR.UTF-8"}])])
+scenario("streams", runs=[*each("shell", ['exec "$@" ' + redirection for redirection in (
+    "<&- >&- 2>&-", ">/dev/full 2>/dev/full", "3<>/gone >/gone 2>/gone 3>&-")]), {
+        "shell": 'exec 2<>/full; head -c 65536 /dev/zero >&2; exec "$@"', "files": {"/full": os.mkfifo, OWN_LOG: again(os.mkdir), OWN_LOG + "/x": ""}}],
+    files={"/gone": again(os.mkfifo)})
+
+
+def look(*widths):
+    """Tells what is seen on the terminal while the tool waits; then, as it gets narrower, what is drawn the next time."""
+    def seen(box, process):
+        lines = until(lambda: "waiting" in str(found := box.screen.rest()) and found)
+        for columns in widths:
+            box.screen.resize(columns)
+            box.screen.screen.reset()
+            lines += ["in %d columns:" % columns, *until(lambda: len(found := box.screen.rest()) == 1 and found)]
+        box.screen.resize(160)
+        return lines
+    return seen
+
+
+def stop(box, process):
+    termios.tcflow(box.screen.slave, termios.TCOOFF)
+
+
+def go_away(box, process):
+    box.screen.close()
+
+
+scenario("terminal", terminal=True, env={"TERM": "xterm"}, fakes={"open": GATE, **dict.fromkeys(("uname", "journalctl"), "[ -e /slow ] && " + GATE)}, runs=[
+    {}, {"arguments": ["-q"]}, {"argv0": "LogCollectionTool"}, {"env": {"TERM": "dumb"}, "meanwhile": kill(signal.SIGINT), "fails": AT_PACKING},
+    {"meanwhile": kill(signal.SIGINT)}, {"meanwhile": look(), "fails": AT_PACKING}, {"meanwhile": look(60, 20, 9), "files": {"/slow": ""}},
+    {"meanwhile": stop}, {"meanwhile": go_away, "make": lambda box: termios.tcflow(box.screen.slave, termios.TCOON), "shell": 'trap "" HUP; exec "$@" 2<>%s'}])
 
 # Calls that fail: (call, path, errno, which of them). What is lost is told; what could be had is in the archive.
-EPERM, ENOENT, EIO, EACCES, ENOSPC, EDQUOT = 1, 2, 5, 13, 28, 122
-A, ADA = LOGS + "sub/x.log", SCRATCH + "/logs/ada"
-scenario("copying-fails", fails=[
+A, COPIES = LOGS + "sub/x.log", SCRATCH + "/logs/ada"
+scenario("copying-fails", make=no_shell, runs=each("fails", [
     ("openat", LOGS + "sub", EACCES), ("openat", LOGS[:-1], EIO), ("readdir", LOGS[:-1], EIO, 4), ("openat", A, EIO), ("openat", A, EACCES),
-    ("openat", A, ENOENT), ("fstatat fstat", A, EIO), ("pread", A, EIO), ("pread", A, EIO, 2), ("openat", ADA + "/sub/x.log", ENOENT),
-    ("write", ADA + "/sub/x.log", EDQUOT), ("close", ADA + "/sub/x.log", EIO), ("mkdirat", ADA + "/sub", EIO), ("mkdir mkdirat", ADA, EIO),
+    ("openat", A, ENOENT), ("fstatat fstat", A, EIO), ("pread", A, EIO), ("pread", A, EIO, 2), ("openat", COPIES + "/sub/x.log", ENOENT),
+    ("write", COPIES + "/sub/x.log", EDQUOT), ("close", COPIES + "/sub/x.log", EIO), ("mkdirat", COPIES + "/sub", EIO), ("mkdirat", COPIES, EIO),
     ("openat", LOGS + "*.*", EIO), ("pread", LAUNCHD, EIO), ("pread", INSTALLER, EIO), ("fstatvfs", SCRATCH + "*", EIO), ("readdir", "*", 0),
-    ("mkdir mkdirat", SCRATCH, EACCES), ("mkdir mkdirat", SCRATCH + "/logs", EACCES), ("chmod fchmodat", SCRATCH, EPERM)])
+    ("mkdirat", SCRATCH, EACCES), ("mkdirat", SCRATCH + "/logs", EACCES), ("fchmod", SCRATCH, EPERM)]))
 ARCHIVE = "*/oBrelaLog_2*"
-scenario("entry-over-4-gib", fails=("fstat", ADA + "/sub/x.log", 0))  # so it is said to be when it is packed
-scenario("packing-fails", files={LOGS + "noise.log": random.Random(1).randbytes(3 * MIB)}, fails=[
+scenario("packing-fails", make=no_shell, files={LOGS + "noise.log": random.Random(1).randbytes(3 * MIB)}, runs=[*each("fails", [
     ("openat", ARCHIVE, EACCES), ("fwrite", ARCHIVE, ENOSPC), ("fwrite", ARCHIVE, EIO, -20), ("fstat", ARCHIVE, EIO), ("fsync", ARCHIVE, EIO),
-    ("fstatat", "*.zip", EIO), ("ftruncate", ARCHIVE, EIO), ("linkat", ARCHIVE, EACCES), ("linkat renameat", ARCHIVE, EIO), ("pread read", ADA + "/noise.log", EIO, 2),
-    ("openat", ADA, EIO, 4), ("readdir", ADA + "/sub", EIO, 2), ("openat", ADA + "/sub/x.log", EACCES, 2), ("unlinkat", ADA + "/a.*", EIO)])
-scenario("housekeeping-fails", earlier="again", fails=[
+    ("fstatat", "*.zip", EIO), ("ftruncate", ARCHIVE, EIO), ("linkat", ARCHIVE, EACCES), ("linkat renameat", ARCHIVE, EIO),
+    ("pread read", COPIES + "/noise.log", EIO, 2), ("openat", COPIES, EIO, 4), ("readdir", COPIES + "/sub", EIO, 2),
+    ("openat", COPIES + "/sub/x.log", EACCES, 2), ("unlinkat", COPIES + "/a.*", EIO),
+    ("fstat", COPIES + "/sub/x.log", 0)]),  # 4 GiB more than there are
+    {"fails": AT_PACKING, "meanwhile": lambda box, process: [
+        os.unlink(box.path(COPIES + "/a.txt")), os.truncate(box.path(COPIES + "/sub/x.log"), 5)]}])
+scenario("housekeeping-fails", earlier=True, runs=each("fails", [
     ("readdir", ROOT_DIR, EIO, 18), ("lstat fstatat statx", ROOT_DIR + "/old3.zip", EIO), ("lstat fstatat statx", ROOT_DIR + "/stray.txt", EIO),
-    ("unlink unlinkat", ROOT_DIR + "/left/deep/x.log", EIO), ("unlink unlinkat", SCRATCH + "/left*", EIO)])
-for name, calls, path in (("own-log-cannot-be-looked-at", "lstat fstatat statx", OWN_LOG), ("own-log-cannot-be-made", "open openat", OWN_LOG),
-                          ("root-cannot-be-looked-at", "lstat fstatat statx", ROOT_DIR), ("no-pipes", "pipe pipe2", "*")):
-    scenario(name, fails=(calls, path, EPERM), files={LOGS + "\x1b[2J\n.exe": ""})
+    ("unlinkat", ROOT_DIR + "/left/deep/x.log", EIO), ("unlinkat", SCRATCH + "/left*", EIO)]))
+scenario("own-log", files={LOGS + "\x1b[2J\n.exe": ""}, runs=[*({"fails": fails, "files": {OWN_LOG: b"x" * (size * MIB - 1) + b"\n"}} for size, fails in (
+    (20, None), (20, ("renameat", OWN_LOG, EPERM)), (11, None))), *each("fails", [
+        ("lstat fstatat statx", OWN_LOG, EPERM), ("open openat", OWN_LOG, EPERM), ("lstat fstatat statx", ROOT_DIR, EPERM)])])
 
 # Links that another user planted
 LINKED = {"scratch": {SCRATCH: "", ROOT_DIR + "/system_info.log": "/keep.log", OWN_LOG: "/keep.log", ROOT_DIR + "/d/a": ""},
-          "folders": {SCRATCH + "/logs/ada": "", SCRATCH + "/database": "", os.path.dirname(OWN_LOG): ""}, "root": {ROOT_DIR: ""},
-          "new-names": {SCRATCH + "/logs": "", ROOT_DIR + "/system_info.log": "/new.log", OWN_LOG: "/new.log"}}
+          "folders": {COPIES: "", SCRATCH + "/database": "", os.path.dirname(OWN_LOG): ""},
+          "new-names": {SCRATCH + "/logs": "", ROOT_DIR + "/system_info.log": "/new.log", OWN_LOG: "/new.log"}, "root": {ROOT_DIR: ""}}
 VICTIM = {"/Users/ada/Documents/" + name: "precious" for name in ("keep.log", "logs/old.log", "database/a.db", "x.zip", "LogColltionTool.log")}
 
 
-def plant(box, links, owner):
+def plant(owner, links, box):
     """Links to ada's documents; the folders where they are become sticky, and bob's, when they are his."""
+    for path in ROOT_DIR, os.path.dirname(OWN_LOG):
+        box.put(path, again(os.mkdir))
     for path, target in links.items():
-        shutil.rmtree(box.path(path), ignore_errors=True)
-        box.link("/Users/ada/Documents" + target, path)
-        os.lchown(box.path(path), owner, owner)
-    for name in VICTIM:
-        os.chmod(box.path(name), 0o600)
-        os.chown(box.path(name), 1000, 1000)
-    for path in links:
-        if owner == 1001:
-            for folder in (os.path.dirname(path), ROOT_DIR):
-                os.chown(box.path(folder), owner, owner)
-                os.chmod(box.path(folder), 0o1777)
+        box.put(path, again(link("/Users/ada/Documents" + target)))
+        own(owner, 0, path)(box)
+    own(ADA, 0o600, *VICTIM)(box)
+    if owner == BOB:
+        own(BOB, 0o1777, ROOT_DIR, *map(os.path.dirname, links))(box)
 
 
-for name, links in LINKED.items():
-    for who, user in ("root", None), ("ada", 1000):
-        if user is None or ROOT_DIR not in links:
-            scenario("links-for-%s-at-%s" % (who, name), second_user=True, user=user, earlier=False, files=VICTIM, env={"XDG_DATA_HOME": "/Users/root/Library/Application Support"},
-                     make=functools.partial(plant, links=links, owner=1001 if user else 1000))
+for who, user, owner in ("root", None, ADA), ("ada", ADA, BOB):
+    scenario("links-for-" + who, second_user=True, user=user, earlier=False, files=VICTIM, env={"XDG_DATA_HOME": "/Users/root/Library/Application Support"},
+             runs=each("make", [functools.partial(plant, owner, links) for name, links in LINKED.items() if not user or name != "root"]))
 
 
 
 def exchange_scratch(box, process):
     """Bob has put a folder of his own there, and could put a link in its place while chmod runs."""
     os.rename(box.path(SCRATCH), box.path(ROOT_DIR + "/aside"))
-    os.mkdir(box.path(SCRATCH))
-    os.chown(box.path(SCRATCH), 1001, 1001)
+    own(BOB, 0o755, SCRATCH)(box)
 
 
 scenario("scratch-exchanged", second_user=True, fails=("openat", ROOT_DIR, -1, -3), meanwhile=exchange_scratch)
 
 # Ends
-SETUP, COPYING = ({"chmod": '[ "$2" = %d ] && ' % mode + GATE + 'exec /bin/chmod "$@"'} for mode in (666, 777))
-REPORTING = dict.fromkeys("uname ps journalctl".split(), GATE)
-for name, number, fakes in (("term-at-set-up", signal.SIGTERM, SETUP), ("hup-before-copying", signal.SIGHUP, {**COPYING, **REPORTING}),
-                            ("int-in-reports", signal.SIGINT, REPORTING), ("quit-in-reports", signal.SIGQUIT, REPORTING),
-                            ("kill-in-reports", signal.SIGKILL, REPORTING), ("int-at-the-end", signal.SIGINT, {"open": GATE})):
-    scenario(name, meanwhile=kill(number), fakes=fakes)
-PACKING = ("openat", "*/oBrelaLog_*", -1, -2)  # the first one only reserves the name
-for name, number in ("term", signal.SIGTERM), ("kill", signal.SIGKILL):
-    scenario(name + "-while-packing", meanwhile=kill(number), fails=PACKING)
-scenario("terminal-int", meanwhile=kill(signal.SIGINT), fails=PACKING, terminal=True, env={"TERM": "dumb"})
-scenario("terminal-int-at-the-end", meanwhile=kill(signal.SIGINT), fakes={"open": GATE}, terminal=True, env={"TERM": "xterm"})
-scenario("copies-vanish-and-shrink", fails=PACKING, meanwhile=lambda box, process: [
-    os.unlink(box.path(ADA + "/a.txt")), os.truncate(box.path(ADA + "/sub/x.log"), 5)])
-scenario("little-room", "--dir=/drive/out", drive=600 * MIB, files={LOGS + "giant.log": 1 << 40, LOGS + "capture.pcap": 260 * MIB})
-scenario("volume-fills-up", "--dir=/drive/out", drive=600 * MIB, fakes={**COPYING, **REPORTING}, meanwhile=fill)
-scenario("killed-then-again", then=[["-q"]], meanwhile=kill(signal.SIGKILL), fails=PACKING)
-scenario("twice", then=[["-k"]])
-for name, mode in ("", 0o777), ("-sticky", 0o1777):
-    scenario("user-after-roots-killed-run" + name, second_user=True, user=[None, 1000], earlier=False, env=[{}, {"HOME": "/Users/ada"}], meanwhile=kill(signal.SIGKILL), fails=PACKING,
-             make=lambda box, mode=mode: [os.mkdir(box.path(ROOT_DIR)), os.chmod(box.path(ROOT_DIR), mode), os.chown(box.path("/Users/ada"), 1000, 1000)])
+scenario("ends", fakes={"chmod": '[ "$2" = 666 ] && [ -e /set-up ] && ' + GATE + COPYING, **REPORTING, "open": GATE}, runs=[
+    {"meanwhile": kill(signal.SIGTERM), "files": {"/set-up": ""}}, {"meanwhile": kill(signal.SIGHUP), "files": {"/set-up": None}}])
+scenario("ends-in-reports", fakes=REPORTING, runs=each("meanwhile", [kill(getattr(signal, "SIG" + name)) for name in (
+    "INT QUIT KILL USR1 USR2 ALRM VTALRM PROF XCPU ABRT").split()]))
+scenario("ends-while-packing", fakes={"open": GATE}, runs=[{"meanwhile": kill(number), "fails": AT_PACKING} for number in (
+    signal.SIGTERM, signal.SIGKILL)] + [{"meanwhile": kill(signal.SIGINT)}, {"arguments": ["-k"]}])
+
+# What hangs: each waits long, and is a test of its own
+for name, call, path in ("source", "pread", LOGS + "a.txt"), ("home", "openat", "/Users/root*"):
+    scenario(name + "-does-not-answer", tool=SHORT_LIMITS, waits=5, fails=(call, path, -1), meanwhile=lambda box, process: process.wait())
 HANGING = "exec sleep 1000000"
-scenario("reports-and-peer-hang", tool=SHORT_LIMITS, alone=True, waits=1, answer=lambda connection: connection.recv(1), fakes={
+scenario("reports-and-peer-hang", tool=SHORT_LIMITS, waits=1, answer=lambda connection: connection.recv(1), fakes={
     "uname": HANGING, "ps": "kill -STOP $$", "journalctl": "yes oBrela | head -c 9000; setsid sleep 1000000 & wait"})
 STUBBORN = "trap '' TERM HUP\n(setsid sleep 1000000; :) & (yes >/dev/null &) & sleep 1000000"
 scenario("all-else-hangs", tool=SHORT_LIMITS, waits=1, fakes={"chmod": HANGING, "open": STUBBORN, "uname": "sleep 1000000 &"},
-         make=lambda box: [os.unlink(box.path("/run/systemd/seats/seat0")), os.mkfifo(box.path("/run/systemd/seats/seat0"))])
-for name, size, fails in (("is-full", 20, None), ("cannot-be-rotated", 20, ("renameat", OWN_LOG, 1)), ("is-half-full", 11, None)):
-    scenario("own-log-" + name, files={OWN_LOG: b"x" * (size * MIB - 1) + b"\n"}, fails=fails)
-scenario("home-is-relative", user=1000, earlier=False, second_user=True, env={"HOME": "relative", "XDG_DATA_HOME": "data"})
-scenario("home-is-gone", user=4242, earlier=False, second_user=True, env={"HOME": ""})
+         files={SEAT: again(os.mkfifo)})
 
 if __name__ == "__main__":
     main(sys.argv[1:])

@@ -7,7 +7,6 @@ import select
 import struct
 import sys
 import termios
-import time
 
 sys.path.append("/usr/lib/python3/dist-packages")  # where Debian has pyte, whichever Python runs this
 import pyte  # noqa: E402
@@ -17,7 +16,7 @@ class Terminal:
     def __init__(self, columns=100):
         self.master, self.slave = pty.openpty()
         self.descriptors = [self.master, self.slave]
-        self.name, self.raw, self.screen = os.ttyname(self.slave), b"", pyte.Screen(columns, 24)
+        self.name, self.screen = os.ttyname(self.slave), pyte.Screen(columns, 24)
         self.stream = pyte.ByteStream(self.screen)
         self.resize(columns)
 
@@ -29,29 +28,16 @@ class Terminal:
         while self.descriptors:
             os.close(self.descriptors.pop())
 
-    def read(self, seconds):
-        """Takes in what is there, waiting at most so long for the first of it; false when nothing came."""
-        if not select.select([self.master], [], [], seconds)[0]:
-            return False
-        data = os.read(self.master, 65536)
-        self.raw += data
-        self.stream.feed(data)
-        return True
-
     def lines(self):
         return [row.rstrip() for row in self.screen.display if row.strip()]
 
-    def wait_for(self, pattern, seconds=60):
-        """Reads until the pattern is to be seen; returns the match."""
-        limit = time.monotonic() + seconds
-        while not re.search(pattern, "\n".join(self.lines()), re.MULTILINE):
-            if time.monotonic() > limit:
-                raise AssertionError("no %r on the terminal:\n%s" % (pattern, "\n".join(self.lines())))
-            self.read(1)
-        return re.search(pattern, "\n".join(self.lines()), re.MULTILINE)
-
     def rest(self):
         """Everything that was written and not yet read; returns the lines that are seen in the end."""
-        while self.read(0):
-            pass
+        while self.descriptors and select.select([self.master], [], [], 0)[0]:
+            self.stream.feed(os.read(self.master, 65536))
         return self.lines()
+
+    def wait_for(self, pattern):
+        """Reads until the pattern is to be seen, at most until the alarm."""
+        while not re.search(pattern, "\n".join(self.rest()), re.MULTILINE):
+            select.select([self.master], [], [], 1)

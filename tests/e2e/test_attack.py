@@ -3,29 +3,32 @@ anybody else's is deleted, changed or read, and every run comes back with an arc
 import os
 import subprocess
 
-from sandbox import MADE, Case, OWN_LOG, ROOT_DIR, SCRATCH, SHARED
+from sandbox import LOGS, MADE, MS_BIND, Case, OWN_LOG, ROOT_DIR, SCRATCH, SHARED, mount
 
-ATTACKER = MADE + "attacker"
 MALLORY, VICTIM, SECRET = 1001, "/srv/victim", "/srv/victim/secret.log"
-LOGS, RUNS = "/Users/ada" + SHARED + "/logs", 20
+RUNS = 20
 OWN_FOLDER = os.path.dirname(OWN_LOG)
+ONLY_CHMOD = '#!/fakes/sh\ncase "$2" in chmod*) exec /fakes/sh "$@"; esac\n'  # quick: of the commands none else matters
 
 
 class Attack(Case):
     def attacked(self, paths, slow="", sources=()):
-        """Runs the tool while Mallory exchanges `paths`; `slow`: a fake that gives her time in a phase."""
+        """Runs the tool while Mallory exchanges `paths`; `slow`: fakes that give her time in the reports; else there are none."""
         self.need_second_user()
-        box = self.box(console="ada", fakes=dict.fromkeys(slow.split(), "sleep 0.05; echo x"))
+        box = self.box(console="ada", fakes=dict.fromkeys(slow.split(), "sleep 0.02; echo x"))
+        if not slow:
+            box.put("/shell", ONLY_CHMOD, mode=0o755)
+            mount(box.path("/shell"), box.path(os.path.realpath("/bin/sh")), None, MS_BIND)
         for name in ("logs/ada", "logs/uem_ada", "database/ada", "nsdbase/ada"):  # as the copies' folders
             box.put(VICTIM + "/%s/file.log" % name, "the victim's")
         box.put(SECRET, "SECRET", mode=0o600)
         os.chown(box.path(SECRET), 1002, 1002)
         for name in ["kept"] + ["n%d" % number for number in range(200)]:
-            box.put(LOGS + "/%s.log" % name, "kept")
+            box.put(LOGS + "%s.log" % name, "kept")
         for name in sources:  # what is Mallory's own, for her to exchange
             os.makedirs(box.path(name), exist_ok=True)
             subprocess.check_call(["chown", "-R", "%d:%d" % (MALLORY, MALLORY), box.path(name)])
-        box.bind(ATTACKER, "/attacker")
+        box.bind(MADE + "attacker", "/attacker")
         before = self.tree(box)
         command = ["chroot", box.root, "/attacker", str(MALLORY), VICTIM, SECRET, *paths]
         for _ in range(RUNS):
@@ -38,9 +41,9 @@ class Attack(Case):
             self.assertEqual(self.tree(box), before)
             archives = [n for n in box.archives() if os.lstat(box.path(ROOT_DIR + "/" + n)).st_uid == 0]
             self.assertTrue(archives, result)
-            for name, content in box.zip().items():
-                self.assertNotIn(b"SECRET", content, name)
-            self.assertNotEqual(box.zip().get("logs/ada/kept.log"), b"PLANTED")
+            found = box.zip(name=archives[-1])
+            self.assertEqual([name for name, content in found.items() if b"SECRET" in content], [])
+            self.assertNotEqual(found.get("logs/ada/kept.log"), b"PLANTED")
             subprocess.call(["find", box.path(ROOT_DIR), "-mindepth", "1", "-delete"])
 
     def tree(self, box):
@@ -54,12 +57,11 @@ class Attack(Case):
         self.attacked([ROOT_DIR + "/system_info.log", SCRATCH + "/logs/system_wide.log", SCRATCH + "/logs"], slow="ip ps who")
 
     def test_own_log(self):
-        self.attacked([OWN_LOG, OWN_FOLDER, OWN_FOLDER + "/LogColltionTool.1.log"], slow="ip")
+        self.attacked([OWN_LOG, OWN_FOLDER, OWN_FOLDER + "/LogColltionTool.1.log"])
 
     def test_clean_up(self):
         self.attacked([SCRATCH])
 
     def test_sources(self):
-        mine = "/Users/mallory" + SHARED + "/logs"
-        self.attacked([LOGS + "/x", LOGS + "/x/y", SHARED + "/database/x", "/Library/Logs/DiagnosticReports"], sources=[
-            LOGS + "/x/y", SHARED + "/database/x", "/Library/Logs/DiagnosticReports"])
+        own = [LOGS + "x", SHARED + "/database/x", "/Library/Logs/DiagnosticReports"]
+        self.attacked(own + [LOGS + "x/y"], sources=[LOGS + "x/y", *own])

@@ -1,13 +1,10 @@
 """What is no state: files that change while they are copied, several runs at once, threads that work while a run ends."""
 import os
-import signal
 import subprocess
 
 import sandbox
-from play import GATE, held, put_sources
-from sandbox import ROOT_DIR, SCRATCH, SHARED
-
-LOGS = "/Users/ada" + SHARED + "/logs/"
+from play import put_sources
+from sandbox import LOGS, ROOT_DIR, SCRATCH, held
 
 
 class Races(sandbox.Case):
@@ -30,39 +27,24 @@ class Races(sandbox.Case):
             with self.subTest(moment):
                 box = self.box(console="ada")
                 put_sources(box)
-                box.make(os.mkfifo, "/gate")
-                box.bind(sandbox.FAILING_CALLS, "/fakes/failing_calls.so")
+                box.put("/gate", os.mkfifo)
+                started = [box.start(env=sandbox.failing(*moment))] if moment else [
+                    box.start(), box.start("-q"), box.start("--dir=" + ROOT_DIR)]
                 if moment:
-                    first = box.start(env=sandbox.failing(*moment))
                     with held(box):
                         box.run("-q")
-                    box.finish(first)
-                else:
-                    for started in [box.start(), box.start("-q"), box.start("--dir=" + ROOT_DIR)]:
-                        box.finish(started)
-                found = [sorted(box.zip(name=name)) for name in box.archives()]
-                self.assertEqual([len(names) for names in found], [34] * (2 if moment else 3))
+                for process in started:
+                    box.finish(process)
+                self.assertEqual([len(box.zip(name=name)) for name in box.archives()], [34] * (2 if moment else 3))
                 self.assertEqual(sorted(os.listdir(box.path(ROOT_DIR))), box.archives())
-
-    def test_each_signal_ends_the_commands(self):
-        for number in (signal.SIGUSR1, signal.SIGUSR2, signal.SIGALRM, signal.SIGVTALRM, signal.SIGPROF, signal.SIGXCPU, signal.SIGABRT):
-            with self.subTest(number):
-                box = self.box(fakes={"uname": GATE})
-                box.make(os.mkfifo, "/gate")
-                started = box.start()
-                with held(box):
-                    os.kill(started[0].pid, number)
-                    started[0].wait()
-                    sandbox.wait_until_alone()
-                box.finish(started, status=-number)
 
     def test_workers_that_hang_while_the_run_ends(self):
         """Many runs side by side, so that the waiting is paid once; each ends well while its workers hang, or have just gone on."""
         boxes = [self.box(console="ada", tool=sandbox.SHORT_LIMITS, fakes={
-            "uname": "exec sleep 1000000", **dict.fromkeys(("ps", "journalctl"), "exec sleep %g" % (5.9 + number / 50))}) for number in range(12)]
+            "uname": "exec sleep 1000000", **dict.fromkeys(("ps", "journalctl"), "exec sleep %g" % (4.9 + number / 50))}) for number in range(12)]
         for box in boxes:
             put_sources(box)
-        for box, started in [(box, box.start()) for box in boxes]:
-            box.finish(started)
+        for box, process in [(box, box.start()) for box in boxes]:
+            box.finish(process)
             self.assertEqual((len(box.zip()), os.listdir(box.path(ROOT_DIR))), (34, box.archives()))
-        sandbox.wait_until_alone()
+        sandbox.until(lambda: not sandbox.processes())

@@ -2,22 +2,22 @@
 import os
 import pathlib
 import re
-import tempfile
 import unittest
 
-import play
+from play import difference, play
+from sandbox import no_shell
 
 RUNS = int(os.environ.get("SWEEP", 40))  # of all pairs of a call and a path that a run has, about so many are tried
-CALLS = re.findall(r"^FAILING\([^,]+, (\w+),", pathlib.Path(__file__).with_name("failing_calls.cpp").read_text(), re.MULTILINE)
+CALLS = re.findall(r"X\((\w+)\)", pathlib.Path(__file__).with_name("failing_calls.cpp").read_text())
 OURS = re.compile(r"/(tmp/oBrelaLog|Users|Library|var/log)\b")
 
 
 def pairs():
-    """Each call with each path that the tool makes it on; an archive's name is a pattern."""
-    with tempfile.NamedTemporaryFile("r") as trace:
-        os.chmod(trace.name, 0o666)
-        base = play.play(fails=(" ".join(CALLS), "*", -2), make=lambda box: box.bind(trace.name, "/trace"))
-        found = {tuple(re.sub(r"_20\d{12}", "_*", line).split(" ", 1)) for line in trace.read().splitlines()}
+    """The state of a run, and each call with each path that the tool makes it on; an archive's name is a pattern."""
+    trace = []
+    base = play([{"fails": (" ".join(CALLS), "*", -2)}], make=lambda box: [no_shell(box), box.put("/trace", mode=0o666)],
+                last=lambda box: trace.extend(box.read("/trace").decode().splitlines()))
+    found = {tuple(re.sub(r"_20\d{12}", "_*", line).split(" ", 1)) for line in trace}
     return base, sorted(pair for pair in found if OURS.match(pair[1]))
 
 
@@ -27,7 +27,7 @@ class Sweep(unittest.TestCase):
         self.assertGreater(len(found), RUNS)
         for call, path in found[::max(1, len(found) // RUNS)]:
             with self.subTest(call, path=path):
-                differs = play.difference(base, play.play(fails=(call, path, 5, -1)))
+                differs = difference(base, play([{"fails": (call, path, 5, -1)}], make=no_shell))
                 self.assertFalse([line for line in differs if "WRONG" in line])
                 section, left, told = "", [], []
                 for line in differs:
@@ -38,5 +38,3 @@ class Sweep(unittest.TestCase):
                         told.append(line)
                 self.assertFalse([line for line in left if re.match(r".(changed|removed): \d+ \d+ \w+ /(Users/ada|Library|var)", line)])
                 self.assertTrue(told or not left, "\n".join(differs))
-
-

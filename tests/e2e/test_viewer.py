@@ -125,6 +125,9 @@ class Viewer(sandbox.Case):
         sandbox.until(lambda: not self.page.find_elements("css selector", "#complaints ol:empty"))
         self.find("#complaints button[class=code]").click()
         self.assertRegex(self.find("#complaints").text, r"agent does not run”\nFound here:\nNew errors(?s:.*)logs/uem_anna/system_state.log")
+        self.ask("viewer.close()")
+        self.find("#copy").click()
+        self.assertEqual(self.find("#copy").text, "Copied")
 
     def test_archive_of_the_tool(self):
         now = time.strftime("%Y-%m-%d %H:%M:%S", time.gmtime())

@@ -1,4 +1,5 @@
 """Reads an archive from its raw bytes, and names all that an old or a new reader trips over."""
+import functools
 import struct
 import zlib
 
@@ -21,6 +22,13 @@ def long_fields(extra, fields):
     return fields, ",".join(rest)
 
 
+@functools.lru_cache
+def best(data):
+    """The data as it is deflated at level 9."""
+    stream = zlib.compressobj(9, zlib.DEFLATED, -15, 9)
+    return stream.compress(data) + stream.flush()
+
+
 def unpack(data, packed, size, crc):
     """What is wrong with an entry's data, and how it was deflated."""
     stream, got, sum32 = zlib.decompressobj(-15), 0, 0
@@ -29,8 +37,7 @@ def unpack(data, packed, size, crc):
         got, sum32 = got + len(part), zlib.crc32(part, sum32)
         data.append(part) if got <= KEPT else data.clear()
     wrong = [] if (got, sum32, stream.eof, stream.unused_data) == (size, crc, True, b"") else ["its data is damaged"]
-    best = zlib.compressobj(9, zlib.DEFLATED, -15, 9)
-    if got <= AT_ONCE and size and best.compress(b"".join(data)) + best.flush() != packed:
+    if got <= AT_ONCE and size and best(b"".join(data)) != packed:
         wrong.append("not deflated at level 9")
     return wrong
 

@@ -68,8 +68,8 @@ function findAll() {
   return sorted(found);
 }
 function showFindings() {
-  const {findings, run: {records, runs}, log, state} = archive, open = findings.filter(({isClosed}) => !isClosed);
-  const isCalm = document.body.dataset.logs === 'read' && !open.some(({kind, isOfTool}) => kind && !isOfTool);
+  const {findings, run: {records, runs}, log, state, isRead} = archive;
+  const isCalm = isRead && !findings.some(({kind, isOfTool, isClosed}) => kind && !isOfTool && !isClosed);
   fill('findings', 'What to look at', isCalm ? make('p', `${state.logs.length ?
     `No new error in ${counted(state.logs.length, 'log')}` : 'It holds no log'}; ` +
     'no crash of the client, no fault in its state.') : '', findings.map(showFinding),
@@ -108,8 +108,8 @@ function showComplaints() {
     const ontoggle = () => list.firstChild ||
       list.append(...steps.map((step) => make('li', rich(step, guideCode))));
     return make('details', {ontoggle, open: wasOpen.includes(name)}, make('summary', name),
-      found.length ? make('div', 'Found here:', make('ul', found.map(({title: said, shown}) =>
-        make('li', button(visible(said), () => shown.scrollIntoView()))))) : '', list);
+      found.length ? make('div', 'Found here:', make('ul', found.map(({title: said, shown, isRich}) =>
+        make('li', button(isRich ? rich(said) : visible(said), () => shown.scrollIntoView()))))) : '', list);
   }));
 }
 
@@ -151,6 +151,7 @@ function copyForTicket({target}) {
   const isCopied = document.execCommand('copy');  // which a page from the disk may do in every browser
   target.textContent = isCopied ? 'Copied' : 'Copy this text:';
   if (isCopied) area.remove();
+  else area.onblur = () => area.remove();
 }
 
 // ---- Contents.
@@ -301,13 +302,15 @@ async function readArchive(file) {
   return Object.assign(made, {summary: summaryOf(made)});
 }
 /** Shows parts; one that fails says so in its place. */
-function showParts(parts) {
-  for (const [id, show] of Object.entries(parts))
+async function showParts(parts) {
+  for (const [id, show] of Object.entries(parts)) {
     tried(show, (fault) => page(id).replaceChildren(make('p.warning', `This part cannot be shown: ${fault}`)));
+    await rest();
+  }
 }
 function showAnswers() {
   archive.findings = findAll();
-  showParts({findings: showFindings, complaints: showComplaints, timeline: showTimeline});
+  return showParts({findings: showFindings, complaints: showComplaints, timeline: showTimeline});
 }
 let opened = 0;
 async function open(file) {
@@ -324,8 +327,9 @@ async function open(file) {
     if (!isCurrent()) return;
     archive = made;
     dataset.logs = 'reading';
-    showParts({machine: showMachine, contents: showContents, sending: showSending});
-    showAnswers();
+    await showParts({machine: showMachine, contents: showContents, sending: showSending});
+    await showAnswers();
+    if (!isCurrent()) return;
     page('notes').append(...notes.map(([of, text]) => make('li', of ? `${quoted(of)}: ${text}` : text)));
     say('shown', made.summary, '');
     Object.assign(page('copy'), {onclick: copyForTicket, textContent: 'Copy for a ticket'});
@@ -334,8 +338,9 @@ async function open(file) {
       page('reading').textContent = `Reading the logs: ${logs.length} of ${total} …`;
     });
     if (!isCurrent()) return;
-    [dataset.logs, page('reading').textContent] = ['read', ''];
-    showAnswers();
+    made.isRead = true;
+    await showAnswers();
+    if (isCurrent()) [dataset.logs, page('reading').textContent] = ['read', ''];
   } catch (error) { if (isCurrent()) say('failed', '', `It cannot be shown. ${sentence(error)}`); }
 }
 const chooser = document.querySelector('input[type=file]'), openFirst = ([file]) => { if (file) open(file); };
