@@ -292,7 +292,7 @@ def exchange_scratch(box, process):
     own(BOB, 0o755, SCRATCH)(box)
 
 
-scenario("scratch-exchanged", second_user=True, fails=("openat", ROOT_DIR, -1, -2), meanwhile=exchange_scratch)
+scenario("scratch-exchanged", second_user=True, fails=("fstatat", SCRATCH, -1, -2), meanwhile=exchange_scratch)
 
 # Ends
 scenario("ends", fakes={"chmod": '[ "$2" = 666 ] && [ -e /set-up ] && ' + GATE + COPYING, **REPORTING, "open": GATE}, runs=[
