@@ -15,13 +15,13 @@ REAL, TOOL = "/opt/real/LogCollectionTool", "/opt/tool/LogCollectionTool"
 # What stands in the program's place ($2 is the output folder), and the rows that fail for it.
 BROKEN = {
     '[ "$1" = --version ] && exec echo nonsense; exec REAL "$@"': "version",
-    'trap : INT; REAL "$@"; exit 3': "run copies exceptions interrupt two root",
-    'REAL "$@"; for f in "$2"/*.zip; do truncate -s -100 "$f"; done': "run archive copies two root",  # it is torn
+    'trap : INT; REAL "$@"; exit 3': "run interrupt root",
+    'REAL "$@"; for f in "$2"/*.zip; do truncate -s -100 "$f"; done': "archive copies",  # it is torn
     'sleep 60 & exec REAL "$@"': "two",  # left behind
-    'REAL "$@"; touch "$2/left"': "run copies two root",
-    'REAL "$@"; cd "$2"; unzip -qd x *.zip; sed -i /netcard/d x/*.log; cd x; python3 -m zipfile -c ../*.zip *; rm -r ../x': "sections two",
+    'REAL "$@"; touch "$2/left"': "two root",
+    'REAL "$@"; cd "$2"; unzip -qd x *.zip; sed -i /netcard/d x/*.log; cd x; python3 -m zipfile -c ../*.zip *; rm -r ../x': "sections",
     '[ -w "$2" ] || kill -ABRT $$; exec REAL "$@"': "exceptions",  # which this program cannot catch
-    'PATH=/usr/bin:/usr/sbin exec REAL "$@"': "run stuck",  # hanging commands are not those of the row
+    'PATH=/usr/bin:/usr/sbin exec REAL "$@"': "stuck",  # hanging commands are not those of the row
 }
 
 
