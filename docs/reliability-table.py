@@ -28,7 +28,7 @@ FAULTS = [
     ("--dir names a sticky folder, or one below which something is mounted", "only what has one of the tool's own names is removed there", "dir-of-others"),
     ("--dir names a folder that may be entered and written to, but not listed", "a whole archive; a record tells that it cannot be listed", "dir-of-others"),
     ("Root's run is killed; then a user's run finds what it left, also where it cannot be moved", "all that the user's run has copied is in its archive, and nothing that was there before; a record names what stays", "user-after-root"),
-    ("A source that does not answer", "it is given up when nothing has moved for 30 seconds, and so are that user's other sources; everything else is in the archive, and records say so", "source-does-not-answer"),
+    ("A source that does not answer; a home with the own log that does not", "a source is given up when nothing has moved for 30 seconds, and so are that user's other sources; the log's set-up after ten, and its records go to standard error; everything else is in the archive, and records say so", "source-does-not-answer home-does-not-answer"),
     ("Nobody reads standard error, and the own log cannot be written", "it is not waited for longer than a second", "streams"),
     ("The caller's own limit for the size of files", "copies and reports end there, each with a record; the rest is in the archive", "floods"),
     ("The output folder cannot be listed to its end, an archive in it or another entry cannot be looked at, leftovers cannot be removed", "while the folder cannot be read completely, all archives stay and a record says so; otherwise the four newest stay", "housekeeping-fails"),
