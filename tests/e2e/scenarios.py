@@ -74,16 +74,20 @@ scenario("base")
 
 # Options
 scenario("options", runs=each("arguments", [("-d", "/out", "--help", "-v"), ("-qkv", "--dir=/out", "--foo"), ("-q",), (
-    "-kq", "--dir", "/out", "--bad", "--quiet=x", "stray", "-", "--")]))
+    "-kq", "--dir", "/out", "--bad", "--quiet=x", "stray", "-", "--"), ("-xkd", "/out", "-zd"), ("-dq", "/x"), ("--dir",), ("--dir=",),
+    ("--dir", "--quiet"), ("-q", "-d", "/x", "--dir", "/out/a=b")]))
 scenario("key-logs", "-k", runs=each("env", [{"TZ": "UTC"}, {"TZ": "<+05>-5"}]), files={
     **aged(new_log=60, old_log=30 * DAY - 60, older_log=30 * DAY + 60, future_log=-3600, old_dmp=31 * DAY, old_pcap=99 * DAY, new_txt=0,
-           early_log=-4 * 3600, late_log=30 * DAY - 4 * 3600),
+           early_log=-4 * 3600, late_log=30 * DAY - 4 * 3600, new_BACK=60, old_xlog=31 * DAY, new_crash=60, old_crash=31 * DAY, new_ips=60, future_dmp=-3600, new_json=60,
+           ages_dmp=-500_000_000_000, none=60),
     LOGS + "2mib.log": 2 * MIB, LOGS + "more.log": 2 * MIB + 1, LOGS + "more.dmp": 2 * MIB + 1})
 
 # The output folder
 scenario("dir-spellings", runs=[*each("arguments", [["--dir=" + name] for name in (
     "/out/a/b", "x", "./y", "../z", "../../w", "./a/b", "v/.", "./u/", "/link/out")]), {"arguments": ["-q", "-d", "/out/with blank"]},
-    {"arguments": ["--dir=/file"]}], files={"/file": "somebody's", "/link": link("/far"), "/far/out": link("/farther"),
+    {"arguments": ["--dir=/file"]}], files={
+        "/etc/passwd": "root:x:0:0::/root:/bin/sh\nada:x:1000:1000::/:/bin/sh\ndaemon:x:1:1::/far\nnfs:x:65534:1::/farther\nnull:x:4711:1::/dev/null\n",
+        "/file": "somebody's", "/link": link("/far"), "/far/out": link("/farther"),
                                             "/farther/stray.txt": "left over", "/farther/logFiles/x": "left over"})
 scenario("dir-not-to-be-emptied", runs=each("arguments", [["--dir=" + name] for name in (
     "/", "/Users/./ada/Library/..", "/linked/ada/", SHARED, SHARED + "/Crash", ".", LAUNCHD, "/home/bob", "/srv", "/Users/ada/Desktop")]),
@@ -187,7 +191,7 @@ scenario("tunnel-answers", make=no_shell, runs=each("answer", [
     OK + b"Content-Length: 100\r\n\r\nonly this", ok(b"x" * (4 * MIB)), ok(b"x" * (4 * MIB + 1)), endless(OK + b"\r\n"), endless(OK + b"X: ")]),
          env=dict.fromkeys("http_proxy HTTP_PROXY all_proxy ALL_PROXY".split(), "http://127.0.0.1:1"))
 scenario("tunnel-ports", make=no_shell, port=65535, runs=each("files", [
-    {PORT_FILE: text, SHARED + "/debug": ""} for text in ("77\r\n", "6\t55 3\n5", "6 55 36\n", "65535", "")]))
+    {PORT_FILE: text, SHARED + "/debug": ""} for text in ("77\r\n", "6\t55 3\n5", "6 55 36\n", "65535", "", "+80", "80x", "0", "4294967376", " \n\t")]))
 
 # Users and what is inherited
 scenario("user", user=ADA, second_user=True, earlier=False, umask=0o77, env={"HOME": "/Users/ada"}, files={LOGS + "closed/x.log": "x"}, make=lambda box: [

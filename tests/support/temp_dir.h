@@ -1,12 +1,9 @@
 #pragma once
 
 #include <fstream>
-#include <regex>
 #include <string>
 
 #include <boost/filesystem/operations.hpp>
-
-#include "logging/logger.h"
 
 namespace testing_support {
 
@@ -39,24 +36,5 @@ inline std::string readFile(const fs::path& path) {
   std::ifstream stream(path.string(), std::ios::binary);
   return {std::istreambuf_iterator<char>(stream), {}};
 }
-
-/// Sends the tool's log into the file "test.log" of a folder of its own. Debugging is switched on by a file.
-struct LogCapture : TempDir {
-  explicit LogCapture(int level = quelmar::kInfo) {
-    quelmar::LoggerOptions options;
-    options.logFile = (*this / "test.log").string();
-    options.level = level == quelmar::kDebug ? quelmar::kInfo : level;
-    if (level == quelmar::kDebug) writeFile(*this / "debug", "");
-    options.debugSwitch = (*this / "debug").string();
-    quelmar::Logger::GetInstance().setOptions(options);
-  }
-
-  /// What was logged so far: "[level] [LogCollectionTool:function] message" a line.
-  [[nodiscard]] std::string text() const {
-    quelmar::Logger::GetInstance().flush();
-    static const std::regex record(R"(\[[^\]]*\] (\[\w+\]) \[\d+\] (\[\w+:[^:]+):\d+\])");
-    return std::regex_replace(readFile(*this / "test.log"), record, "$1 $2]");
-  }
-};
 
 }  // namespace testing_support

@@ -1,23 +1,19 @@
 #include <algorithm>
 #include <thread>
-#include <utility>
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>
-#include <pwd.h>
 #include <spawn.h>
 #include <sys/wait.h>
 
 #include "platform/command.h"
 #include "platform/host.h"
-#include "platform/users.h"
 
 using namespace quelmar;
 
 namespace {
 
 bool startsHang = false;
-std::FILE* users = nullptr;
 
 }  // namespace
 
@@ -39,12 +35,6 @@ int posix_spawn(pid_t* pid, const char* path, const posix_spawn_file_actions_t* 
   while (startsHang && info.si_code != CLD_KILLED) waitid(P_PID, static_cast<id_t>(started), &info, WEXITED | WNOWAIT);
   *pid = started;
   return error;
-}
-
-void setpwent() {}
-void endpwent() {}
-passwd* getpwent() {
-  return users == nullptr ? nullptr : fgetpwent(users);
 }
 
 }  // extern "C"
@@ -76,18 +66,6 @@ TEST(Command, IsKilledAtTheEndThoughItsStartOrAnotherOnesHangs) {
     std::_Exit(0);
   };
   EXPECT_EXIT(run(), testing::ExitedWithCode(0), "");
-}
-
-TEST(Users, HomesAreThoseOfRootAndOfPeople) {
-  std::string text = "top:x:4711:1::/:\n";
-  for (const char* entry : {"root:x:0:0::/root", "daemon:x:1:1::/usr/sbin", "again:x:4711:1::/srv/homes/ada",
-                            "none:x:4711:1::", "null:x:4711:1::/dev/null", "gone:x:4711:1::/nonexistent",
-                            "nobody:x:4294967294:1::/var/empty", "nfs:x:65534:1::/nfs", "bob:x:70000:1::/home/bob"})
-    text += entry + std::string(":\n");
-  text += "ada:x:" + std::to_string(kFirstPerson) + ":1::/srv/homes/ada:\n";
-  users = fmemopen(text.data(), text.size(), "r");
-  EXPECT_EQ(homeFolders(), (std::vector<std::string>{"/home/bob", "/root", "/srv/homes/ada"}));
-  std::fclose(std::exchange(users, nullptr));
 }
 
 }  // namespace quelmar::platform

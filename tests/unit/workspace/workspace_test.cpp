@@ -10,20 +10,6 @@
 using namespace quelmar;
 using namespace testing_support;
 
-TEST(CompressLogs, AnArchiveWithoutEntriesIsOneOnlyWhenNothingWasToBePacked) {
-  const LogCapture log;
-  const TempDir dir;
-  collectSelf((dir / "no folder").string());
-  EXPECT_EQ(log.text().rfind("[warning] [LogCollectionTool:collectSelf] collect(", 0), 0U);
-  const std::string file = writeFile(dir / "file", "1").string();
-  const std::string tooLong = std::string(65'536, '/') + std::string(65'536, 'n');
-  compressLogs({}, (dir / "empty.zip").string());
-  compressLogs({tooLong}, (dir / "none.zip").string());
-  compressLogs({file, tooLong, file}, (dir / "one.zip").string());  // what came before is kept
-  EXPECT_TRUE(fs::exists(dir / "empty.zip") && !fs::exists(dir / "none.zip"));
-  EXPECT_EQ(readFile(dir / "one.zip").substr(30, 4), "file");
-}
-
 TEST(InitZipLogPath, SkipsTheNamesThatOthersHave) {
   const TempDir dir;
   std::string name, root = dir.path().string();

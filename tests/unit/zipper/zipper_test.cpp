@@ -1,6 +1,5 @@
 #include "zipper/zipper.h"
 
-#include <climits>
 #include <functional>
 #include <map>
 #include <random>
@@ -14,14 +13,12 @@
 
 #include "support/temp_dir.h"
 #include "zipper/archive_file.h"
-#include "zipper/source_files.h"
 
 namespace {
 
 using namespace testing_support;
 using zipper::Zipper;
 using Entries = std::map<std::string, std::string>;
-using Errors = std::map<std::string, int>;
 
 constexpr unsigned kFlags = Zipper::CompressBest | Zipper::AppendHint;
 
@@ -43,23 +40,18 @@ Entries readZip(const fs::path& archive) {
   return entries;
 }
 
-std::string packed(const fs::path& path, unsigned flags, Zipper::Hooks hooks, const char* password = "") {
+std::string packed(const fs::path& path, unsigned flags, Zipper::Hooks hooks) {
   const TempDir dir;
-  Zipper zip((dir / "a.zip").string(), password);
+  Zipper zip((dir / "a.zip").string(), "");
   zip.setHooks(std::move(hooks));
   zip.add(path.string(), flags);
   zip.close();
   return readFile(dir / "a.zip");
 }
 
-TEST(Zipper, EntriesGetTheHeadersThatTheyNeed) {
+TEST(Zipper, LargeEntriesGet64BitFields) {
   const TempDir dir;
   const fs::path path = writeFile(dir / "file", "plain text");
-  for (const unsigned flags : {0U, kFlags}) {
-    const std::string bytes = packed(path, flags, {}, "secret");
-    EXPECT_EQ(bytes.at(6) & 1, 1) << "not encrypted";
-    EXPECT_EQ(bytes.find("plain text"), std::string::npos);
-  }
   // Noise of the last size is longer than 4 GiB when it is packed. The files are cut off before they are read.
   for (const auto& [size, flags, isLarge] :
        {std::tuple(4'294'967'294U, 0U, false), std::tuple(4'294'967'295U, 0U, true),
@@ -137,19 +129,6 @@ TEST(Zipper, TreesComeBackWholeAndAsTheSameArchiveFromAnyNumberOfThreads) {
     EXPECT_TRUE(readZip(writeFile(dir / "a.zip", *archives.begin())) == expected) << flags;
   }
   EXPECT_LT(packed(three, kFlags, {}).size(), 2 * packed(one, kFlags, {}).size()) << "pieces have no dictionary";
-}
-
-TEST(FilesFromDirectory, APathThatIsTooLongIsToldAndNotEntered) {
-  const TempDir dir;
-  for (const char* name : {"a", "sub/b"}) writeFile(dir / name, "");
-  Errors told;
-  std::error_code ec;
-  const auto tell = [&](const std::string& path, int error) { told[path.substr(PATH_MAX - 4)] = error; };
-  zipper::filesFromDirectory(
-      quelmar::Folder(openFolder(dir.path().string(), quelmar::Links::kAny, ec)), std::string(PATH_MAX - 4, 'p'),
-      [](const struct stat&) { return true; }, tell,
-      [&](const std::string& path, const zipper::SourceFile&) { tell(path, 0); });
-  EXPECT_EQ(told, (Errors{{"/a", 0}, {"/sub", ENAMETOOLONG}}));
 }
 
 }  // namespace
