@@ -9,9 +9,9 @@
 
 namespace quelmar {
 
-constexpr std::size_t kLeftOpen = 8;
-
 namespace {
+
+constexpr std::size_t kLeftOpen = 8;
 
 EntryKind kindOf(int folder, const dirent& entry) {
   struct stat info {};
@@ -44,6 +44,33 @@ std::error_code listFolder(int folder, std::string& entries) {
       return std::make_error_code(std::errc::not_enough_memory);
     }
   }
+}
+
+/// Removes what is in a folder, but not what is mounted there. @return the first error
+std::error_code emptyFolder(Folder top, const char* name) {
+  std::error_code first;
+  const auto note = [&first](const std::error_code& ec) {
+    if (!first) first = ec;
+  };
+  TreeWalk walk(std::move(top), name, [&note](const std::string&, const std::error_code& ec) { note(ec); });
+  for (auto event = walk.next(); event != TreeWalk::Event::kEnd; event = walk.next()) {
+    const bool hasLeft = event == TreeWalk::Event::kLeft;
+    if (unlinkat(walk.folder(), walk.name(), hasLeft ? AT_REMOVEDIR : 0) == 0 || errno == ENOENT) continue;
+    const std::error_code notRemoved = lastError();
+    std::error_code ec;
+    Folder folder = hasLeft ? Folder() : walk.open(ec);
+    if (hasLeft || isNoFolder(ec)) {
+      note(notRemoved);
+    } else if (ec) {
+      // It cannot be opened, but may be empty.
+      if (unlinkat(walk.folder(), walk.name(), AT_REMOVEDIR) != 0) note(ec);
+    } else if (folder.info.st_dev != walk.folders().top().info.st_dev) {
+      note(std::make_error_code(std::errc::device_or_resource_busy));
+    } else {
+      walk.enter(std::move(folder));
+    }
+  }
+  return first;
 }
 
 }  // namespace
@@ -122,37 +149,6 @@ void TreeWalk::enter(Folder folder) {
   folders_.enter(std::move(folder), name());
   list();
 }
-
-namespace {
-
-/// Removes what is in a folder, but not what is mounted there. @return the first error
-std::error_code emptyFolder(Folder top, const char* name) {
-  std::error_code first;
-  const auto note = [&first](const std::error_code& ec) {
-    if (!first) first = ec;
-  };
-  TreeWalk walk(std::move(top), name, [&note](const std::string&, const std::error_code& ec) { note(ec); });
-  for (auto event = walk.next(); event != TreeWalk::Event::kEnd; event = walk.next()) {
-    const bool hasLeft = event == TreeWalk::Event::kLeft;
-    if (unlinkat(walk.folder(), walk.name(), hasLeft ? AT_REMOVEDIR : 0) == 0 || errno == ENOENT) continue;
-    const std::error_code notRemoved = lastError();
-    std::error_code ec;
-    Folder folder = hasLeft ? Folder() : walk.open(ec);
-    if (hasLeft || isNoFolder(ec)) {
-      note(notRemoved);
-    } else if (ec) {
-      // It cannot be opened, but may be empty.
-      if (unlinkat(walk.folder(), walk.name(), AT_REMOVEDIR) != 0) note(ec);
-    } else if (folder.info.st_dev != walk.folders().top().info.st_dev) {
-      note(std::make_error_code(std::errc::device_or_resource_busy));
-    } else {
-      walk.enter(std::move(folder));
-    }
-  }
-  return first;
-}
-
-}  // namespace
 
 std::error_code removeEntry(int parent, const char* name) {
   if (unlinkat(parent, name, 0) == 0 || errno == ENOENT) return {};

@@ -1,12 +1,12 @@
 #include "collect/running_log.h"
 
 #include <atomic>
-#include <iostream>
 #include <memory>
 #include <set>
 
 #include <boost/date_time/posix_time/posix_time_types.hpp>
 #include <boost/filesystem/operations.hpp>
+#include <unistd.h>
 
 #include "base/directories.h"
 #include "base/limits.h"
@@ -114,9 +114,7 @@ std::vector<std::string> users() {
 void copyNetData(const fs::path& dir, const FileFilter& filter) {
   std::error_code ec;
   const std::string shared = utilities::macos::getSharedDataPath(ec);
-  if (ec) {
-    std::cerr << "getSharedDataPath fail,error:" << ec.value() << "msg:" << ec.message() << std::endl;
-  }
+  if (ec) tell(STDERR_FILENO, fmt::format("getSharedDataPath fail,error:{}msg:{}\n", ec.value(), ec.message()));
   copyFolders(kMachine, shared, dir, filter);
 }
 

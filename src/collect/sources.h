@@ -20,7 +20,7 @@ struct Source {
 };
 
 /// Every file and folder that a run collects, in the order of the run. kUser sources are copied for each user,
-/// kManagement sources for the first one only. docs/archive-layout.md has a row for each (a test compares), and no
+/// kManagement sources for the first one only. docs/archive-layout.md has a row for each, and no
 /// output folder may hold one of them (see protectedPlaceIn).
 inline constexpr Source kSources[] = {
     {kInstaller, "/var/log/quelmar/sdp/oBrelaInstallOut.log", "logs/oBrelaInstallOut.log"},

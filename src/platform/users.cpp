@@ -36,8 +36,8 @@ std::string userEntry(uid_t uid, char* passwd::*field) {
 const std::optional<std::string>& process::loginUser() {
   // Never destroyed: a thread may still read it while the process ends.
   static const auto* const kUser = [] {
-    const auto answer =
-        std::make_shared<std::optional<std::string>>();  // the thread may write to it after the time-out
+    // Shared with the thread, which may write to it after the time-out.
+    const auto answer = std::make_shared<std::optional<std::string>>();
     const bool inTime = runWithin(kLimits.loginService, [answer] {
       std::string user;
       if (getCurrentLoginUser(user)) *answer = user;
@@ -68,7 +68,6 @@ std::string homeFolder(uid_t user) {
 
 std::vector<std::string> homeFolders() {
   std::set<std::string> homes;
-  setpwent();
   while (const passwd* user = getpwent()) {
     const std::string home = user->pw_dir;
     const bool isFolder = home.size() > 1 && home[0] == '/' && home != "/nonexistent" && home != "/dev/null";

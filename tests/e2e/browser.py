@@ -28,7 +28,7 @@ def start(case, box):
     options.binary_location = PROGRAMS[0]
     for option in OPTIONS.split() + ["user-data-dir=" + box.path("/profile")]:
         options.add_argument("--" + option)
-    box.make(os.mkdir, "/downloads")
+    box.put("/downloads", os.mkdir)
     options.add_experimental_option("prefs", {"download.default_directory": box.path("/downloads")})
     environment = dict(os.environ, HOME=box.root, TMPDIR=box.path("/tmp"))
     driver = webdriver.Chrome(service=webdriver.chrome.service.Service(PROGRAMS[1], env=environment), options=options)

@@ -192,9 +192,6 @@ class Box:
         os.utime(where, None if age is None else (time.time() - age,) * 2)
         os.chmod(where, mode)
 
-    def make(self, how, path):
-        self.put(path, how)
-
     def read(self, path):
         return pathlib.Path(self.path(path)).read_bytes()
 

@@ -1,6 +1,6 @@
-#include "base/limits.h"
-
 #include <gtest/gtest.h>
+
+#include "base/limits.h"
 
 // The end-to-end tests of what hangs run with others; these are what users are told.
 TEST(Limits, AreTheProducts) {
