@@ -58,6 +58,6 @@ def archive(name, path):
     for n in range(1, 6) if name == "crash" else ():
         for folder in ("anna/diagnosticReports", "uem_anna/DiagnosticReports"):
             files["logs/%s/oBrelaTunnel-2026-11-21-18%02d.ips" % (folder, n)] = report("oBrelaTunnel", -600 * n, "7.3.12")
-    with zipfile.ZipFile(path, "w", zipfile.ZIP_DEFLATED) as packed:
+    with zipfile.ZipFile(path, "w") as packed:
         for entry, content in files.items():
             packed.writestr(entry, content)

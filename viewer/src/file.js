@@ -17,11 +17,11 @@ function lineRow(number, text, click, word) {
   return make(`div.line${level}`, click ? button(`${number}`, () => click(number), {className: 'number'}) :
     make('span.number', `${number}`), make('span', word ? marked(shown, word) : shown));
 }
-/** Opens a file at a line, with a filter, or where it is best begun: a log at its end, others at the beginning. */
-async function view(entry, {line = 0, word = ''} = {}) {
+/** Opens a file at a line, or without one where it is best begun: a log at its end, others at the beginning. */
+function view(entry, line) {
   const {file, clock} = archive, dialog = page('viewer'), pre = make('pre', {tabIndex: 0});
-  const status = make('p.faint', {role: 'status'}), filter = make('input', {type: 'search', value: word});
-  let turn = 0, timer = 0, first = 1, last = 0, blocks = () => textOf(file, entry);
+  const status = make('p.faint', {role: 'status'}), filter = make('input', {type: 'search'});
+  let turn = 0, timer = 0, first = 1, last = 0;
   const begin = (text) => {
     const mine = ++turn;
     status.textContent = text;
@@ -29,13 +29,15 @@ async function view(entry, {line = 0, word = ''} = {}) {
   };
   const end = (rows, text, isFirst, isLast) => {
     pre.replaceChildren(...rows);
-    [status.textContent, earlier.hidden, later.hidden] = [text, isFirst, isLast];
+    status.textContent = text;
+    earlier.hidden = isFirst;
+    later.hidden = isLast;
   };
   /** Shows lines from this number on, the last ones for 0; `at` is the one to look at. */
   async function show(from, at, isMarked) {
-    const isCurrent = begin('Reading …');
+    const isCurrent = begin('Reading …'), blocks = textOf(file, entry);
     const {text, line: number, kind, fault} =
-      await (from ? readText(blocksFrom(blocks(), from), Infinity) : readText(blocks(), VIEW_CHARS));
+      await (from ? readText(blocksFrom(blocks, from), Infinity) : readText(blocks, VIEW_CHARS));
     if (!isCurrent()) return;
     const all = kind || !text ? [] : text.replace(/\n$/, '').split('\n').slice(Math.max(0, from - number));
     const lines = from ? all.slice(0, VIEW_LINES) : all.slice(-VIEW_LINES), size = bytesText(entry.size);
@@ -44,54 +46,52 @@ async function view(entry, {line = 0, word = ''} = {}) {
     last = first + lines.length - 1;
     const rows = lines.map((shown, i) => lineRow(first + i, shown)), row = rows[(at || last) - first];
     const numbers = [first, last].map((shown) => shown.toLocaleString('en')).join(' to ');
-    end(rows, joined([kind ? `${kind}, ${size}: save it and open it with a program for that.` : !rows.length ?
-      'No line is here.' : `Lines ${numbers}${isLast ? ', the last' : ''}, of ${size}.`, fault]), first <= 1, isLast);
+    const told = kind ? `${kind}, ${size}: save it and open it with a program for that.` :
+      rows.length ? `Lines ${numbers}${isLast ? ', the last' : ''}, of ${size}.` : 'No line is here.';
+    end(rows, joined([told, fault]), first <= 1, isLast);
     row?.classList.toggle('here', !!isMarked);
     row?.scrollIntoView({block: at ? 'center' : 'end'});
   }
-  const around = (at) => { filter.value = ''; show(Math.max(1, at - VIEW_LINES / 2), at, true); };
+  const around = (at) => {
+    filter.value = '';
+    show(Math.max(1, at - VIEW_LINES / 2), at, true);
+  };
   /** Shows the lines with the word of the filter, of the whole file. */
   async function find() {
-    const wanted = filter.value.trim(), rows = [], isCurrent = begin(`Searching for ${quoted(wanted)} …`);
-    if (!wanted) return show(first, first);
+    const word = filter.value.trim(), rows = [], isCurrent = begin(`Searching for ${quoted(word)} …`);
+    if (!word) return void show(first, first);
     let count = 0, fault = '';
-    try {
-      await searchIn(blocks(), wanted, clock, isCurrent, (number, text) => {
-        if (++count <= VIEW_LINES) rows.push(lineRow(number, copied(text), around, wanted));
-      });
-    } catch (error) { fault = sentence(error); }
-    if (!isCurrent()) return undefined;
+    const add = (number, text) => ++count <= VIEW_LINES && rows.push(lineRow(number, copied(text), around, word));
+    await attempt(() => searchIn(textOf(file, entry), word, clock, isCurrent, add), (why) => { fault = why; });
+    if (!isCurrent()) return;
     const cut = count > rows.length ? `; the first ${rows.length} are shown` : '';
-    return end(rows, fault ? `${fault} ${count ? counted(count, 'such line') : 'No such line'} before that.` :
+    end(rows, fault ? `${fault} ${counted(count, 'such line')} before that.` :
       `${counted(count, 'such line')} in the whole file${cut}.`, true, true);
   }
   const earlier = button('Earlier', () => show(Math.max(1, first - VIEW_LINES + 1), first));
   const later = button('Later', () => show(Math.max(last, first + 1), last));
-  filter.oninput = () => { clearTimeout(timer); timer = setTimeout(find, SEARCH_MS); };
+  filter.oninput = () => {
+    clearTimeout(timer);
+    timer = setTimeout(find, SEARCH_MS);
+  };
   dialog.replaceChildren(make('h3', shownName(entry.name)), make('p', make('label', 'Lines with ', filter), earlier,
     later, button('Beginning', () => show(1, 1)), button('End', () => show(0)), saver(entry),
     button('Close', () => dialog.close())), status, pre);
   if (!dialog.open) dialog.showModal();
-  end([], '', true, true);
-  if (word) return find();
-  if (line) return around(line);
-  if (isLog(entry) && !/\.json$/i.test(entry.name)) return show(0);
-  if (/\.(?:json|ips)$/i.test(entry.name) && entry.size < JSON_CHARS) {
-    const text = layOut(entry.name, (await readText(blocks(), JSON_CHARS)).text);
-    if (text) blocks = () => [{text, line: 1, next: linesIn(text) + 1}];
-  }
-  return show(1, 1);
+  if (line) around(line);
+  else if (isLog(entry)) show(0);
+  else show(1, 1);
 }
 /** A button that saves an entry, and then says what became of it. */
 function saver(entry) {
   const onclick = async ({target}) => {
     const parts = [];
     let fault = '';
-    try {  // as blobs, which the browser may move to the disk
+    await attempt(async () => {  // as blobs, which the browser may move to the disk
       for await (const piece of contentOf(archive.file, entry)) parts.push(new Blob([piece]));
-    } catch (error) { fault = sentence(error); }
+    }, (why) => { fault = why; });
     const blob = new Blob(parts, {type: 'application/octet-stream'}), href = URL.createObjectURL(blob);
-    if (blob.size || !fault) make('a', {href, download: shownName(entry.name.split(/[/\\]/).pop())}).click();
+    make('a', {href, download: shownName(entry.name.split(/[/\\]/).pop())}).click();
     setTimeout(() => URL.revokeObjectURL(href), HOUR);
     Object.assign(target, {ariaLabel: null, textContent: `${fault} Saved: ${bytesText(blob.size)}.`});
   };

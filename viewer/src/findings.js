@@ -2,36 +2,35 @@
 // A finding is {kind, title, lines, todo, about}: kind is 'error', 'warning' or '', a line {text, note, entry, line},
 // and `about` has the names by which a complaint of the guide knows that it is concerned.
 const REPORT_BYTES = 2 * MIB, MOST_REPORTS = 300;  // of a crash report, and how many of them are read
-const MOST_QUOTED = 160;  // characters of an error in a title
+const MOST_QUOTED = 160, MOST_MESSAGE = 2000;  // characters of an error in a title, and of a record
+const KINDS = ['error', 'warning', ''];
 const MOST_SECTIONS = 500, MOST_PROGRAMS = 20;  // of a report, and those whose crashes are told one by one
 const CLIENT_PROGRAM = /obrela|quelmar|ferngateway|qmuem|okvu/i;
-const TOOL_COMMAND = /\bgrep\b|oBrelaLog|LogCollectionTool/;
+const XTUNNEL = 'xtunnel dump:';
+const ALL = /^.*\S.*/gm, PROCESS = /^(?!.*(?:\bgrep\b|oBrelaLog|LogCollectionTool)).*\S.*/gm;  // but the tool's own
 const SIGNALS = ' HUP INT QUIT ILL TRAP ABRT EMT FPE KILL BUS SEGV SYS PIPE ALRM TERM'.split(' ');  // of macOS
 
 // ---- The tool's own log.
 const isTrouble = ({level}) => /^(warning|error|critical)$/.test(level);
-const RUN = /^\[[^\]\n]{1,40}\] \[info\] \[\d+\] \[LogCollectionTool:main:\d+\] Collection log start$/gm;
-const RECORD = /^\[([-\d]{10} [:\d]{8}\.\d+)\] \[(\w+)\] \[\d+\] \[LogCollectionTool:\S{1,200}:\d+\] /gm;
+const RECORD = /^\[([-\d]{10} [:\d]{8}\.\d+)\] \[(\w+)\] \[\d+\] \[LogCollectionTool:\S{1,200}:\d+\] /;
 /** Parses the own log, whose first line has this number: the last run's records, and the number of runs. */
 function readRun(log, line) {
-  const starts = [...log.matchAll(RUN)], from = starts.at(-1)?.index ?? 0, text = log.slice(from);
-  const heads = [...text.matchAll(RECORD)];
-  let number = line + linesIn(log, 0, from), at = 0;
-  const records = heads.map((head, i) => {
-    [number, at] = [number + linesIn(text, at, head.index), head.index];
-    return {stamp: head[1], level: head[2], time: Date.parse(`${head[1].replace(' ', 'T')}Z`) || 0, line: number,
-      message: text.slice(at + head[0].length, heads[i + 1]?.index).replace(/\n$/, '')};
-  });
-  return {runs: starts.length, records};
-}
-/** Tells whether a text begins with the first of these parts and has the others after it, in that order. */
-function fits([begin, ...parts], text) {
-  let at = begin.length;
-  return text.startsWith(begin) && parts.every((part) => {
-    const found = text.indexOf(part, at);
-    at = found + part.length;
-    return found >= 0;
-  });
+  let records = [], runs = 0;
+  for (const text of log.trimEnd().split('\n')) {
+    const head = RECORD.exec(text);
+    if (head && text.endsWith('] Collection log start')) {
+      ++runs;
+      records = [];
+    }
+    if (head) {
+      const time = Date.parse(`${head[1].replace(' ', 'T')}Z`) || 0;
+      records.push({stamp: head[1], level: head[2], time, line, message: text.slice(head[0].length)});
+    } else if (records.length) {
+      records.at(-1).message += `\n${text}`;
+    }
+    ++line;
+  }
+  return {runs, records};
 }
 /** Tells whether a record is normal: its row says that there is nothing to do, or it is about a missing folder that
  * many Macs do not have. Missing logs of the client are not normal, except root's. */
@@ -41,28 +40,31 @@ const isNormal = ({level, message}, row) => row.todo === 'nothing' || level === 
 function recordLines(records, entry) {
   const equal = new Map();
   for (const record of records) listed(equal, record.message).push(record);
-  return [...equal.values()].map(([{stamp, level, message, line}, ...more]) => ({text: message.slice(0, 2000), entry,
+  return [...equal.values()].map(([{stamp, level, message, line}, ...more]) => ({text: message.slice(0, MOST_MESSAGE), entry,
     line, note: joined([stamp.slice(11, 19), level, more.length && times(more.length + 1)])}));
 }
+/** A pattern for texts that begin with the first of these parts and have the others after it. */
+const likeOf = (parts) => new RegExp(`^${parts.map(escaped).join('[^]*?')}`);
 /** What could not be collected. When the client is known to have failed, that the tunnel service did not answer follows
  * from it and needs no advice of its own. */
-function recordFindings({run, log}, table, hasFailed) {
-  const groups = new Map([['unknown', []]]);
-  for (const record of run.records.filter(isTrouble)) {
-    const row = table.find(({parts}) => fits(parts, record.message));
-    const key = !row ? 'unknown' : isNormal(record, row) ? 'normal' : `${row.heading}\n${row.todo}`;
-    listed(groups, key).push({row, record});
+function recordFindings({records}, log, table, others) {
+  const groups = new Map(), rows = table.map((row) => ({...row, like: likeOf(row.parts)}));
+  const isKnown = others.some(({kind, about}) => kind === 'error' && /process|plist|diagnosticReports/.test(about));
+  for (const record of records.filter(isTrouble)) {
+    const row = rows.find(({like}) => like.test(record.message.slice(0, MOST_MESSAGE)));
+    listed(groups, row && (isNormal(record, row) ? 'normal' : row.heading + row.todo)).push({row, record});
   }
-  return [...groups].filter(([, pairs]) => pairs.length).map(([key, pairs]) => {
-    const records = pairs.map(({record}) => record), {heading, todo} = pairs[0].row ?? {};
-    const found = {isOfTool: true, lines: recordLines(records, log), about: ['xtunnel dump:'],
-      kind: records.every(({level}) => level === 'warning') ? 'warning' : 'error'};
-    if (key === 'unknown') return {...found, title: 'The tool says what the documents do not explain'};
+  return [...groups].map(([key, pairs]) => {
+    const told = pairs.map(({record}) => record), {heading, todo} = pairs[0].row ?? {};
+    const causes = [...new Set(pairs.map(({row}) => row?.cause))].join('; ');
+    const found = {isOfTool: true, lines: recordLines(told, log), about: [XTUNNEL],
+      kind: told.every(({level}) => level === 'warning') ? 'warning' : 'error'};
+    if (!key) return {...found, title: 'The tool says what the documents do not explain'};
     if (key === 'normal') return {...found, kind: '', isClosed: true,
-      title: `Normal: ${counted(records.length, 'thing')} that this machine lacks`};
-    const title = `${heading}: ${[...new Set(pairs.map(({row}) => row.cause))].join('; ')}`;
-    return {...found, isRich: true, title, todo, ...hasFailed && /^The tunnel/.test(heading) &&
-      {kind: '', todo: 'see above: the service did not run when the archive was made'}};
+      title: `Normal: ${counted(told.length, 'thing')} that this machine lacks`};
+    const isOurs = isKnown && /^The tunnel/.test(heading);
+    return {...found, isRich: true, title: `${heading}: ${causes}`, kind: isOurs ? '' : found.kind,
+      todo: isOurs ? 'see above: the service did not run when the archive was made' : todo};
   });
 }
 
@@ -76,19 +78,22 @@ function sectionsOf(report, entry) {
   return sections;
 }
 /** Splits the tunnel's dump in the own log into a section for each module; one section when it names none. */
-function modulesOf({run, log}, modules) {
-  const record = run.records.find(({message}) => message.startsWith('xtunnel dump:\n')), sections = new Map();
+function modulesOf({records}, log, modules) {
+  const record = records.find(({message}) => message.startsWith(XTUNNEL)), sections = new Map();
   if (!record) return [];
-  const dump = record.message.slice(14), json = /^\s*[[{]/.test(dump) && parseJson(dump), lines = dump.split('\n');
-  const add = (title, line) => sections.get(title) ??
-    sections.set(title, {title, entry: log, line: record.line + 1 + line, lines: []}).get(title);
-  if (json) {
-    for (const [key, value] of Object.entries(json).slice(0, MOST_SECTIONS))
-      add(String(value?.name ?? value?.module ?? key).slice(0, 100), 0).lines.push(...printed(value).split('\n'));
-  } else {
-    const name = new RegExp(`^[\\W\\d]{0,40}(?:(?:module|name)\\W{1,9})?(${modules.join('|')})(?!\\w)`);
-    let title = 'dump';
-    lines.forEach((line, i) => add(title = name.exec(line)?.[1] ?? title, i).lines.push(line));
+  const dump = record.message.slice(XTUNNEL.length + 1), json = /^\s*[[{]/.test(dump) && parseJson(dump);
+  const add = (title, line, lines) => {
+    const section = sections.get(title) ?? {title, entry: log, line: record.line + line, lines: []};
+    section.lines.push(...lines);
+    sections.set(title, section);
+  };
+  for (const [key, value] of Object.entries(json || {}).slice(0, MOST_SECTIONS))
+    add(String(value?.name ?? value?.module ?? key).slice(0, 100), 1, JSON.stringify(value, null, 2).split('\n'));
+  const name = new RegExp(`^[\\W\\d]{0,40}(?:(?:module|name)\\W{1,9})?(${modules.join('|')})(?!\\w)`);
+  let title = 'dump';
+  for (const [i, line] of json ? [] : dump.split('\n').entries()) {
+    title = name.exec(line)?.[1] ?? title;
+    add(title, i + 1, [line]);
   }
   return [...sections.values()];
 }
@@ -99,7 +104,29 @@ const BAD_STATE = new RegExp('(?<!\\b(?:0|no|not) )\\b(?:down|timed? ?-?out|fail
 /** The lines of a section that are like this, as evidence. */
 const evidence = ({entry, line, lines}, like) =>
   lines.map((text, i) => ({text: text.slice(0, 500), entry, line: line + i})).filter(({text}) => like.test(text));
-const ALL = /\S/;
+/** What the reports tell of the machine: what it is called, its section, what is told of it, and what is wrong, of
+ * which kind, when there is nothing; with other words by which the guide may mean it. */
+const FACTS = [
+  ['System', 'os info', /<key>Product(?:Name|Version)<\/key>\s{0,99}<string>([^<\n]{1,60})|^PRETTY_NAME="?([^"\n]{1,60})/gm],
+  ['Addresses', 'netcard', /^[ \t]{0,99}inet6? (?!127\.|::1\b|fe80::1%lo0)(\S{1,60})/gm],
+  ['Tunnel interface utun7', 'route info', /^(?:\d+: )?utun7:.*/gm, 'There is no tunnel interface utun7', 'warning', 'utun7'],
+  ['Routes through utun7', 'route info', /^(?!\s|\d+: |utun7:).*\butun7\b.*/gm,
+    'No route leads through the tunnel interface utun7', 'warning', 'utun7'],
+  ['Name servers', 'resolv dns info', /^\s{0,9}nameserver\s+(\S.*)/gm, 'No name server is set', 'warning', 'nameserver'],
+  ['Processes of the client', 'obrela process info', PROCESS, 'No process of the client runs', 'error'],
+  ['Processes of FernGateway', 'ferngateway process info', PROCESS],
+  ['Processes of the management agent', 'UEM processes', PROCESS, 'The management agent does not run', 'error', 'QMUem'],
+  ['Launch jobs', 'plist info', ALL], ['SIP', 'SIP state', ALL],
+  ['Kernel extensions', 'KEXT state', /^.*(?:quelmar|brela).*/gim],
+  ['System extensions', 'SEXT state', /^.*(?:quelmar|brela).*/gim]];
+function factsOf(sections) {
+  return FACTS.map(([name, title, like, fault, kind, about]) => {
+    const section = sections.find((one) => one.title === title);
+    const found = [...section?.lines.join('\n').matchAll(like) ?? []];
+    return {name, section, fault, kind, about, values: found.map((all) => all.findLast((part) => part).trim())};
+  });
+}
+const addressesOf = (sections) => factsOf(sections)[1];
 function jobFindings(section) {
   const jobs = evidence(section, /^(?:-|\d+)\s+-?\d+\s+\S/).map((line) => [...line.text.split(/\s+/), line]);
   const bad = jobs.filter(([pid, status]) => pid === '-' || status !== '0');
@@ -111,70 +138,56 @@ function jobFindings(section) {
   return bad.length ? [{kind: bad.some(([pid, status]) => pid === '-' && status !== '0') ? 'error' : 'warning',
     about: [section.title], title: `Launch jobs: ${told.join('; ')}`, lines: bad.map((job) => job.at(-1))}] : [];
 }
-/** What the reports tell of the machine's state. `hasAgent`: the management agent is installed. */
+/** What is wrong with the machine's state. `hasAgent`: the management agent is installed. */
 function stateFindings(sections, modules, hasAgent) {
-  const found = [], byTitle = new Map(sections.map((section) => [section.title, section]));
-  const look = (title, like, kind, isBad, text, ...about) => {
-    const section = byTitle.get(title), lines = section ? evidence(section, like) : [];
-    if (!section || !isBad(lines)) return;
-    const {entry, line} = section, all = evidence(section, ALL);
-    found.push({kind, title: text, about: [title, ...about], lines: lines.length ? lines : all.length ?
-      all.slice(0, 1) : [{text: '(an empty section)', entry, line: line - 1}]});
-  };
-  const isNone = ({length}) => !length, isCard = ({text}) => /^(?:\d+: )?utun7:/.test(text);
-  const nobody = (lines) => lines.every(({text}) => TOOL_COMMAND.test(text));
-  if (byTitle.has('plist info')) found.push(...jobFindings(byTitle.get('plist info')));
-  look('obrela process info', ALL, 'error', nobody, 'No process of the client runs');
-  look('UEM processes', ALL, 'error', (lines) => hasAgent && nobody(lines), 'The management agent does not run',
-    'QMUem');
-  look('route info', /\butun7\b/, 'warning', isNone, 'There is no tunnel interface utun7', 'utun7');
-  look('route info', /\butun7\b/, 'warning', (lines) => lines.length && lines.every(isCard),
-    'No route leads through the tunnel interface utun7', 'utun7');
-  look('resolv dns info', /^\s{0,9}nameserver\s+\S/, 'warning', isNone, 'No name server is set', 'nameserver');
-  look('SIP state', /\bdisabled\b/i, 'warning', ({length}) => length, 'System Integrity Protection is off');
+  const jobs = sections.find(({title}) => title === 'plist info'), found = jobs ? jobFindings(jobs) : [];
+  for (const {section, values, fault, kind, about} of factsOf(sections)) {
+    if (!section || !fault || values.length || section.title === 'UEM processes' && !hasAgent) continue;
+    const {title, entry, line} = section, lines = evidence(section, /\S/).slice(0, 1);
+    // What one section lacks is told once.
+    if (!found.some((other) => other.about.includes(title))) found.push({kind, title: fault, about: [title, about],
+      lines: lines.length ? lines : [{text: '(an empty section)', entry, line: line - 1}]});
+  }
+  const tell = (title, about, lines) => lines.length && found.push({kind: 'warning', title, about, lines});
+  tell('System Integrity Protection is off', ['SIP state'], sections.filter(({title}) => title === 'SIP state')
+    .flatMap((section) => evidence(section, /\bdisabled\b/i)));
   const bad = modules.filter((section) => evidence(section, BAD_STATE).length), names = bad.map(({title}) => title);
-  if (bad.length) found.push({kind: 'warning', about: ['xtunnel dump:', ...names],
-    title: `Modules of the tunnel service tell of trouble: ${shownName(names.join(', '), 200)}`,
-    lines: bad.flatMap((section) => evidence(section, BAD_STATE))});
+  tell(`Modules of the tunnel service tell of trouble: ${shownName(names.join(', '), 200)}`, [XTUNNEL, ...names],
+    bad.flatMap((section) => evidence(section, BAD_STATE)));
   return found;
 }
 
 // ---- Crashes.
-const FIELDS = {'Process': 'program', 'Version': 'version', 'Date/Time': 'stamp', 'Exception Type': 'what'};
-const textAt = (value) => typeof value === 'string' ? value.slice(0, 200) : '';
-/** What a crash report tells: {program, version, stamp, what, where, id}; of one that is not read, only its name. */
+const firstText = (...values) => values.find((value) => typeof value === 'string' && value)?.slice(0, 200) ?? '';
+/** What a crash report tells, in JSON or in words; of one that is not read, only its name. */
 function readCrash(name, text) {
-  const program = fileOf(name).replace(/[-_.]\d{4}-.*|\.\w+$/, ''), isClient = CLIENT_PROGRAM.test(program);
-  const crash = {program, isClient, version: '', stamp: '', what: '', where: '', id: fileOf(name)};
-  const {head, body} = text && /\.ips$/i.test(name) && parseReport(text) || {};
-  if (body) {
-    const frames = framesOf(body), own = frames.find(({symbol, isSystem}) => symbol && !isSystem) ?? frames[0];
-    return {program: textAt(body.procName) || textAt(head.app_name) || program, version: textAt(head.app_version),
-      stamp: textAt(body.captureTime) || textAt(head.timestamp), id: textAt(head.incident_id) || fileOf(name),
-      what: textAt(body.exception?.type) || textAt(body.exception?.signal) || textAt(body.termination?.indicator),
-      where: textAt(own?.symbol),
-      isClient: isClient || CLIENT_PROGRAM.test([body.procName, body.procPath, head.bundleID].join(' '))};
-  }
-  const fields = [...text.matchAll(/^(Process|Version|Date\/Time|Exception Type):[ \t]{0,20}([^\n[]{1,100})/gm)];
-  for (const [, field, value] of fields) Object.assign(crash, {[FIELDS[field]]: value.trim()});
-  const frame = /^Thread \d+ Crashed.*\n0 .*$/m.exec(text)?.[0];
-  return {...crash, isClient: isClient || CLIENT_PROGRAM.test(crash.program),
-    where: / 0x[\da-f]{1,16} (.{1,99}?)(?: \+ \d+)?$/m.exec(frame)?.[1] ?? ''};
+  const {head, body, frame: inJson} = parseReport(text) ?? {}, byName = fileOf(name).replace(/[-_.]\d{4}-.*|\.\w+$/, '');
+  const frame = /^Thread \d+ Crashed.*\n0 .* 0x[\da-f]{1,16} (.{1,99}?)(?: \+ \d+)?$/m.exec(text)?.[1];
+  const field = (title) => new RegExp(`^${title}:[ \\t]{0,20}([^\\n[]{1,100})`, 'm').exec(text)?.[1].trim();
+  const program = firstText(body?.procName, head?.app_name, field('Process'), byName);
+  return {
+    program, version: firstText(head?.app_version, field('Version')), where: firstText(inJson, frame),
+    stamp: firstText(body?.captureTime, head?.timestamp, field('Date/Time')),
+    what: firstText(body?.exception?.type, body?.exception?.signal, body?.termination?.indicator,
+      field('Exception Type')),
+    isClient: CLIENT_PROGRAM.test([byName, program, body?.procPath, head?.bundleID].join(' ')),
+    id: firstText(head?.incident_id, fileOf(name))};
 }
 /** Reads the crash reports, of many the client's and latest; one that is in the archive twice counts once. */
 async function readCrashes(file, entries, clock) {
-  const byId = new Map(), ranks = new Map(), rank = (entry) => ranks.get(entry);
-  for (const entry of entries.filter(({name}) => /\.(?:ips|crash)$/i.test(name))) {
-    const name = fileOf(entry.name), date = /\d{4}-\d\d-\d\d-\d{4,6}/.exec(name)?.[0] ?? '';
-    ranks.set(entry, (CLIENT_PROGRAM.test(name) ? '1' : '0') + date);
-  }
-  const reports = [...ranks.keys()].sort((a, b) => rank(a) < rank(b) ? 1 : rank(a) > rank(b) ? -1 : 0);
-  const read = new Set(reports.slice(0, MOST_REPORTS).sort((a, b) => a.at - b.at));  // which is quickest
-  for (const entry of new Set([...read, ...reports])) {
-    const text = read.has(entry) && (await readText(textOf(file, entry, REPORT_BYTES), REPORT_BYTES)).text;
-    const crash = readCrash(entry.name, text || ''), stamp = stampOf(crash.stamp, {end: clock.end});
+  const byId = new Map(), dateIn = (name) => /\d{4}-\d\d-\d\d-\d{4,6}/.exec(name)?.[0] ?? '';
+  const reports = entries.filter(({name}) => /\.(?:ips|crash)$/i.test(name)).map((entry) =>
+    ({entry, rank: (CLIENT_PROGRAM.test(fileOf(entry.name)) ? '1' : '0') + dateIn(entry.name)}));
+  reports.sort((a, b) => a.rank < b.rank ? 1 : -1);
+  const read = reports.splice(0, MOST_REPORTS).sort((a, b) => a.entry.at - b.entry.at);  // which is quickest
+  const add = (entry, text) => {
+    const crash = readCrash(entry.name, text), stamp = stampOf(crash.stamp, clock);
     if (stamp?.offset) clock.zone ??= stamp.offset;
     if (!byId.has(crash.id)) byId.set(crash.id, {...crash, entry, time: stamp?.time ?? 0});
+  };
+  for (const {entry} of read) add(entry, (await readText(textOf(file, entry, REPORT_BYTES), REPORT_BYTES)).text);
+  for (const {entry} of reports) {
+    add(entry, '');
     await rest();
   }
   return [...byId.values()].sort((a, b) => b.time - a.time);
@@ -204,39 +217,31 @@ function crashFindings(crashes, dumps, {end}) {
 
 // ---- Errors in the logs.
 function errorLine({text, recent, before, fresh, untimed, since, last, place: {log, line}}, end) {
-  const note = [recent && `${times(recent)} in the last two hours`,
-    recent && (before ? `${times(before)} before` : 'never before'),
+  const isOld = !recent && before;
+  return {text, entry: log.entry, line, note: joined([
+    recent && `${times(recent)} in the last two hours, ${before ? `${times(before)} before` : 'never before'}`,
     fresh && `${times(fresh)}, in a log that begins within the last two hours`,
-    (recent || fresh) && `since ${clockText(since)}`,
-    !recent && before && `${times(before)}, last ${whenText(last, end)}`,
-    untimed && `${times(untimed)}, without a time`];
-  return {text, note: joined(note, ', '), entry: log.entry, line};
+    since && `since ${clockText(since)}`, isOld && `${times(before)}, last ${whenText(last, end)}`,
+    untimed && `${times(untimed)}, without a time`], ', ')};
 }
 /** What the logs' errors tell; warnings are asked when no error is new. */
 function errorFindings(state) {
-  const found = [], errors = ranked(state, 2), news = errors.filter(({isNew}) => isNew);
-  const fresh = errors.filter((group) => !group.isNew && group.fresh);
-  const others = errors.filter((group) => !group.isNew && !group.fresh);
-  const warned = news.length || fresh.length ? [] : ranked(state, 1).filter(({isNew, recent}) => isNew && recent > 2);
+  const found = [], errors = ranked(state, 2), of = (age) => errors.filter((group) => group.age === age);
   const tell = (kind, title, groups) => {
     if (!groups.length) return;
-    const [{text, recent}, ...more] = groups, count = recent > 1 && groups === news && times(recent);
-    const others = more.length && `${counted(more.length, 'other kind')}`;
-    found.push({kind, about: [], lines: groups.map((group) => errorLine(group, state.clock.end)),
-      words: groups.slice(0, 50).map((group) => group.text.toLowerCase()),
-      title: `${title}: ${joined([joined([`“${shownName(text, MOST_QUOTED)}”`, count], ', '), others], ' and ')}`});
+    const [{text, recent, age}] = groups, others = groups.length > 1 && counted(groups.length - 1, 'other kind');
+    const first = joined([`“${shownName(text, MOST_QUOTED)}”`, age === 'new' && recent > 1 && times(recent)], ', ');
+    found.push({kind, title: `${title}: ${joined([first, others], ' and ')}`, about: [],
+      lines: groups.map((group) => errorLine(group, state.clock.end)),
+      words: groups.slice(0, 50).map((group) => group.text.toLowerCase())});
   };
+  const news = of('new'), fresh = of('fresh'), isCalm = !news.length && !fresh.length;
+  const warnings = isCalm ? ranked(state, 1).filter(({age, recent}) => age === 'new' && recent > 2) : [];
   tell(sum(news, 'recent') > 1 ? 'error' : 'warning', 'New errors in the last two hours', news);
   tell(!news.length && sum(fresh, 'fresh') > 2 ? 'warning' : '', 'Errors in logs that begin within the last two hours',
     fresh);
-  tell('warning', 'New warnings in the last two hours', warned);
-  tell('', 'Errors that are not new', others.filter(({recent, before}) => recent || before));
-  tell('', 'Errors without a time', others.filter(({recent, before}) => !recent && !before));
+  tell('warning', 'New warnings in the last two hours', warnings);
+  tell('', 'Errors that are not new', of('old'));
+  tell('', 'Errors without a time', of('untimed'));
   return found;
-}
-/** All findings, the worst first; what the tool could not collect comes after what is wrong with the client. */
-function sorted(findings) {
-  const rank = ({kind, isClosed, isOfTool}) => isClosed ? 9 :
-    ['error', 'warning', ''].indexOf(kind) + (isOfTool ? 3 : 0);
-  return findings.sort((a, b) => rank(a) - rank(b));
 }

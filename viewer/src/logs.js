@@ -1,9 +1,8 @@
 // What the logs say: stamps, levels, and errors grouped by their text, in one pass. Nothing here knows the page.
 const HOUR = 3600000, DAY = 24 * HOUR, RECENT = 2 * HOUR, HOURS = 24;
 const LOGS_BYTES = 512 * MIB;  // read of all logs together
-const MOST_GROUPS = 5000, MOST_PLACES = 20000;  // kinds of error lines, and those in each log
+const MOST_PLACES = 20000;  // kinds of error lines in each log, of all together
 const HEAD_CHARS = 200, LINE_CHARS = 1000, KIND_CHARS = 200;  // of a line: its stamp and level, looked at, compared
-const LOOK_BACK = 5;  // lines before one without a stamp that are searched for it
 const UNSTAMPED = 100, UNSTAMPED_STEP = 64;  // after so many lines without a stamp, only each of so many is asked
 
 // ---- Stamps: milliseconds of the wall clock of the machine, as if it were UTC.
@@ -35,14 +34,6 @@ function stampOf(line, clock) {
   // Without a year it is the last one in which the day is not to come.
   const time = at(y ?? (at(last) <= clock.end + 2 * DAY ? last : last - 1));
   return {time: zone && clock.zone !== undefined ? time + clock.zone - offset : time, offset, length};
-}
-/** The time of the line that begins at `start`, or of the last one before it that has a stamp. */
-function timeAt(text, start, clock) {
-  for (let i = 0, at = start; i <= LOOK_BACK; ++i, at = text.lastIndexOf('\n', at - 2) + 1) {
-    const stamp = stampOf(text.slice(at, at + HEAD_CHARS), clock);
-    if (stamp || at === 0) return stamp?.time;
-  }
-  return undefined;
 }
 
 // ---- Levels: 2 for an error, 1 for a warning, else 0. A field of the line decides; words do where there is none.
@@ -98,7 +89,7 @@ function addToGroup(state, level, said, log, line, time) {
   const group = groups.get(key) ?? {level, text: copied(said), places: new Map()};
   const place = group.places.get(log) ?? {log, recent: 0, before: 0, untimed: 0};
   if (!place.line) {
-    if (state.places >= MOST_PLACES || groups.size >= MOST_GROUPS && !groups.has(key)) return void ++state.others;
+    if (state.places >= MOST_PLACES) return void ++state.others;
     groups.set(key, group);
     group.places.set(log, place);
     ++state.places;
@@ -180,21 +171,23 @@ async function readLogs(file, entries, state, isCurrent, told) {
     told(state);
   }
 }
-/** The groups of a level, those first that come much more often in the last two hours than before. What is in logs that
- * begin within these comes last: nothing tells what is new there. */
+/** The groups of a level by age: 'new' are those that come much more often in the last two hours than before, 'fresh'
+ * those in logs that begin within these, where nothing tells what is new, 'old' and 'untimed' the others. */
+const AGES = ['new', 'fresh', 'old', 'untimed'];
 function ranked(state, level) {
   const from = state.clock.end - RECENT, begins = new Map();
   const beginOf = ({log}) => begins.get(familyOf(log.entry.name)) ?? Infinity;
   for (const log of state.logs) begins.set(familyOf(log.entry.name), Math.min(log.begin ?? Infinity, beginOf({log})));
-  return [...state.groups.values()].filter((group) => group.level === level).map(({text, places}) => {
+  const groups = [...state.groups.values()].filter((group) => group.level === level).map(({text, places}) => {
     const all = [...places.values()], old = all.filter((place) => beginOf(place) < from);
-    const recent = sum(old, 'recent'), before = sum(old, 'before');
+    const recent = sum(old, 'recent'), before = sum(old, 'before'), fresh = sum(all, 'recent') - recent;
     const hours = Math.max(0.25, ...old.map((place) => (from - beginOf(place)) / HOUR));
     const first = all.reduce((a, b) => (b.since ?? Infinity) < (a.since ?? Infinity) ? b : a);
     const last = all.reduce((a, b) => (b.last ?? 0) >= (a.last ?? 0) ? b : a);
-    return {text, recent, before, isNew: recent > 3 * before * 2 / hours, score: recent / (before + 0.5) * hours,
-      fresh: sum(all, 'recent') - recent, untimed: sum(all, 'untimed'), since: first.since, last: last.last,
-      place: first.since === undefined ? last : first};
-  }).sort((a, b) => b.isNew - a.isNew || b.score - a.score || b.fresh - a.fresh ||
+    const age = recent > 3 * before * 2 / hours ? 'new' : fresh ? 'fresh' : recent || before ? 'old' : 'untimed';
+    return {text, age, recent, before, fresh, untimed: sum(all, 'untimed'), since: first.since, last: last.last,
+      score: recent / (before + 0.5) * hours, place: first.since ? first : last};
+  });
+  return groups.sort((a, b) => AGES.indexOf(a.age) - AGES.indexOf(b.age) || b.score - a.score || b.fresh - a.fresh ||
     (a.since ?? 0) - (b.since ?? 0) || (b.last ?? 0) - (a.last ?? 0) || b.untimed - a.untimed);
 }

@@ -21,7 +21,8 @@ function addRows(parent, items, toRow, most = MOST_ROWS) {
   let shown = 0;
   const more = button('', () => add(MOST_ROWS)), add = (count) => {
     parent.append(...items.slice(shown, shown += count).map(toRow));
-    [more.textContent, more.hidden] = [`${items.length - shown} more …`, shown >= items.length];
+    more.textContent = `${items.length - shown} more …`;
+    more.hidden = shown >= items.length;
   };
   add(most);
   return [parent, more];
@@ -29,54 +30,57 @@ function addRows(parent, items, toRow, most = MOST_ROWS) {
 const tableRow = ([first, ...cells]) => make('tr', make('th', {scope: 'row'}, first),
   cells.map((cell) => make('td', cell)));
 function table(head, items, toRow, style = '', most = MOST_ROWS) {
+  const titles = head.map((title) => make('th', {scope: 'col'}, title));
   const [body, more] = addRows(make('tbody'), items, toRow, most);
-  return make('div.wide', make(`table${style}`, make('thead', make('tr',
-    head.map((title) => make('th', {scope: 'col'}, title)))), body), more);
+  return make('div.wide', make(`table${style}`, make('thead', make('tr', titles)), body), more);
 }
-/** Does something, so that when it fails nothing else does. */
-function tried(task, failed) { try { task(); } catch (error) { failed(sentence(error)); } }
 const fill = (id, title, ...children) => page(id).replaceChildren(make('h2', title), make('div', ...children));
-/** Formats a cell of a document's table: text between backticks becomes code, or what `onCode` makes of it. */
-const rich = (cell, onCode = (code) => make('code', code)) => cell.replace(/\[([^\]]*)\]\([^)]*\)|\*\*/g, '$1')
-  .split('`').map((part, i) => i % 2 ? onCode(part) : part);
+/** Formats a text of the documents: what stands between backticks becomes code, or what `onCode` makes of it. */
+const rich = (text, onCode = (code) => make('code', code)) =>
+  text.split('`').map((part, i) => i % 2 ? onCode(part) : part);
 /** A button with a file's name, and a line's number, that opens it there. */
-const place = ({entry, line = 0, word = ''}) =>
-  button(`${shownName(entry.name)}${line ? `:${line}` : ''}`, () => view(entry, {line, word}));
-const sectionButton = (section, text = section.title) => button(text, () => view(section.entry, section));
-const sectionOf = ({sections}, title) => sections.find((section) => section.title === title);
+const place = ({entry, line = 0}) =>
+  button(`${shownName(entry.name)}${line ? `:${line}` : ''}`, () => view(entry, line));
+const sectionButton = (section, text) => button(text, () => view(section.entry, section.line));
+/** Does something, and tells why it failed, so that nothing else fails. */
+async function attempt(task, failed) {
+  try { await task(); } catch (error) { failed(sentence(error)); }
+}
 
 // ---- Findings.
+const titleOf = ({title, isRich}) => isRich ? rich(title) : visible(title);
 function showFinding(finding) {
-  const {kind, title, lines, todo, isClosed, isRich} = finding, head = isRich ? rich(title) : visible(title);
+  const {kind, lines, todo, isClosed} = finding, head = titleOf(finding);
   const list = addRows(make('ul'), lines, (line) => make('li', line.entry ? place(line) : '', ' ',
     make('span.note', line.note ?? ''), ' ', make('code', visible(line.text))), isClosed ? MOST_ROWS : MOST_EVIDENCE);
   finding.shown = make(`div.finding${kind && `.${kind}`}`, isClosed ? make('details', make('summary', head), list) :
     [make('h3', head), todo ? make('p', 'What to do: ', rich(todo)) : '', list]);
   return finding.shown;
 }
-/** All findings, by the logs as far as they are read. A source of findings that fails takes no other with it. */
-function findAll() {
+/** All findings by the logs as far as they are read, the worst first; last what the tool could not collect. */
+async function findAll() {
   const {entries, sections, modules, crashes, clock, run, log, state} = archive, found = [];
-  const attempt = (task) => tried(() => found.push(...task()), (fault) =>
-    found.push({kind: 'warning', title: `A part of the findings cannot be shown: ${fault}`, lines: []}));
   const hasAgent = entries.some(({name}) => /^logs\/uem_[^/]+\/(?!DiagnosticReports\/|system_state)/.test(name));
-  attempt(() => crashFindings(crashes, entries.filter(({name}) => /\.dmp$/i.test(name)), clock));
-  attempt(() => errorFindings(state));
-  attempt(() => stateFindings(sections, modules, hasAgent));
-  const hasFailed = found.some(({kind, about}) => kind === 'error' && /process|plist|diagnosticReports/.test(about));
-  attempt(() => recordFindings({run, log}, TABLES.troubleshooting, hasFailed));
-  return sorted(found);
+  const dumps = entries.filter(({name}) => /\.dmp$/i.test(name));
+  const sources = [() => crashFindings(crashes, dumps, clock), () => errorFindings(state),
+    () => stateFindings(sections, modules, hasAgent), () => recordFindings(run, log, TABLES.troubleshooting, found)];
+  for (const source of sources) {
+    await attempt(() => found.push(...source()), (fault) =>
+      found.push({kind: 'warning', title: `A part of the findings cannot be shown: ${fault}`, lines: [], about: []}));
+  }
+  const rank = ({kind, isClosed, isOfTool}) => isClosed ? 9 : KINDS.indexOf(kind) + (isOfTool ? KINDS.length : 0);
+  return found.sort((a, b) => rank(a) - rank(b));
 }
 function showFindings() {
-  const {findings, run: {records, runs}, log, state, isRead} = archive;
-  const isCalm = isRead && !findings.some(({kind, isOfTool, isClosed}) => kind && !isOfTool && !isClosed);
-  fill('findings', 'What to look at', isCalm ? make('p', `${state.logs.length ?
-    `No new error in ${counted(state.logs.length, 'log')}` : 'It holds no log'}; ` +
-    'no crash of the client, no fault in its state.') : '', findings.map(showFinding),
-  make('p', !records.length ? 'No record tells what failed while collecting. ' :
-    records.some(isTrouble) ? '' : 'Nothing failed while collecting. ', log ?
-    [button(`The ${counted(records.length, 'record')} of the last run`, () => view(log, {line: records[0]?.line})),
-      ` (runs in this log: ${runs})`] : ''));
+  const {findings, run: {records, runs}, log, state: {logs}, isRead} = archive;
+  const isCalm = isRead && !findings.some(({kind, isOfTool}) => kind && !isOfTool);
+  const calm = logs.length ? `No new error in ${counted(logs.length, 'log')}` : 'It holds no log';
+  const about = !records.length ? 'No record tells what failed while collecting. ' :
+    records.some(isTrouble) ? '' : 'Nothing failed while collecting. ';
+  const link = log && button(`The ${counted(records.length, 'record')} of the last run`, () => view(log, records[0]?.line));
+  fill('findings', 'What to look at',
+    isCalm ? make('p', `${calm}; no crash of the client, no fault in its state.`) : '', findings.map(showFinding),
+    make('p', about, log ? [link, ` (runs in this log: ${runs})`] : ''));
 }
 
 // ---- From the complaint to the file.
@@ -85,31 +89,28 @@ function guideCode(code) {
   const {entries, users, sections, modules} = archive, path = code.replaceAll('FIRST', () => users[0]);
   if (code.includes('USER'))
     return users.flatMap((user, i) => [i ? ' or ' : '', guideCode(code.replaceAll('USER', () => user))]);
-  const section = [...sections, ...modules].find(({title}) => title === code);
+  const section = [...sections, ...modules].find(({title}) => title === code), shown = shownName(path);
   const entry = entries.find(({name}) => path.endsWith('/') ? name.startsWith(path) : name === path);
-  const isNamed = /^[\w-]+(?:\/|\.\w+$)/.test(code) || [...TABLES.modules, ...TABLES.sections].includes(code);
-  if (!section && !entry)
-    return make('code', isNamed && {className: 'absent', title: 'not in this archive'}, shownName(path));
-  return button(shownName(path), () => section ? view(section.entry, section) : openPath(path, entry),
-    {className: 'code'});
+  if (section) return sectionButton(section, make('code', shown));
+  if (entry) return button(make('code', shown), () => openPath(path, entry));
+  return make(/^[\w-]+(?:\/|\.\w+$)/.test(code) ? 'code.absent' : 'code', shown);
 }
 /** The findings that bear on a complaint: its steps name where they come from; those about logs, a word of theirs. */
 function bearing(steps, findings) {
   const codes = steps.map((step) => step.split('`').filter((_, i) => i % 2)), all = codes.flat();
   const words = codes.filter(([first]) => first?.endsWith('/')).flat().filter((code) => /^[\w -]{3,}$/.test(code));
   return findings.filter(({isClosed, about, words: said = []}) => !isClosed && (
-    about?.some((name) => all.includes(name)) ||
+    about.some((name) => all.includes(name)) ||
     said.some((text) => words.some((word) => text.includes(word.toLowerCase())))));
 }
 function showComplaints() {
-  const wasOpen = [...page('complaints').querySelectorAll('[open] > summary')].map(({textContent}) => textContent);
-  fill('complaints', 'From the complaint to the file', TABLES.complaints.map(([title, steps]) => {
-    const found = bearing(steps, archive.findings), name = `“${title}”`, list = make('ol');
-    const ontoggle = () => list.firstChild ||
-      list.append(...steps.map((step) => make('li', rich(step, guideCode))));
-    return make('details', {ontoggle, open: wasOpen.includes(name)}, make('summary', name),
-      found.length ? make('div', 'Found here:', make('ul', found.map(({title: said, shown, isRich}) =>
-        make('li', button(isRich ? rich(said) : visible(said), () => shown.scrollIntoView()))))) : '', list);
+  const wasOpen = [...page('complaints').querySelectorAll('details')].map(({open}) => open);
+  fill('complaints', 'From the complaint to the file', TABLES.complaints.map(([title, steps], i) => {
+    const found = bearing(steps, archive.findings).map((finding) =>
+      make('li', button(titleOf(finding), () => finding.shown.scrollIntoView())));
+    return make('details', {open: wasOpen[i]}, make('summary', `“${title}”`),
+      found.length ? make('div', 'Found here:', make('ul', found)) : '',
+      make('ol', steps.map((step) => make('li', rich(step, guideCode)))));
   }));
 }
 
@@ -119,20 +120,21 @@ function showSending() {
   const {entries, sections, crashes, users} = archive, owned = new Map(users.map((user) => [user, []]));
   for (const entry of entries) listed(owned, OWNER.exec(entry.name)?.[1] ?? 'root').push(entry);
   const people = [...owned].filter(([name]) => !/^(root|share_user)$/.test(name)).slice(0, MOST_PEOPLE);
-  const files = (like) => entries.filter(({name}) => like.test(name)), addresses = addressesOf(sections);
+  const files = (like) => entries.filter(({name}) => like.test(name)), {section, values} = addressesOf(sections);
   const kinds = [['packet capture', 'what went over the network', files(/\.p?cap(?:ng)?$/i)],
     ['crash report', 'of other makers’ programs', crashes.filter(({isClient}) => !isClient).map(({entry}) => entry)],
     ['database', 'of the client', files(/\.(?:db|sqlite3?|mmap3)$/i)]].filter(([, , list]) => list.length);
-  const parts = [...people.map(([name, list]) => [`data of ${quoted(name)}`, `${counted(list.length, 'file')}; `,
-    button('where does this name stand?', () => {
-      page('search').value = name;
-      search(name);
-      page('hits').scrollIntoView();
-    })]),
-  ...kinds.map(([noun, why, list]) => [counted(list.length, noun), `${why}: `,
-    addRows(make('span'), list, (entry) => make('span.count', place({entry})), 4)]),
-  ...addresses.length ? [[counted(addresses.length, 'address'), 'of this machine: ',
-    sectionButton(sectionOf(archive, 'netcard'))]] : []];
+  const ask = (name) => {
+    page('search').value = name;
+    search(name);
+    page('hits').scrollIntoView();
+  };
+  const parts = [
+    ...people.map(([name, list]) => [`data of ${quoted(name)}`, `${counted(list.length, 'file')}; `,
+      button('where does this name stand?', () => ask(name))]),
+    ...kinds.map(([noun, whose, list]) => [counted(list.length, noun), `${whose}: `,
+      addRows(make('span'), list, (entry) => make('span.count', place({entry})), 4)])];
+  if (values.length) parts.push([counted(values.length, 'address'), 'of this machine: ', sectionButton(section, 'netcard')]);
   page('sending').replaceChildren(make('details', make('summary', make('b', 'Before you send it: '),
     parts.map(([what]) => what).join(' · ') || 'nothing personal was recognised'),
   make('ul', parts.map(([what, ...more]) => make('li', `${what}: `, more)),
@@ -151,7 +153,6 @@ function copyForTicket({target}) {
   const isCopied = document.execCommand('copy');  // which a page from the disk may do in every browser
   target.textContent = isCopied ? 'Copied' : 'Copy this text:';
   if (isCopied) area.remove();
-  else area.onblur = () => area.remove();
 }
 
 // ---- Contents.
@@ -170,159 +171,132 @@ function layoutRows(entries, users) {
     path.endsWith('/') ? entry.name.startsWith(path) : entry.name === path)?.found.push(entry);
   return rows;
 }
-const mentions = (message, path) =>
-  [` ${path} `, ` ${path}/`, `(${path})`, `(${path}/`].some((text) => ` ${message} `.includes(text));
-/** What there is of a row, or why there is nothing; `told` are the records that may tell. */
-function stateOf({path, found, sources, patterns, why}, told) {
-  const {run: {records}, log} = archive, size = sum(found, 'size');
+/** What there is of a row, or why there is nothing. */
+function stateOf({path, found, sources, patterns, why}, {log, run: {records}}) {
+  const size = sum(found, 'size'), places = sources.map((source) => new RegExp(`(?:^|[ (])${escaped(source)}(?:[ /)]|$)`));
+  const isLike = (likes) => ({message}) => likes.some((like) => like.test(message));
   if (found.length) return `${counted(found.length, 'file')}, ${size ? bytesText(size) : 'empty'}`;
   if (records.some(({message}) => message.startsWith(path))) return 'there';
-  const about = told.filter(({message}) => sources.some((source) => mentions(message, source)));
-  const reason = about.find(isTrouble) ?? records.find(({message}) => patterns.some((parts) => fits(parts, message)));
-  const ignored = about.length && `${counted(about.length, 'file')} of kinds that are not collected`;
+  const reason = records.filter(isTrouble).find(isLike(places)) ?? records.find(isLike(patterns.map(likeOf)));
   return make('span.absent', 'missing: ', reason ? make('code', visible(reason.message.slice(0, 500))) :
-    ignored || (log && sources.length ? 'nothing was in that folder' : rich(why)));
+    log && sources.length ? 'nothing that is collected was in that folder' : rich(why));
 }
-/** Shows the items of one folder: the list has [entry, parts of its name] of all entries below it. */
-function treeRows(list, depth) {
-  const groups = new Map();
-  for (const item of list) listed(groups, item[1].length === depth + 1 ? item[0] : item[1][depth]).push(item);
-  const all = [...groups.values()].map((inner) => {
-    const [[entry, parts]] = inner, isFile = parts.length === depth + 1;
-    return {entry: isFile && entry, inner, name: parts[depth] + (isFile ? '' : '/'),
-      size: inner.reduce((total, [{size}]) => total + size, 0)};
-  }).sort((a, b) => a.name < b.name ? -1 : 1);
-  const largest = all.reduce((most, {size}) => Math.max(most, size), 1);
-  return make('div.tree', addRows(make('div'), all, ({entry, inner, name, size}) => {
-    const text = shownName(name), row = make('span.row', entry ? [button(text, () => view(entry)), saver(entry)] :
-      make('span', text), make('progress', {value: size / largest}), make('span.size', bytesText(size)));
-    const ontoggle = ({target}) => target.children.length > 1 || target.append(treeRows(inner, depth + 1));
-    return entry ? row : make('details', {ontoggle}, make('summary', row));
-  }));
+/** All files, in a list for each folder, the largest first. */
+function showFiles(entries) {
+  const folders = new Map();
+  for (const entry of entries) listed(folders, entry.name.slice(0, entry.name.lastIndexOf('/') + 1)).push(entry);
+  const row = (name, size) => make('span.row', name, make('span.size', bytesText(size)));
+  const file = (entry) => row([button(shownName(fileOf(entry.name)), () => view(entry)), saver(entry)], entry.size);
+  return addRows(make('div', {id: 'tree'}), [...folders].sort(), ([path, list]) => {
+    const ontoggle = ({target}) => target.children.length > 1 ||
+      target.append(...addRows(make('div.tree'), list.sort((a, b) => b.size - a.size), file));
+    const summary = make('summary', row(`${path ? shownName(path) : 'at the top'}, ${counted(list.length, 'file')}`,
+      sum(list, 'size')));
+    return make('details', {ontoggle, path}, summary);
+  });
 }
-/** Shows all files below a path, as a tree. */
-function showTree(path) {
-  const list = archive.entries.filter(({name}) => name.startsWith(path)).map((entry) => [entry, entry.name.split('/')]);
-  page('tree').replaceChildren(make('h3', path ? [`${shownName(path)}: `, button('show all', () => showTree(''))] :
-    `All ${counted(list.length, 'file')}`), treeRows(list, path.split('/').length - 1));
-  if (path) page('tree').scrollIntoView();
+/** Opens a file, or all folders below a path. */
+function openPath(path, entry) {
+  if (entry.name === path) return void view(entry);
+  const folders = [...page('tree').children].filter((folder) => folder.path.startsWith(path));
+  for (const folder of folders) folder.open = true;
+  folders[0]?.scrollIntoView();
 }
-const openPath = (path, entry) => entry.name === path ? view(entry) : showTree(path);
 function showContents() {
-  const {entries, users, run} = archive;
-  const told = run.records.filter((record) => isTrouble(record) || record.message.endsWith(' will ignore'));
+  const {entries, users} = archive;
   fill('contents', 'What is in it', table(['In the archive', 'From', 'There'], layoutRows(entries, users), (row) => {
     const {path, from, found: [entry]} = row, name = shownName(path);
-    return tableRow([entry ? button(name, () => openPath(path, entry)) : name, rich(from), stateOf(row, told)]);
-  }), make('div', {id: 'tree'}));
-  showTree('');
+    return tableRow([entry ? button(name, () => openPath(path, entry)) : name, rich(from), stateOf(row, archive)]);
+  }), make('h3', `All ${counted(entries.length, 'file')}`), showFiles(entries));
 }
 
 // ---- The machine.
-/** The addresses of the network cards but for the loopback. */
-const addressesOf = (sections) => (sectionOf({sections}, 'netcard')?.lines ?? []).flatMap((line) =>
-  /^\s*inet6? (?!127\.|::1\b|fe80::1%lo0)(\S{1,60})/.exec(line)?.[1] ?? []);
-const SYSTEM = /<key>Product(?:Name|Version)<\/key>\s{0,99}<string>([^<\n]{1,60})|^PRETTY_NAME="?([^"\n]{1,60})/gm;
-const systemOf = (sections) => [...(sectionOf({sections}, 'os info')?.lines.join('\n') ?? '').matchAll(SYSTEM)]
-  .map(([, mac, other]) => mac ?? other);
 function showMachine() {
-  const {sections, modules} = archive, like = (pattern) => (lines) => lines.filter((line) => pattern.test(line));
-  const facts = [['System', 'os info', () => systemOf(sections)], ['Addresses', 'netcard', () => addressesOf(sections)],
-    ['Tunnel interface utun7', 'route info', like(/^(?:\d+: )?utun7:/)],
-    ['Routes through utun7', 'route info', like(/^(?!\s|\d+: |utun7:).*\butun7\b/)],
-    ['Name servers', 'resolv dns info', (lines) => like(/^nameserver/)(lines).map((line) => line.slice(10).trim())],
-    ['Processes of the client', 'obrela process info'], ['Processes of FernGateway', 'ferngateway process info'],
-    ['Processes of the management agent', 'UEM processes'], ['Launch jobs', 'plist info'], ['SIP', 'SIP state'],
-    ['Kernel extensions', 'KEXT state', like(/quelmar|brela/i)],
-    ['System extensions', 'SEXT state', like(/quelmar|brela/i)]];
-  fill('machine', 'The machine', table(['What', 'Found'], facts, ([name, title, valuesIn = like(ALL)]) => {
-    const section = sectionOf(archive, title);
-    if (!section) return tableRow([name, 'not in the archive']);
-    const values = valuesIn(section.lines.filter((line) => !/\bgrep\b/.test(line)));
-    return tableRow([sectionButton(section, name), values.length ? addRows(make('div'), values,
-      (value) => make('div', visible(value.slice(0, 200))), 4) : make('b.warning', 'none')]);
-  }), make('h3', 'All sections'), make('ul', [...sections, ...modules].map((section) =>
-    make('li', sectionButton(section, `${modules.includes(section) ? 'tunnel: ' : ''}${shownName(section.title)}`),
-      make('span.faint', section.lines.length ? ` ${counted(section.lines.length, 'line')}` : ' empty')))));
+  const {sections, modules} = archive;
+  fill('machine', 'The machine', table(['What', 'Found'], factsOf(sections), ({name, section, values}) => tableRow(
+    !section ? [name, 'not in the archive'] : [sectionButton(section, name), values.length ?
+      addRows(make('div'), values, (value) => make('div', visible(value.slice(0, 200))), 4) : make('b.warning', 'none')])),
+  make('h3', 'All sections'), make('ul', [...sections, ...modules].map((section) => make('li',
+    sectionButton(section, `${modules.includes(section) ? 'tunnel: ' : ''}${shownName(section.title)}`),
+    make('span.faint', section.lines.length ? ` ${counted(section.lines.length, 'line')}` : ' empty')))));
 }
 
 // ---- Opening an archive.
 /** The users whose files are in the archive: first the one at the screen, if there was one; then root. */
-function usersOf({entries, run: {records}}) {
+function usersOf(entries, records) {
   const found = [...entries.map(({name}) => /^(?:logs\/uem_|database\/|nsdbase\/)([^/]+)\//.exec(name)?.[1]),
     ...records.map(({message}) => /\/Users\/([^/]+)\/Library\//.exec(message)?.[1])];
   const isNobody = records.some(({message}) => message === 'getCurrentLoginUser failed.');
   return [...new Set([!isNobody && found.find((user) => user && !/^(root|share_user)$/.test(user)) || 'root', 'root'])];
 }
-function summaryOf({file, entries, run, users, crashes, sections}) {
-  const version = /_([\d.]{1,30})_\d{14}/.exec(file.name)?.[1], [first] = run.records;
+function summaryOf({file, entries, run: {records}, users, crashes, sections}) {
+  const version = /_([\d.]{1,30})_\d{14}/.exec(file.name)?.[1], [first] = records;
   const client = crashes.find((crash) => crash.isClient && crash.version);
-  const took = (run.records.at(-1)?.time - first?.time) / 1000;
+  const took = (records.at(-1)?.time - first?.time) / 1000;
   const people = users.map((user) => user === 'root' ? user : quoted(user)).join(' and ');
-  return joined([`Collected ${first?.stamp.slice(0, 19) ?? 'at an unknown time'} for ${people}`, client ?
-    `client ${shownName(client.version, 40)} (by a crash report)` : version &&
-    `${version} in the name is not the client’s version`,
-  shownName(systemOf(sections).join(' ') || 'unknown system', 60),
-  `${bytesText(file.size)}, ${counted(entries.length, 'file')}, ${bytesText(sum(entries, 'size'))} unpacked`,
-  took > 0 && `collecting took ${took.toFixed(1)} s`], ' · ');
+  const system = factsOf(sections)[0].values.join(' ') || 'unknown system';
+  return joined([`Collected ${first?.stamp.slice(0, 19) ?? 'at an unknown time'} for ${people}`,
+    client ? `client ${shownName(client.version, 40)} (by a crash report)` :
+      version && `${version} in the name is not the client’s version`, shownName(system, 60),
+    `${bytesText(file.size)}, ${counted(entries.length, 'file')}, ${bytesText(sum(entries, 'size'))} unpacked`,
+    took > 0 && `collecting took ${took.toFixed(1)} s`], ' · ');
 }
 /** When the archive was made: as its log says, or else its name, or else the date of the file. */
-function endOf({run, file}) {
-  const stamp = stampOf(fileOf(file.name).replace(/.*_(?=\d{14}\.zip)/, ''), {end: 0});
-  return run.records[0]?.time || (stamp?.time ??
-    file.lastModified - new Date(file.lastModified).getTimezoneOffset() * HOUR / 60);
+function endOf(file, [first]) {
+  const inName = stampOf(fileOf(file.name).replace(/.*_(?=\d{14}\.zip)/, ''), {end: 0});
+  return first?.time || inName?.time ||
+    file.lastModified - new Date(file.lastModified).getTimezoneOffset() * HOUR / 60;
 }
 /** Reads what is needed to show the first screen. */
 async function readArchive(file) {
-  const made = {file, sections: [], modules: [], crashes: [], title: shownName(file.name, 200),
-    ...await readDirectory(file)};
-  const {entries, notes} = made, attempt = async (name, task) => {
-    try { await task(); } catch (error) { notes.push([name, sentence(error)]); }
-  };
+  const {entries, notes} = await readDirectory(file), sections = [];
+  const isOther = ({name}) => /^logs\/[^/]+\/LogColltionTool\.log$/.test(name);
+  const log = entries.findLast(({name}) => name === OWN_LOG) ?? entries.find(isOther);
   const read = async (entry, keep, most) => {
     const found = await readText(textOf(file, entry, most), keep);
     if (found.fault) notes.push([entry.name, found.fault]);
     return found;
   };
-  const log = entries.findLast(({name}) => name === OWN_LOG) ??
-    entries.find(({name}) => /^logs\/[^/]+\/LogColltionTool\.log$/.test(name));
   const {text, line} = log ? await read(log, OWN_LOG_CHARS, OWN_LOG_BYTES) : {text: '', line: 1};
-  Object.assign(made, {log, run: readRun(text, line)});
-  if (log?.name !== OWN_LOG) notes.push([log?.name ?? '',
-    `It holds no ${OWN_LOG}${log ? '; this one is read for it' : ''}.`]);
-  if (log && !made.run.runs) notes.push(['', `No run begins in ${OWN_LOG}; what it holds is shown all the same.`]);
-  Object.assign(made, {clock: {end: endOf(made)}, users: usersOf(made)});
-  made.state = newState(made.clock);
-  const isReport = ({name}) => /^(system_info|logs\/uem_[^/]+\/system_state)\.log$/.test(name);
-  for (const entry of entries.filter(isReport).slice(-2)) await attempt(entry.name, async () => {
-    made.sections.push(...sectionsOf((await read(entry, REPORT_CHARS, REPORT_CHARS)).text, entry));
-  });
-  await attempt('xtunnel dump', () => { made.modules = modulesOf(made, TABLES.modules); });
-  await attempt('crash reports', async () => { made.crashes = await readCrashes(file, entries, made.clock); });
-  return Object.assign(made, {summary: summaryOf(made)});
+  const run = readRun(text, line), clock = {end: endOf(file, run.records)};
+  if (log?.name !== OWN_LOG) notes.push([log?.name ?? '', `It holds no ${OWN_LOG}${log ? '; this one is read for it' : ''}.`]);
+  if (log && !run.runs) notes.push(['', `No run begins in ${OWN_LOG}; what it holds is shown all the same.`]);
+  const reports = entries.filter(({name}) => /^(system_info|logs\/uem_[^/]+\/system_state)\.log$/.test(name)).slice(-2);
+  for (const entry of reports) sections.push(...sectionsOf((await read(entry, REPORT_CHARS, REPORT_CHARS)).text, entry));
+  const made = {file, entries, notes, log, run, clock, sections, state: newState(clock), modules: [], crashes: [],
+    users: usersOf(entries, run.records), title: shownName(file.name, 200)};
+  const failed = (fault) => notes.push(['', `A part of it cannot be read: ${fault}`]);
+  await attempt(() => { made.modules = modulesOf(run, log, TABLES.modules); }, failed);
+  await attempt(async () => { made.crashes = await readCrashes(file, entries, clock); }, failed);
+  return {...made, summary: summaryOf(made)};
 }
 /** Shows parts; one that fails says so in its place. */
 async function showParts(parts) {
   for (const [id, show] of Object.entries(parts)) {
-    tried(show, (fault) => page(id).replaceChildren(make('p.warning', `This part cannot be shown: ${fault}`)));
+    await attempt(show, (fault) => page(id).replaceChildren(make('p.warning', `This part cannot be shown: ${fault}`)));
     await rest();
   }
 }
-function showAnswers() {
-  archive.findings = findAll();
-  return showParts({findings: showFindings, complaints: showComplaints, timeline: showTimeline});
+async function showAnswers() {
+  archive.findings = await findAll();
+  await showParts({findings: showFindings, complaints: showComplaints, timeline: showTimeline});
 }
 let opened = 0;
+/** Shows an archive, its logs' answers once they are read; stops when another is opened meanwhile. */
 async function open(file) {
   const mine = ++opened, isCurrent = () => mine === opened, {dataset} = document.body, name = shownName(file.name, 200);
-  const say = (state, summary, failure) => {
-    [dataset.state, page('summary').textContent, page('failure').textContent] = [state, summary, failure];
+  const say = (state, summary, failure = '') => {
+    dataset.state = state;
+    page('summary').textContent = summary;
+    page('failure').textContent = failure;
   };
-  say('reading', 'Reading …', '');
-  [dataset.logs, page('title').textContent, document.title] = ['', name, `${name} – log archive`];
+  say('reading', 'Reading …');
+  dataset.logs = '';
+  page('title').textContent = name;
+  document.title = `${name} – log archive`;
   page('viewer').close();
   page('notes').replaceChildren();
-  try {
+  await attempt(async () => {
     const made = await readArchive(file), {entries, notes, state} = made, total = logsOf(entries).length;
     if (!isCurrent()) return;
     archive = made;
@@ -331,8 +305,8 @@ async function open(file) {
     await showAnswers();
     if (!isCurrent()) return;
     page('notes').append(...notes.map(([of, text]) => make('li', of ? `${quoted(of)}: ${text}` : text)));
-    say('shown', made.summary, '');
-    Object.assign(page('copy'), {onclick: copyForTicket, textContent: 'Copy for a ticket'});
+    say('shown', made.summary);
+    page('copy').textContent = 'Copy for a ticket';
     startSearch();
     await readLogs(file, entries, state, isCurrent, ({logs}) => {
       page('reading').textContent = `Reading the logs: ${logs.length} of ${total} …`;
@@ -340,13 +314,19 @@ async function open(file) {
     if (!isCurrent()) return;
     made.isRead = true;
     await showAnswers();
-    if (isCurrent()) [dataset.logs, page('reading').textContent] = ['read', ''];
-  } catch (error) { if (isCurrent()) say('failed', '', `It cannot be shown. ${sentence(error)}`); }
+    if (!isCurrent()) return;
+    dataset.logs = 'read';
+    page('reading').textContent = '';
+  }, (fault) => isCurrent() && say('failed', '', `It cannot be shown. ${fault}`));
 }
-const chooser = document.querySelector('input[type=file]'), openFirst = ([file]) => { if (file) open(file); };
+const chooser = document.querySelector('input[type=file]'), openFirst = ([file]) => file && open(file);
 chooser.onclick = () => { chooser.value = ''; };  // so that the same file can be chosen again
 chooser.onchange = () => openFirst(chooser.files);
 document.ondragover = (event) => event.preventDefault();
-document.ondrop = (event) => { event.preventDefault(); openFirst(event.dataTransfer.files); };
+document.ondrop = (event) => {
+  event.preventDefault();
+  openFirst(event.dataTransfer.files);
+};
+page('copy').onclick = copyForTicket;
 page('failure').textContent = globalThis.DecompressionStream ? '' :
   'This browser cannot unpack archives: take Safari 16.4, Chrome 80, Firefox 113 or a newer one.';

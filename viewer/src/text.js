@@ -1,6 +1,6 @@
 // From bytes to text, and from text to what may be shown. Nothing here knows the page.
 const LONG_LINE = 256 * 1024;  // characters after which a line is cut, so that no line fills the memory
-const JSON_CHARS = 8 * MIB, JSON_DEPTH = 64, PRINTED_CHARS = 64 * MIB;
+const JSON_CHARS = 2 * MIB, JSON_DEPTH = 64;  // what would freeze the page is not parsed
 const REST_MS = 25;  // work without a rest for the page
 
 /** Makes visible what would otherwise act, hide or change the direction of writing. */
@@ -20,6 +20,7 @@ const times = (count) => count === 1 ? 'once' : counted(count, 'time');
 const sum = (list, key) => list.reduce((total, item) => total + item[key], 0);
 const joined = (parts, between = ' ') => parts.filter((part) => part).join(between);
 const listed = (map, key) => map.get(key) ?? map.set(key, []).get(key);
+const escaped = (text) => text.replace(/[^\w\s]/g, '\\$&');  // for a pattern
 /** Copies a text, so that it does not keep the block that it was taken from. */
 const copied = (text) => text.split('').join('');
 
@@ -87,39 +88,24 @@ async function readText(source, keep) {
   return {text: blocks.map(({text}) => text).join(''), line, kind, fault};
 }
 
-/** Parses JSON; undefined when it is none, or so deep or large that laying it out would freeze the page. */
+/** Parses JSON; undefined when it is none, or too deep or large. */
 function parseJson(text) {
-  let depth = 0, deepest = 0, items = 0, isString = false;
+  let depth = 0, isString = false;
   if (text.length > JSON_CHARS) return undefined;
-  for (let i = 0; i < text.length; ++i) {
-    const c = text[i];
-    if (c === '"') isString = !isString;
-    else if (isString) i += c === '\\';  // passes over what is escaped
-    else if (c === '{' || c === '[') deepest = Math.max(deepest, ++depth);
-    else if (c === '}' || c === ']') --depth;
-    else if (c === ',') ++items;
+  for (let i = 0; i < text.length && depth <= JSON_DEPTH; ++i) {
+    if (text[i] === '"') isString = !isString;
+    else if (isString) i += text[i] === '\\';  // passes over what is escaped
+    else if ('[{'.includes(text[i])) ++depth;
+    else if (']}'.includes(text[i])) --depth;
   }
-  if (deepest > JSON_DEPTH || 2 * deepest * items > PRINTED_CHARS) return undefined;
-  try { return JSON.parse(text); } catch { return undefined; }
+  try { return depth > JSON_DEPTH ? undefined : JSON.parse(text); } catch { return undefined; }
 }
-const printed = (value) => JSON.stringify(value, null, 2);
+/** Parses a crash report of two parts in JSON: {head, body, frame}, the last that is not of the system. */
 function parseReport(text) {
-  const cut = text.indexOf('\n'), [head, body] = [text.slice(0, cut), text.slice(cut)].map(parseJson);
-  return head && body && typeof head === 'object' && typeof body === 'object' ? {head, body} : undefined;
-}
-function framesOf({threads, faultingThread, usedImages}) {
-  const frames = threads?.[faultingThread]?.frames, images = usedImages ?? [];
-  return (Array.isArray(frames) ? frames.slice(0, 50) : []).filter((frame) => frame).map((frame) => ({
-    symbol: String(frame.symbol ?? ''), at: frame.symbolLocation ?? frame.imageOffset,
-    image: String(images[frame.imageIndex]?.name ?? '?'),
-    isSystem: /^\/(?:usr\/lib|System)\//.test(images[frame.imageIndex]?.path)}));
-}
-/** Formats JSON or a crash report for reading; empty when the text is neither. */
-function layOut(name, text) {
-  if (/\.json$/i.test(name)) return printed(parseJson(text)) ?? '';
-  const {head, body} = parseReport(text) ?? {};
-  if (!body) return '';
-  const {procName, captureTime, exception, termination} = body;
-  const frames = framesOf(body).map(({symbol, at, image}, i) => `  ${i}  ${image}  ${symbol} + ${at}`);
-  return [printed({procName, captureTime, exception, termination}), ...frames, printed(head), printed(body)].join('\n');
+  const cut = text.indexOf('\n'), head = parseJson(text.slice(0, cut)), body = parseJson(text.slice(cut));
+  if (!(head instanceof Object && body instanceof Object)) return undefined;
+  const {threads, faultingThread, usedImages} = body, found = threads?.[faultingThread]?.frames;
+  const named = Array.isArray(found) ? found.filter((frame) => frame?.symbol) : [];
+  const isSystem = ({imageIndex}) => /^\/(?:usr\/lib|System)\//.test(usedImages?.[imageIndex]?.path);
+  return {head, body, frame: (named.find((frame) => !isSystem(frame)) ?? named[0])?.symbol};
 }
