@@ -11,74 +11,47 @@ async function* blocksFrom(blocks, from) {
     yield block;
   }
 }
-function lineRow(number, text, click, word) {
+function lineRow(number, text) {
   const level = ['', '.warning', '.error'][levelOf(text).level], more = text.length - SHOWN_CHARS;
-  const shown = visible(more > 0 ? `${text.slice(0, SHOWN_CHARS)} … ${more} more characters` : text);
-  return make(`div.line${level}`, click ? button(`${number}`, () => click(number), {className: 'number'}) :
-    make('span.number', `${number}`), make('span', word ? marked(shown, word) : shown));
+  const shown = more > 0 ? `${text.slice(0, SHOWN_CHARS)} … ${more} more characters` : text;
+  return make(`div.line${level}`, make('span.number', `${number}`), make('span', visible(shown)));
 }
 /** Opens a file at a line, or without one where it is best begun: a log at its end, others at the beginning. */
 function view(entry, line) {
-  const {file, clock} = archive, dialog = page('viewer'), pre = make('pre', {tabIndex: 0});
+  const dialog = page('viewer'), pre = make('pre', {tabIndex: 0}), hits = make('div.hits', {hidden: true});
   const status = make('p.faint', {role: 'status'}), filter = make('input', {type: 'search'});
-  let turn = 0, timer = 0, first = 1, last = 0;
-  const begin = (text) => {
-    const mine = ++turn;
-    status.textContent = text;
-    return () => mine === turn && dialog.open;
-  };
-  const end = (rows, text, isFirst, isLast) => {
-    pre.replaceChildren(...rows);
-    status.textContent = text;
-    earlier.hidden = isFirst;
-    later.hidden = isLast;
-  };
+  let first = 1, last = 0;
   /** Shows lines from this number on, the last ones for 0; `at` is the one to look at. */
   async function show(from, at, isMarked) {
-    const isCurrent = begin('Reading …'), blocks = textOf(file, entry);
+    status.textContent = 'Reading …';
+    const blocks = textOf(archive.file, entry);
     const {text, line: number, kind, fault} =
       await (from ? readText(blocksFrom(blocks, from), Infinity) : readText(blocks, VIEW_CHARS));
-    if (!isCurrent()) return;
+    if (!pre.isConnected) return;
     const all = kind || !text ? [] : text.replace(/\n$/, '').split('\n').slice(Math.max(0, from - number));
     const lines = from ? all.slice(0, VIEW_LINES) : all.slice(-VIEW_LINES), size = bytesText(entry.size);
     const isLast = !from || lines.length < VIEW_LINES && text.length <= VIEW_CHARS;
     first = from ? Math.max(from, number) : number + all.length - lines.length;
     last = first + lines.length - 1;
     const rows = lines.map((shown, i) => lineRow(first + i, shown)), row = rows[(at || last) - first];
-    const numbers = [first, last].map((shown) => shown.toLocaleString('en')).join(' to ');
+    const numbers = `Lines ${first.toLocaleString('en')} to ${last.toLocaleString('en')}${isLast ? ', the last' : ''}`;
     const told = kind ? `${kind}, ${size}: save it and open it with a program for that.` :
-      rows.length ? `Lines ${numbers}${isLast ? ', the last' : ''}, of ${size}.` : 'No line is here.';
-    end(rows, joined([told, fault]), first <= 1, isLast);
+      rows.length ? `${numbers}, of ${size}.` : 'No line is here.';
+    pre.replaceChildren(...rows);
+    status.textContent = joined([told, fault]);
+    earlier.hidden = first <= 1;
+    later.hidden = isLast;
     row?.classList.toggle('here', !!isMarked);
     row?.scrollIntoView({block: at ? 'center' : 'end'});
   }
-  const around = (at) => {
-    filter.value = '';
-    show(Math.max(1, at - VIEW_LINES / 2), at, true);
-  };
-  /** Shows the lines with the word of the filter, of the whole file. */
-  async function find() {
-    const word = filter.value.trim(), rows = [], isCurrent = begin(`Searching for ${quoted(word)} …`);
-    if (!word) return void show(first, first);
-    let count = 0, fault = '';
-    const add = (number, text) => ++count <= VIEW_LINES && rows.push(lineRow(number, copied(text), around, word));
-    await attempt(() => searchIn(textOf(file, entry), word, clock, isCurrent, add), (why) => { fault = why; });
-    if (!isCurrent()) return;
-    const cut = count > rows.length ? `; the first ${rows.length} are shown` : '';
-    end(rows, fault ? `${fault} ${counted(count, 'such line')} before that.` :
-      `${counted(count, 'such line')} in the whole file${cut}.`, true, true);
-  }
   const earlier = button('Earlier', () => show(Math.max(1, first - VIEW_LINES + 1), first));
   const later = button('Later', () => show(Math.max(last, first + 1), last));
-  filter.oninput = () => {
-    clearTimeout(timer);
-    timer = setTimeout(find, SEARCH_MS);
-  };
+  onTyped(filter, [entry], hits);
   dialog.replaceChildren(make('h3', shownName(entry.name)), make('p', make('label', 'Lines with ', filter), earlier,
     later, button('Beginning', () => show(1, 1)), button('End', () => show(0)), saver(entry),
-    button('Close', () => dialog.close())), status, pre);
+    button('Close', () => dialog.close())), hits, status, pre);
   if (!dialog.open) dialog.showModal();
-  if (line) around(line);
+  if (line) show(Math.max(1, line - VIEW_LINES / 2), line, true);
   else if (isLog(entry)) show(0);
   else show(1, 1);
 }

@@ -40,8 +40,9 @@ const isNormal = ({level, message}, row) => row.todo === 'nothing' || level === 
 function recordLines(records, entry) {
   const equal = new Map();
   for (const record of records) listed(equal, record.message).push(record);
-  return [...equal.values()].map(([{stamp, level, message, line}, ...more]) => ({text: message.slice(0, MOST_MESSAGE), entry,
-    line, note: joined([stamp.slice(11, 19), level, more.length && times(more.length + 1)])}));
+  return [...equal.values()].map(([{stamp, level, message, line}, ...more]) => ({entry, line,
+    note: joined([stamp.slice(11, 19), level, more.length && times(more.length + 1)]),
+    text: message.slice(0, MOST_MESSAGE)}));
 }
 /** A pattern for texts that begin with the first of these parts and have the others after it. */
 const likeOf = (parts) => new RegExp(`^${parts.map(escaped).join('[^]*?')}`);
@@ -82,18 +83,16 @@ function modulesOf({records}, log, modules) {
   const record = records.find(({message}) => message.startsWith(XTUNNEL)), sections = new Map();
   if (!record) return [];
   const dump = record.message.slice(XTUNNEL.length + 1), json = /^\s*[[{]/.test(dump) && parseJson(dump);
-  const add = (title, line, lines) => {
-    const section = sections.get(title) ?? {title, entry: log, line: record.line + line, lines: []};
-    section.lines.push(...lines);
-    sections.set(title, section);
-  };
-  for (const [key, value] of Object.entries(json || {}).slice(0, MOST_SECTIONS))
-    add(String(value?.name ?? value?.module ?? key).slice(0, 100), 1, JSON.stringify(value, null, 2).split('\n'));
+  if (json) return Object.entries(json).slice(0, MOST_SECTIONS).map(([key, value]) => ({
+    title: String(value?.name ?? value?.module ?? key).slice(0, 100), entry: log, line: record.line + 1,
+    lines: JSON.stringify(value, null, 2).split('\n')}));
   const name = new RegExp(`^[\\W\\d]{0,40}(?:(?:module|name)\\W{1,9})?(${modules.join('|')})(?!\\w)`);
   let title = 'dump';
-  for (const [i, line] of json ? [] : dump.split('\n').entries()) {
-    title = name.exec(line)?.[1] ?? title;
-    add(title, i + 1, [line]);
+  for (const [i, text] of dump.split('\n').entries()) {
+    title = name.exec(text)?.[1] ?? title;
+    const section = sections.get(title) ?? {title, entry: log, line: record.line + 1 + i, lines: []};
+    section.lines.push(text);
+    sections.set(title, section);
   }
   return [...sections.values()];
 }
@@ -104,18 +103,18 @@ const BAD_STATE = new RegExp('(?<!\\b(?:0|no|not) )\\b(?:down|timed? ?-?out|fail
 /** The lines of a section that are like this, as evidence. */
 const evidence = ({entry, line, lines}, like) =>
   lines.map((text, i) => ({text: text.slice(0, 500), entry, line: line + i})).filter(({text}) => like.test(text));
-/** What the reports tell of the machine: what it is called, its section, what is told of it, and what is wrong, of
- * which kind, when there is nothing; with other words by which the guide may mean it. */
+/** What is told of the machine: its name, section and lines; when there are none, the fault, its kind, and another word
+ * of the guide for it. */
 const FACTS = [
-  ['System', 'os info', /<key>Product(?:Name|Version)<\/key>\s{0,99}<string>([^<\n]{1,60})|^PRETTY_NAME="?([^"\n]{1,60})/gm],
+  ['System', 'os info', /<key>Product(?:Name|Version)<\/key>\s{0,99}<string>([^<\n]{1,60})|^PRETTY_NAME="?([^"\n]+)/gm],
   ['Addresses', 'netcard', /^[ \t]{0,99}inet6? (?!127\.|::1\b|fe80::1%lo0)(\S{1,60})/gm],
-  ['Tunnel interface utun7', 'route info', /^(?:\d+: )?utun7:.*/gm, 'There is no tunnel interface utun7', 'warning', 'utun7'],
-  ['Routes through utun7', 'route info', /^(?!\s|\d+: |utun7:).*\butun7\b.*/gm,
+  ['Tunnel interface', 'route info', /^(?:\d+: )?utun7:.*/gm, 'There is no tunnel interface utun7', 'warning', 'utun7'],
+  ['Routes through it', 'route info', /^(?!\s|\d+: |utun7:).*\butun7\b.*/gm,
     'No route leads through the tunnel interface utun7', 'warning', 'utun7'],
-  ['Name servers', 'resolv dns info', /^\s{0,9}nameserver\s+(\S.*)/gm, 'No name server is set', 'warning', 'nameserver'],
+  ['Name servers', 'resolv dns info', /^\s{0,9}nameserver\s+(.+)/gm, 'No name server is set', 'warning', 'nameserver'],
   ['Processes of the client', 'obrela process info', PROCESS, 'No process of the client runs', 'error'],
   ['Processes of FernGateway', 'ferngateway process info', PROCESS],
-  ['Processes of the management agent', 'UEM processes', PROCESS, 'The management agent does not run', 'error', 'QMUem'],
+  ['Processes of the agent', 'UEM processes', PROCESS, 'The management agent does not run', 'error', 'QMUem'],
   ['Launch jobs', 'plist info', ALL], ['SIP', 'SIP state', ALL],
   ['Kernel extensions', 'KEXT state', /^.*(?:quelmar|brela).*/gim],
   ['System extensions', 'SEXT state', /^.*(?:quelmar|brela).*/gim]];
@@ -126,7 +125,6 @@ function factsOf(sections) {
     return {name, section, fault, kind, about, values: found.map((all) => all.findLast((part) => part).trim())};
   });
 }
-const addressesOf = (sections) => factsOf(sections)[1];
 function jobFindings(section) {
   const jobs = evidence(section, /^(?:-|\d+)\s+-?\d+\s+\S/).map((line) => [...line.text.split(/\s+/), line]);
   const bad = jobs.filter(([pid, status]) => pid === '-' || status !== '0');
@@ -144,9 +142,9 @@ function stateFindings(sections, modules, hasAgent) {
   for (const {section, values, fault, kind, about} of factsOf(sections)) {
     if (!section || !fault || values.length || section.title === 'UEM processes' && !hasAgent) continue;
     const {title, entry, line} = section, lines = evidence(section, /\S/).slice(0, 1);
-    // What one section lacks is told once.
-    if (!found.some((other) => other.about.includes(title))) found.push({kind, title: fault, about: [title, about],
-      lines: lines.length ? lines : [{text: '(an empty section)', entry, line: line - 1}]});
+    if (found.some((other) => other.about.includes(title))) continue;  // one is enough: no interface has no routes
+    const nothing = {text: '(an empty section)', entry, line: line - 1};
+    found.push({kind, title: fault, about: [title, about], lines: lines.length ? lines : [nothing]});
   }
   const tell = (title, about, lines) => lines.length && found.push({kind: 'warning', title, about, lines});
   tell('System Integrity Protection is off', ['SIP state'], sections.filter(({title}) => title === 'SIP state')
@@ -159,36 +157,31 @@ function stateFindings(sections, modules, hasAgent) {
 
 // ---- Crashes.
 const firstText = (...values) => values.find((value) => typeof value === 'string' && value)?.slice(0, 200) ?? '';
-/** What a crash report tells, in JSON or in words; of one that is not read, only its name. */
+/** What a crash report tells, in JSON or in words. */
 function readCrash(name, text) {
-  const {head, body, frame: inJson} = parseReport(text) ?? {}, byName = fileOf(name).replace(/[-_.]\d{4}-.*|\.\w+$/, '');
+  const byName = fileOf(name).replace(/[-_.]\d{4}-.*|\.\w+$/, ''), {head, body, frame: inJson} = parseReport(text) ?? {};
   const frame = /^Thread \d+ Crashed.*\n0 .* 0x[\da-f]{1,16} (.{1,99}?)(?: \+ \d+)?$/m.exec(text)?.[1];
   const field = (title) => new RegExp(`^${title}:[ \\t]{0,20}([^\\n[]{1,100})`, 'm').exec(text)?.[1].trim();
   const program = firstText(body?.procName, head?.app_name, field('Process'), byName);
   return {
     program, version: firstText(head?.app_version, field('Version')), where: firstText(inJson, frame),
     stamp: firstText(body?.captureTime, head?.timestamp, field('Date/Time')),
-    what: firstText(body?.exception?.type, body?.exception?.signal, body?.termination?.indicator,
-      field('Exception Type')),
+    what: firstText(body?.exception?.type, body?.termination?.indicator, field('Exception Type')),
     isClient: CLIENT_PROGRAM.test([byName, program, body?.procPath, head?.bundleID].join(' ')),
     id: firstText(head?.incident_id, fileOf(name))};
 }
 /** Reads the crash reports, of many the client's and latest; one that is in the archive twice counts once. */
-async function readCrashes(file, entries, clock) {
+async function readCrashes(file, entries, clock, notes) {
   const byId = new Map(), dateIn = (name) => /\d{4}-\d\d-\d\d-\d{4,6}/.exec(name)?.[0] ?? '';
-  const reports = entries.filter(({name}) => /\.(?:ips|crash)$/i.test(name)).map((entry) =>
+  const all = entries.filter(({name}) => /\.(?:ips|crash)$/i.test(name)).map((entry) =>
     ({entry, rank: (CLIENT_PROGRAM.test(fileOf(entry.name)) ? '1' : '0') + dateIn(entry.name)}));
-  reports.sort((a, b) => a.rank < b.rank ? 1 : -1);
-  const read = reports.splice(0, MOST_REPORTS).sort((a, b) => a.entry.at - b.entry.at);  // which is quickest
-  const add = (entry, text) => {
-    const crash = readCrash(entry.name, text), stamp = stampOf(crash.stamp, clock);
+  const reports = all.sort((a, b) => a.rank < b.rank ? 1 : -1).slice(0, MOST_REPORTS);
+  if (all.length > MOST_REPORTS) notes.push(['', `Of ${all.length} crash reports only the latest ${MOST_REPORTS} are read.`]);
+  for (const {entry} of reports.sort((a, b) => a.entry.at - b.entry.at)) {  // which is quickest
+    const crash = readCrash(entry.name, (await readText(textOf(file, entry, REPORT_BYTES), REPORT_BYTES)).text);
+    const stamp = stampOf(crash.stamp, clock);
     if (stamp?.offset) clock.zone ??= stamp.offset;
     if (!byId.has(crash.id)) byId.set(crash.id, {...crash, entry, time: stamp?.time ?? 0});
-  };
-  for (const {entry} of read) add(entry, (await readText(textOf(file, entry, REPORT_BYTES), REPORT_BYTES)).text);
-  for (const {entry} of reports) {
-    add(entry, '');
-    await rest();
   }
   return [...byId.values()].sort((a, b) => b.time - a.time);
 }
@@ -200,33 +193,31 @@ function crashFindings(crashes, dumps, {end}) {
     `${shownName(program, 60)}: ${counted(older.length + 1, 'crash')}`, time && `last ${whenText(time, end)}`,
     joined([what, where].map((text) => text && shownName(text, 80)), ' in '),
     version && `version ${shownName(version, 40)}`], ', ');
-  const own = [...programs.values()].filter(([{isClient}]) => isClient).slice(0, MOST_PROGRAMS),
-    others = [...programs.values()].filter(([{isClient}]) => !isClient);
-  for (const list of own) found.push({kind: end - list[0].time < RECENT ? 'error' : 'warning',
-    title: told(list), about: ['logs/USER/diagnosticReports/', 'logs/uem_FIRST/DiagnosticReports/'],
-    lines: list.map(({entry, stamp, what, where}) => ({entry, text: joined([what, where]),
-      note: shownName(stamp.slice(0, 19) || 'at an unknown time')}))});
+  const others = [...programs.values()].filter(([{isClient}]) => !isClient);
+  for (const list of [...programs.values()].filter(([{isClient}]) => isClient).slice(0, MOST_PROGRAMS)) {
+    const lines = list.map(({entry, stamp, what, where}) =>
+      ({entry, text: joined([what, where]), note: shownName(stamp.slice(0, 19) || 'at an unknown time')}));
+    found.push({kind: end - list[0].time < RECENT ? 'error' : 'warning', title: told(list), lines,
+      about: ['logs/USER/diagnosticReports/', 'logs/uem_FIRST/DiagnosticReports/']});
+  }
   if (dumps.length) found.push({kind: 'warning', about: ['logs/USER/electron/', 'Crash/'],
     title: `${counted(dumps.length, 'dump')} of the client’s window and services, for a debugger`,
     lines: dumps.map((entry) => ({text: bytesText(entry.size), entry}))});
-  if (others.length) found.push({kind: '', isClosed: true,
-    title: `Crashes of other makers’ programs: ${sum(others, 'length')}`,
-    lines: others.map((list) => ({text: told(list), entry: list[0].entry}))});
+  if (others.length) found.push({kind: '', isClosed: true, about: [],
+    title: `Crashes of other makers’ programs: ${sum(others, 'length')}`, lines: others.map((list) => ({text: told(list), entry: list[0].entry}))});
   return found;
 }
 
 // ---- Errors in the logs.
 function errorLine({text, recent, before, fresh, untimed, since, last, place: {log, line}}, end) {
-  const isOld = !recent && before;
   return {text, entry: log.entry, line, note: joined([
     recent && `${times(recent)} in the last two hours, ${before ? `${times(before)} before` : 'never before'}`,
     fresh && `${times(fresh)}, in a log that begins within the last two hours`,
-    since && `since ${clockText(since)}`, isOld && `${times(before)}, last ${whenText(last, end)}`,
+    since && `since ${clockText(since)}`, !recent && before && `${times(before)}, last ${whenText(last, end)}`,
     untimed && `${times(untimed)}, without a time`], ', ')};
 }
-/** What the logs' errors tell; warnings are asked when no error is new. */
 function errorFindings(state) {
-  const found = [], errors = ranked(state, 2), of = (age) => errors.filter((group) => group.age === age);
+  const found = [], of = (age, level = 2) => ranked(state, level).filter((group) => group.age === age);
   const tell = (kind, title, groups) => {
     if (!groups.length) return;
     const [{text, recent, age}] = groups, others = groups.length > 1 && counted(groups.length - 1, 'other kind');
@@ -235,13 +226,10 @@ function errorFindings(state) {
       lines: groups.map((group) => errorLine(group, state.clock.end)),
       words: groups.slice(0, 50).map((group) => group.text.toLowerCase())});
   };
-  const news = of('new'), fresh = of('fresh'), isCalm = !news.length && !fresh.length;
-  const warnings = isCalm ? ranked(state, 1).filter(({age, recent}) => age === 'new' && recent > 2) : [];
+  const news = of('new'), fresh = of('fresh'), isMany = sum(fresh, 'fresh') > 2;
   tell(sum(news, 'recent') > 1 ? 'error' : 'warning', 'New errors in the last two hours', news);
-  tell(!news.length && sum(fresh, 'fresh') > 2 ? 'warning' : '', 'Errors in logs that begin within the last two hours',
-    fresh);
-  tell('warning', 'New warnings in the last two hours', warnings);
+  tell(!news.length && isMany ? 'warning' : '', 'Errors in logs that begin within the last two hours', fresh);
+  if (!news.length && !fresh.length) tell('warning', 'New warnings in the last two hours', of('new', 1));
   tell('', 'Errors that are not new', of('old'));
-  tell('', 'Errors without a time', of('untimed'));
   return found;
 }

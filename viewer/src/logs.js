@@ -36,6 +36,8 @@ function stampOf(line, clock) {
   return {time: zone && clock.zone !== undefined ? time + clock.zone - offset : time, offset, length};
 }
 
+const timeOf = (line, clock) => stampOf(line, clock)?.time;
+
 // ---- Levels: 2 for an error, 1 for a warning, else 0. A field of the line decides; words do where there is none.
 const LEVELS = ['trace verbose debug info information notice', 'warning warn w',
   'error err fault fatal critical crit severe alert emergency emerg panic e f'].map((names) => names.split(' '));
@@ -53,12 +55,10 @@ const WORDS = new RegExp('(?<!\\b(?:0|no|not|without|zero) )\\b(?:errors?|err|fa
   'fail(?:s|ed|ure|ures)?|fault|exception|abort(?:ed)?|crash(?:ed)?|refused|denied|timed out|unreachable|expired|' +
   'corrupt(?:ed)?|malformed|servfail)\\b' +
   '(?![-/]|\\.\\w|["\']?\\s?[:=]\\s?["\']?(?:none|nil|null|no|false|0|ok|success)\\b)', 'i');
-/** What a line must have to be a warning or an error: most have it not, and are passed over at once. The second is for
- * logs whose levels are letters or numbers, as one of the first lines shows. */
-const STEMS = 'err|warn|fa(?:il|tal|ult)|crit|severe|alert|emerg|panic|exception|abort|crash|' +
-  'refused|denied|timed out|unreachable|expired|corrupt|malformed';
-const SUSPECT = [STEMS, `${STEMS}|level.{1,4}[456]0|[efw](?:[\\]>)|]|\\d{4} )`].map((like) => new RegExp(like, 'gi'));
-const SHORT_LEVELS = /[[<(|][TVDIWEF][\]>)|]|level.{1,4}[1-6]0|^[IWEF]\d{4} /m;
+/** What a line must have to be a warning or an error: most have it not, and are passed over at once. */
+const SUSPECT = new RegExp('err|warn|fa(?:il|tal|ult)|crit|severe|alert|emerg|panic|exception|abort|crash|refused|' +
+  'denied|timed out|unreachable|expired|corrupt|malformed|' +
+  'level.{1,4}[456]0|e[\\]>)|]|f[\\]>)|]|w[\\]>)|]|[efw]\\d{4} ', 'gi');
 const levelNamed = (field) => /^\d/.test(field) ? (field < 40 ? 0 : field < 50 ? 1 : 2) :
   Math.max(0, LEVELS.findIndex((names) => names.includes(field.toLowerCase())));
 /** The level of a line, and where its field ends. */
@@ -121,7 +121,6 @@ function readTime(text, log, clock) {
 }
 /** Looks through a block of lines, the first of which has this number. */
 function lookThrough(text, line, log, state) {
-  const pattern = log.suspect ??= SUSPECT[SHORT_LEVELS.test(text) ? 1 : 0];
   for (let at = 0, stop, suspect = -1; at < text.length; at = stop + 1, ++line) {
     stop = text.indexOf('\n', at);
     if (stop < 0) stop = text.length;
@@ -129,8 +128,8 @@ function lookThrough(text, line, log, state) {
       readTime(text.slice(at, Math.min(stop, at + HEAD_CHARS)), log, state.clock);
     if (log.hour && !log.hour.lines++) log.hour.line ||= line;
     if (suspect < at) {
-      pattern.lastIndex = at;
-      suspect = pattern.exec(text)?.index ?? Infinity;
+      SUSPECT.lastIndex = at;
+      suspect = SUSPECT.exec(text)?.index ?? Infinity;
     }
     if (suspect < stop) addLine(text.slice(at, Math.min(stop, at + LINE_CHARS)), line, log, state);
   }
@@ -172,8 +171,8 @@ async function readLogs(file, entries, state, isCurrent, told) {
   }
 }
 /** The groups of a level by age: 'new' are those that come much more often in the last two hours than before, 'fresh'
- * those in logs that begin within these, where nothing tells what is new, 'old' and 'untimed' the others. */
-const AGES = ['new', 'fresh', 'old', 'untimed'];
+ * those in logs that begin within these, where nothing tells what is new, 'old' the others. */
+const AGES = ['new', 'fresh', 'old'];
 function ranked(state, level) {
   const from = state.clock.end - RECENT, begins = new Map();
   const beginOf = ({log}) => begins.get(familyOf(log.entry.name)) ?? Infinity;
@@ -184,7 +183,7 @@ function ranked(state, level) {
     const hours = Math.max(0.25, ...old.map((place) => (from - beginOf(place)) / HOUR));
     const first = all.reduce((a, b) => (b.since ?? Infinity) < (a.since ?? Infinity) ? b : a);
     const last = all.reduce((a, b) => (b.last ?? 0) >= (a.last ?? 0) ? b : a);
-    const age = recent > 3 * before * 2 / hours ? 'new' : fresh ? 'fresh' : recent || before ? 'old' : 'untimed';
+    const age = recent > 3 * before * 2 / hours ? 'new' : fresh ? 'fresh' : 'old';
     return {text, age, recent, before, fresh, untimed: sum(all, 'untimed'), since: first.since, last: last.last,
       score: recent / (before + 0.5) * hours, place: first.since ? first : last};
   });

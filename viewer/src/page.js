@@ -1,7 +1,7 @@
 // The page: its elements, its parts, and opening an archive. Content of an archive is always inserted as text.
 const MOST_ROWS = 500, MOST_EVIDENCE = 6;  // rows shown at once, and lines of a finding
 const OWN_LOG_CHARS = 24 * MIB, OWN_LOG_BYTES = 192 * MIB;  // kept: its end; read at most to reach that
-const REPORT_CHARS = 8 * MIB, MOST_PEOPLE = 20;
+const REPORT_CHARS = 8 * MIB;
 const page = (id) => document.getElementById(id), TABLES = JSON.parse(page('tables').textContent);
 let archive;  // the one that is shown
 
@@ -41,7 +41,8 @@ const rich = (text, onCode = (code) => make('code', code)) =>
 /** A button with a file's name, and a line's number, that opens it there. */
 const place = ({entry, line = 0}) =>
   button(`${shownName(entry.name)}${line ? `:${line}` : ''}`, () => view(entry, line));
-const sectionButton = (section, text) => button(text, () => view(section.entry, section.line));
+const sectionButton = (section, text = shownName(section.title)) =>
+  button(text, () => view(section.entry, section.line));
 /** Does something, and tells why it failed, so that nothing else fails. */
 async function attempt(task, failed) {
   try { await task(); } catch (error) { failed(sentence(error)); }
@@ -72,15 +73,14 @@ async function findAll() {
   return found.sort((a, b) => rank(a) - rank(b));
 }
 function showFindings() {
-  const {findings, run: {records, runs}, log, state: {logs}, isRead} = archive;
-  const isCalm = isRead && !findings.some(({kind, isOfTool}) => kind && !isOfTool);
-  const calm = logs.length ? `No new error in ${counted(logs.length, 'log')}` : 'It holds no log';
-  const about = !records.length ? 'No record tells what failed while collecting. ' :
-    records.some(isTrouble) ? '' : 'Nothing failed while collecting. ';
-  const link = log && button(`The ${counted(records.length, 'record')} of the last run`, () => view(log, records[0]?.line));
-  fill('findings', 'What to look at',
-    isCalm ? make('p', `${calm}; no crash of the client, no fault in its state.`) : '', findings.map(showFinding),
-    make('p', about, log ? [link, ` (runs in this log: ${runs})`] : ''));
+  const {findings, run: {records, runs}, log, state: {logs}} = archive, told = [];
+  if (archive.isRead && logs.length && !findings.some(({kind, isOfTool}) => kind && !isOfTool))
+    told.push(`No new error in ${counted(logs.length, 'log')}, no crash of the client, no fault in its state.`);
+  if (!records.length) told.push('No record tells what failed while collecting.');
+  else if (!records.some(isTrouble)) told.push('Nothing failed while collecting.');
+  const text = `The ${counted(records.length, 'record')} of the last run (runs in this log: ${runs})`;
+  fill('findings', 'What to look at', findings.map(showFinding),
+    make('p', joined(told), ' ', log ? button(text, () => view(log, records[0]?.line)) : ''));
 }
 
 // ---- From the complaint to the file.
@@ -119,35 +119,27 @@ const OWNER = /^(?:logs\/uem_|logs\/(?!uem_|OKVU\/)|database\/|nsdbase\/)([^/]+)
 function showSending() {
   const {entries, sections, crashes, users} = archive, owned = new Map(users.map((user) => [user, []]));
   for (const entry of entries) listed(owned, OWNER.exec(entry.name)?.[1] ?? 'root').push(entry);
-  const people = [...owned].filter(([name]) => !/^(root|share_user)$/.test(name)).slice(0, MOST_PEOPLE);
-  const files = (like) => entries.filter(({name}) => like.test(name)), {section, values} = addressesOf(sections);
-  const kinds = [['packet capture', 'what went over the network', files(/\.p?cap(?:ng)?$/i)],
-    ['crash report', 'of other makers’ programs', crashes.filter(({isClient}) => !isClient).map(({entry}) => entry)],
-    ['database', 'of the client', files(/\.(?:db|sqlite3?|mmap3)$/i)]].filter(([, , list]) => list.length);
-  const ask = (name) => {
-    page('search').value = name;
-    search(name);
-    page('hits').scrollIntoView();
-  };
-  const parts = [
-    ...people.map(([name, list]) => [`data of ${quoted(name)}`, `${counted(list.length, 'file')}; `,
-      button('where does this name stand?', () => ask(name))]),
-    ...kinds.map(([noun, whose, list]) => [counted(list.length, noun), `${whose}: `,
-      addRows(make('span'), list, (entry) => make('span.count', place({entry})), 4)])];
-  if (values.length) parts.push([counted(values.length, 'address'), 'of this machine: ', sectionButton(section, 'netcard')]);
+  const people = [...owned].filter(([name]) => !/^(root|share_user)$/.test(name));
+  const [, {section, values}] = factsOf(sections);  // the addresses
+  const files = (like) => entries.filter(({name}) => like.test(name));
+  const others = crashes.filter(({isClient}) => !isClient).map(({entry}) => entry);
+  const parts = people.map(([name, list]) => [`data of ${quoted(name)}`, counted(list.length, 'file'), list]);
+  for (const [noun, whose, list] of [
+    ['packet capture', 'what went over the network', files(/\.p?cap(?:ng)?$/i)],
+    ['crash report', 'of other makers’ programs', others],
+    ['database', 'of the client', files(/\.(?:db|sqlite3?|mmap3)$/i)]])
+    if (list.length) parts.push([counted(list.length, noun), whose, list]);
+  if (values.length) parts.push([counted(values.length, 'address'), 'of this machine', [section]]);
+  const link = (item) => make('span.count', item.entry ? sectionButton(item) : place({entry: item}));
+  const rows = parts.map(([what, whose, list]) =>
+    make('li', `${what}, ${whose}: `, addRows(make('span'), list, link, 4)));
   page('sending').replaceChildren(make('details', make('summary', make('b', 'Before you send it: '),
     parts.map(([what]) => what).join(' · ') || 'nothing personal was recognised'),
-  make('ul', parts.map(([what, ...more]) => make('li', `${what}: `, more)),
-    make('li', 'Is your name in it, or that of your company? Ask the search.'))));
-}
-function ticketText({title, summary, findings}) {
-  const lineText = ({text, note, entry, line}) =>
-    `    ${joined([entry && shownName(entry.name) + (line ? `:${line}` : ''), note, shownName(text, 300)])}`;
-  return [title, summary, '', ...findings.filter(({isClosed}) => !isClosed).flatMap(({kind, title: said, lines}) =>
-    [`- ${kind && `${kind}: `}${visible(said)}`, ...lines.slice(0, 3).map(lineText)]), ''].join('\n');
+  make('ul', rows, make('li', 'Is your name in it, or that of your company? Ask the search.'))));
 }
 function copyForTicket({target}) {
-  const area = make('textarea', {rows: 12, ariaLabel: 'The text for a ticket', value: ticketText(archive)});
+  const value = ['title', 'summary', 'findings'].map((id) => page(id).innerText).join('\n');
+  const area = make('textarea', {rows: 12, ariaLabel: 'The text for a ticket', value});
   target.after(area);
   area.select();
   const isCopied = document.execCommand('copy');  // which a page from the disk may do in every browser
@@ -163,31 +155,28 @@ function layoutRows(entries, users) {
     (JSON.stringify(row).includes('USER') ? users : users.slice(0, 1)).map((user) => {
       const filled = (text, told = (name) => name) =>
         text.replaceAll('USER', () => told(user)).replaceAll('FIRST', () => told(users[0]));
-      return {...row, path: filled(row.path), from: filled(row.from, inCode),
-        sources: row.sources.map((path) => filled(path)), found: []};
+      return {...row, path: filled(row.path), from: filled(row.from, inCode), found: []};
     }));
   const longestFirst = [...rows].sort((a, b) => b.path.length - a.path.length);
   for (const entry of entries) longestFirst.find(({path}) =>
     path.endsWith('/') ? entry.name.startsWith(path) : entry.name === path)?.found.push(entry);
   return rows;
 }
-/** What there is of a row, or why there is nothing. */
-function stateOf({path, found, sources, patterns, why}, {log, run: {records}}) {
-  const size = sum(found, 'size'), places = sources.map((source) => new RegExp(`(?:^|[ (])${escaped(source)}(?:[ /)]|$)`));
-  const isLike = (likes) => ({message}) => likes.some((like) => like.test(message));
+/** What there is of a row, or why it may be missing. */
+function stateOf({path, found, why}) {
+  const size = sum(found, 'size');
   if (found.length) return `${counted(found.length, 'file')}, ${size ? bytesText(size) : 'empty'}`;
-  if (records.some(({message}) => message.startsWith(path))) return 'there';
-  const reason = records.filter(isTrouble).find(isLike(places)) ?? records.find(isLike(patterns.map(likeOf)));
-  return make('span.absent', 'missing: ', reason ? make('code', visible(reason.message.slice(0, 500))) :
-    log && sources.length ? 'nothing that is collected was in that folder' : rich(why));
+  return archive.run.records.some(({message}) => message.startsWith(path)) ? 'there' :
+    make('span.absent', 'missing, for reasons such as: ', rich(why));
 }
 /** All files, in a list for each folder, the largest first. */
 function showFiles(entries) {
   const folders = new Map();
   for (const entry of entries) listed(folders, entry.name.slice(0, entry.name.lastIndexOf('/') + 1)).push(entry);
+  const sorted = [...folders].sort(([a], [b]) => a < b ? -1 : 1);
   const row = (name, size) => make('span.row', name, make('span.size', bytesText(size)));
   const file = (entry) => row([button(shownName(fileOf(entry.name)), () => view(entry)), saver(entry)], entry.size);
-  return addRows(make('div', {id: 'tree'}), [...folders].sort(), ([path, list]) => {
+  return addRows(make('div', {id: 'tree'}), sorted, ([path, list]) => {
     const ontoggle = ({target}) => target.children.length > 1 ||
       target.append(...addRows(make('div.tree'), list.sort((a, b) => b.size - a.size), file));
     const summary = make('summary', row(`${path ? shownName(path) : 'at the top'}, ${counted(list.length, 'file')}`,
@@ -206,19 +195,18 @@ function showContents() {
   const {entries, users} = archive;
   fill('contents', 'What is in it', table(['In the archive', 'From', 'There'], layoutRows(entries, users), (row) => {
     const {path, from, found: [entry]} = row, name = shownName(path);
-    return tableRow([entry ? button(name, () => openPath(path, entry)) : name, rich(from), stateOf(row, archive)]);
+    return tableRow([entry ? button(name, () => openPath(path, entry)) : name, rich(from), stateOf(row)]);
   }), make('h3', `All ${counted(entries.length, 'file')}`), showFiles(entries));
 }
 
 // ---- The machine.
 function showMachine() {
   const {sections, modules} = archive;
-  fill('machine', 'The machine', table(['What', 'Found'], factsOf(sections), ({name, section, values}) => tableRow(
-    !section ? [name, 'not in the archive'] : [sectionButton(section, name), values.length ?
-      addRows(make('div'), values, (value) => make('div', visible(value.slice(0, 200))), 4) : make('b.warning', 'none')])),
-  make('h3', 'All sections'), make('ul', [...sections, ...modules].map((section) => make('li',
-    sectionButton(section, `${modules.includes(section) ? 'tunnel: ' : ''}${shownName(section.title)}`),
-    make('span.faint', section.lines.length ? ` ${counted(section.lines.length, 'line')}` : ' empty')))));
+  const value = (text) => make('div', visible(text.slice(0, 200)));
+  const row = ({name, section, values}) => tableRow(!section ? [name, 'not in the archive'] :
+    [sectionButton(section, name), values.length ? addRows(make('div'), values, value, 4) : make('b.warning', 'none')]);
+  fill('machine', 'The machine', table(['What', 'Found'], factsOf(sections), row), make('h3', 'All sections'),
+    [...sections, ...modules].map((section) => make('span.count', sectionButton(section))));
 }
 
 // ---- Opening an archive.
@@ -230,16 +218,12 @@ function usersOf(entries, records) {
   return [...new Set([!isNobody && found.find((user) => user && !/^(root|share_user)$/.test(user)) || 'root', 'root'])];
 }
 function summaryOf({file, entries, run: {records}, users, crashes, sections}) {
-  const version = /_([\d.]{1,30})_\d{14}/.exec(file.name)?.[1], [first] = records;
-  const client = crashes.find((crash) => crash.isClient && crash.version);
-  const took = (records.at(-1)?.time - first?.time) / 1000;
+  const [first] = records, client = crashes.find((crash) => crash.isClient && crash.version);
   const people = users.map((user) => user === 'root' ? user : quoted(user)).join(' and ');
   const system = factsOf(sections)[0].values.join(' ') || 'unknown system';
   return joined([`Collected ${first?.stamp.slice(0, 19) ?? 'at an unknown time'} for ${people}`,
-    client ? `client ${shownName(client.version, 40)} (by a crash report)` :
-      version && `${version} in the name is not the client’s version`, shownName(system, 60),
-    `${bytesText(file.size)}, ${counted(entries.length, 'file')}, ${bytesText(sum(entries, 'size'))} unpacked`,
-    took > 0 && `collecting took ${took.toFixed(1)} s`], ' · ');
+    client && `client ${shownName(client.version, 40)} (by a crash report)`, shownName(system, 60),
+    `${bytesText(file.size)}, ${counted(entries.length, 'file')}, ${bytesText(sum(entries, 'size'))} unpacked`], ' · ');
 }
 /** When the archive was made: as its log says, or else its name, or else the date of the file. */
 function endOf(file, [first]) {
@@ -250,8 +234,7 @@ function endOf(file, [first]) {
 /** Reads what is needed to show the first screen. */
 async function readArchive(file) {
   const {entries, notes} = await readDirectory(file), sections = [];
-  const isOther = ({name}) => /^logs\/[^/]+\/LogColltionTool\.log$/.test(name);
-  const log = entries.findLast(({name}) => name === OWN_LOG) ?? entries.find(isOther);
+  const log = entries.findLast(({name}) => name === OWN_LOG);
   const read = async (entry, keep, most) => {
     const found = await readText(textOf(file, entry, most), keep);
     if (found.fault) notes.push([entry.name, found.fault]);
@@ -259,15 +242,15 @@ async function readArchive(file) {
   };
   const {text, line} = log ? await read(log, OWN_LOG_CHARS, OWN_LOG_BYTES) : {text: '', line: 1};
   const run = readRun(text, line), clock = {end: endOf(file, run.records)};
-  if (log?.name !== OWN_LOG) notes.push([log?.name ?? '', `It holds no ${OWN_LOG}${log ? '; this one is read for it' : ''}.`]);
-  if (log && !run.runs) notes.push(['', `No run begins in ${OWN_LOG}; what it holds is shown all the same.`]);
-  const reports = entries.filter(({name}) => /^(system_info|logs\/uem_[^/]+\/system_state)\.log$/.test(name)).slice(-2);
-  for (const entry of reports) sections.push(...sectionsOf((await read(entry, REPORT_CHARS, REPORT_CHARS)).text, entry));
+  if (!run.runs) notes.push(['', `It holds no ${OWN_LOG} in which a run begins.`]);
+  const isReport = ({name}) => /^(system_info|logs\/uem_[^/]+\/system_state)\.log$/.test(name);
+  for (const entry of entries.filter(isReport).slice(-2))
+    sections.push(...sectionsOf((await read(entry, REPORT_CHARS, REPORT_CHARS)).text, entry));
   const made = {file, entries, notes, log, run, clock, sections, state: newState(clock), modules: [], crashes: [],
-    users: usersOf(entries, run.records), title: shownName(file.name, 200)};
+    users: usersOf(entries, run.records)};
   const failed = (fault) => notes.push(['', `A part of it cannot be read: ${fault}`]);
   await attempt(() => { made.modules = modulesOf(run, log, TABLES.modules); }, failed);
-  await attempt(async () => { made.crashes = await readCrashes(file, entries, clock); }, failed);
+  await attempt(async () => { made.crashes = await readCrashes(file, entries, clock, notes); }, failed);
   return {...made, summary: summaryOf(made)};
 }
 /** Shows parts; one that fails says so in its place. */
@@ -284,7 +267,7 @@ async function showAnswers() {
 let opened = 0;
 /** Shows an archive, its logs' answers once they are read; stops when another is opened meanwhile. */
 async function open(file) {
-  const mine = ++opened, isCurrent = () => mine === opened, {dataset} = document.body, name = shownName(file.name, 200);
+  const mine = ++opened, isCurrent = () => mine === opened, {dataset} = document.body;
   const say = (state, summary, failure = '') => {
     dataset.state = state;
     page('summary').textContent = summary;
@@ -292,8 +275,8 @@ async function open(file) {
   };
   say('reading', 'Reading …');
   dataset.logs = '';
-  page('title').textContent = name;
-  document.title = `${name} – log archive`;
+  page('title').textContent = shownName(file.name, 200);
+  document.title = `${page('title').textContent} – log archive`;
   page('viewer').close();
   page('notes').replaceChildren();
   await attempt(async () => {
@@ -307,7 +290,9 @@ async function open(file) {
     page('notes').append(...notes.map(([of, text]) => make('li', of ? `${quoted(of)}: ${text}` : text)));
     say('shown', made.summary);
     page('copy').textContent = 'Copy for a ticket';
-    startSearch();
+    const files = new Set([...logsOf(entries), ...entries]);
+    onTyped(page('search'), [...files], page('hits'));
+    search(page('search').value.trim(), [...files], page('hits'));  // which also ends a search in the last archive
     await readLogs(file, entries, state, isCurrent, ({logs}) => {
       page('reading').textContent = `Reading the logs: ${logs.length} of ${total} …`;
     });

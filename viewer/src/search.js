@@ -1,5 +1,5 @@
 // Searching files for a word, in one file or in all.
-const MOST_HITS = 500, SEARCH_MS = 150;  // shown at most; waited for after the last key
+const MOST_HITS = 500, TYPING_MS = 150;  // shown at most; waited for after the last key
 const wordPattern = (word) => new RegExp(`(${escaped(word)})`, 'gi');
 
 /** Calls onHit(line number, line, time) for each line of these blocks with the word. Of a file that is no text the
@@ -15,31 +15,30 @@ async function searchIn(blocks, word, clock, isCurrent, onHit) {
     for (let found; (found = pattern.exec(block));) {
       const start = block.lastIndexOf('\n', found.index - 1) + 1, newline = block.indexOf('\n', found.index);
       const end = newline < 0 ? block.length : newline, from = Math.max(start, found.index - LINE_CHARS / 2);
-      [number, at] = [number + linesIn(block, at, start), Math.max(at, start)];
+      number += linesIn(block, at, start);
+      at = Math.max(at, start);
       pattern.lastIndex = end;
       if (number === last) continue;  // a long line that goes on in this block
       last = number;
       if (kind) onHit(0, `(in a ${kind})`);
-      else onHit(number, block.slice(from, Math.min(end, from + LINE_CHARS)),
-        stampOf(block.slice(start, start + HEAD_CHARS), clock)?.time);
+      else onHit(number, block.slice(from, Math.min(end, from + LINE_CHARS)), timeOf(block.slice(start, end), clock));
     }
     // A word may begin in this block and end in the next, when a line is cut there.
     before = text.endsWith('\n') || word.length < 2 ? '' : text.slice(1 - word.length);
   }
 }
-const marked = (text, word) => text.split(wordPattern(word)).map((part, i) => i % 2 ? make('mark', part) : part);
+/** The latest hits in the order of time, before them those without. */
 const latest = (hits) => hits.sort((a, b) => (a.time ?? 0) - (b.time ?? 0)).slice(-MOST_HITS);
 function hitRow(hit, word) {
-  const time = hit.time === undefined ? '' : make('time', ` ${stampText(hit.time)}`);
-  return make('li.hit', place(hit), time, ' ', make('code', marked(visible(hit.text), word)));
+  const text = visible(hit.text).split(wordPattern(word)).map((part, i) => i % 2 ? make('mark', part) : part);
+  return make('li.hit', place(hit), hit.time ? make('time', ` ${stampText(hit.time)}`) : '', ' ', make('code', text));
 }
-let searches = 0;
-/** Searches all files, and their names, and shows what it finds. */
-async function search(word) {
-  const mine = ++searches, isCurrent = () => mine === searches, box = page('hits'), status = make('p');
-  const {file, entries, clock} = archive, files = new Set([...logsOf(entries), ...entries]), unread = [];
-  let hits = [], count = 0, number = 0;
-  Object.assign(box.dataset, {word, state: word ? 'searching' : 'done'});
+/** Searches files, and their names, and shows what it finds in a box, until that is asked for something else. */
+async function search(word, files, box) {
+  const {file, clock} = archive, {dataset} = box, status = make('p', {role: 'status'}, 'Searching …'), unread = [];
+  const isCurrent = () => dataset.word === word && status.isConnected;
+  let hits = [], count = 0;
+  Object.assign(dataset, {word, state: word ? 'searching' : 'done'});
   box.hidden = !word;
   box.replaceChildren(make('h2', 'Found'), status);
   for (const entry of word ? files : []) {
@@ -50,31 +49,27 @@ async function search(word) {
     };
     if (wordPattern(word).test(entry.name)) add(0, '(in its name)');
     await attempt(() => searchIn(textOf(file, entry), word, clock, isCurrent, add), () => unread.push(entry));
-    status.textContent = `Searching … ${counted(count, 'line')} in ${++number} of ${counted(files.size, 'file')}`;
     await rest();
     if (!isCurrent()) return;
   }
-  const isTimed = ({time}) => time !== undefined, all = latest(hits);
-  const shown = [...all.filter(isTimed), ...all.filter((hit) => !isTimed(hit))];
-  page('reading').textContent = word && `${counted(count, 'line')} found`;  // where it is announced
+  hits = latest(hits);
   status.textContent = `${counted(count, 'line')} with ${quoted(word)}` +
-    (count > shown.length ? `; ${shown.length} are shown, the latest of those with a time.` : '.');
+    (count > hits.length ? `; ${hits.length} are shown, the latest of those with a time.` : '.');
   if (unread.length) box.append(make('p.warning', `Not searched to the end: ${named(unread)}.`));
-  box.append(make('ol', shown.map((hit) => hitRow(hit, word))));
-  box.dataset.state = 'done';
+  box.append(make('ol', hits.map((hit) => hitRow(hit, word))));
+  dataset.state = 'done';
 }
-function startSearch() {
-  const field = page('search'), {dataset} = page('hits');
+/** A field for a word to search these files for, once it is typed. */
+function onTyped(field, files, box) {
   let timer = 0;
   const now = () => {
     const word = field.value.trim();
     clearTimeout(timer);
-    if (dataset.word !== word) search(word);
+    if (box.dataset.word !== word) search(word, files, box);
   };
   field.oninput = () => {
     clearTimeout(timer);
-    timer = setTimeout(now, SEARCH_MS);
+    timer = setTimeout(now, TYPING_MS);
   };
   field.onkeydown = ({key}) => { if (key === 'Enter') now(); };
-  search(field.value.trim());  // which also ends a search in the last archive
 }

@@ -39,7 +39,7 @@ const MAGIC = {'SQLite format 3\0': 'SQLite database', 'MDMP': 'minidump, for a 
   '\xd4\xc3\xb2\xa1': 'packet capture', '\xa1\xb2\xc3\xd4': 'packet capture', '\x4d\x3c\xb2\xa1': 'packet capture'};
 /** What the first bytes of a file tell: {encoding, kind}; the kind is empty for text. */
 function kindOf(bytes) {
-  const head = bytes.subarray(0, 4096), text = bytewise.decode(head), most = head.length * 0.3;
+  const head = bytes.subarray(0, 4096), text = new TextDecoder('latin1').decode(head), most = head.length * 0.3;
   const known = Object.keys(MAGIC).find((magic) => text.startsWith(magic)), zeros = [0, 0];
   if (known) return {encoding: 'utf-8', kind: MAGIC[known]};
   head.forEach((byte, i) => { if (!byte) ++zeros[i % 2]; });

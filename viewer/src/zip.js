@@ -5,11 +5,7 @@ const FEED_BYTES = 16384;  // inflated at a time: what comes out, up to 1,032 ti
 const END = 0x06054b50, END_64 = 0x07064b50, ENTRY = 0x02014b50, LOCAL = 0x04034b50;
 
 class Fault extends Error {}  // its message is shown on the page
-function sentence(error) {
-  if (error instanceof Fault) return error.message;
-  if (error instanceof RangeError) return 'This is damaged: what it says of itself cannot be.';
-  return `This cannot be read: ${error.message}`;
-}
+const sentence = (error) => error instanceof Fault ? error.message : `This cannot be read: ${error.message}`;
 function bytesText(bytes) {
   const power = [3, 2, 1].find((n) => bytes >= 1024 ** n);
   return power ? `${(bytes / 1024 ** power).toFixed(1)} ${' KMG'[power]}iB` : `${bytes} B`;
@@ -18,9 +14,7 @@ const bytesAt = async (file, at, length) => new DataView(await file.slice(at, at
 const short = (view, at) => view.getUint16(at, true), long = (view, at) => view.getUint32(at, true);
 const number64 = (view, at) => Number(view.getBigUint64(at, true));
 const begins = (view, sign) => view.byteLength >= 4 && long(view, 0) === sign;
-/** The tool stores UTF-8 without the flag that says so; a name that is not UTF-8 is shown byte by byte. */
-const utf8 = new TextDecoder('utf-8', {fatal: true, ignoreBOM: true}), bytewise = new TextDecoder('latin1');
-function decodeName(bytes) { try { return utf8.decode(bytes); } catch { return bytewise.decode(bytes); } }
+const utf8 = new TextDecoder('utf-8', {ignoreBOM: true});  // the tool stores names so, without the flag that says it
 
 async function findDirectory(file) {
   const tailAt = Math.max(0, file.size - 22 - 65535 - 20), tail = await bytesAt(file, tailAt, file.size - tailAt);
@@ -42,7 +36,7 @@ async function findDirectory(file) {
 function entryAt(view, at, nameEnd, extraEnd) {
   const entry = {flags: short(view, at + 8), method: short(view, at + 10), crc: long(view, at + 16),
     packed: long(view, at + 20), size: long(view, at + 24), at: long(view, at + 42),
-    name: decodeName(new Uint8Array(view.buffer, at + 46, nameEnd - at - 46))};
+    name: utf8.decode(new Uint8Array(view.buffer, at + 46, nameEnd - at - 46))};
   for (let extra = nameEnd; extra + 4 <= extraEnd; extra += 4 + short(view, extra + 2)) {
     if (short(view, extra) !== 1) continue;
     const large = ['size', 'packed', 'at'].filter((key) => entry[key] === 0xffffffff);
@@ -70,46 +64,27 @@ async function readDirectory(file) {
   return {entries, notes};
 }
 
-let near = {};
-/** Some bytes of a file, MIB at most. What follows them is kept, for the thousands of small entries that may come. */
-async function bytesNear(file, at, length) {
-  if (near.file !== file || at < near.from || at + length > near.from + near.bytes.length)
-    near = {file, from: at, bytes: new Uint8Array(await file.slice(at, at + MIB).arrayBuffer())};
-  return near.bytes.subarray(at - near.from, at - near.from + length);
-}
 async function beginOf(file, entry) {
   if (entry.flags & 1 || ![0, 8].includes(entry.method))
     throw new Fault('This file is encrypted, or packed in a way that browsers do not know.');
-  const head = await bytesNear(file, entry.at, 30), view = new DataView(head.buffer, head.byteOffset, head.length);
-  if (!begins(view, LOCAL)) throw new Fault('This file is not where the directory says.');
-  return entry.at + 30 + short(view, 26) + short(view, 28);
+  const head = await bytesAt(file, entry.at, 30);
+  if (!begins(head, LOCAL)) throw new Fault('This file is not where the directory says.');
+  return entry.at + 30 + short(head, 26) + short(head, 28);
 }
-/** An entry as if it were gzip, in pieces: the browser then compares size and checksum, faster than a script can. */
-async function* asGzip(file, entry, from, progress) {
-  yield Uint8Array.of(0x1f, 0x8b, 8, 0, 0, 0, 0, 0, 0, 255);
-  for (let at = 0, length; at < entry.packed; at += length) {
-    length = Math.min(FEED_BYTES, entry.packed - at);
-    // What is not packed becomes a deflate block that is not packed either: its length, twice, goes before it.
-    if (!entry.method) yield Uint8Array.of(0);
-    if (!entry.method) yield Uint16Array.of(length, ~length);
-    const piece = await bytesNear(file, from + at, length);
-    yield piece;
-    if (piece.length < length) return;  // the archive ends here
-  }
-  if (!entry.method) yield Uint8Array.of(1, 0, 0, 255, 255);
-  progress.isFed = true;  // fed alone, the end cannot take content with it when it does not fit
-  yield Uint32Array.of(entry.crc, entry.size);
+const GZIP_HEAD = Uint8Array.of(0x1f, 0x8b, 8, 0, 0, 0, 0, 0, 0, 255);
+const inSmallPieces = () => new TransformStream({transform(bytes, controller) {
+  for (let at = 0; at < bytes.length; at += FEED_BYTES) controller.enqueue(bytes.subarray(at, at + FEED_BYTES));
+}});
+/** An entry's content as a stream. What is deflated is read as gzip, whose checksum the browser compares. */
+async function streamOf(file, entry) {
+  const from = await beginOf(file, entry), packed = file.slice(from, from + entry.packed);
+  if (!entry.method) return packed.stream();
+  const gzip = new Blob([GZIP_HEAD, packed, Uint32Array.of(entry.crc, entry.size)]);
+  return gzip.stream().pipeThrough(inSmallPieces()).pipeThrough(new DecompressionStream('gzip'));
 }
 /** Yields an entry's content in pieces. Throws a Fault where it ends early, or at its end when it is another. */
 async function* contentOf(file, entry, most = ENTRY_BYTES) {
-  const from = await beginOf(file, entry), progress = {isFed: false};
-  const {writable, readable} = new DecompressionStream('gzip');
-  const writer = writable.getWriter(), reader = readable.getReader();
-  const feed = async () => {
-    for await (const piece of asGzip(file, entry, from, progress)) await writer.write(piece);
-    await writer.close();
-  };
-  feed().catch((error) => writer.abort(error).catch(() => {}));  // makes the reader fail too, instead of waiting
+  const reader = (await streamOf(file, entry)).getReader();
   let length = 0, isWrong = false;
   const next = () => reader.read().catch(() => {
     isWrong = true;
@@ -122,8 +97,7 @@ async function* contentOf(file, entry, most = ENTRY_BYTES) {
       yield read.value;
     }
   } finally { reader.cancel().catch(() => {}); }
-  if (!progress.isFed) throw new Fault(`This file is damaged or cut off after ${bytesText(length)}.`);
-  if (length !== entry.size)
-    throw new Fault(`This file holds ${bytesText(length)}; the directory says ${bytesText(entry.size)}.`);
+  const told = `it holds ${bytesText(length)}; the directory says ${bytesText(entry.size)}.`;
+  if (length !== entry.size) throw new Fault(`This file is damaged or cut off: ${told}`);
   if (isWrong) throw new Fault('This file is damaged: its checksum is another.');
 }
