@@ -55,7 +55,6 @@ function view(entry, line) {
   else if (isLog(entry)) show(0);
   else show(1, 1);
 }
-/** A button that saves an entry, and then says what became of it. */
 function saver(entry) {
   const onclick = async ({target}) => {
     const parts = [];

@@ -36,7 +36,6 @@ function readRun(log, line) {
  * many Macs do not have. Missing logs of the client are not normal, except root's. */
 const isNormal = ({level, message}, row) => row.todo === 'nothing' || level === 'warning' && / code:2 /.test(message) &&
   /normal/.test(row.cause) && !/^Source directory \/Users\/(?!root\/)[^/]*\/.*\/oBrela\/logs not exist/.test(message);
-/** One line for all equal messages, with the time of the first one. */
 function recordLines(records, entry) {
   const equal = new Map();
   for (const record of records) listed(equal, record.message).push(record);
@@ -44,7 +43,6 @@ function recordLines(records, entry) {
     note: joined([stamp.slice(11, 19), level, more.length && times(more.length + 1)]),
     text: message.slice(0, MOST_MESSAGE)}));
 }
-/** A pattern for texts that begin with the first of these parts and have the others after it. */
 const likeOf = (parts) => new RegExp(`^${parts.map(escaped).join('[^]*?')}`);
 /** What could not be collected. When the client is known to have failed, that the tunnel service did not answer follows
  * from it and needs no advice of its own. */
@@ -100,7 +98,6 @@ const NOTHING = '["\']?\\s?[:=]\\s?["\']?(?:\\d|none\\b|no\\b|false|null|nil|ok\
 const BAD_STATE = new RegExp('(?<!\\b(?:0|no|not) )\\b(?:down|timed? ?-?out|fail(?:ed|ure|s)?|refused|servfail|' +
   `unreachable|expired|error)\\b(?!${NOTHING})|(?<!(?:err|errors?|failed|failures?|fault|timeouts?|reason|proxy)` +
   '["\']?\\s?[:=]\\s?["\']?)\\bnone\\b', 'i');
-/** The lines of a section that are like this, as evidence. */
 const evidence = ({entry, line, lines}, like) =>
   lines.map((text, i) => ({text: text.slice(0, 500), entry, line: line + i})).filter(({text}) => like.test(text));
 /** What is told of the machine: its name, section and lines; when there are none, the fault, its kind, and another word
@@ -157,9 +154,9 @@ function stateFindings(sections, modules, hasAgent) {
 
 // ---- Crashes.
 const firstText = (...values) => values.find((value) => typeof value === 'string' && value)?.slice(0, 200) ?? '';
-/** What a crash report tells, in JSON or in words. */
 function readCrash(name, text) {
-  const byName = fileOf(name).replace(/[-_.]\d{4}-.*|\.\w+$/, ''), {head, body, frame: inJson} = parseReport(text) ?? {};
+  const byName = fileOf(name).replace(/[-_.]\d{4}-.*|\.\w+$/, '');
+  const {head, body, frame: inJson} = parseReport(text) ?? {};
   const frame = /^Thread \d+ Crashed.*\n0 .* 0x[\da-f]{1,16} (.{1,99}?)(?: \+ \d+)?$/m.exec(text)?.[1];
   const field = (title) => new RegExp(`^${title}:[ \\t]{0,20}([^\\n[]{1,100})`, 'm').exec(text)?.[1].trim();
   const program = firstText(body?.procName, head?.app_name, field('Process'), byName);
@@ -176,7 +173,7 @@ async function readCrashes(file, entries, clock, notes) {
   const all = entries.filter(({name}) => /\.(?:ips|crash)$/i.test(name)).map((entry) =>
     ({entry, rank: (CLIENT_PROGRAM.test(fileOf(entry.name)) ? '1' : '0') + dateIn(entry.name)}));
   const reports = all.sort((a, b) => a.rank < b.rank ? 1 : -1).slice(0, MOST_REPORTS);
-  if (all.length > MOST_REPORTS) notes.push(['', `Of ${all.length} crash reports only the latest ${MOST_REPORTS} are read.`]);
+  if (all.length > MOST_REPORTS) notes.push(['', `${MOST_REPORTS} of ${all.length} crash reports are read.`]);
   for (const {entry} of reports.sort((a, b) => a.entry.at - b.entry.at)) {  // which is quickest
     const crash = readCrash(entry.name, (await readText(textOf(file, entry, REPORT_BYTES), REPORT_BYTES)).text);
     const stamp = stampOf(crash.stamp, clock);
@@ -204,16 +201,17 @@ function crashFindings(crashes, dumps, {end}) {
     title: `${counted(dumps.length, 'dump')} of the client’s window and services, for a debugger`,
     lines: dumps.map((entry) => ({text: bytesText(entry.size), entry}))});
   if (others.length) found.push({kind: '', isClosed: true, about: [],
-    title: `Crashes of other makers’ programs: ${sum(others, 'length')}`, lines: others.map((list) => ({text: told(list), entry: list[0].entry}))});
+    title: `Crashes of other makers’ programs: ${sum(others, 'length')}`,
+    lines: others.map((list) => ({text: told(list), entry: list[0].entry}))});
   return found;
 }
 
 // ---- Errors in the logs.
-function errorLine({text, recent, before, fresh, untimed, since, last, place: {log, line}}, end) {
+function errorLine({text, recent, before, fresh, untimed, place: {log, line, since}}) {
   return {text, entry: log.entry, line, note: joined([
     recent && `${times(recent)} in the last two hours, ${before ? `${times(before)} before` : 'never before'}`,
     fresh && `${times(fresh)}, in a log that begins within the last two hours`,
-    since && `since ${clockText(since)}`, !recent && before && `${times(before)}, last ${whenText(last, end)}`,
+    since && `since ${clockText(since)}`, !recent && before && times(before),
     untimed && `${times(untimed)}, without a time`], ', ')};
 }
 function errorFindings(state) {
@@ -223,7 +221,7 @@ function errorFindings(state) {
     const [{text, recent, age}] = groups, others = groups.length > 1 && counted(groups.length - 1, 'other kind');
     const first = joined([`“${shownName(text, MOST_QUOTED)}”`, age === 'new' && recent > 1 && times(recent)], ', ');
     found.push({kind, title: `${title}: ${joined([first, others], ' and ')}`, about: [],
-      lines: groups.map((group) => errorLine(group, state.clock.end)),
+      lines: groups.map(errorLine),
       words: groups.slice(0, 50).map((group) => group.text.toLowerCase())});
   };
   const news = of('new'), fresh = of('fresh'), isMany = sum(fresh, 'fresh') > 2;

@@ -61,7 +61,6 @@ const SUSPECT = new RegExp('err|warn|fa(?:il|tal|ult)|crit|severe|alert|emerg|pa
   'level.{1,4}[456]0|e[\\]>)|]|f[\\]>)|]|w[\\]>)|]|[efw]\\d{4} ', 'gi');
 const levelNamed = (field) => /^\d/.test(field) ? (field < 40 ? 0 : field < 50 ? 1 : 2) :
   Math.max(0, LEVELS.findIndex((names) => names.includes(field.toLowerCase())));
-/** The level of a line, and where its field ends. */
 function levelOf(line) {
   const found = FIELD.exec(line.slice(0, HEAD_CHARS));
   if (!found) return {level: WORDS.test(line.slice(0, LINE_CHARS)) ? 2 : 0, length: 0};
@@ -83,7 +82,6 @@ const newState = (clock) => ({clock, logs: [], groups: new Map(), places: 0, oth
 const hourOf = (log, time, {end}) =>
   log.hours[HOURS - 1 - Math.max(0, Math.floor(end / HOUR) - Math.floor(time / HOUR))];
 
-/** Adds an error or a warning to the group of those that say the same. */
 function addToGroup(state, level, said, log, line, time) {
   const key = level + said.slice(0, KIND_CHARS).replace(NUMBERS, '#'), {groups} = state;
   const group = groups.get(key) ?? {level, text: copied(said), places: new Map()};
@@ -97,7 +95,6 @@ function addToGroup(state, level, said, log, line, time) {
   const kind = time === undefined ? 'untimed' : time > state.clock.end - RECENT ? 'recent' : 'before';
   if (!place.recent) [place.line, place.since] = [line, kind === 'recent' ? time : undefined];
   ++place[kind];
-  place.last = time;
 }
 function addLine(text, line, log, state) {
   const {level, length} = levelOf(text), {clock} = state;
@@ -174,19 +171,18 @@ async function readLogs(file, entries, state, isCurrent, told) {
  * those in logs that begin within these, where nothing tells what is new, 'old' the others. */
 const AGES = ['new', 'fresh', 'old'];
 function ranked(state, level) {
-  const from = state.clock.end - RECENT, begins = new Map();
+  const {end} = state.clock, from = end - RECENT, begins = new Map();
   const beginOf = ({log}) => begins.get(familyOf(log.entry.name)) ?? Infinity;
   for (const log of state.logs) begins.set(familyOf(log.entry.name), Math.min(log.begin ?? Infinity, beginOf({log})));
   const groups = [...state.groups.values()].filter((group) => group.level === level).map(({text, places}) => {
     const all = [...places.values()], old = all.filter((place) => beginOf(place) < from);
     const recent = sum(old, 'recent'), before = sum(old, 'before'), fresh = sum(all, 'recent') - recent;
     const hours = Math.max(0.25, ...old.map((place) => (from - beginOf(place)) / HOUR));
-    const first = all.reduce((a, b) => (b.since ?? Infinity) < (a.since ?? Infinity) ? b : a);
-    const last = all.reduce((a, b) => (b.last ?? 0) >= (a.last ?? 0) ? b : a);
     const age = recent > 3 * before * 2 / hours ? 'new' : fresh ? 'fresh' : 'old';
-    return {text, age, recent, before, fresh, untimed: sum(all, 'untimed'), since: first.since, last: last.last,
-      score: recent / (before + 0.5) * hours, place: first.since ? first : last};
+    const [place] = all.sort((a, b) => (a.since ?? end) - (b.since ?? end));
+    return {text, age, recent, before, fresh, untimed: sum(all, 'untimed'), place,
+      score: recent / (before + 0.5) * hours};
   });
   return groups.sort((a, b) => AGES.indexOf(a.age) - AGES.indexOf(b.age) || b.score - a.score || b.fresh - a.fresh ||
-    (a.since ?? 0) - (b.since ?? 0) || (b.last ?? 0) - (a.last ?? 0) || b.untimed - a.untimed);
+    a.place.since - b.place.since || b.before - a.before);
 }

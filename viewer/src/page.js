@@ -38,7 +38,6 @@ const fill = (id, title, ...children) => page(id).replaceChildren(make('h2', tit
 /** Formats a text of the documents: what stands between backticks becomes code, or what `onCode` makes of it. */
 const rich = (text, onCode = (code) => make('code', code)) =>
   text.split('`').map((part, i) => i % 2 ? onCode(part) : part);
-/** A button with a file's name, and a line's number, that opens it there. */
 const place = ({entry, line = 0}) =>
   button(`${shownName(entry.name)}${line ? `:${line}` : ''}`, () => view(entry, line));
 const sectionButton = (section, text = shownName(section.title)) =>
@@ -151,18 +150,14 @@ function copyForTicket({target}) {
 /** The documents' rows, filled in for these users; an entry belongs to the row with the longest matching path. */
 function layoutRows(entries, users) {
   const inCode = (name) => shownName(name.replaceAll('`', '\''), 32);
-  const rows = TABLES.layout.flatMap((row) =>
-    (JSON.stringify(row).includes('USER') ? users : users.slice(0, 1)).map((user) => {
-      const filled = (text, told = (name) => name) =>
-        text.replaceAll('USER', () => told(user)).replaceAll('FIRST', () => told(users[0]));
-      return {...row, path: filled(row.path), from: filled(row.from, inCode), found: []};
-    }));
+  const filled = (text, user, first) => text.replaceAll('USER', () => user).replaceAll('FIRST', () => first);
+  const rows = TABLES.layout.flatMap((row) => users.slice(0, row.path.includes('USER') ? 2 : 1).map((user) => ({...row,
+    found: [], path: filled(row.path, user, users[0]), from: filled(row.from, inCode(user), inCode(users[0]))})));
   const longestFirst = [...rows].sort((a, b) => b.path.length - a.path.length);
   for (const entry of entries) longestFirst.find(({path}) =>
     path.endsWith('/') ? entry.name.startsWith(path) : entry.name === path)?.found.push(entry);
   return rows;
 }
-/** What there is of a row, or why it may be missing. */
 function stateOf({path, found, why}) {
   const size = sum(found, 'size');
   if (found.length) return `${counted(found.length, 'file')}, ${size ? bytesText(size) : 'empty'}`;
@@ -184,7 +179,6 @@ function showFiles(entries) {
     return make('details', {ontoggle, path}, summary);
   });
 }
-/** Opens a file, or all folders below a path. */
 function openPath(path, entry) {
   if (entry.name === path) return void view(entry);
   const folders = [...page('tree').children].filter((folder) => folder.path.startsWith(path));
@@ -223,7 +217,8 @@ function summaryOf({file, entries, run: {records}, users, crashes, sections}) {
   const system = factsOf(sections)[0].values.join(' ') || 'unknown system';
   return joined([`Collected ${first?.stamp.slice(0, 19) ?? 'at an unknown time'} for ${people}`,
     client && `client ${shownName(client.version, 40)} (by a crash report)`, shownName(system, 60),
-    `${bytesText(file.size)}, ${counted(entries.length, 'file')}, ${bytesText(sum(entries, 'size'))} unpacked`], ' · ');
+    `${bytesText(file.size)}, ${counted(entries.length, 'file')}, ${bytesText(sum(entries, 'size'))} unpacked`,
+  ], ' · ');
 }
 /** When the archive was made: as its log says, or else its name, or else the date of the file. */
 function endOf(file, [first]) {
@@ -231,7 +226,6 @@ function endOf(file, [first]) {
   return first?.time || inName?.time ||
     file.lastModified - new Date(file.lastModified).getTimezoneOffset() * HOUR / 60;
 }
-/** Reads what is needed to show the first screen. */
 async function readArchive(file) {
   const {entries, notes} = await readDirectory(file), sections = [];
   const log = entries.findLast(({name}) => name === OWN_LOG);
@@ -253,7 +247,6 @@ async function readArchive(file) {
   await attempt(async () => { made.crashes = await readCrashes(file, entries, clock, notes); }, failed);
   return {...made, summary: summaryOf(made)};
 }
-/** Shows parts; one that fails says so in its place. */
 async function showParts(parts) {
   for (const [id, show] of Object.entries(parts)) {
     await attempt(show, (fault) => page(id).replaceChildren(make('p.warning', `This part cannot be shown: ${fault}`)));

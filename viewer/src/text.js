@@ -9,7 +9,6 @@ const visible = (text) => text.replace(/\r\n/g, '\n').replace(/\0{9,}/g, (zeros)
   .replace(/[\x7f-\x9f\p{Cf}\p{Zl}\p{Zp}\p{DI}]/gu, (c) => `<${c.codePointAt(0).toString(16)}>`);
 const shownName = (name, most = 1000) => visible(name.length > most ? `${name.slice(0, most)}…` : name)
   .replace(/\n/g, '␊').replace(/\t/g, '␉') || '(no name)';
-/** A name that somebody else chose, within a sentence of the page. */
 const quoted = (name) => `“${shownName(name.replace(/["“”„‟]/g, '\''), 32)}”`;
 const fileOf = (name) => name.slice(name.lastIndexOf('/') + 1);
 const named = (entries, most = 10) => entries.slice(0, most).map(({name}) => quoted(fileOf(name))).join(', ') +
