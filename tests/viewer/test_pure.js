@@ -4,7 +4,7 @@ const {deepStrictEqual} = require('node:assert'), {readFileSync} = require('node
 const sources = ['zip', 'text', 'logs', 'findings'].map((name) =>
   readFileSync(`${__dirname}/../../viewer/src/${name}.js`, 'utf8'));
 const part = new Function(`${sources.join('\n')}\nreturn {levelOf, stampOf, stampText, newState, newLog, lookThrough,
-  ranked, sectionsOf, modulesOf, visible, kindOf, parseJson};`)();
+  ranked, sectionsOf, modulesOf, visible, readDirectory};`)();
 const END = Date.UTC(2026, 10, 21, 18, 45, 31), clock = {end: END, zone: 3600000};
 
 test('levels and stamps of lines: the field decides, words where there is none', () => {
@@ -42,11 +42,12 @@ test('sections and modules, whatever they end in', () => {
     [['dump', ['head'], 4], ['DNS', ['[DNS] up', ''], 5], ['VNIC', ['VNIC: none'], 7]]);
   deepStrictEqual(modules('{"DNS": {"state": "up"}}'), [['DNS', ['{', '  "state": "up"', '}'], 4]]);
 });
-test('bytes and what is shown of them', () => {
-  const kinds = ['SQLite format 3\0', '\xff\xfea\0', 'a\0b\0c\0', 'plain\x1b', '\0\0\0'].map((text) =>
-    part.kindOf(Buffer.from(text, 'latin1')));
-  deepStrictEqual(kinds.map(({encoding, kind}) => kind || encoding),
-    ['SQLite database', 'utf-16le', 'utf-16le', 'utf-8', 'utf-8']);
+test('names that would act, hide or turn are made visible, a directory that is cut short is told', async () => {
   deepStrictEqual(part.visible('a\u00ad\u202e\u{e0041}\u3164\x1b\t\u2028'), 'a<ad><202e><e0041><3164>·\t<2028>');
-  deepStrictEqual([`${'['.repeat(99)}${']'.repeat(99)}`, '[1]', '{'].map(part.parseJson), [undefined, [1], undefined]);
+  const whole = Buffer.from('UEsDBAoAAAAAAAAAAACGphA2BQAAAAUAAAAFAAAAYS50eHRoZWxsb1BLAQIKAAoAAAAAAAAAAACGphA2BQAAAAUAAA' +
+    'AFAAAAAAAAAAAAAAAAAAAAAABhLnR4dFBLBQYAAAAAAQABADMAAAAoAAAAAAA=', 'base64');
+  whole.writeUInt16LE(9, whole.length - 12);
+  const {entries, notes} = await part.readDirectory(new Blob([whole]));
+  deepStrictEqual([entries.map(({name, size}) => [name, size]), notes.flat()],
+    [[['a.txt', 5]], ['', 'It claims to hold 9 files; its directory names 1.']]);
 });

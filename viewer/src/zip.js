@@ -71,16 +71,17 @@ async function beginOf(file, entry) {
   if (!begins(head, LOCAL)) throw new Fault('This file is not where the directory says.');
   return entry.at + 30 + short(head, 26) + short(head, 28);
 }
-const GZIP_HEAD = Uint8Array.of(0x1f, 0x8b, 8, 0, 0, 0, 0, 0, 0, 255);
-const inSmallPieces = () => new TransformStream({transform(bytes, controller) {
-  for (let at = 0; at < bytes.length; at += FEED_BYTES) controller.enqueue(bytes.subarray(at, at + FEED_BYTES));
-}});
-/** An entry's content as a stream. What is deflated is read as gzip, whose checksum the browser compares. */
+/** Puts what is deflated between the head and the end of a gzip file: then the browser compares size and checksum. */
+const asGzip = ({crc, size}) => new TransformStream({
+  start: (controller) => controller.enqueue(Uint8Array.of(0x1f, 0x8b, 8, 0, 0, 0, 0, 0, 0, 255)),
+  transform(bytes, controller) {
+    for (let at = 0; at < bytes.length; at += FEED_BYTES) controller.enqueue(bytes.subarray(at, at + FEED_BYTES));
+  },
+  flush: (controller) => controller.enqueue(Uint32Array.of(crc, size)),  // alone: takes no content along if it is wrong
+});
 async function streamOf(file, entry) {
-  const from = await beginOf(file, entry), packed = file.slice(from, from + entry.packed);
-  if (!entry.method) return packed.stream();
-  const gzip = new Blob([GZIP_HEAD, packed, Uint32Array.of(entry.crc, entry.size)]);
-  return gzip.stream().pipeThrough(inSmallPieces()).pipeThrough(new DecompressionStream('gzip'));
+  const from = await beginOf(file, entry), packed = file.slice(from, from + entry.packed).stream();
+  return entry.method ? packed.pipeThrough(asGzip(entry)).pipeThrough(new DecompressionStream('gzip')) : packed;
 }
 /** Yields an entry's content in pieces. Throws a Fault where it ends early, or at its end when it is another. */
 async function* contentOf(file, entry, most = ENTRY_BYTES) {
