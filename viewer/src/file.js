@@ -1,16 +1,6 @@
 // One file: its lines around a place, its end or its beginning, and those with a word.
-const VIEW_LINES = 1000, VIEW_CHARS = 4 * MIB, SHOWN_CHARS = 4000;  // shown at once, and of one line
+const VIEW_LINES = 1000, VIEW_CHARS = 4 * MIB, SHOWN_CHARS = 50000;  // shown at once, and of one line
 
-/** The blocks with the lines from this number on. */
-async function* blocksFrom(blocks, from) {
-  let length = 0;
-  for await (const block of blocks) {
-    if (block.next < from) continue;
-    if (block.line >= from + VIEW_LINES || length > VIEW_CHARS) return;
-    length += block.text.length;
-    yield block;
-  }
-}
 function lineRow(number, text) {
   const level = ['', '.warning', '.error'][levelOf(text).level], more = text.length - SHOWN_CHARS;
   const shown = more > 0 ? `${text.slice(0, SHOWN_CHARS)} … ${more} more characters` : text;
@@ -24,9 +14,7 @@ function view(entry, line) {
   /** Shows lines from this number on, the last ones for 0; `at` is the one to look at. */
   async function show(from, at, isMarked) {
     status.textContent = 'Reading …';
-    const blocks = textOf(archive.file, entry);
-    const {text, line: number, kind, fault} =
-      await (from ? readText(blocksFrom(blocks, from), Infinity) : readText(blocks, VIEW_CHARS));
+    const {text, line: number, kind, fault} = await readText(textOf(archive.file, entry), VIEW_CHARS, from);
     if (!pre.isConnected) return;
     const all = kind || !text ? [] : text.replace(/\n$/, '').split('\n').slice(Math.max(0, from - number));
     const lines = from ? all.slice(0, VIEW_LINES) : all.slice(-VIEW_LINES), size = bytesText(entry.size);

@@ -105,7 +105,7 @@ const evidence = ({entry, line, lines}, like) =>
 const FACTS = [
   ['System', 'os info', /<key>Product(?:Name|Version)<\/key>\s{0,99}<string>([^<\n]{1,60})|^PRETTY_NAME="?([^"\n]+)/gm],
   ['Addresses', 'netcard', /^[ \t]{0,99}inet6? (?!127\.|::1\b|fe80::1%lo0)(\S{1,60})/gm],
-  ['Tunnel interface', 'route info', /^(?:\d+: )?utun7:.*/gm, 'There is no tunnel interface utun7', 'warning', 'utun7'],
+  ['Tunnel interface', 'route info', /^.*\butun7\b.*/gm, 'There is no tunnel interface utun7', 'warning', 'utun7'],
   ['Routes through it', 'route info', /^(?!\s|\d+: |utun7:).*\butun7\b.*/gm,
     'No route leads through the tunnel interface utun7', 'warning', 'utun7'],
   ['Name servers', 'resolv dns info', /^\s{0,9}nameserver\s+(.+)/gm, 'No name server is set', 'warning', 'nameserver'],
@@ -190,8 +190,9 @@ function crashFindings(crashes, dumps, {end}) {
     `${shownName(program, 60)}: ${counted(older.length + 1, 'crash')}`, time && `last ${whenText(time, end)}`,
     joined([what, where].map((text) => text && shownName(text, 80)), ' in '),
     version && `version ${shownName(version, 40)}`], ', ');
-  const others = [...programs.values()].filter(([{isClient}]) => !isClient);
-  for (const list of [...programs.values()].filter(([{isClient}]) => isClient).slice(0, MOST_PROGRAMS)) {
+  const [own, others] = [true, false].map((wanted) =>
+    [...programs.values()].filter(([{isClient}]) => isClient === wanted));
+  for (const list of own.slice(0, MOST_PROGRAMS)) {
     const lines = list.map(({entry, stamp, what, where}) =>
       ({entry, text: joined([what, where]), note: shownName(stamp.slice(0, 19) || 'at an unknown time')}));
     found.push({kind: end - list[0].time < RECENT ? 'error' : 'warning', title: told(list), lines,

@@ -53,7 +53,8 @@ async function search(word, files, box) {
     if (!isCurrent()) return;
   }
   hits = latest(hits);
-  status.textContent = `${counted(count, 'line')} with ${quoted(word)}` +
+  const where = unread.length ? 'In what could be read: ' : '';
+  status.textContent = `${where}${counted(count, 'line')} with ${quoted(word)}` +
     (count > hits.length ? `; ${hits.length} are shown, the latest of those with a time.` : '.');
   if (unread.length) box.append(make('p.warning', `Not searched to the end: ${named(unread)}.`));
   box.append(make('ol', hits.map((hit) => hitRow(hit, word))));

@@ -73,14 +73,17 @@ async function* textOf(file, entry, most) {
   if (tail) yield block(tail);
   if (fault) throw fault;
 }
-/** The last `keep` characters of these blocks, from the beginning of a line: {text, line, kind, fault}. */
-async function readText(source, keep) {
+/** The last characters of these blocks, or the first ones from the block with a line on: {text, line, kind, fault}. */
+async function readText(source, most, from = 0) {
   const blocks = [];
   let length = 0, fault = '';
   try {
     for await (const block of source) {
+      if (block.next < from) continue;
       blocks.push(block);
-      for (length += block.text.length; length - blocks[0].text.length >= keep;) length -= blocks.shift().text.length;
+      length += block.text.length;
+      if (from && length > most) break;
+      while (!from && length - blocks[0].text.length >= most) length -= blocks.shift().text.length;
     }
   } catch (error) { fault = sentence(error); }
   const {line = 1, kind = ''} = blocks[0] ?? {};

@@ -56,10 +56,8 @@ async function readDirectory(file) {
     const entry = entryAt(view, at, nameEnd, extraEnd);
     if (entry.size || !entry.name.endsWith('/')) entries.push(entry);
   }
-  if (size > DIRECTORY_BYTES) notes.push(['', `It has more files than the ${seen} that are shown.`]);
-  else if (at < size) notes.push(['', `Its directory is damaged: only the first ${seen} of its files can be read.`]);
-  else if (count !== seen && count !== seen % 65536)
-    notes.push(['', `It claims to hold ${count} files; its directory names ${seen}.`]);
+  if (at < size || count !== seen && count !== seen % 65536)
+    notes.push(['', `Its directory is damaged or too large: of ${count} files it names ${seen}.`]);
   if (!entries.length) notes.push(['', 'It holds no file.']);
   return {entries, notes};
 }
