@@ -1,7 +1,6 @@
 // The page: its elements, its parts, and opening an archive. Content of an archive is always inserted as text.
-const MOST_ROWS = 500, MOST_EVIDENCE = 6;  // rows shown at once, and lines of a finding
-const OWN_LOG_CHARS = 24 * MIB, OWN_LOG_BYTES = 192 * MIB;  // kept: its end; read at most to reach that
-const REPORT_CHARS = 8 * MIB;
+const MOST_ROWS = 500, MOST_EVIDENCE = 6, MOST_FILES = 20;  // rows, lines of a finding, files of a folder at first
+const OWN_LOG_CHARS = 24 * MIB, OWN_LOG_BYTES = 192 * MIB, REPORT_CHARS = 8 * MIB;  // kept of it, and read at most
 const page = (id) => document.getElementById(id), TABLES = JSON.parse(page('tables').textContent);
 let archive;  // the one that is shown
 
@@ -171,13 +170,9 @@ function showFiles(entries) {
   const sorted = [...folders].sort(([a], [b]) => a < b ? -1 : 1);
   const row = (name, size) => make('span.row', name, make('span.size', bytesText(size)));
   const file = (entry) => row([button(shownName(fileOf(entry.name)), () => view(entry)), saver(entry)], entry.size);
-  return addRows(make('div', {id: 'tree'}), sorted, ([path, list]) => {
-    const ontoggle = ({target}) => target.children.length > 1 ||
-      target.append(...addRows(make('div.tree'), list.sort((a, b) => b.size - a.size), file));
-    const summary = make('summary', row(`${path ? shownName(path) : 'at the top'}, ${counted(list.length, 'file')}`,
-      sum(list, 'size')));
-    return make('details', {ontoggle, path}, summary);
-  });
+  return addRows(make('div', {id: 'tree'}), sorted, ([path, list]) => make('details', {path},
+    make('summary', row(`${shownName(path || 'at the top')}, ${counted(list.length, 'file')}`, sum(list, 'size'))),
+    addRows(make('div.tree'), list.sort((a, b) => b.size - a.size), file, MOST_FILES)));
 }
 function openPath(path, entry) {
   if (entry.name === path) return void view(entry);
