@@ -44,10 +44,11 @@ test('sections and modules, whatever they end in', () => {
 });
 test('names that would act, hide or turn are made visible, a directory that is cut short is told', async () => {
   deepStrictEqual(part.visible('a\u00ad\u202e\u{e0041}\u3164\x1b\t\u2028'), 'a<ad><202e><e0041><3164>·\t<2028>');
-  const whole = Buffer.from('UEsDBAoAAAAAAAAAAACGphA2BQAAAAUAAAAFAAAAYS50eHRoZWxsb1BLAQIKAAoAAAAAAAAAAACGphA2BQAAAAUAAA' +
-    'AFAAAAAAAAAAAAAAAAAAAAAABhLnR4dFBLBQYAAAAAAQABADMAAAAoAAAAAAA=', 'base64');
+  const whole = Buffer.from('UEsDBAoAAAAAAAAAAACGphA2BQAAAAUAAAAFAAAAYS50eHRoZWxsb1BLAQIKAAoAAAAAAAAAAACGphA2BQAAAAU' +
+    'AAAAFAAAAAAAAAAAAAAAAAAAAAABhLnR4dFBLBQYAAAAAAQABADMAAAAoAAAAAAA=', 'base64');
   whole.writeUInt16LE(9, whole.length - 12);
   const {entries, notes} = await part.readDirectory(new Blob([whole]));
   deepStrictEqual([entries.map(({name, size}) => [name, size]), notes.flat()],
-    [[['a.txt', 5]], ['', 'Its directory is damaged or too large: of 9 files it names 1.']]);
+    [[['a.txt', 5]],
+      ['', 'Its directory is damaged or too large: of 9 files it names 1.']]);
 });
