@@ -131,7 +131,7 @@ class Viewer(sandbox.Case):
         self.files.put("/Users/ada" + SHARED + "/database/a.db", b"SQLite format 3\0" + bytes(99) + b"ada lovelace")
         self.files.run("-q")
         shown = self.show(self.files.path(ROOT_DIR + "/" + self.files.archives()[0]), "body")
-        for text in (r"Collected 20.* for “ada” and root · .* files", "Before you send it: data of “ada” · 1 database",
+        for text in ("Collected 20.* for “ada” and root · .* files", "send it: data of “ada” · 1 database",
                      r"The tunnel's modules are missing: .*service does not run.*\n+What to do: ", r"Normal: \d+ thing",
                      "it is over 10 MiB", r"Name servers\s+192.0.2.1", r"netData\s+missing, for"):
             self.assertRegex(shown, text)

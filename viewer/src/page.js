@@ -1,6 +1,7 @@
 // The page: its elements, its parts, and opening an archive. Content of an archive is always inserted as text.
 const MOST_ROWS = 500, MOST_EVIDENCE = 6, MOST_FILES = 20;  // rows, lines of a finding, files of a folder at first
 const OWN_LOG_CHARS = 24 * MIB, OWN_LOG_BYTES = 192 * MIB, REPORT_CHARS = 8 * MIB;  // kept of it, and read at most
+const MOST_PEOPLE = 20;  // told whose data it is
 const page = (id) => document.getElementById(id), TABLES = JSON.parse(page('tables').textContent);
 let archive;  // the one that is shown
 
@@ -117,7 +118,7 @@ const OWNER = /^(?:logs\/uem_|logs\/(?!uem_|OKVU\/)|database\/|nsdbase\/)([^/]+)
 function showSending() {
   const {entries, sections, crashes, users} = archive, owned = new Map(users.map((user) => [user, []]));
   for (const entry of entries) listed(owned, OWNER.exec(entry.name)?.[1] ?? 'root').push(entry);
-  const people = [...owned].filter(([name]) => !/^(root|share_user)$/.test(name));
+  const people = [...owned].filter(([name]) => !/^(root|share_user)$/.test(name)).slice(0, MOST_PEOPLE);
   const [, {section, values}] = factsOf(sections);  // the addresses
   const files = (like) => entries.filter(({name}) => like.test(name));
   const others = crashes.filter(({isClient}) => !isClient).map(({entry}) => entry);
