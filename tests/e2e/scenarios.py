@@ -1,7 +1,7 @@
 """The scenarios: a name, the tool's arguments, and what differs from the base machine, in the words of play.play.
 
 usage: scenarios.py [--approve] [SCENARIO... | PART/PARTS]     ./dev approve calls it; ctest runs it in parts, without
-                                                               those that wait long: each is a test of its own
+                                                               "base" and those that wait long: tests of their own
 
 Each leaves a state (see state.py), which is compared with expected/base (the whole state of "base") or expected/SCENARIO
 (what differs from that one, by sections). What differs otherwise is printed as a diff. --approve writes the present
