@@ -9,27 +9,26 @@ namespace testing_support {
 
 namespace fs = boost::filesystem;
 
-/// A folder of its own for a test, removed with everything in it afterwards.
+/// A folder of its own for a test, which works in it; removed with everything in it afterwards.
 class TempDir {
  public:
   TempDir() : path_(fs::temp_directory_path() / fs::unique_path("logcollect-%%%%%%%%")) {
     fs::create_directories(path_);
+    fs::current_path(path_);
   }
-  ~TempDir() { fs::remove_all(path_); }
+  ~TempDir() {
+    fs::current_path("/");
+    fs::remove_all(path_);
+  }
   TempDir(const TempDir&) = delete;
-  TempDir& operator=(const TempDir&) = delete;
-
-  [[nodiscard]] fs::path operator/(const std::string& name) const { return path_ / name; }
-  [[nodiscard]] const fs::path& path() const { return path_; }
 
  private:
-  fs::path path_;
+  const fs::path path_;
 };
 
-inline fs::path writeFile(const fs::path& path, const std::string& content) {
-  fs::create_directories(path.parent_path());
+inline void writeFile(const fs::path& path, const std::string& content) {
+  if (path.has_parent_path()) fs::create_directories(path.parent_path());
   std::ofstream(path.string(), std::ios::binary) << content;
-  return path;
 }
 
 inline std::string readFile(const fs::path& path) {
