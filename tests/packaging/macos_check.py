@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""macos_check.py EXECUTABLE: breaks this one, which is as it should be, in every way that packaging/macos/check looks for,
-and sees it say so. Run by packaging/macos/build."""
+"""macos_check.py EXECUTABLE: breaks this one, which is as it should be, in every way that packaging/macos/check looks
+for, and sees it say so. Run by packaging/macos/build."""
 import pathlib
 import re
 import struct
