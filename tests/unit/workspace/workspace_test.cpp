@@ -1,16 +1,16 @@
+#include <filesystem>
+#include <fstream>
 #include <set>
 
 #include <gtest/gtest.h>
 
-#include "support/temp_dir.h"
 #include "workspace/output_root.h"
 #include "workspace/packing.h"
 
+namespace fs = std::filesystem;
 using namespace quelmar;
-using namespace testing_support;
 
 TEST(InitZipLogPath, SkipsTheNamesThatOthersHave) {
-  const TempDir dir;
   std::string root = (fs::current_path() / "out").string();
   ASSERT_TRUE(ensureLogRootDir(root));
   std::set<std::string> names;
@@ -19,7 +19,7 @@ TEST(InitZipLogPath, SkipsTheNamesThatOthersHave) {
     EXPECT_TRUE(names.insert(path).second) << path;
     if (number % 3 == 0) continue;  // reserved for this run, so another one's for the next
     fs::remove(path + ".incomplete");
-    writeFile("x", "x");
+    std::ofstream("x") << "x";
     number % 3 == 1 ? fs::create_symlink("/nowhere", path) : fs::create_hard_link("x", path);
   }
 }

@@ -1,6 +1,8 @@
 #include "zipper/zipper.h"
 
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <functional>
 #include <random>
 #include <set>
@@ -8,15 +10,23 @@
 
 #include <gtest/gtest.h>
 
-#include "support/temp_dir.h"
-
 namespace {
 
-using namespace testing_support;
+namespace fs = std::filesystem;
 using zipper::Zipper;
 
 constexpr unsigned kFlags = Zipper::CompressBest | Zipper::AppendHint;
 constexpr char kArchive[] = "a.zip", kPartial[] = "a.zip.incomplete";
+
+void writeFile(const fs::path& path, const std::string& content) {
+  fs::create_directories(fs::absolute(path).parent_path());
+  std::ofstream(path, std::ios::binary) << content;
+}
+
+std::string readFile(const char* path) {
+  std::ifstream stream(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(stream), {}};
+}
 
 /// The bytes of a new archive of this file or folder.
 std::string packed(const char* path, unsigned flags, Zipper::Hooks hooks) {
@@ -29,7 +39,6 @@ std::string packed(const char* path, unsigned flags, Zipper::Hooks hooks) {
 }
 
 TEST(Zipper, LargeEntriesGet64BitFields) {
-  const TempDir dir;
   writeFile("file", "");
   // Noise of the last size is longer than 4 GiB when it is packed. The files are cut off before they are read.
   for (const auto& [size, flags, isLarge] :
@@ -43,7 +52,6 @@ TEST(Zipper, LargeEntriesGet64BitFields) {
 }
 
 TEST(Zipper, AnArchiveHasItsNameOnlyWhenItIsFinished) {
-  const TempDir dir;
   const std::string longest(65'535, 'n');
   writeFile("file", "text");
   for (const auto& text : {std::string("text"), std::string(99, '\0'), std::string("PK\5\6 and no more")}) {
@@ -80,7 +88,6 @@ TEST(Zipper, AnArchiveHasItsNameOnlyWhenItIsFinished) {
 }
 
 TEST(Zipper, TreesComeBackWholeAndAsTheSameArchiveFromAnyNumberOfThreads) {
-  const TempDir dir;
   const auto add = [](const std::string& name, const std::string& text) {
     for (const std::string& path : {name, "expected/" + name.substr(name.rfind("tree/"))}) writeFile(path, text);
   };
