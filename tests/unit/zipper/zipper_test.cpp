@@ -65,6 +65,7 @@ TEST(Zipper, AnArchiveHasItsNameOnlyWhenItIsFinished) {
   for (const std::string& added : {longest, longest + "n", std::string("file")}) first.add(added, kFlags);
   EXPECT_FALSE(fs::exists(kArchive));
   EXPECT_THROW(Zipper(kArchive, ""), std::runtime_error);  // another one is at work
+  EXPECT_NE(std::system("flock -n a.zip.incomplete true"), 0);
   first.close();
   EXPECT_FALSE(fs::exists(kPartial));
 
