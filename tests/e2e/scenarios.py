@@ -300,7 +300,8 @@ scenario("scratch-exchanged", second_user=True, fails=("fstatat", SCRATCH, -1, -
 
 # Ends
 scenario("ends", fakes={"chmod": '[ "$2" = 666 ] && [ -e /set-up ] && ' + GATE + COPYING, **REPORTING, "open": GATE}, runs=[
-    {"meanwhile": kill(signal.SIGTERM), "files": {"/set-up": ""}}, {"meanwhile": kill(signal.SIGHUP), "files": {"/set-up": None}}])
+    {"meanwhile": kill(signal.SIGTERM), "files": {"/set-up": ""}}, {"meanwhile": kill(signal.SIGHUP), "files": {"/set-up": None}},
+    {"meanwhile": kill(signal.SIGTERM), "fails": ("posix_spawn", "/bin/sh", 0)}])
 scenario("ends-in-reports", fakes=REPORTING, runs=each("meanwhile", [kill(getattr(signal, "SIG" + name)) for name in (
     "INT QUIT KILL USR1 USR2 ALRM VTALRM PROF XCPU ABRT").split()]))
 scenario("ends-while-packing", fakes={"open": GATE}, runs=[{"meanwhile": kill(number), "fails": AT_PACKING} for number in (
