@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <atomic>
 #include <chrono>
 #include <csignal>
 #include <cstring>
@@ -31,41 +30,30 @@ constexpr std::size_t kReadBytes = 4096;
 constexpr std::size_t kMaxCapturedBytes = 1024 * 1024;
 constexpr int kFileSizeExceeded = 128 + SIGXFSZ;
 
-std::atomic<std::uintmax_t> maxReportBytes{1'073'741'824};  // 1 GiB
+std::uintmax_t maxReportBytes = 1'073'741'824;  // 1 GiB
 
 void logNotStarted(const std::string& cmd, int error) {
   LOG_CALL_AS("cmdPopen", kErr, "popen(cmd) fail,cmd:{}; Reason: errorno:{},msg:{}", cmd, error, std::strerror(error));
 }
 
-/// See cmdPopen. @param cmd  how `line` appears in the log
-/// @param file, status  as in Command
-bool capture(const std::string& cmd, const std::string& line, int file, std::string& output, int& status) {
+}  // namespace
+
+bool cmdPopen(const std::string& cmd, std::string& output) {
   output.clear();
+  output.reserve(kMaxCapturedBytes + kReadBytes);  // else memory could run out between the command's start and end
   // One byte more than is read at a time, so that the text always ends in a zero byte.
   std::array<char, kReadBytes + 1> buffer{};
   platform::Command command;
-  if (const int error = command.start(line, file)) {
+  if (const int error = command.start(cmd)) {
     logNotStarted(cmd, error);
     return false;
   }
   // After a short read older bytes still follow the new ones: kept on purpose, readers of captured texts know it.
-  for (bool isFull = false; command.read(buffer.data(), kReadBytes) > 0;) {
-    isFull = isFull || output.size() >= kMaxCapturedBytes;
-    try {
-      if (!isFull) output += buffer.data();
-    } catch (const std::bad_alloc&) {
-      isFull = true;
-    }
+  while (command.read(buffer.data(), kReadBytes) > 0) {
+    if (output.size() < kMaxCapturedBytes) output += buffer.data();
   }
-  status = command.wait();
+  command.wait();
   return true;
-}
-
-}  // namespace
-
-bool cmdPopen(const std::string& cmd, std::string& output) {
-  int status = 0;
-  return capture(cmd, cmd, -1, output, status);
 }
 
 bool cmdPopenWithin(std::chrono::seconds limit, const std::string& cmd) {
@@ -109,11 +97,13 @@ bool Report::run(const std::string& command) {
   const std::string limit = "ulimit -S -f " + std::to_string(maxReportBytes / platform::kShellBlockBytes) + "; ";
   // The descriptor takes the place of the target's name.
   const std::string redirected = limit + command.substr(0, command.rfind(">>")) + ">&3";
-  std::string discarded;  // empty: the shell writes the output into the report
-  int status = 0;
-  const bool started = capture(line, redirected, file_.get(), discarded, status);
-  endIfFull(1, status == kFileSizeExceeded, line);
-  return started;
+  platform::Command shell;
+  if (const int error = shell.start(redirected, file_.get())) {
+    logNotStarted(line, error);
+    return false;
+  }
+  endIfFull(1, shell.wait() == kFileSizeExceeded, line);
+  return true;
 }
 
 void Report::endIfFull(std::uintmax_t more, bool cutOff, const std::string& text) {
@@ -123,7 +113,7 @@ void Report::endIfFull(std::uintmax_t more, bool cutOff, const std::string& text
   hasEnded_ = cutOff || size + more > maxReportBytes;
   if (hasEnded_) {
     LOG_CALL_AS(function_, kWarn, "report {} ends at its limit of {} bytes; Reason: no room for all of: {}", path_,
-                cutOff ? size : maxReportBytes.load(), text);
+                cutOff ? size : maxReportBytes, text);
   }
 }
 
@@ -148,10 +138,7 @@ constexpr StateSection kSections[] = {
 };
 
 constexpr int kSpanMinutes = 10;
-
-std::string stamp(const std::tm& time) {
-  return fmt::format("{:%Y-%m-%d %H:%M:%S}", time);
-}
+constexpr const char* kStamp = "{:%Y-%m-%d %H:%M:%S}";
 
 void writeSystemInfo(details::Report& report) {
   const platform::HostCommands& commands = platform::hostCommands();
@@ -210,10 +197,10 @@ void collectSystemStateForUem(const std::string& folder, const std::string& name
 std::pair<std::string, std::string> wideLogSpan(std::time_t now) {
   std::tm time{};
   localtime_r(&now, &time);
-  const std::string end = stamp(time);
+  const std::string end = fmt::format(kStamp, time);
   time.tm_min -= kSpanMinutes;
   std::mktime(&time);
-  return {stamp(time), end};
+  return {fmt::format(kStamp, time), end};
 }
 
 void collectSystemWideLog(const std::string& folder) {

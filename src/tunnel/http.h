@@ -35,7 +35,7 @@ struct Cookie {
 using CurlCookies = std::vector<Cookie>;
 
 /// 8 random characters out of "0123456789abcdef", of one generator, seeded with the time of the first call.
-/// Thread-safe.
+/// Not thread-safe.
 std::string generateTraceId();
 
 /// The options that all of the client's programs share, in their order. This tool uses only reusesConnection.
@@ -60,9 +60,6 @@ struct NetworkOptions {
 
 struct URL {
   explicit URL(std::string address) : text(std::move(address)) {}
-
-  /// Whether a request can be sent there: only by "http".
-  [[nodiscard]] bool isValid() const { return text.compare(0, 7, "http://") == 0; }
 
   std::string text;
 };
