@@ -43,13 +43,6 @@ bool showHelpOrVersion(const cmdline::parser& parser) {
   return true;
 }
 
-void changeToFolderOf(const fs::path& program) {
-  const fs::path folder = program.parent_path();
-  tell(STDOUT_FILENO, "app path:" + program.string() + "\n");
-  tell(STDOUT_FILENO, "set sdp agent current work path " + folder.string() + "\n");
-  fs::current_path(folder);
-}
-
 void cleanOutputRoot(const std::string& dir) {
   try {
     checkAndCleanLogDir(dir);
@@ -115,7 +108,10 @@ int main(int argc, char** argv) {
   Terminal terminal(!parser.exist("quiet"));
   prepareProcess(terminal);
   const fs::path program = argc > 0 ? argv[0] : "";
-  changeToFolderOf(program);
+  const fs::path folder = program.parent_path();
+  tell(STDOUT_FILENO, "app path:" + program.string() + "\n");
+  tell(STDOUT_FILENO, "set sdp agent current work path " + folder.string() + "\n");
+  fs::current_path(folder);
   tell(STDOUT_FILENO, "Start collecting logs...\n");
 
   // 3. The tool's own log.
