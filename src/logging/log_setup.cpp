@@ -4,7 +4,6 @@
 #include <memory>
 #include <system_error>
 
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include "base/directories.h"
@@ -30,13 +29,6 @@ std::string getAppdataPath() {
   return folder;
 }
 
-/// Makes the log's folder, open to all users, and holds it for the run: nobody can exchange it then.
-void makeLogFolder(const std::string& path) {
-  std::error_code ec;
-  Descriptor folder = makeFolder(path, Links::kOwn, ec, Access::kAll);
-  if (!ec) hold(path, std::move(folder));
-}
-
 /// Lets all users write to the log. Not by a path that others can exchange: a link there would name another file.
 void changeAllUsersRW(const std::string& path) {
   int status = -1;
@@ -49,10 +41,11 @@ void setUp(const std::string& name) {
   const fs::path folder = fs::path(getAppdataPath()) / "logs";
   tell(STDOUT_FILENO, "log dir:" + folder.string() + " log name:" + fileName + "\n");
 
-  makeLogFolder(folder.string());
+  std::error_code ec, ignored;
+  Descriptor open = makeFolder(folder.string(), Links::kOwn, ignored, Access::kAll);
+  if (open) hold(folder.string(), std::move(open));  // nobody can exchange it then
   LoggerOptions options;
   options.logFile = (folder / fileName).string();
-  std::error_code ec, ignored;
   bool made = false;
   openLog(options.logFile, ignored, &made);
   if (made && geteuid() == 0) changeAllUsersRW(options.logFile);

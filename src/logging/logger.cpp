@@ -101,26 +101,21 @@ Descriptor openLog(const std::string& path, std::error_code& ec, bool* made) {
   if (ec) return Descriptor();
   const int folder = place.folder.get();
   const char* const name = place.name.c_str();
-  for (int tries = 0; tries < 2; ++tries) {
-    Descriptor file(openat(folder, name, kFlags | O_CREAT | O_EXCL, 0666));
-    ec = file ? std::error_code() : lastError();
-    if (file) {
-      if (geteuid() == 0) fchmod(file.get(), 0666);  // whatever the umask is: other users log here too
-      if (made != nullptr) *made = true;
-      return file;
-    }
+  Descriptor file = makeFile(folder, name, kFlags, 0666, Overwrite::kNo, ec);
+  if (ec == std::errc::file_exists) {
     struct stat info {};
-    if (ec != std::errc::file_exists) return file;
-    if (lookUp(folder, name, info)) break;
+    ec = lookUp(folder, name, info);
+    if (ec) return file;
     if (isLog(info)) {  // else not opened: that has an effect on a pipe or a device
       file = Descriptor(openat(folder, name, kFlags));
-      ec = file ? std::error_code() : lastError();
+      if (!file) ec = lastError();
       if (!file || (fstat(file.get(), &info) == 0 && isLog(info))) return file;
     }
-    if (unlinkat(folder, name, 0) != 0) break;
+    file = makeFile(folder, name, kFlags, 0666, Overwrite::kYes, ec);
   }
-  ec = lastError();
-  return Descriptor();
+  if (file && geteuid() == 0) fchmod(file.get(), 0666);  // whatever the umask is: other users log here too
+  if (file && made != nullptr) *made = true;
+  return file;
 }
 
 void tell(int descriptor, std::string_view text) {
@@ -149,16 +144,13 @@ std::string printable(std::string_view text) {
 }
 
 void reportLoggerFailure(const char* function, int line) noexcept try {
-  const auto report = [function, line](const char* prefix, const std::exception& failure) {
-    tell(STDERR_FILENO, fmt::format("{}[{}:{}:{}]: {}\n", prefix, kFileTag, function, line, printable(failure.what())));
-  };
   // The misspelt words are kept on purpose: support staff search for them.
   try {
     throw;
-  } catch (const spdlog::spdlog_ex& failure) {
-    report("sdplog exception", failure);
   } catch (const std::exception& failure) {
-    report("", failure);
+    const bool isSinks = dynamic_cast<const spdlog::spdlog_ex*>(&failure) != nullptr;
+    tell(STDERR_FILENO, fmt::format("{}[{}:{}:{}]: {}\n", isSinks ? "sdplog exception" : "", kFileTag, function, line,
+                                    printable(failure.what())));
   } catch (...) {
     tell(STDERR_FILENO, "Unknown excepiton When logger\n");
   }
@@ -193,8 +185,7 @@ void Logger::setOptions(LoggerOptions& options) {
   boost::system::error_code ignored;
   const bool debug = fs::exists(options_.debugSwitch, ignored);
   minimumLevel_ = debug ? static_cast<int>(kDebug) : options_.level;
-  sinks_.push_back(logger);
-  sink_ = logger.get();
+  std::atomic_store(&sink_, std::move(logger));
   if (notRotated) {
     LOG_CALL(kWarn, "log {} not rotated.; Reason: code:{} msg:{}", options_.logFile, notRotated.value(),
              notRotated.message());
@@ -207,12 +198,12 @@ std::string Logger::GetFmt(const char* file, const char* function, int line, fmt
 }
 
 void Logger::flush() {
-  if (spdlog::logger* sink = sink_) sink->flush();
+  if (const auto sink = std::atomic_load(&sink_)) sink->flush();
 }
 
 void Logger::write(int level, const char* file, const char* function, int line, const Context& context,
                    fmt::string_view format, fmt::format_args args) {
-  spdlog::logger* const sink = sink_;
+  const auto sink = std::atomic_load(&sink_);
   if (sink != nullptr && level < minimumLevel_) return;
 
   std::string text;

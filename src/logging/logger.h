@@ -100,8 +100,7 @@ class Logger {
   LoggerOptions options_;
   std::atomic<int> minimumLevel_{kInfo};
   std::atomic<int> descriptor_{-1};
-  std::atomic<spdlog::logger*> sink_{nullptr};
-  std::vector<std::shared_ptr<spdlog::logger>> sinks_;  // all ever set: a thread may still use one that was replaced
+  std::shared_ptr<spdlog::logger> sink_;  // read and set as one: log calls may run while it is replaced
 };
 
 /// Writes to standard error why a log call has failed. Requires: an exception is being handled.
@@ -109,12 +108,10 @@ void reportLoggerFailure(const char* function, int line) noexcept;
 
 /// Logger::log, but exceptions only become a line on standard error.
 template <typename... Args>
-void guardedLog(int level, const char* function, int line, fmt::string_view format, const Args&... args) noexcept {
-  try {
-    Logger::GetInstancePtr()->log(level, kFileTag, function, line, format, args...);
-  } catch (...) {
-    reportLoggerFailure(function, line);
-  }
+void guardedLog(int level, const char* function, int line, fmt::string_view format, const Args&... args) noexcept try {
+  Logger::GetInstancePtr()->log(level, kFileTag, function, line, format, args...);
+} catch (...) {
+  reportLoggerFailure(function, line);
 }
 
 }  // namespace quelmar
@@ -153,12 +150,10 @@ class Losses {
 
  private:
   template <typename... Args>
-  void log(LogLevel level, const std::error_code& ec, fmt::string_view format, const Args&... args) noexcept {
-    try {
-      LOG_CALL_AS(function_, level, format, args..., ec.value(), ec.message());
-    } catch (...) {  // no memory for the text
-      reportLoggerFailure(function_, __LINE__);
-    }
+  void log(LogLevel level, const std::error_code& ec, fmt::string_view format, const Args&... args) noexcept try {
+    LOG_CALL_AS(function_, level, format, args..., ec.value(), ec.message());
+  } catch (...) {  // no memory for the text
+    reportLoggerFailure(function_, __LINE__);
   }
 
   const char* function_;
