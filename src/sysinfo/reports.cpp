@@ -150,7 +150,8 @@ void writeSystemInfo(details::Report& report) {
   report.banner("file permission info");
   list("/Library/Application Support/oBrela");
   list("/Users/root/Library/Application Support/oBrela");
-  if (const auto& user = process::loginUser()) list("/Users/" + *user + "/Library/Application Support/oBrela");
+  const std::string& user = process::loginUser();
+  if (!user.empty()) list("/Users/" + user + "/Library/Application Support/oBrela");
   report.banner("Launch info");
   for (const std::string& command : commands.launchCommands) report.run(command);
   for (const std::string& folder : commands.launchFolders) list(folder);
