@@ -9,7 +9,6 @@
 #include <string_view>
 #include <system_error>
 #include <utility>
-#include <vector>
 
 #include <fmt/format.h>
 
@@ -114,14 +113,10 @@ void guardedLog(int level, const char* function, int line, fmt::string_view form
   reportLoggerFailure(function, line);
 }
 
-}  // namespace quelmar
-
 /// LOG_CALL(level, format, args...): a log record with the calling function's plain name ("operator()" inside a
 /// lambda), or with another one, and the line of the call. Never throws.
 #define LOG_CALL(level, ...) LOG_CALL_AS(__func__, level, __VA_ARGS__)
 #define LOG_CALL_AS(function, level, ...) ::quelmar::guardedLog(level, function, __LINE__, __VA_ARGS__)
-
-namespace quelmar {
 
 /// Logs what could not be collected of one source, without flooding the log: for each error number the first loss with
 /// its path, and in the end how many others there were. Not thread-safe; only the constructor throws.

@@ -48,7 +48,7 @@ bool cmdPopen(const std::string& cmd, std::string& output) {
     logNotStarted(cmd, error);
     return false;
   }
-  // After a short read older bytes still follow the new ones: kept on purpose, readers of captured texts know it.
+  // The buffer keeps older bytes behind those of a short read: kept on purpose, readers of captured texts know it.
   while (command.read(buffer.data(), kReadBytes) > 0) {
     if (output.size() < kMaxCapturedBytes) output += buffer.data();
   }
@@ -206,11 +206,10 @@ std::pair<std::string, std::string> wideLogSpan(std::time_t now) {
 
 void collectSystemWideLog(const std::string& folder) {
   const auto [start, end] = wideLogSpan(std::time(nullptr));
-  const platform::WideLogQuery& query = platform::hostCommands().wideLog;
   const std::string path = (fs::path(folder) / "system_wide.log").string();
   LOG_CALL(kInfo, "{}", "collectSystemWideLog start");
   details::Report report(__func__, path, path);
-  const bool started = report.run(query.beforeStart + start + query.beforeEnd + end + query.beforeTarget);
+  const bool started = report.run(fmt::format(fmt::runtime(platform::hostCommands().wideLogQuery), start, end));
   LOG_CALL(kInfo, "collectSystemWideLog done, ret={}", started);
 }
 

@@ -83,12 +83,6 @@ HeaderList headerList(const HttpHeaders& headers) {
 
 }  // namespace
 
-HttpHeaders::HttpHeaders() {
-  set(KnownHeaders::kContentType, "application/x-www-form-urlencoded");
-  set(KnownHeaders::kUserAgent, "SPCClientType oBrelaTray");
-  set(KnownHeaders::kConnection, "close");
-}
-
 const char* HttpHeaders::name(KnownHeaders header) {
   const auto index = static_cast<std::size_t>(header);
   return index < std::size(kHeaderNames) ? kHeaderNames[index] : "Unknown-Header";

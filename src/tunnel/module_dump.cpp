@@ -24,8 +24,8 @@ std::shared_ptr<NetworkReply> requestModules(std::uint16_t port, std::error_code
   const auto request = NetworkRequest::create(nullptr);
   request->setTimeout(static_cast<unsigned int>(kLimits.tunnelExchange.count()));
   HttpHeaders headers;
-  headers.set("Accept", "*/*");
-  headers.set(HttpHeaders::KnownHeaders::kUserAgent, "oBrelaLogCollection");
+  headers.values["Accept"] = "*/*";
+  headers.values[HttpHeaders::name(HttpHeaders::KnownHeaders::kUserAgent)] = "oBrelaLogCollection";
   request->setHeaders(headers);
   NetworkOptions options;
   options.reusesConnection = false;
