@@ -15,7 +15,6 @@
 #include "base/limits.h"
 #include "base/threads.h"
 #include "collect/running_log.h"
-#include "logging/log_setup.h"
 #include "logging/logger.h"
 #include "sysinfo/reports.h"
 #include "tunnel/module_dump.h"

@@ -15,6 +15,10 @@
 #include <unistd.h>
 
 #include "base/files.h"
+#include "base/limits.h"
+#include "base/threads.h"
+#include "platform/command.h"
+#include "platform/users.h"
 
 namespace quelmar {
 namespace {
@@ -28,6 +32,33 @@ constexpr const char* kLinePattern = "[%Y-%m-%d %H:%M:%S.%e] [%l] [%t] %v";
 
 bool isLog(const struct stat& info) {
   return S_ISREG(info.st_mode) && info.st_nlink == 1;
+}
+
+/// Opens a log for reading and appending. A missing one is made, with mode 0666 when root makes it. Anything else than
+/// a regular file with a single link is removed before, except a folder.
+/// @param ec    cleared, then set when it cannot be opened
+/// @param made  when not null: set to true when this call has made the file
+Descriptor openLog(const std::string& path, std::error_code& ec, bool* made = nullptr) {
+  constexpr int kFlags = O_RDWR | O_APPEND | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+  const Place place = locate(path, Links::kOwn, ec);
+  if (ec) return Descriptor();
+  const int folder = place.folder.get();
+  const char* const name = place.name.c_str();
+  Descriptor file = makeFile(folder, name, kFlags, 0666, Overwrite::kNo, ec);
+  if (ec == std::errc::file_exists) {
+    struct stat info {};
+    ec = lookUp(folder, name, info);
+    if (ec) return file;
+    if (isLog(info)) {  // else not opened: that has an effect on a pipe or a device
+      file = Descriptor(openat(folder, name, kFlags));
+      if (!file) ec = lastError();
+      if (!file || (fstat(file.get(), &info) == 0 && isLog(info))) return file;
+    }
+    file = makeFile(folder, name, kFlags, 0666, Overwrite::kYes, ec);
+  }
+  if (file && geteuid() == 0) fchmod(file.get(), 0666);  // whatever the umask is: other users log here too
+  if (file && made != nullptr) *made = true;
+  return file;
 }
 
 /// The log's file. Each record is appended with one call, so that two runs may share the file.
@@ -93,30 +124,48 @@ bool canTake(int descriptor, std::chrono::steady_clock::time_point deadline) {
   return select(descriptor + 1, nullptr, &descriptors, nullptr, &limit) == 1;
 }
 
-}  // namespace
-
-Descriptor openLog(const std::string& path, std::error_code& ec, bool* made) {
-  constexpr int kFlags = O_RDWR | O_APPEND | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
-  const Place place = locate(path, Links::kOwn, ec);
-  if (ec) return Descriptor();
-  const int folder = place.folder.get();
-  const char* const name = place.name.c_str();
-  Descriptor file = makeFile(folder, name, kFlags, 0666, Overwrite::kNo, ec);
-  if (ec == std::errc::file_exists) {
-    struct stat info {};
-    ec = lookUp(folder, name, info);
-    if (ec) return file;
-    if (isLog(info)) {  // else not opened: that has an effect on a pipe or a device
-      file = Descriptor(openat(folder, name, kFlags));
-      if (!file) ec = lastError();
-      if (!file || (fstat(file.get(), &info) == 0 && isLog(info))) return file;
-    }
-    file = makeFile(folder, name, kFlags, 0666, Overwrite::kYes, ec);
+std::string getAppdataPath() {
+  tell(STDOUT_FILENO, fmt::format("name:{} uid:{}\n", userName(geteuid()), geteuid()));
+  const std::string folder = applicationDataFolder();
+  std::error_code ec;
+  makeFolder(folder, Links::kOwn, ec);
+  if (ec) {
+    tell(STDERR_FILENO,
+         printable(fmt::format("getAppdataPath fail {}error:{}msg:{}", folder, ec.value(), ec.message())) + "\n");
+    LOG_CALL(kErr, "{}; Reason: error: {}, msg: {}", "get app logZipRootDir fail", ec.value(), ec.message());
   }
-  if (file && geteuid() == 0) fchmod(file.get(), 0666);  // whatever the umask is: other users log here too
-  if (file && made != nullptr) *made = true;
-  return file;
+  return folder;
 }
+
+/// Lets all users write to the log. Not by a path that others can exchange: a link there would name another file.
+void changeAllUsersRW(const std::string& path) {
+  int status = -1;
+  whileFixed(path, [&] { status = platform::runCommand(kLimits.openOwnLog, "chmod -R 666 \"" + path + "\""); });
+  if (status != 0) tell(STDOUT_FILENO, "changeAllUsersRW:" + path + " fail\n");
+}
+
+void setUp(const std::string& name) {
+  const std::string fileName = name.find(".log") != std::string::npos ? name : name + ".log";
+  const fs::path folder = fs::path(getAppdataPath()) / "logs";
+  tell(STDOUT_FILENO, "log dir:" + folder.string() + " log name:" + fileName + "\n");
+
+  std::error_code ec, ignored;
+  Descriptor open = makeFolder(folder.string(), Links::kOwn, ignored, Access::kAll);
+  if (open) hold(folder.string(), std::move(open));  // nobody can exchange it then
+  LoggerOptions options;
+  options.logFile = (folder / fileName).string();
+  bool made = false;
+  openLog(options.logFile, ignored, &made);
+  if (made && geteuid() == 0) changeAllUsersRW(options.logFile);
+
+  const std::string shared = utilities::macos::getSharedDataPath(ec);
+  if (ec) tell(STDERR_FILENO, fmt::format("getSharedDataPath fail,error:{}msg:{}\n", ec.value(), ec.message()));
+  options.debugSwitch = (fs::path(shared) / "debug").string();
+  tell(STDOUT_FILENO, "log debug file path:" + options.debugSwitch + "\n");
+  Logger::GetInstancePtr()->setOptions(options);
+}
+
+}  // namespace
 
 void tell(int descriptor, std::string_view text) {
   static std::atomic<bool> isStuck[STDERR_FILENO + 1];
@@ -223,6 +272,25 @@ void Logger::write(int level, const char* file, const char* function, int line, 
   }
   const int written = level > kOff ? static_cast<int>(kInfo) : level;
   sink->log(static_cast<spdlog::level::level_enum>(written), spdlog::string_view_t(text));
+}
+
+bool initLogName(const std::string& name) {
+  if (name.empty()) {
+    LOG_CALL(kErr, "{}{}", "name.empty()", "");
+    return false;
+  }
+  const auto failed = std::make_shared<std::atomic<bool>>(false);
+  bool ended = false;
+  try {
+    // The log may be in a home on a server that does not answer.
+    ended = runWhileMoving(
+        2 * kLimits.openOwnLog, [name] { setUp(name); }, [failed](const char*) { *failed = true; });
+  } catch (...) {
+    *failed = true;
+  }
+  if (ended && !*failed) return true;
+  tell(STDERR_FILENO, "exception in init log\n");
+  return false;
 }
 
 }  // namespace quelmar

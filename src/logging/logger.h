@@ -36,12 +36,6 @@ struct LoggerOptions {
   std::string debugSwitch = "debug";       ///< when a file of this name exists at set-up, the level becomes debug
 };
 
-/// Opens a log for reading and appending. A missing one is made, with mode 0666 when root makes it. Anything else than
-/// a regular file with a single link is removed before, except a folder.
-/// @param ec    cleared, then set when it cannot be opened
-/// @param made  when not null: set to true when this call has made the file
-Descriptor openLog(const std::string& path, std::error_code& ec, bool* made = nullptr);
-
 /// Writes to standard output or standard error, for a second at most: nobody may be reading there. Once it could not,
 /// only what can be written at once. Thread-safe.
 void tell(int descriptor, std::string_view text);
@@ -101,6 +95,13 @@ class Logger {
   std::atomic<int> descriptor_{-1};
   std::shared_ptr<spdlog::logger> sink_;  // read and set as one: log calls may run while it is replaced
 };
+
+/// Sets up the tool's own log: finds its folder, creates the file and configures the logger. Writes progress to
+/// standard output and failures to standard error.
+/// @param name  the log's name; ".log" is appended unless the name contains it anywhere
+/// @return true when log calls now reach the file; false for an empty name, after any exception, or
+///         when it takes longer than ten seconds, as in a home that does not answer; it goes on in the background then
+bool initLogName(const std::string& name);
 
 /// Writes to standard error why a log call has failed. Requires: an exception is being handled.
 void reportLoggerFailure(const char* function, int line) noexcept;
