@@ -4,7 +4,6 @@
 #include <chrono>
 #include <climits>
 #include <mutex>
-#include <utility>
 
 #include <boost/filesystem/operations.hpp>
 #include <fcntl.h>
@@ -144,7 +143,8 @@ void changeAllUsersRW(const std::string& path) {
   if (status != 0) tell(STDOUT_FILENO, "changeAllUsersRW:" + path + " fail\n");
 }
 
-void setUp(const std::string& name) {
+/// As initLogName, with a name that is not empty.
+bool setUp(const std::string& name) try {
   const std::string fileName = name.find(".log") != std::string::npos ? name : name + ".log";
   const fs::path folder = fs::path(getAppdataPath()) / "logs";
   tell(STDOUT_FILENO, "log dir:" + folder.string() + " log name:" + fileName + "\n");
@@ -163,6 +163,9 @@ void setUp(const std::string& name) {
   options.debugSwitch = (fs::path(shared) / "debug").string();
   tell(STDOUT_FILENO, "log debug file path:" + options.debugSwitch + "\n");
   Logger::GetInstancePtr()->setOptions(options);
+  return true;
+} catch (...) {
+  return false;
 }
 
 }  // namespace
@@ -279,16 +282,11 @@ bool initLogName(const std::string& name) {
     LOG_CALL(kErr, "{}{}", "name.empty()", "");
     return false;
   }
-  const auto failed = std::make_shared<std::atomic<bool>>(false);
-  bool ended = false;
-  try {
-    // The log may be in a home on a server that does not answer.
-    ended = runWhileMoving(
-        2 * kLimits.openOwnLog, [name] { setUp(name); }, [failed](const char*) { *failed = true; });
-  } catch (...) {
-    *failed = true;
-  }
-  if (ended && !*failed) return true;
+  const auto isSetUp = std::make_shared<std::atomic<bool>>(false);
+  const auto work = [name, isSetUp] { *isSetUp = setUp(name); };
+  // The log may be in a home on a server that does not answer.
+  runWhileMoving(2 * kLimits.openOwnLog, work, [](const char*) {});
+  if (*isSetUp) return true;
   tell(STDERR_FILENO, "exception in init log\n");
   return false;
 }
