@@ -69,7 +69,7 @@ void directoryWalker(const fs::path& root, const std::function<void(const std::s
     TreeWalk walk(std::move(top), root.string(), [](const std::string& path, const std::error_code& why) {
       tellTraversal(path, "code:" + std::to_string(why.value()) + ": " + why.message());
     });
-    for (auto event = walk.next(); event != TreeWalk::Event::kEnd; event = walk.next()) {
+    while (walk.next()) {
       const std::string path = walk.path();
       const bool isFolder = walk.kind() == EntryKind::kDirectory;
       if (walk.kind() == EntryKind::kUnknown) {
@@ -78,7 +78,7 @@ void directoryWalker(const fs::path& root, const std::function<void(const std::s
         LOG_CALL(kWarn, "current path:{}; Reason: code:{} msg:{}", path, ec.value(), ec.message());
         continue;
       }
-      if (isFolder && event == TreeWalk::Event::kEntry) {
+      if (isFolder && !walk.hasLeft()) {
         if (beforeDir) beforeDir(path);
         Folder folder = depth == Depth::kTree ? walk.open(ec) : Folder();
         if (folder.open) {

@@ -19,8 +19,7 @@ using logutils::FileFilter;
 /// errors, links that lead to no file, and files whose copy exists. Calls beat with each entry and each piece of a
 /// file.
 /// @param filter  called with each file's source path; empty accepts all
-/// @return the error when `src` is missing or cannot be listed to its end, or `dst` cannot be made (all logged); no
-///         error otherwise, whatever became of single files and sub-directories
+/// @return the error when `src` cannot be opened or `dst` not be made (logged); no error whatever else is lost
 std::error_code copyDir(const fs::path& src, const fs::path& dst, const FileFilter& filter);
 
 /// Copies the files directly in `sourceDir` that the filter accepts into `destDir`, as copyDir does, but replaces
