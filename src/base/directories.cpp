@@ -83,7 +83,7 @@ Descriptor start(int from, const std::string& path, std::error_code& ec) {
   return openOne(from, path.compare(0, 1, "/") == 0 ? "/" : ".", ec);
 }
 
-/// Opens a regular file, unless there is a link at its name. A device that is there is opened as well.
+/// Opens a regular file; fails for a link. A device that is there is opened as well.
 Descriptor openListedFile(int parent, const char* name, struct stat& info, std::error_code& ec) {
   ec.clear();
   Descriptor file(openat(parent, name, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_NOFOLLOW | O_CLOEXEC));
@@ -196,7 +196,7 @@ Descriptor replaceByFolder(int parent, const std::string& name, Access access, s
   return folder;
 }
 
-/// Makes a folder on the way to a path outside of the held folders, or opens it; see makeFolder.
+/// One step of makeFolder outside of the held folders.
 Descriptor makeOne(Way& way, int parent, const std::string& name, bool isLast, Access access, std::error_code& ec) {
   Descriptor folder = way.openEntry(parent, name, openOne, ec);
   if (!ec) return folder;

@@ -46,14 +46,11 @@ bool writeAll(int fd, const char* data, std::size_t size) {
 }
 
 Descriptor makeFile(int parent, const char* name, int flags, mode_t mode, Overwrite overwrite, std::error_code& ec) {
-  ec.clear();
-  if (overwrite == Overwrite::kYes && unlinkat(parent, name, 0) != 0) ec = lastError();
+  std::error_code notRemoved;
+  if (overwrite == Overwrite::kYes && unlinkat(parent, name, 0) != 0 && errno != ENOENT) notRemoved = lastError();
   Descriptor file(openat(parent, name, flags | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
-  if (file) {
-    ec.clear();
-  } else if (!ec || ec == std::errc::no_such_file_or_directory) {
-    ec = lastError();
-  }
+  ec.clear();
+  if (!file) ec = notRemoved ? notRemoved : lastError();
   return file;
 }
 

@@ -111,22 +111,13 @@ bool isForOthersToo(int folder, const std::string& path) {
                      [&start](const std::string& point) { return boost::algorithm::starts_with(point, start); });
 }
 
-/// Entries that were removed.
-struct Removed {
-  std::size_t count = 0;
-  std::string first;
+using Paths = std::vector<std::string>;
 
-  void add(const std::string& path) {
-    if (count++ == 0) first = path;
-  }
-};
-
-/// As cleanDir, but only what `mayGo` allows.
-void removeEntries(const std::string& dir, const std::function<bool(const std::string& path)>& mayGo,
-                   Removed& removed) {
+/// As cleanDir, but only what `mayGo` allows. Appends the paths of what was removed to `removed`.
+void removeEntries(const std::string& dir, const std::function<bool(const std::string& path)>& mayGo, Paths& removed) {
   const auto remove = [&](const std::string& path) {
     std::error_code ec;
-    if (mayGo(path) && helper::ensureRemove(path, ec)) removed.add(path);
+    if (mayGo(path) && helper::ensureRemove(path, ec)) removed.push_back(path);
   };
   const auto removeFile = [&remove](const std::string& path) {
     struct stat info {};
@@ -137,7 +128,7 @@ void removeEntries(const std::string& dir, const std::function<bool(const std::s
 }
 
 /// Removes the oldest archives. Throws fs::filesystem_error, before it removes one when they cannot all be looked at.
-void removeOldest(int folder, const std::string& dir, bool onlyOwn, Removed& removed) {
+void removeOldest(int folder, const std::string& dir, bool onlyOwn, Paths& removed) {
   std::multimap<std::time_t, std::string> byTime;
   const std::error_code listed = forEachEntry(folder, [&](EntryKind, const char* name) {
     struct stat info {};
@@ -151,7 +142,7 @@ void removeOldest(int folder, const std::string& dir, bool onlyOwn, Removed& rem
   for (auto oldest = byTime.begin(); byTime.size() >= kMaxArchives; oldest = byTime.erase(oldest)) {
     const std::string path = dir + "/" + oldest->second;
     if (unlinkat(folder, oldest->second.c_str(), 0) != 0) fail("cannot remove it", path, lastError());
-    removed.add(path);
+    removed.push_back(path);
   }
 }
 
@@ -216,14 +207,14 @@ void limitReports(const std::string& root) {
 }
 
 void cleanDir(const std::string& dir, bool removeItself) {
-  Removed ignored;
+  Paths ignored;
   removeEntries(
       dir, [](const std::string&) { return true; }, ignored);
   if (removeItself) helper::ensureRemove(dir);
 }
 
 void checkAndCleanLogDir(const std::string& dir) {
-  Removed removed;
+  Paths removed;
   try {
     std::error_code ec;
     const Descriptor folder = openFolder(dir, Links::kOwn, ec);
@@ -238,7 +229,9 @@ void checkAndCleanLogDir(const std::string& dir) {
   } catch (const fs::filesystem_error& failure) {
     LOG_CALL(kWarn, "{}; Reason: file system error: {}", "delete file error", failure.what());
   }
-  if (removed.count > 0) LOG_CALL(kInfo, "{} entries of {} removed, such as {}", removed.count, dir, removed.first);
+  if (!removed.empty()) {
+    LOG_CALL(kInfo, "{} entries of {} removed, such as {}", removed.size(), dir, removed.front());
+  }
 }
 
 Scratch makeScratch(const std::string& root) {

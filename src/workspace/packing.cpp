@@ -2,14 +2,13 @@
 
 #include <chrono>
 #include <ctime>
-#include <iomanip>
 #include <new>
 #include <optional>
-#include <sstream>
 
 #include <boost/algorithm/string/case_conv.hpp>
 #include <boost/exception/diagnostic_information.hpp>
 #include <fcntl.h>
+#include <fmt/chrono.h>
 
 #include "base/files.h"
 #include "base/tree_walk.h"
@@ -36,9 +35,7 @@ bool zipFileNameAt(std::chrono::system_clock::time_point time, std::string& name
     const std::time_t seconds = std::chrono::system_clock::to_time_t(time);
     std::tm local{};
     localtime_r(&seconds, &local);
-    std::ostringstream text;
-    text << kArchivePrefix << kProductVersion << "_" << std::put_time(&local, "%Y%m%d%H%M%S") << ".zip";
-    name = text.str();
+    name = fmt::format("{}{}_{:%Y%m%d%H%M%S}.zip", kArchivePrefix, kProductVersion, local);
     return true;
   } catch (...) {
     return false;
