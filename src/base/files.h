@@ -10,6 +10,10 @@ enum class Overwrite { kNo, kYes };
 /// write(2), repeated until all is written. @return false, with errno set, when that fails
 bool writeAll(int fd, const char* data, std::size_t size);
 
+/// Copies a file's first `bytes` bytes, as many as there are, to where `to` stands. Calls beat() with each piece.
+/// @return the first error
+std::error_code copyBytes(int from, int to, std::uintmax_t bytes);
+
 /// Makes the file `name` in the open folder `parent`. With kYes, what stands there and is no folder is removed.
 /// @param ec  cleared, then set when that fails: EEXIST with kNo, with kYes the error of removing what is there
 Descriptor makeFile(int parent, const char* name, int flags, mode_t mode, Overwrite overwrite, std::error_code& ec);

@@ -37,8 +37,7 @@ class ArchiveFile {
     unsigned long crc = 0;  ///< needed with a password
   };
 
-  // For an open archive. After a failed write, or giveUp(), the first and the last return false, and the archive does
-  // not get its name.
+  // For an open archive. After a failed write, or giveUp(), the first and the last return false.
   bool beginEntry(const std::string& name, const Entry& entry);
   void write(const char* data, std::size_t size);
   /// @param size  the file's, in bytes
@@ -46,10 +45,9 @@ class ArchiveFile {
   bool endEntry(std::uint64_t size, unsigned long crc);
   void giveUp() { gaveUp_ = true; }
 
-  /// Finishes and closes the file, and gives it the archive's name when all of it is on disk and nothing else has got
-  /// that name since open().
-  /// @param needsEntry  whether it is not renamed when no entry was added
-  /// @return whether it was renamed; true when no archive is open
+  /// Finishes and closes the file. It gets the archive's name when nothing has failed and nothing else has got that
+  /// name since open(), and not without a new entry when `needsEntry`.
+  /// @return whether it has got its name; true when no archive is open
   bool close(bool needsEntry);
 
  private:
@@ -60,9 +58,8 @@ class ArchiveFile {
   // The library ignores some failed writes; the file's error indicator, which nobody clears, remembers all of them.
   bool failed() const { return gaveUp_ || std::ferror(file_.get()) != 0; }
   bool create(mode_t mode);
-  bool copyOld();
-  void openInLibrary();
-  bool writeAt(off_t at, const std::string& bytes);
+  void openInLibrary(bool hasOld);
+  bool writeAt(off_t at, const void* data, std::size_t size);
   void completeSizes(std::uint64_t size);
   bool completeEndRecord();
   bool finish();
