@@ -58,11 +58,10 @@ bool takeRoot(const std::string& path, Links links) {
   std::error_code ec;
   Descriptor folder = makeFolder(path, links, ec, Access::kAll);
   if (ec) return false;
-  Root root;
+  Root& root = outputRoot();
   root.isLocked = flock(folder.get(), LOCK_EX | LOCK_NB) == 0;
   root.isShared = !root.isLocked && errno == EWOULDBLOCK;
   root.folder = hold(path, std::move(folder));
-  outputRoot() = root;
   return true;
 }
 
@@ -79,16 +78,12 @@ bool isOwnName(const std::string& name) {
   return isScratch || name == kSystemInfo || (starts_with(name, kArchivePrefix) && (isArchive(name) || isUnfinished));
 }
 
-/// Tells whether the run that has locked the output root uses the entry `name` there.
-bool isOtherRuns(const std::string& name) {
-  return outputRoot().isShared && (name == kScratch || name == kSystemInfo);
-}
-
-/// Tells whether another run has locked an entry, or that cannot be found out.
+/// Tells whether another run uses an entry of the output root, or has locked it, or that cannot be found out.
 /// @param locked  receives the open entry; a lock that this call has got lasts as long
 bool isInUse(int folder, const std::string& name, Descriptor& locked) {
   struct stat info {};
   locked = Descriptor();
+  if (outputRoot().isShared && (name == kScratch || name == kSystemInfo)) return true;
   if (lookUp(folder, name.c_str(), info) || (!S_ISREG(info.st_mode) && !S_ISDIR(info.st_mode))) return false;
   locked = Descriptor(openat(folder, name.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_NOFOLLOW | O_CLOEXEC));
   return locked ? flock(locked.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK : info.st_uid != geteuid();
@@ -113,8 +108,9 @@ bool isForOthersToo(int folder, const std::string& path) {
 
 using Paths = std::vector<std::string>;
 
-/// As cleanDir, but only what `mayGo` allows. Appends the paths of what was removed to `removed`.
-void removeEntries(const std::string& dir, const std::function<bool(const std::string& path)>& mayGo, Paths& removed) {
+/// As cleanDir, but only what `mayGo` allows. @return the paths of what was removed
+Paths removeEntries(const std::string& dir, const std::function<bool(const std::string& path)>& mayGo) {
+  Paths removed;
   const auto remove = [&](const std::string& path) {
     std::error_code ec;
     if (mayGo(path) && helper::ensureRemove(path, ec)) removed.push_back(path);
@@ -125,6 +121,7 @@ void removeEntries(const std::string& dir, const std::function<bool(const std::s
     if (isFile && !isArchive(path)) remove(path);
   };
   helper::directoryWalker(dir, {}, remove, removeFile, helper::Depth::kFolder);
+  return removed;
 }
 
 /// Removes the oldest archives. Throws fs::filesystem_error, before it removes one when they cannot all be looked at.
@@ -207,9 +204,7 @@ void limitReports(const std::string& root) {
 }
 
 void cleanDir(const std::string& dir, bool removeItself) {
-  Paths ignored;
-  removeEntries(
-      dir, [](const std::string&) { return true; }, ignored);
+  removeEntries(dir, [](const std::string&) { return true; });
   if (removeItself) helper::ensureRemove(dir);
 }
 
@@ -222,9 +217,9 @@ void checkAndCleanLogDir(const std::string& dir) {
     Descriptor locked;  // until the next entry
     const auto mayGo = [&](const std::string& path) {
       const std::string name = fs::path(path).filename().string();
-      return (!onlyOwn || isOwnName(name)) && !isOtherRuns(name) && !isInUse(folder.get(), name, locked);
+      return (!onlyOwn || isOwnName(name)) && !isInUse(folder.get(), name, locked);
     };
-    removeEntries(dir, mayGo, removed);
+    removed = removeEntries(dir, mayGo);
     if (!ec) removeOldest(folder.get(), dir, onlyOwn, removed);
   } catch (const fs::filesystem_error& failure) {
     LOG_CALL(kWarn, "{}; Reason: file system error: {}", "delete file error", failure.what());
@@ -270,7 +265,7 @@ void removeScratch(const std::string& root, const Scratch& scratch, const std::s
   const int folder = outputRoot().folder;
   forEachEntry(folder, [&](EntryKind, const std::string& name) {
     Descriptor locked;
-    if (isArchive(name) || !isOwnName(name) || isOtherRuns(name) || isInUse(folder, name, locked)) return;
+    if (isArchive(name) || !isOwnName(name) || isInUse(folder, name, locked)) return;
     LOG_CALL_AS("main", kWarn, "{} stays in the output folder", (fs::path(root) / name).string());
   });
 }

@@ -47,10 +47,8 @@ struct Piece {
 ///
 ///   freePiece, submit --> ring of pieces --> threads: deflate in place --> front, pop
 ///
-/// The constructor allocates all memory: with less of it there are fewer threads, and std::bad_alloc is thrown when it
-/// is not enough for one. It goes on without threads that cannot be started: the calling thread deflates too, rather
-/// than wait. The other functions cannot fail.
-/// Requires: one calling thread at a time.
+/// The calling thread deflates too, rather than wait, and alone when no other can be started. Only the constructor can
+/// fail: std::bad_alloc when the memory is not enough for one thread. Requires: one calling thread at a time.
 class DeflatePipeline {
  public:
   /// @param level    1 to 9
