@@ -23,11 +23,8 @@ constexpr int kPassThrough = O_SEARCH;
 constexpr int kPassThrough = O_RDONLY;
 #endif
 constexpr int kMaxLinks = 40;
-constexpr mode_t kFolderMode = 0755;  // less the umask
-constexpr mode_t kAllFolderMode = 0777;
 
-/// The folders that the run keeps open, by their trimmed paths.
-using HeldFolders = std::map<std::string, int>;
+using HeldFolders = std::map<std::string, int>;  // by trimmed paths
 
 HeldFolders& heldFolders() {
   static auto* const kHeld = new HeldFolders;  // never destroyed: threads may use it while the process ends
@@ -40,7 +37,7 @@ std::string trimmed(std::string path) {
   return path;
 }
 
-/// The held folder that is at a path or nearest above it; null when there is none.
+/// The held folder that is at a path or nearest above it, if any.
 const HeldFolders::value_type* nearestHeld(const std::string& path) {
   for (std::string above = trimmed(path);; above.resize(above.rfind('/'))) {
     const auto held = heldFolders().find(above);
@@ -103,7 +100,7 @@ bool isTrusted(uid_t owner) {
   return owner == 0 || owner == geteuid();
 }
 
-/// Tells whether others than root and the calling user may remove or rename what is in the folder.
+/// Tells whether others than root and the calling user may exchange what is in the folder.
 bool isOpenToOthers(const struct stat& info) {
   const bool isOwnGroup = info.st_gid == getegid() && geteuid() != 0;
   const mode_t others = isOwnGroup ? S_IWOTH : S_IWGRP | S_IWOTH;
@@ -123,6 +120,7 @@ std::string readLink(int parent, const std::string& name, struct stat& info) {
 /// Opens folders one in the other, and what is in them, following links by a rule.
 class Way {
  public:
+  /// Opens an entry that is no link.
   using Opener = std::function<Descriptor(int parent, const std::string& name, std::error_code& ec)>;
 
   /// @param isFixed  folders where others may exchange entries are not opened: EPERM
@@ -149,7 +147,6 @@ class Way {
   }
 
   /// Opens an entry of an open folder, or what a link at its name leads to.
-  /// @param open  opens an entry that is no link
   Descriptor openEntry(int parent, const std::string& name, const Opener& open, std::error_code& ec) {
     Descriptor entry = open(parent, name, ec);
     if (!ec || links_ == Links::kNone) return entry;
@@ -189,10 +186,10 @@ class Way {
 Descriptor replaceByFolder(int parent, const std::string& name, Access access, std::error_code& ec) {
   ec = removeEntry(parent, name.c_str());
   if (ec) return Descriptor();
-  const bool isNew = mkdirat(parent, name.c_str(), kFolderMode) == 0;
+  const bool isNew = mkdirat(parent, name.c_str(), 0755) == 0;
   if (!isNew && errno != EEXIST) ec = lastError();  // another run may have made it meanwhile
   Descriptor folder = ec ? Descriptor() : openOne(parent, name, ec);
-  if (!ec && isNew && access == Access::kAll && fchmod(folder.get(), kAllFolderMode) != 0) ec = lastError();
+  if (!ec && isNew && access == Access::kAll && fchmod(folder.get(), 0777) != 0) ec = lastError();
   return folder;
 }
 

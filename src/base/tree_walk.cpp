@@ -22,9 +22,8 @@ EntryKind kindOf(int folder, const dirent& entry) {
   return S_ISLNK(info.st_mode) ? EntryKind::kLink : EntryKind::kOther;
 }
 
-/// Appends the entries of an open folder to `entries`: for each a byte for the type (EntryKind), the name and a zero
-/// byte. All in one string, since a million strings would take too much memory.
-/// @return the error that ended the listing early; the entries before it are in `entries`
+/// Appends to `entries`, for each entry of an open folder, a byte for the type (EntryKind), the name and a zero byte: a
+/// million strings would take too much memory. @return the error that ended the listing early
 std::error_code listFolder(int folder, std::string& entries) {
   Descriptor again(openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   const std::unique_ptr<DIR, int (*)(DIR*)> listing(again ? fdopendir(again.get()) : nullptr, &closedir);

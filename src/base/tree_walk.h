@@ -25,8 +25,7 @@ struct Folder {
   [[nodiscard]] bool is(const Folder& other) const { return isSame(info, other.info); }
 };
 
-/// The folders that a walk is in, each in the one before it. Only a few of them are open at a time, however deep the
-/// tree is.
+/// The folders that a walk is in, each in the one before it. However many they are, only a few are open at a time.
 class FolderChain {
  public:
   explicit FolderChain(Folder top) { folders_.push_back(std::move(top)); }

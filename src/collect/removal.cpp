@@ -11,8 +11,7 @@ namespace {
 
 constexpr mode_t kWriteForAll = 0222;
 
-/// Replaces all permission bits: kept on purpose. By a descriptor, since what a name leads to may be exchanged for a
-/// link, or for a file that has other names.
+/// Replaces all permission bits: kept on purpose. By a descriptor: others may exchange what has the name.
 std::error_code makeWritable(const Place& place) {
   const int flags = O_RDONLY | O_NONBLOCK | O_NOCTTY | O_NOFOLLOW | O_CLOEXEC;
   struct stat info {};
@@ -22,13 +21,6 @@ std::error_code makeWritable(const Place& place) {
   if (!entry || fstat(entry.get(), &info) != 0) return lastError();
   if (!S_ISDIR(info.st_mode) && (!S_ISREG(info.st_mode) || info.st_nlink != 1)) return {};
   return fchmod(entry.get(), kWriteForAll) == 0 ? std::error_code() : lastError();
-}
-
-void addWritePermission(const Place& place, const fs::path& path) {
-  if (const std::error_code ec = makeWritable(place)) {
-    LOG_CALL(kErr, "{} permissions exception; Reason: {}", path.string(),
-             boost::diagnostic_information(std::system_error(ec)));
-  }
 }
 
 void tellMissing(const std::string& path, const std::error_code& ec) {
@@ -47,7 +39,10 @@ bool ensureRemove(const fs::path& path, std::error_code& ec) {
   const Place place = locate(path.string(), Links::kOwn, ec);
   if (!ec) ec = removeEntry(place.folder.get(), place.name.c_str());
   if (ec && place.folder) {
-    addWritePermission(place, path);
+    if (const std::error_code unchanged = makeWritable(place)) {
+      LOG_CALL_AS("addWritePermission", kErr, "{} permissions exception; Reason: {}", path.string(),
+                  boost::diagnostic_information(std::system_error(unchanged)));
+    }
     ec = removeEntry(place.folder.get(), place.name.c_str());
   }
   if (ec == std::errc::no_such_file_or_directory) ec.clear();

@@ -5,7 +5,7 @@
 #include <regex>
 
 #include <boost/algorithm/string/case_conv.hpp>
-#include <boost/date_time/posix_time/posix_time_types.hpp>
+#include <boost/date_time/posix_time/conversion.hpp>
 #include <boost/exception/diagnostic_information.hpp>
 #include <boost/filesystem/operations.hpp>
 
@@ -26,11 +26,8 @@ bool isRecent(const std::string& filePath, const boost::posix_time::ptime& refer
   boost::system::error_code ec;
   const std::time_t modified = fs::last_write_time(filePath, ec);
   if (ec) return true;
-  const boost::posix_time::ptime epoch(boost::gregorian::date(1970, 1, 1));
-  const auto sinceEpoch = referenceTime - epoch;
-  const std::int64_t reference = sinceEpoch.ticks() / sinceEpoch.ticks_per_second();
-  // Unsigned on purpose: a file newer than the reference counts as a very old one. The subtraction is unsigned too, so
-  // that an absurd time stamp cannot overflow it.
+  const std::int64_t reference = boost::posix_time::to_time_t(referenceTime);
+  // Unsigned on purpose: a file newer than the reference counts as a very old one, and nothing overflows.
   const std::uint64_t age = static_cast<std::uint64_t>(reference) - static_cast<std::uint64_t>(modified);
   return age < kMaxKeyLogAgeSeconds + 1;
 }

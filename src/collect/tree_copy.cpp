@@ -24,8 +24,7 @@ constexpr const char* kUnreadable = "read directory {} failed.; Reason: code:{} 
 
 std::atomic<std::uintmax_t> largestCopy{0};
 
-/// Tells whether the volume of a folder has room for a file of `size` bytes, and for packing what is there then. True
-/// when the free space is unknown.
+/// Tells whether the volume of a folder has room for a file of `size` bytes, and for packing it, or does not tell.
 bool hasRoom(int folder, std::uintmax_t size) {
   struct statvfs space {};
   if (fstatvfs(folder, &space) != 0) return true;
@@ -70,11 +69,7 @@ class TreeCopy {
     while (walk_.next()) {
       beat();
       try {
-        if (walk_.hasLeft()) {
-          leave();
-        } else {
-          handle();
-        }
+        handle();
       } catch (const std::bad_alloc&) {
         losses_.tell(kWarn, std::make_error_code(std::errc::not_enough_memory), kCopyFailed, walk_.path(), target_);
       }
@@ -82,13 +77,13 @@ class TreeCopy {
   }
 
  private:
-  /// The path of the copy of the folder that the walk is in.
   [[nodiscard]] std::string targetFolder() const { return target_ + targets_.path(); }
 
   void tellLost(const std::error_code& ec) { losses_.tell(kWarn, ec, kCopyFailed, walk_.path(), targetFolder()); }
 
   void handle() {
     const EntryKind kind = walk_.kind();
+    if (walk_.hasLeft()) return leave();
     if (targets_.last() < 0) return;  // was told when it could not be opened again
     if (depth_ == Depth::kTree && (kind == EntryKind::kDirectory || kind == EntryKind::kUnknown)) {
       std::error_code ec;
@@ -129,7 +124,6 @@ class TreeCopy {
            there.st_uid == targets_.info().st_uid;
   }
 
-  /// Tells whether the copy's path would be longer than the system accepts.
   [[nodiscard]] bool isTooLong() const { return target_.size() + walk_.path().size() - source_.size() >= PATH_MAX; }
 
   void enter(Folder source) {

@@ -31,7 +31,6 @@ constexpr std::uintmax_t kMaxReportBytes = 1'073'741'824;   // 1 GiB
 constexpr std::size_t kMaxArchives = 5;
 constexpr int kMaxNames = 1000;  // that are tried for a folder of this run's own
 
-/// What the run has found out about the output root.
 struct Root {
   int folder = -1;
   bool isLocked = false;           // by this run
@@ -53,7 +52,7 @@ bool mayBeEmptied(const std::string& root, const std::string& executable) {
   return place.empty();
 }
 
-/// Opens the folder at `path`, which is made when it is missing, holds and locks it. @return whether it is there
+/// Opens or makes the folder at `path`, holds and locks it. @return whether it is there
 bool takeRoot(const std::string& path, Links links) {
   std::error_code ec;
   Descriptor folder = makeFolder(path, links, ec, Access::kAll);
@@ -93,8 +92,7 @@ bool isInUse(int folder, const std::string& name, Descriptor& locked) {
   throw fs::filesystem_error(what, path, {ec.value(), boost::system::system_category()});
 }
 
-/// Tells whether only entries with the tool's own names may be removed from the folder: it has the sticky bit, or
-/// something is mounted in it. Throws when that cannot be told.
+/// Tells whether the folder has the sticky bit, or something is mounted in it. Throws when that cannot be told.
 bool isForOthersToo(int folder, const std::string& path) {
   struct stat info {};
   boost::system::error_code ec;
@@ -160,8 +158,7 @@ std::error_code makeUsualScratch(const Root& root, Descriptor& folder) {
   return makeNew(root.folder, kScratch, folder);
 }
 
-/// Makes a folder of this run's own in the root, and the scratch folder in it.
-/// @param name  receives its name
+/// Makes a folder of this run's own, whose name `name` receives, in the root, and the scratch folder in it.
 std::error_code makeOwnScratch(const Root& root, const std::string& path, std::string& name, Descriptor& folder) {
   Descriptor own;
   std::error_code ec = std::make_error_code(std::errc::file_exists);

@@ -102,8 +102,7 @@ bool ArchiveFile::create(mode_t mode) {
   const int flags = O_RDWR | O_CREAT | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC;
   Descriptor created(::openat(place_.folder.get(), partial_.c_str(), flags, mode));
   if (!created || ::fstat(created.get(), &made_) != 0) return false;
-  // An empty file of this user's may have reserved the name for the archive. Anything else is another run's, or
-  // planted.
+  // An empty file of this user's may reserve the name. Anything else is another run's, or planted.
   const bool isEmpty = S_ISREG(made_.st_mode) && made_.st_size == 0;
   if (!isEmpty || made_.st_uid != ::geteuid() || made_.st_nlink != 1) return false;
   // Another run may have taken it for what a dead one left, and locked it. Not every file system has locks.
@@ -117,8 +116,7 @@ bool ArchiveFile::create(mode_t mode) {
 void ArchiveFile::openInLibrary(bool hasOld) {
   zlib_filefunc64_def functions = functionsOn(file_.get());
   if (hasOld) {
-    // Only reading it tells an archive from a file of zeroes, which the library would write over; but an archive
-    // without entries cannot be read.
+    // The library would write over what it cannot read, as a file of zeroes; nor can it read an empty archive.
     unz_global_info64 info{};
     char start[kEndRecord.size()];
     const unzFile old = unzOpen2_64(place_.name.c_str(), &functions);
@@ -166,8 +164,7 @@ bool ArchiveFile::writeAt(off_t at, const void* data, std::size_t size) {
   return ::fseeko(file_.get(), at, SEEK_SET) == 0 && std::fwrite(data, 1, size, file_.get()) == size;
 }
 
-/// Gives an entry both 64-bit sizes when only its packed size needs one. Old versions of the library leave them 0, and
-/// most readers take the entry for damaged.
+/// Gives an entry both 64-bit sizes when only its packed size needs one: old versions of the library leave them 0.
 void ArchiveFile::completeSizes(std::uint64_t size) {
   const off_t end = ::ftello(file_.get());
   const off_t data = header_ + kLocalHeaderBytes + static_cast<off_t>(nameSize_) + kLargeFieldsBytes;
@@ -187,8 +184,7 @@ bool ArchiveFile::close(bool needsEntry) {
   return isNamed;
 }
 
-/// Adds the 64-bit end record to an archive of more than 65,535 entries when the library has not written one: old
-/// versions do so only for large archives, and most readers take the result for damaged.
+/// Adds the 64-bit end record for more than 65,535 entries: old versions of the library do so for large archives only.
 bool ArchiveFile::completeEndRecord() try {
   if (entries() <= kMaxPlainEntries) return true;
   std::string tail(kEndLocator64Bytes + sizeof(EndRecord) + commentSize_, '\0');

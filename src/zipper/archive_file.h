@@ -51,10 +51,6 @@ class ArchiveFile {
   bool close(bool needsEntry);
 
  private:
-  struct Close {
-    void operator()(std::FILE* file) const { std::fclose(file); }
-  };
-
   // The library ignores some failed writes; the file's error indicator, which nobody clears, remembers all of them.
   bool failed() const { return gaveUp_ || std::ferror(file_.get()) != 0; }
   bool create(mode_t mode);
@@ -69,7 +65,7 @@ class ArchiveFile {
 
   quelmar::Place place_;  // of the complete archive
   std::string partial_;   // the name of the file that is written
-  std::unique_ptr<std::FILE, Close> file_;
+  std::unique_ptr<std::FILE, int (*)(std::FILE*)> file_{nullptr, &std::fclose};
   struct stat made_ {};  // of file_
   // The archive that is added to. It stays open, since another file could get the number of a deleted one.
   quelmar::Descriptor old_;

@@ -10,10 +10,8 @@
 
 namespace zipper {
 
-/// The size of the pieces into which files are cut, in bytes.
-constexpr std::size_t kPieceBytes = 1'048'576;
-/// How many bytes before a piece serve as its dictionary: all that deflate can refer back to.
-constexpr std::size_t kDictionaryBytes = 32'768;
+constexpr std::size_t kPieceBytes = 1'048'576;    ///< into which files are cut
+constexpr std::size_t kDictionaryBytes = 32'768;  ///< before a piece: all that deflate can refer back to
 
 /// A piece of a file: its data, which deflating replaces by the output.
 struct Piece {

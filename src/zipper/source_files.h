@@ -44,7 +44,6 @@ using Lost = std::function<void(const std::string& path, int error)>;
 /// as an empty one. Never blocks.
 class SourceFile {
  public:
-  /// A file that could not be opened.
   explicit SourceFile(int error) : error_(error) {}
 
   /// Opens the regular file `name` in the open folder `parent`.
@@ -62,8 +61,7 @@ class SourceFile {
 
   [[nodiscard]] bool atEnd() const { return position_ == size_; }
 
-  /// The error number of opening or reading it, or 0: ENOTSUP for what is no regular file, EPERM for a file that may
-  /// not be packed.
+  /// 0, or the error number of opening or reading it: ENOTSUP for no regular file, EPERM for what may not be packed.
   [[nodiscard]] int error() const { return error_; }
 
   void rewind() { position_ = 0; }
@@ -87,8 +85,7 @@ void getFileCrc(SourceFile& stream, std::vector<char>& buffer, unsigned long& cr
 /// Opens what is below a folder and no folder itself, in listing order, and hands it to `each`. No link is followed.
 /// @param path         the folder's path, with which the paths of its files begin
 /// @param mayBePacked  asked for each file, and each folder below this one
-/// @param lost         told of folders that are left out: they could not be listed, may not be packed (EPERM), or have
-///                     a longer path than the system allows (ENAMETOOLONG)
+/// @param lost         told of folders that could not be listed, may not be packed, or have too long a path
 void filesFromDirectory(quelmar::Folder folder, const std::string& path, const MayBePacked& mayBePacked,
                         const Lost& lost, const std::function<void(const std::string& path, SourceFile& file)>& each);
 

@@ -48,7 +48,7 @@ class Zipper {
   /// Closes the archive; a failure is not reported.
   ~Zipper();
 
-  /// Requires: called before add(). release() forgets them.
+  /// Requires: called before add().
   void setHooks(Hooks hooks);
 
   /// Opens the archive again, to add to it. No effect when it is open.
@@ -69,7 +69,7 @@ class Zipper {
   /// @throws std::runtime_error "Error closing zip file!" when that fails, or a write has failed since it was opened
   void close();
 
-  /// Closes the archive as the destructor does, and frees everything.
+  /// Closes the archive as the destructor does, and forgets all but its path and password.
   void release();
 
   class Impl;  ///< not for callers
