@@ -89,13 +89,6 @@ Descriptor openListedFile(int parent, const char* name, struct stat& info, std::
   return ec ? Descriptor() : std::move(file);
 }
 
-/// As above, but a device is not opened.
-Descriptor openFile(int parent, const char* name, struct stat& info, std::error_code& ec) {
-  ec = lookUp(parent, name, info);
-  if (!ec && !S_ISREG(info.st_mode)) ec = std::make_error_code(std::errc::not_supported);
-  return ec ? Descriptor() : openListedFile(parent, name, info, ec);
-}
-
 bool isTrusted(uid_t owner) {
   return owner == 0 || owner == geteuid();
 }
@@ -260,7 +253,9 @@ Descriptor openRegular(int parent, const char* name, Links links, struct stat& i
     if (ec != std::errc::too_many_symbolic_link_levels) return file;
   }
   const auto open = [&info](int folder, const std::string& entry, std::error_code& failure) {
-    return openFile(folder, entry.c_str(), info, failure);
+    failure = lookUp(folder, entry.c_str(), info);
+    if (!failure && !S_ISREG(info.st_mode)) failure = std::make_error_code(std::errc::not_supported);
+    return failure ? Descriptor() : openListedFile(folder, entry.c_str(), info, failure);
   };
   return Way(links).openEntry(parent, name, open, ec);
 }

@@ -83,10 +83,6 @@ std::error_code forEachEntry(int folder, const std::function<void(EntryKind kind
   return ec;
 }
 
-Folder::Folder(Descriptor opened) : open(std::move(opened)) {
-  if (open) fstat(open.get(), &info);
-}
-
 void FolderChain::enter(Folder folder, const std::string& name) {
   folders_.push_back(std::move(folder));
   path_.append("/").append(name);
@@ -139,10 +135,6 @@ bool TreeWalk::next() {
     listings_.back().next = listings_.back().entries.size();
   }
   return true;
-}
-
-Folder TreeWalk::open(std::error_code& ec) const {
-  return Folder(openFolder(folders_.last(), name(), ec));
 }
 
 void TreeWalk::enter(Folder folder) {

@@ -21,7 +21,9 @@ struct Folder {
   struct stat info {};
 
   Folder() = default;
-  explicit Folder(Descriptor opened);
+  explicit Folder(Descriptor opened) : open(std::move(opened)) {
+    if (open) fstat(open.get(), &info);
+  }
   [[nodiscard]] bool is(const Folder& other) const { return isSame(info, other.info); }
 };
 
@@ -67,7 +69,7 @@ class TreeWalk {
   [[nodiscard]] bool hasLeft() const { return hasLeft_; }
 
   /// Opens the current entry, a folder. @param ec  isNoFolder(ec) when it is none
-  Folder open(std::error_code& ec) const;
+  Folder open(std::error_code& ec) const { return Folder(openFolder(folder(), name(), ec)); }
 
   /// Goes into a folder that open() has returned; its entries come next.
   void enter(Folder folder);

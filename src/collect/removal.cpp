@@ -28,11 +28,6 @@ void tellMissing(const std::string& path, const std::error_code& ec) {
               ec.message());
 }
 
-void tellTraversal(const std::string& path, const std::string& reason) {
-  LOG_CALL_AS("directoryWalker", kWarn, "An exception occurred while traversing the directory({}); Reason: {}", path,
-              reason);
-}
-
 }  // namespace
 
 bool ensureRemove(const fs::path& path, std::error_code& ec) {
@@ -62,7 +57,9 @@ void directoryWalker(const fs::path& root, const std::function<void(const std::s
   if (ec) return tellMissing(root.string(), ec);
   try {
     TreeWalk walk(std::move(top), root.string(), [](const std::string& path, const std::error_code& why) {
-      tellTraversal(path, "code:" + std::to_string(why.value()) + ": " + why.message());
+      LOG_CALL_AS("directoryWalker", kWarn,
+                  "An exception occurred while traversing the directory({}); Reason: code:{}: {}", path, why.value(),
+                  why.message());
     });
     while (walk.next()) {
       const std::string path = walk.path();
@@ -86,7 +83,8 @@ void directoryWalker(const fs::path& root, const std::function<void(const std::s
       if (!isFolder && onFile) onFile(path);
     }
   } catch (const std::exception& failure) {
-    tellTraversal(root.string(), failure.what());
+    LOG_CALL(kWarn, "An exception occurred while traversing the directory({}); Reason: {}", root.string(),
+             failure.what());
   } catch (...) {
     LOG_CALL(kWarn, "An unknown exception occurred while traversing the directory; Reason: {}",
              boost::current_exception_diagnostic_information());
