@@ -10,10 +10,8 @@
 
 namespace zipper {
 
-/// The size of the pieces into which files are cut, in bytes.
-constexpr std::size_t kPieceBytes = 1'048'576;
-/// How many bytes before a piece serve as its dictionary: all that deflate can refer back to.
-constexpr std::size_t kDictionaryBytes = 32'768;
+constexpr std::size_t kPieceBytes = 1'048'576;    ///< into which files are cut
+constexpr std::size_t kDictionaryBytes = 32'768;  ///< before a piece: all that deflate can refer back to
 
 /// A piece of a file: its data, which deflating replaces by the output.
 struct Piece {
@@ -47,10 +45,8 @@ struct Piece {
 ///
 ///   freePiece, submit --> ring of pieces --> threads: deflate in place --> front, pop
 ///
-/// The constructor allocates all memory: with less of it there are fewer threads, and std::bad_alloc is thrown when it
-/// is not enough for one. It goes on without threads that cannot be started: the calling thread deflates too, rather
-/// than wait. The other functions cannot fail.
-/// Requires: one calling thread at a time.
+/// The calling thread deflates too, rather than wait, and alone when no other can be started. Only the constructor can
+/// fail: std::bad_alloc when the memory is not enough for one thread. Requires: one calling thread at a time.
 class DeflatePipeline {
  public:
   /// @param level    1 to 9

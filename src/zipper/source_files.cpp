@@ -46,8 +46,8 @@ void filesFromDirectory(Folder folder, const std::string& path, const MayBePacke
                         const std::function<void(const std::string& path, SourceFile& file)>& each) {
   TreeWalk walk(std::move(folder), path,
                 [&](const std::string& unread, const std::error_code& ec) { lost(unread, ec.value()); });
-  for (auto event = walk.next(); event != TreeWalk::Event::kEnd; event = walk.next()) {
-    if (event == TreeWalk::Event::kLeft) continue;
+  while (walk.next()) {
+    if (walk.hasLeft()) continue;
     std::error_code ec;
     const bool mayBeFolder = walk.kind() == EntryKind::kDirectory || walk.kind() == EntryKind::kUnknown;
     Folder inner = mayBeFolder ? walk.open(ec) : Folder();
