@@ -36,15 +36,21 @@ class SharedInst {
   }
 };
 
-/// Runs a clean-up action in its destructor. Requires: the action is set and does not throw; else the process ends.
+/// Runs a clean-up action in its destructor, unless it was dismissed.
+/// Requires: the action is set and does not throw; else the process ends.
 class ScopeGuard {
  public:
   explicit ScopeGuard(std::function<void()> action) : action_(std::move(action)) {}
-  ~ScopeGuard() { action_(); }
+  ~ScopeGuard() {
+    if (!dismissed_) action_();
+  }
   ScopeGuard(const ScopeGuard&) = delete;
+
+  void dismiss() noexcept { dismissed_ = true; }
 
  private:
   const std::function<void()> action_;
+  bool dismissed_ = false;
 };
 
 /// Starts `work` on a detached thread. Throws std::system_error when the thread cannot be started.

@@ -12,6 +12,7 @@
 namespace quelmar {
 namespace {
 
+constexpr std::size_t kMaxFolderBytes = 511;
 constexpr std::size_t kFirstLookupBytes = 16384;
 constexpr std::size_t kMaxLookupBytes = 1024 * 1024;
 constexpr uid_t kNobody = 65534;
@@ -76,7 +77,7 @@ std::string applicationDataFolder() {
   const std::string user = userName(geteuid());
   const std::string support = user == "root" ? "" : platform::userApplicationSupport();
   if (!support.empty()) return support + "/oBrela";
-  return "/Users/" + user + "/Library/Application Support/oBrela";
+  return ("/Users/" + user + "/Library/Application Support/oBrela").substr(0, kMaxFolderBytes);
 }
 
 }  // namespace quelmar
