@@ -49,10 +49,7 @@ void openStandardStreams() {
   do {
     fd = open("/dev/null", O_RDWR);
   } while (fd >= 0 && fd <= STDERR_FILENO);
-  if (fd > STDERR_FILENO) {
-    dup2(fd, STDIN_FILENO);
-    close(fd);
-  }
+  if (fd >= 0) close(fd);
 }
 
 /// A thread waits for the signals, since a handler may call almost nothing. Without one they end this process only.

@@ -130,7 +130,7 @@ void ArchiveFile::openInLibrary(bool hasOld) {
   const char* comment = nullptr;
   archive_ =
       zipOpen2_64(place_.name.c_str(), old_ ? APPEND_STATUS_ADDINZIP : APPEND_STATUS_CREATE, &comment, &functions);
-  if (archive_ != nullptr && comment != nullptr) commentSize_ = std::strlen(comment);
+  if (comment != nullptr) commentSize_ = std::strlen(comment);
 }
 
 bool ArchiveFile::isHere(const std::string& name, const struct stat& file) const {
