@@ -98,10 +98,11 @@ void await(const char* name, const std::future<void>& ended) {
 
 std::vector<std::string> users() {
   std::vector<std::string> list;
-  if (const auto& loginUser = process::loginUser()) {
-    list.push_back(*loginUser);
-  } else {
+  const std::string& loginUser = process::loginUser();
+  if (loginUser.empty()) {
     DRIVER_LOG(kErr, "{}{}", "getCurrentLoginUser failed.", "");
+  } else {
+    list.push_back(loginUser);
   }
   // Always: the sources in /Users/root are tried too, and usually reported missing.
   list.emplace_back("root");
