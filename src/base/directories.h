@@ -47,11 +47,8 @@ class Descriptor {
   int fd_;
 };
 
-/// Which symbolic links are followed:
-/// - kNone: none;
-/// - kOwn: those that root or the calling user owns;
-/// - kJudged: those, and links whose owner owns what they lead to: a user's links to their own files;
-/// - kAny: all.
+/// Which symbolic links are followed: with kOwn those that root or the calling user owns, with kJudged also those whose
+/// owner owns what they lead to.
 enum class Links { kNone, kOwn, kJudged, kAny };
 
 /// The mode of a new folder: kUsual is 0755 less the umask, kAll is 0777 whatever the umask is.

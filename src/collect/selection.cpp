@@ -133,12 +133,8 @@ std::vector<std::string> getOkvuLogPath() {
 std::uint64_t getDirTotalSize(const std::string& dir, const std::vector<std::string>& extensions, std::error_code& ec) {
   if (dir.empty()) return 0;
   struct stat info {};
-  const std::error_code error = lookUp(dir, Links::kJudged, info);
-  if (error || !S_ISDIR(info.st_mode)) {
-    ec = error;
-    return 0;
-  }
-  return getDirectorySize(dir, extensions);
+  ec = lookUp(dir, Links::kJudged, info);
+  return !ec && S_ISDIR(info.st_mode) ? getDirectorySize(dir, extensions) : 0;
 }
 
 bool checkIsCollectOkvuLog(const std::vector<std::string>& extensions) {

@@ -43,8 +43,7 @@ std::uint64_t getDirectorySize(const std::string& dir, const std::vector<std::st
 /// The endpoint agent's five log folders, in collection order: full paths, whether they exist or not.
 std::vector<std::string> getOkvuLogPath();
 
-/// As getDirectorySize; 0 for an empty path and when `dir` is not a directory.
-/// @param ec  set to the status error, if any, when `dir` is not a directory; else left as it is
+/// As getDirectorySize; 0 for an empty path and when `dir` is not a directory. @param ec  the error of looking at it
 std::uint64_t getDirTotalSize(const std::string& dir, const std::vector<std::string>& extensions, std::error_code& ec);
 
 /// Tells whether the endpoint agent's logs are to be collected: when the sizes that count add up to 200 MiB at most.

@@ -238,17 +238,13 @@ Scratch makeScratch(const std::string& root) {
   }
   const fs::path place = name.empty() ? fs::path(root) : fs::path(root) / name;
   const Scratch scratch{(place / kScratch).string(), (place / kSystemInfo).string()};
-  if (ec) {
-    LOG_CALL_AS("main", kWarn, "create_directories({}) return failed; Reason: Error code={}, msg={}", scratch.logFiles,
-                ec.value(), ec.message());
-    return scratch;
-  }
-  if (fchmod(folder.get(), 0777) != 0) {
+  const char* failed = "create_directories({}) return failed; Reason: Error code={}, msg={}";
+  if (!ec && fchmod(folder.get(), 0777) != 0) {
     ec = lastError();
-    LOG_CALL_AS("main", kWarn, "permissions all_all({}) return failed; Reason: Error code={}, msg={}", scratch.logFiles,
-                ec.value(), ec.message());
+    failed = "permissions all_all({}) return failed; Reason: Error code={}, msg={}";
   }
-  hold(scratch.logFiles, std::move(folder));
+  if (ec) LOG_CALL_AS("main", kWarn, failed, scratch.logFiles, ec.value(), ec.message());
+  if (folder) hold(scratch.logFiles, std::move(folder));
   return scratch;
 }
 

@@ -27,7 +27,7 @@ void cleanDir(const std::string& dir, bool removeItself);
 /// Prepares an output root for a new run: cleanDir, then removes the oldest archives directly in it, by modification
 /// time, until fewer than 5 are left; none when they cannot all be looked at. What other runs are using stays. Of a
 /// folder with the sticky bit, or in which something is mounted, only entries with the tool's own names are removed.
-/// What was removed is logged, and the file system error that ends the removal.
+/// Logs what was removed, and the error that ended it.
 void checkAndCleanLogDir(const std::string& dir);
 
 /// Where a run collects: a folder for copies, and the report beside it.
@@ -37,8 +37,7 @@ struct Scratch {
 };
 
 /// Makes an empty scratch folder with mode 0777 in the output root, and holds it open: in a folder of this run's own
-/// (logged) when another run uses the root, or what an earlier one has left cannot be moved aside. Failures are logged;
-/// the run goes on without the folder.
+/// (logged) when another run uses the root, or what an earlier one has left cannot be moved aside. Logs failures.
 Scratch makeScratch(const std::string& root);
 
 /// Removes the scratch folder and the report, and logs what of the tool's own stays in the root. May be called again.

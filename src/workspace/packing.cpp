@@ -93,8 +93,7 @@ std::vector<std::string> collectCacheLogPaths(const std::string& dir) {
     const Descriptor folder = openFolder(dir, Links::kOwn, ec);
     const std::error_code listed = ec ? ec : forEachEntry(folder.get(), [&](EntryKind kind, const char* name) {
       // An entry of unknown type is listed: the packer logs it when it cannot read it either.
-      const bool mayBeFile = kind == EntryKind::kFile || kind == EntryKind::kUnknown;
-      const bool isFile = mayBeFile && !isLeftOut(name);
+      const bool isFile = (kind == EntryKind::kFile || kind == EntryKind::kUnknown) && !isLeftOut(name);
       if (isFile || kind == EntryKind::kDirectory) paths.push_back((fs::path(dir) / name).string());
     });
     if (listed) throw std::system_error(listed, "code:" + std::to_string(listed.value()));

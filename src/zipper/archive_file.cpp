@@ -19,7 +19,6 @@ using boost::endian::little_uint16_t;
 using boost::endian::little_uint32_t;
 using boost::endian::little_uint64_t;
 using quelmar::Descriptor;
-using quelmar::Links;
 
 constexpr mode_t kArchiveMode = 0666;  // less the umask
 constexpr int kMemoryLevel = 8;
@@ -82,9 +81,9 @@ bool ArchiveFile::open(const std::string& path) {
   struct stat old {};
   oldEntries_ = added_ = commentSize_ = 0;
   gaveUp_ = false;
-  place_ = locate(path, Links::kAny, ec);
+  place_ = locate(path, quelmar::Links::kAny, ec);
   if (ec) return false;
-  old_ = openRegular(place_.folder.get(), place_.name.c_str(), Links::kNone, old, ec);
+  old_ = openRegular(place_.folder.get(), place_.name.c_str(), quelmar::Links::kNone, old, ec);
   if (ec && ec.value() != ENOENT) return false;
   partial_ = place_.name + kPartialSuffix;
   const auto oldSize = static_cast<std::uint64_t>(old.st_size);

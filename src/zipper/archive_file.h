@@ -18,8 +18,8 @@ constexpr char kPartialSuffix[] = ".incomplete";
 class ArchiveFile {
  public:
   /// Opens an archive to add to it, or creates it where there is none.
-  /// @return false when the file cannot be created, another run is writing an archive of this name, or the existing
-  ///         file is no archive. Existing files stay unchanged then.
+  /// @return false, with all files unchanged, when it cannot be created, another run is writing one of this name, or
+  ///         the existing file is no archive
   bool open(const std::string& path);
 
   bool isOpen() const { return archive_ != nullptr; }

@@ -16,8 +16,8 @@ constexpr std::size_t kDictionaryBytes = 32'768;  ///< before a piece: all that 
 /// A piece of a file: its data, which deflating replaces by the output.
 struct Piece {
   // For the caller's own use, set in a file's first piece only.
-  std::string path;    ///< the file's path
-  std::string name;    ///< its entry's name
+  std::string path;
+  std::string name;    ///< of the file's entry
   bool large = false;  ///< the file needs the 64-bit size fields
 
   // Set by the caller.
@@ -42,9 +42,7 @@ struct Piece {
 
 /// Deflates pieces of files on several threads and returns them in the order in which they were submitted. The outputs
 /// of a file's pieces, put together, are one deflate stream, whose bytes depend on the file alone.
-///
 ///   freePiece, submit --> ring of pieces --> threads: deflate in place --> front, pop
-///
 /// The calling thread deflates too, rather than wait, and alone when no other can be started. Only the constructor can
 /// fail: std::bad_alloc when the memory is not enough for one thread. Requires: one calling thread at a time.
 class DeflatePipeline {

@@ -13,9 +13,7 @@
 namespace zipper {
 namespace {
 
-using quelmar::Descriptor;
 using quelmar::Folder;
-using quelmar::Links;
 
 constexpr std::size_t kCopyBufferBytes = 8192;
 constexpr std::size_t kMaxNameBytes = 65'535;
@@ -42,8 +40,8 @@ class Zipper::Impl {
       entryIsOpen_ = false;
     });
     std::error_code ec;
-    const auto place = quelmar::locate(path, Links::kAny, ec);
-    Folder folder(ec ? Descriptor() : quelmar::openFolder(place.folder.get(), place.name, ec));
+    const auto place = quelmar::locate(path, quelmar::Links::kAny, ec);
+    Folder folder(ec ? quelmar::Descriptor() : quelmar::openFolder(place.folder.get(), place.name, ec));
     const std::string name = (flags & StoreFullPath) != 0 ? path : fileNameFromPath(path);
     if (!ec && !hooks.mayBePacked(folder.info)) {
       hooks.lost(path, EPERM);
