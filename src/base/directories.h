@@ -14,6 +14,7 @@ namespace quelmar {
 
 namespace fs = boost::filesystem;
 
+/// The error that errno holds.
 inline std::error_code lastError() {
   return {errno, std::generic_category()};
 }
@@ -23,7 +24,7 @@ inline bool isSame(const struct stat& one, const struct stat& other) {
   return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
 }
 
-/// Owns a file descriptor and closes it; -1 when there is none.
+/// Owns a file descriptor and closes it; holds -1 when there is none.
 class Descriptor {
  public:
   explicit Descriptor(int fd = -1) : fd_(fd) {}
@@ -47,8 +48,8 @@ class Descriptor {
   int fd_;
 };
 
-/// Which symbolic links are followed: with kOwn those that root or the calling user owns, with kJudged also those whose
-/// owner owns what they lead to.
+/// Which symbolic links are followed: none, or all, or with kOwn those that root or the calling user owns; with kJudged
+/// also those whose owner owns what they lead to: a user's links to their own files.
 enum class Links { kNone, kOwn, kJudged, kAny };
 
 /// The mode of a new folder: kUsual is 0755 less the umask, kAll is 0777 whatever the umask is.
@@ -72,7 +73,7 @@ Descriptor openFolder(int parent, const std::string& name, std::error_code& ec);
 Descriptor openFolder(const std::string& path, Links links, std::error_code& ec);
 
 /// Opens the folder at `path`, and makes it and those above it when they are missing. What stands there and is no
-/// folder is removed, but for a link when `links` is kAny. Below a held folder the next function does each step.
+/// folder is removed, except a link when `links` is kAny. Below a held folder each is made as by the next function.
 /// @param access  of the last folder when it is made; those above get kUsual
 Descriptor makeFolder(const std::string& path, Links links, std::error_code& ec, Access access = Access::kUsual);
 
@@ -86,6 +87,7 @@ Descriptor makeFolder(int parent, const std::string& name, std::error_code& ec, 
 Descriptor openRegular(int parent, const char* name, Links links, struct stat& info, std::error_code& ec,
                        bool isListed = false);
 
+/// As above, for the file at `path`.
 Descriptor openRegular(const std::string& path, Links links, struct stat& info, std::error_code& ec);
 
 /// Where an entry is: the open folder, and the entry's name in it.
@@ -97,13 +99,14 @@ struct Place {
 /// Opens the folder that holds the entry at `path`, which need not exist. "/" and "/." at the path's end do not count.
 Place locate(const std::string& path, Links links, std::error_code& ec);
 
-/// Reads the status of an entry, never through a link at its name.
+/// Reads the status of an entry, never through a link at its name. @return the error of that
 std::error_code lookUp(int folder, const char* name, struct stat& info);
+/// As above, for the entry at `path`, whose folder is found as by locate.
 std::error_code lookUp(const std::string& path, Links links, struct stat& info);
 
 /// Runs `work` while nobody else can exchange the entry at `path`, which is no link: each folder on the way belongs to
-/// root or the calling user, and others may not write to it, or its sticky bit is set. The calling user's last one gets
-/// that bit for the time. @return whether that is so; else `work` is not run
+/// root or the calling user, and others may not write to it, or its sticky bit is set. The last folder gets that bit
+/// while `work` runs when it is the calling user's. @return whether that is so; else `work` is not run
 bool whileFixed(const std::string& path, const std::function<void()>& work);
 
 }  // namespace quelmar

@@ -36,7 +36,7 @@ class SharedInst {
   }
 };
 
-/// Runs a clean-up action in its destructor, unless it was dismissed.
+/// Runs a clean-up action in its destructor, unless dismiss() was called.
 /// Requires: the action is set and does not throw; else the process ends.
 class ScopeGuard {
  public:

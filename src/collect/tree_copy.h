@@ -9,18 +9,18 @@ using logutils::FileFilter;
 
 /// Copies the tree under `src`, of any depth, into `dst`, which is made with its parents. What is no directory at `dst`
 /// or where a sub-directory goes is replaced; existing files are kept. Calls beat with each entry.
-/// Not copied are: what links to directories lead to; files behind links that Links::kJudged forbids, which holds above
-/// `src` too; a file with further names that others may not read, in a folder where one of them may have made the name;
-/// files whose copy's path would be too long; and files after which the volume would not have free 100 MiB, and as much
-/// again as the largest file that this process has copied, which packing needs.
-/// Logged through Losses, but not isUsualLoss errors, links that lead to no file, and files whose copy exists.
+/// Not copied are: the contents of linked directories; files behind links that Links::kJudged forbids, which holds
+/// above `src` too; a file with further names that others may not read, in a folder where one of them may have made the
+/// name; files whose copy's path would be too long; and files after which the volume would not have free 100 MiB, and
+/// as much again as the largest file that this process has copied, which packing needs. What is lost is logged through
+/// Losses, except isUsualLoss errors, links that lead to no file, and files whose copy exists.
 /// @param filter  called with each file's source path; empty accepts all
-/// @return the error when `src` cannot be opened or `dst` not be made (logged); no error whatever else is lost
+/// @return the error when `src` cannot be opened or `dst` cannot be made (logged); none whatever else is lost
 std::error_code copyDir(const fs::path& src, const fs::path& dst, const FileFilter& filter);
 
 /// Copies the files directly in `sourceDir` that `filter`, which must be set, accepts into `destDir`, as copyDir does,
 /// but replaces existing files. `flag` has no effect; kept because callers pass it.
-/// @return false when the source cannot be opened or the destination not be made (logged)
+/// @return false when the source cannot be opened or the destination cannot be made (logged)
 bool copyFile2Dir(const std::string& sourceDir, const std::string& destDir, const FileFilter& filter, bool flag);
 
 /// Copies one file, following links as copyDir does, to `target`, where an existing entry is replaced. Logs nothing.

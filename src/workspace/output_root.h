@@ -7,9 +7,10 @@ namespace quelmar {
 /// How archives' names begin.
 inline constexpr const char* kArchivePrefix = "oBrelaLog_";
 
-/// Chooses the output root, makes it, holds it open (see hold) and locks it, unless another run has done that: `root`
-/// when the user has named one that can be used, else the default "/tmp/oBrelaLog", which it receives then. A root that
-/// cannot be made is given up silently, one that protectedPlaceIn finds something in with a warning.
+/// Chooses the output root, makes it, holds it open (see hold) and locks it, unless another run has locked it.
+/// @param root  the folder that the user has named, if any. It receives the default, "/tmp/oBrelaLog", when none was
+///              named, or that one cannot be made (not logged), or holds a protected place (logged as a warning)
+/// @param executable  the program's path, for protectedPlaceIn
 /// @return false, with `root` unchanged, when the default cannot be used either (logged)
 bool ensureLogRootDir(std::string& root, const std::string& executable = {});
 
