@@ -1,7 +1,7 @@
 """The scenarios: a name, the tool's arguments, and what differs from the base machine, in the words of play.play.
 
 usage: scenarios.py [--approve] [SCENARIO... | PART/PARTS]     ./dev approve calls it; ctest runs it in parts, without
-                                                               those that wait long: each is a test of its own
+                                                               "base" and those that wait long: tests of their own
 
 Each leaves a state (see state.py), which is compared with expected/base (the whole state of "base") or expected/SCENARIO
 (what differs from that one, by sections). What differs otherwise is printed as a diff. --approve writes the present
@@ -300,7 +300,8 @@ scenario("scratch-exchanged", second_user=True, fails=("fstatat", SCRATCH, -1, -
 
 # Ends
 scenario("ends", fakes={"chmod": '[ "$2" = 666 ] && [ -e /set-up ] && ' + GATE + COPYING, **REPORTING, "open": GATE}, runs=[
-    {"meanwhile": kill(signal.SIGTERM), "files": {"/set-up": ""}}, {"meanwhile": kill(signal.SIGHUP), "files": {"/set-up": None}}])
+    {"meanwhile": kill(signal.SIGTERM), "files": {"/set-up": ""}}, {"meanwhile": kill(signal.SIGHUP), "files": {"/set-up": None}},
+    {"meanwhile": kill(signal.SIGTERM), "fails": ("posix_spawn", "/bin/sh", 0)}])
 scenario("ends-in-reports", fakes=REPORTING, runs=each("meanwhile", [kill(getattr(signal, "SIG" + name)) for name in (
     "INT QUIT KILL USR1 USR2 ALRM VTALRM PROF XCPU ABRT").split()]))
 scenario("ends-while-packing", fakes={"open": GATE}, runs=[{"meanwhile": kill(number), "fails": AT_PACKING} for number in (
