@@ -172,6 +172,7 @@ async function readCrashes(file, entries, clock, notes) {
   const byId = new Map(), dateIn = (name) => /\d{4}-\d\d-\d\d-\d{4,6}/.exec(name)?.[0] ?? '';
   const all = entries.filter(({name}) => /\.(?:ips|crash)$/i.test(name)).map((entry) =>
     ({entry, rank: (CLIENT_PROGRAM.test(fileOf(entry.name)) ? '1' : '0') + dateIn(entry.name)}));
+  await rest();
   const reports = all.sort((a, b) => a.rank < b.rank ? 1 : -1).slice(0, MOST_REPORTS);
   if (all.length > MOST_REPORTS) notes.push(['', `${MOST_REPORTS} of ${all.length} crash reports are read.`]);
   for (const {entry} of reports.sort((a, b) => a.entry.at - b.entry.at)) {  // which is quickest

@@ -89,10 +89,11 @@ function guideCode(code) {
   if (code.includes('USER'))
     return users.flatMap((user, i) => [i ? ' or ' : '', guideCode(code.replaceAll('USER', () => user))]);
   const section = [...sections, ...modules].find(({title}) => title === code), shown = shownName(path);
-  const entry = entries.find(({name}) => path.endsWith('/') ? name.startsWith(path) : name === path);
   if (section) return sectionButton(section, make('code', shown));
-  if (entry) return button(make('code', shown), () => openPath(path, entry));
-  return make(/^[\w-]+(?:\/|\.\w+$)/.test(code) ? 'code.absent' : 'code', shown);
+  if (!/^[\w-]+(?:\/|\.\w+$)/.test(code)) return make('code', shown);  // no name of a file
+  const isFolder = path.endsWith('/');
+  const entry = entries.find(({name}) => isFolder ? name.startsWith(path) : name === path);
+  return entry ? button(make('code', shown), () => openPath(path, entry)) : make('code.absent', shown);
 }
 /** The findings that bear on a complaint: its steps name where they come from; those about logs, a word of theirs. */
 function bearing(steps, findings) {

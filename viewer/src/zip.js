@@ -55,6 +55,7 @@ async function readDirectory(file) {
     if (next > view.byteLength) break;
     const entry = entryAt(view, at, nameEnd, extraEnd);
     if (entry.size || !entry.name.endsWith('/')) entries.push(entry);
+    await rest();
   }
   if (at < size || count !== seen && count !== seen % 65536)
     notes.push(['', `Its directory is damaged or too large: of ${count} files it names ${seen}.`]);
