@@ -2,6 +2,7 @@
 const MIB = 1 << 20;
 const DIRECTORY_BYTES = 64 * MIB, ENTRY_BYTES = 2048 * MIB;  // read at most: of the directory, of one entry
 const FEED_BYTES = 16384;  // inflated at a time: what comes out, up to 1,032 times as much, must fit into memory
+const GZIP_HEAD = Uint8Array.of(0x1f, 0x8b, 8, 0, 0, 0, 0, 0, 0, 255);
 const END = 0x06054b50, END_64 = 0x07064b50, ENTRY = 0x02014b50, LOCAL = 0x04034b50;
 
 class Fault extends Error {}  // its message is shown on the page
@@ -63,24 +64,30 @@ async function readDirectory(file) {
   return {entries, notes};
 }
 
-async function beginOf(file, entry) {
-  if (entry.flags & 1 || ![0, 8].includes(entry.method))
-    throw new Fault('This file is encrypted, or packed in a way that browsers do not know.');
-  const head = await bytesAt(file, entry.at, 30);
-  if (!begins(head, LOCAL)) throw new Fault('This file is not where the directory says.');
-  return entry.at + 30 + short(head, 26) + short(head, 28);
+let near = {};
+/** Some bytes of a file, MIB at most. What follows them is kept, for the thousands of small entries that may come. */
+async function bytesNear(file, at, length) {
+  if (near.file !== file || at < near.from || at + length > near.from + near.bytes.length)
+    near = {file, from: at, bytes: new Uint8Array(await file.slice(at, at + MIB).arrayBuffer())};
+  return near.bytes.subarray(at - near.from, at - near.from + length);
 }
-/** Puts what is deflated between the head and the end of a gzip file: then the browser compares size and checksum. */
-const asGzip = ({crc, size}) => new TransformStream({
-  start: (controller) => controller.enqueue(Uint8Array.of(0x1f, 0x8b, 8, 0, 0, 0, 0, 0, 0, 255)),
-  transform(bytes, controller) {
-    for (let at = 0; at < bytes.length; at += FEED_BYTES) controller.enqueue(bytes.subarray(at, at + FEED_BYTES));
-  },
-  flush: (controller) => controller.enqueue(Uint32Array.of(crc, size)),  // alone: takes no content along if it is wrong
-});
-async function streamOf(file, entry) {
-  const from = await beginOf(file, entry), packed = file.slice(from, from + entry.packed).stream();
-  return entry.method ? packed.pipeThrough(asGzip(entry)).pipeThrough(new DecompressionStream('gzip')) : packed;
+/** An entry's content as a stream. What is deflated is made a gzip file: then the browser compares its checksum. */
+async function streamOf(file, {flags, method, at, packed, crc, size}) {
+  if (flags & 1 || ![0, 8].includes(method))
+    throw new Fault('This file is encrypted, or packed in a way that browsers do not know.');
+  const head = await bytesNear(file, at, 30), view = new DataView(head.buffer, head.byteOffset, head.length);
+  if (!begins(view, LOCAL)) throw new Fault('This file is not where the directory says.');
+  let from = at + 30 + short(view, 26) + short(view, 28);
+  const end = from + packed, pieces = new ReadableStream({
+    start: (controller) => { if (method) controller.enqueue(GZIP_HEAD); },
+    async pull(controller) {
+      const piece = await bytesNear(file, from, Math.min(FEED_BYTES, end - from));
+      from += piece.length;
+      if (piece.length) return controller.enqueue(piece);
+      if (method) controller.enqueue(Uint32Array.of(crc, size));  // alone: takes no content along if it is wrong
+      return controller.close();
+    }});
+  return method ? pieces.pipeThrough(new DecompressionStream('gzip')) : pieces;
 }
 /** Yields an entry's content in pieces. Throws a Fault where it ends early, or at its end when it is another. */
 async function* contentOf(file, entry, most = ENTRY_BYTES) {
