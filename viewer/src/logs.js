@@ -55,10 +55,12 @@ const WORDS = new RegExp('(?<!\\b(?:0|no|not|without|zero) )\\b(?:errors?|err|fa
   'fail(?:s|ed|ure|ures)?|fault|exception|abort(?:ed)?|crash(?:ed)?|refused|denied|timed out|unreachable|expired|' +
   'corrupt(?:ed)?|malformed|servfail)\\b' +
   '(?![-/]|\\.\\w|["\']?\\s?[:=]\\s?["\']?(?:none|nil|null|no|false|0|ok|success)\\b)', 'i');
-/** What a line must have to be a warning or an error: most have it not, and are passed over at once. */
-const SUSPECT = new RegExp('err|warn|fa(?:il|tal|ult)|crit|severe|alert|emerg|panic|exception|abort|crash|refused|' +
-  'denied|timed out|unreachable|expired|corrupt|malformed|' +
-  'level.{1,4}[456]0|e[\\]>)|]|f[\\]>)|]|w[\\]>)|]|[efw]\\d{4} ', 'gi');
+/** What a line must have to be a warning or an error: most have it not, and are passed over at once. The second is for
+ * logs whose levels are letters or numbers, as one of the first lines shows. */
+const STEMS = 'err|warn|fa(?:il|tal|ult)|crit|severe|alert|emerg|panic|exception|abort|crash|' +
+  'refused|denied|timed out|unreachable|expired|corrupt|malformed';
+const SUSPECT = [STEMS, `${STEMS}|level.{1,4}[456]0|[efw](?:[\\]>)|]|\\d{4} )`].map((like) => new RegExp(like, 'gi'));
+const SHORT_LEVELS = /[[<(|][TVDIWEF][\]>)|]|level.{1,4}[1-6]0|^[IWEF]\d{4} /m;
 const levelNamed = (field) => /^\d/.test(field) ? (field < 40 ? 0 : field < 50 ? 1 : 2) :
   Math.max(0, LEVELS.findIndex((names) => names.includes(field.toLowerCase())));
 function levelOf(line) {
@@ -118,6 +120,7 @@ function readTime(text, log, clock) {
 }
 /** Looks through a block of lines, the first of which has this number. */
 function lookThrough(text, line, log, state) {
+  const pattern = log.suspect ??= SUSPECT[SHORT_LEVELS.test(text) ? 1 : 0];
   for (let at = 0, stop, suspect = -1; at < text.length; at = stop + 1, ++line) {
     stop = text.indexOf('\n', at);
     if (stop < 0) stop = text.length;
@@ -125,8 +128,8 @@ function lookThrough(text, line, log, state) {
       readTime(text.slice(at, Math.min(stop, at + HEAD_CHARS)), log, state.clock);
     if (log.hour && !log.hour.lines++) log.hour.line ||= line;
     if (suspect < at) {
-      SUSPECT.lastIndex = at;
-      suspect = SUSPECT.exec(text)?.index ?? Infinity;
+      pattern.lastIndex = at;
+      suspect = pattern.exec(text)?.index ?? Infinity;
     }
     if (suspect < stop) addLine(text.slice(at, Math.min(stop, at + LINE_CHARS)), line, log, state);
   }
