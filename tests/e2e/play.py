@@ -7,7 +7,7 @@ import sys
 import time
 
 import sandbox
-from sandbox import PORT_FILE, ROOT_DIR, Server, held
+from sandbox import PORT_FILE, Server, held
 from state import State
 from terminal import Terminal
 
@@ -30,39 +30,33 @@ def ok(body):
     return b"HTTP/1.1 200 OK\r\nContent-Length: %d\r\n\r\n%s" % (len(body), body)
 
 
-def put_sources(box):
-    """Every source with a file, whose text is its path."""
-    for path in (EXPECTED / "machine").read_text().splitlines():
-        box.put(path, path)
+def put_machine(box):
+    """Every source with a file, and what earlier runs have left: each text is its path, the last one is the oldest."""
+    for age, path in enumerate((EXPECTED / "machine").read_text().splitlines()):
+        box.put(path, path, age)
 
 
-def put_earlier_output(box):
-    for number in range(5):
-        box.put("%s/old%d.zip" % (ROOT_DIR, number), "old", age=1000 + number)
-    for path in ("/stray.txt", "/left/deep/x.log", "/logFiles/left/x.log", "/system_info.log", "/killed.zip.incomplete"):
-        box.put(ROOT_DIR + path, "left over")
-
-
-def play(runs=({},), bare=False, console="ada", tool=sandbox.TOOL, fakes=(), answer=ok(b"module one\n"), port=0, terminal=False,
-         waits=99, files=(), make=None, **shared):
+def play(runs=({},), bare=False, console="ada", tool=sandbox.TOOL, fakes=(), answer=ok(b"module one\n"), port=0,
+         terminal=False, waits=99, files=(), make=None, **shared):
     """Returns the state that one scenario leaves.
 
-    runs: what each run has of its own, beside `shared`; see run_once. bare: nothing of what the base machine has; answer: the
-    tunnel service's (see Server), None: no service; terminal: standard error is one; waits: see State; files, make: see prepare."""
+    runs: what each run has of its own, beside `shared`; see run_once. bare: nothing of what the base machine has;
+    answer: the tunnel service's (see Server), None: no service; terminal: standard error is one; waits: see State;
+    files, make: see prepare."""
     with contextlib.ExitStack() as stack:
         box = stack.enter_context(contextlib.closing(sandbox.Box(console, fakes, tool)))
         if terminal:
             box.screen = stack.enter_context(contextlib.closing(Terminal(160)))
             box.bind("/dev/pts")
         if not bare:
-            put_sources(box)
+            put_machine(box)
         if answer is not None:
-            box.server = stack.enter_context(Server(answer, port))
+            box.server = Server(answer, port)
             box.put(PORT_FILE, str(box.server.port))
         prepare(box, files, make)
         state = State(box, waits)
         for number, run in enumerate(runs):
-            run_once(state, number, **{"earlier": not (number or bare), **shared, **run})
+            run_once(state, number, **{**shared, **run})
         return state.sections
 
 
@@ -74,14 +68,11 @@ def prepare(box, files, make):
         make(box)
 
 
-def run_once(state, number, arguments=(), earlier=False, files=(), make=None, answer=None, meanwhile=None, fails=None, env=(), **how):
-    """One run; what is not named here is for Box.start. Its TZ makes it late in the evening, an hour earlier in each run.
+def run_once(state, number, arguments=(), files=(), make=None, answer=None, meanwhile=None, fails=None, env=(), **how):
+    """One run; what is not named here is for Box.start. In its TZ it is late in the evening, an hour earlier each time.
 
-    earlier: whether there is the output of earlier ones; meanwhile: called with the box and the process while something waits
-    at the gate; fails: see sandbox.failing."""
+    meanwhile: called with the box and the process while something waits at the gate; fails: see sandbox.failing."""
     box, seen = state.box, ()
-    if earlier:
-        put_earlier_output(box)
     prepare(box, files, make)
     if answer is not None:
         box.server.answer = answer
@@ -89,25 +80,28 @@ def run_once(state, number, arguments=(), earlier=False, files=(), make=None, an
         box.put("/gate", os.mkfifo)
     if box.screen:
         how["shell"] = how.get("shell", 'exec "$@" 2<>%s') % box.screen.name
-    environment = {"TZ": "LCT%d" % (time.gmtime().tm_hour - 23 + number % 24), **dict(env), **(sandbox.failing(*fails) if fails else {})}
+    environment = {"TZ": "LCT%d" % (time.gmtime().tm_hour - 23 + number % 24), **dict(env)}
+    environment.update(sandbox.failing(*fails) if fails else ())
     state.begin(environment["TZ"])
     process = box.start(*arguments, env=environment, **how)
     if meanwhile:
         with held(box):
             seen = meanwhile(box, process)
-    state.ran(process.wait(), seen if box.screen and seen else (), "; %s of %s failed: %s" % fails[:3] if fails else "")
+    note = "; %s of %s failed: %s" % fails[:3] if fails else ""
+    state.ran(process.wait(), seen if box.screen and seen else (), note)
 
 
 def difference(base, state):
-    """What differs from the base state, by sections; of a later run, from that or from the run before, whichever is less."""
-    lines = []
-    for title in state:
-        name, _, run = title.partition(" ")
-        found = {"": changes(base[name], state[title])}
-        if run:
-            found[" beside the run before"] = changes(state[name if run == "2" else "%s %d" % (name, int(run) - 1)], state[title])
+    """What differs from the base state, by sections; of a later run, from that or the run before, whichever is less."""
+    lines, before = [], {}
+    for title, section in state.items():
+        name = title.split()[0]
+        found = {"": changes(base[name], section)}
+        if name in before:
+            found[" beside the run before"] = changes(before[name], section)
         beside, shortest = min(found.items(), key=lambda one: len(one[1]))
         lines += ["@@ " + title + beside, *shortest] if shortest else []
+        before[name] = section
     return lines
 
 
@@ -130,12 +124,11 @@ def check(name, approve):
     else:
         sections = (EXPECTED / "base").read_text()[3:].rstrip("\n").split("\n## ")
         lines = difference({section.split("\n")[0]: section.split("\n")[1:] for section in sections}, state)
-    wrong = [line for line in lines if "WRONG" in line]
     if approve:
         path.write_text("".join(line + "\n" for line in lines))
-        return wrong
     known = path.read_text().splitlines() if path.exists() else []
-    return list(difflib.unified_diff(known, lines, "expected/" + name, "now", n=1, lineterm="")) + wrong
+    differs = difflib.unified_diff(known, lines, "expected/" + name, "now", n=1, lineterm="")
+    return [*differs, *(line for line in lines if "WRONG" in line)]
 
 
 def main(words):
@@ -148,13 +141,8 @@ def main(words):
         names = sorted(name for name in SCENARIOS if "waits" not in SCENARIOS[name])[part - 1::parts]
     failed = []
     for name in sorted(names or SCENARIOS, key=lambda name: name != "base"):
-        if SCENARIOS[name].pop("second_user", False) and not sandbox.has_second_user():
-            print(name + ": not played, there is no second user here")
-            continue
-        began, found = time.monotonic(), check(name, approve)
-        if approve:
-            print("%-30s %.1f s" % (name, time.monotonic() - began), *found, sep="\n    ")
-        elif found:
+        found = check(name, approve)
+        if found:
             failed.append(name)
             print("\n".join(found), flush=True)
             if "MUTATE_CONFINED" in os.environ:

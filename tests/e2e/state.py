@@ -1,7 +1,7 @@
 """Writes down as text what runs have left: the box, each archive, the records of the own log, the commands that ran.
 
-What differs from run to run gets a name in <>. What must hold in every run is checked here; a line with "WRONG" tells that
-it does not, and is never as expected.
+What differs from run to run gets a name in <>. What must hold in every run is checked here; a line with "WRONG" tells
+that it does not, and is never as expected.
 """
 import collections
 import contextlib
@@ -16,19 +16,21 @@ import zip_walker
 from sandbox import PROGRAMS, ROOT_DIR, at_rest, processes, until
 
 SECTIONS = "alive archive commands paths records requests run stderr stdout terminal".split()
-RECORD = re.compile(r"^\[([-\d]{10} [:\d]{8}\.\d{3})\] \[(\w+)\] \[(\d+)\] \[LogCollectionTool:(\S+):[1-9]\d*\] ", re.MULTILINE)
+RECORD = re.compile(r"(?m)^\[([-\d]{10} [:\d]{8})(\.\d{3})\] \[(\w+)\] \[(\d+)\] \[LogCollectionTool:(\S+):[1-9]\d*\] ")
 OWN_LOG = re.compile(r"(/oBrela/logs|/logFiles[^/]*(/logs/root)?)/LogColltionTool[^/]*log$")
 ARCHIVE = re.compile(r"/oBrelaLog_2\.5[^/]*$")
-NOT_SHOWN = {*PROGRAMS, *"/proc /dev /fakes /opt/tool/LogCollectionTool /started /stdout /stderr /gate /etc/ld.so.cache".split()}
-KINDS = {stat.S_IFDIR: "folder", stat.S_IFREG: "file", stat.S_IFLNK: "link", stat.S_IFIFO: "fifo", stat.S_IFSOCK: "socket"}
+NOT_SHOWN = {*PROGRAMS, *("/proc /dev /fakes /opt/tool/LogCollectionTool /started /stdout /stderr /gate "
+                         "/etc/ld.so.cache").split()}
+KINDS = {stat.S_IFDIR: "folder", stat.S_IFREG: "file", stat.S_IFLNK: "link", stat.S_IFIFO: "fifo",
+         stat.S_IFSOCK: "socket"}
 GROWING = "logs/root/LogColltionTool.log"  # root's own log, copied while it is written
 WAITS = (20, 10, 5, 2, 1)  # seconds; see short_limits.cpp
 SHORT, LONG, HUGE = 120, 6000, 1 << 24  # bytes that are shown in one line, in several, and not even summed up
 DAY = "%Y-%m-%d %H:%M:%S"
-VARIES = [(r"(?<=http reply failed, ec:).+", "<curl's words>"), (r"LogCollectionTool:(\w+):\d+\]", r"LogCollectionTool:\1:<line>]"),
+VARIES = [(r"(?<=http reply failed, ec:).+", "<curl's words>"), (r"(LogCollectionTool:\w+):\d+\]", r"\1:<line>]"),
           (r"(?<=Error adding ').*(?=' to zip)", "<some entry>"), (r"\b\d+ s$", "<n> s"), (r"^\d+ s(?=  )", "<n> s"),
-          (r"\b\d+\.\d MiB", "<n> MiB"), (r" \[system:\d+\]", ""), (r"^/bin/chmod: ", "chmod: "),  # as older and newer systems say it
-          (r"\blogFiles\.(left-)?\d+\b", r"logFiles.\1<pid>")]
+          (r"\b\d+\.\d MiB", "<n> MiB"), (r"\blogFiles\.(left-)?\d+\b", r"logFiles.\1<pid>"),
+          (r" \[system:\d+\]", ""), (r"^/bin/chmod: ", "chmod: ")]  # as older and newer systems say it
 STAMPS = (r"(?<!\d)20\d{12}\b", "%Y%m%d%H%M%S"), (r"\b20\d\d-\d\d-\d\d \d\d:\d\d:\d\d\b", DAY)
 TUNNEL = re.compile("dumpXTunnelProc|getServicePort")  # the functions of one collector
 OTHERS = "-- the other threads"
@@ -90,7 +92,7 @@ class State:
         return "<earlier>" if text in self.stamps else "WRONG time " + text
 
     def snapshot(self):
-        """Every path of the box's own: its line in `paths`, and what tells that it was touched. Takes down the own logs."""
+        """Every path of the box's own: its line in `paths`, and what tells that it was touched. Reads the own logs."""
         found, self.logs = {}, {}
         for folder, folders, names in os.walk(self.box.root):
             inside = folder[len(self.box.root):] + "/"
@@ -111,7 +113,7 @@ class State:
         return found
 
     def paths(self, before, after):
-        """Every path that the run has made, changed or removed; of a folder that was removed, how many were below it."""
+        """Every path that the run has made, changed or removed; of a removed folder, how many were below it."""
         gone = before.keys() - after.keys()
         for path in sorted({*before, *after}):
             (old, known), (new, now) = before.get(path, ("", 0)), after.get(path, ("", 0))
@@ -143,14 +145,15 @@ class State:
         for log in self.logs.values():
             if log.startswith(data):
                 following = RECORD.search(log[len(data):].decode(errors="replace"))
-                return " is the own log up to %s record" % ("main's next" if following and following[4] == "main" else "some")
+                of_main = following and following[5] == "main"
+                return " is the own log up to %s record" % ("main's next" if of_main else "some")
 
     def records(self, text, whole):
-        """Each thread's records; main's tell where the others' lie. The threads of the two collectors that have one for each
-        source are shown as one. Not whole: of a run that was killed, only what is written at once."""
+        """Each thread's records; main's tell where the others' lie. The threads of the two collectors that have one for
+        each source are shown as one. Not whole: of a run that was killed, only what is written at once."""
         before, *parts = RECORD.split(text)
         group, lines, last = {}, collections.defaultdict(list), {}
-        for stamp, level, thread, function, message in zip(*[iter(parts)] * 5):
+        for second, part, level, thread, function, message in zip(*[iter(parts)] * 6):
             if GROWING.split("/")[-1] + ") will ignore" in message:
                 continue
             group.setdefault(thread, "main" if not group or function == "main" else
@@ -159,11 +162,11 @@ class State:
             here = group[thread]
             if here != "main" and lines["main"][-1:] != [OTHERS]:
                 lines["main"].append(OTHERS)
-            at = time.mktime(time.strptime(stamp[:19], DAY)) + float(stamp[19:])
+            at = time.mktime(time.strptime(second, DAY)) + float(part)
             since = at - last.get(here, self.began - 0.001)
             last[here] = at
-            wrong = "" if since >= 0 and at <= self.ended else "WRONG time %s " % stamp
-            waited = max((limit for limit in WAITS if since >= 0.9 * limit - 0.05), default=0)  # the tool counts whole seconds
+            wrong = "" if since >= 0 and at <= self.ended else "WRONG time %s " % second
+            waited = max((limit for limit in WAITS if since >= 0.9 * limit - 0.05), default=0)  # whole seconds count
             if len(message) > SHORT * 10:
                 message = message[:60] + "... " + sum_of(message.encode(errors="surrogateescape")) + "\n"
             told = wrong + "(+%d s) " % waited * (waited >= self.waits)
@@ -172,7 +175,8 @@ class State:
         if not whole:
             urgent = [line for some in [main, *lines.values()] for line in some if line.startswith(("warn", "err"))]
             main, lines = sorted(urgent), {}
-        self.add("records", "\n".join([*before.splitlines(), *main, *("\n" + "\n".join(some) for some in sorted(lines.values()))]))
+        blocks = ["\n".join(some) for some in ([*before.splitlines(), *main], *sorted(lines.values()))]
+        self.add("records", "\n\n".join(blocks))
 
     def commands(self):
         """Each command that the tool started, those for the same file in their order; false when there was none."""
@@ -180,14 +184,15 @@ class State:
         for record in self.box.read("/started").decode(errors="surrogateescape").split("\036")[:-1]:
             descriptors, status, limits, folder, *words = record.split("\037")
             line = " ".join(words[2:] if words[:2] == ["sh", "-c"] else ["WRONG", *words])
-            opened = [re.sub(r":\[.*| \(deleted\)", "", one) for one in sorted(descriptors.splitlines()) if " /proc/" not in one]
+            descriptors = re.sub(r":\[.*| \(deleted\)|.* /proc/.*\n", "", descriptors)
+            opened = sorted(descriptors.splitlines())
             report = opened.pop(3)[2:] if line.endswith(" >&3") and len(opened) > 3 else ""
             told = dict(re.findall(r"^(?:Max )?(\w.*?)(?:: *\t*| {2,})(\w+(?: +\w+)?)", status + limits, re.MULTILINE))
             told["SigIgn"] = "%016x" % (int(told["SigIgn"], 16) & ~0x180000000)  # glibc's own
-            session = "its own" if told["NSsid"] == told["NSpid"] else "another's"
             names = "open files", "file size", "core file size", "SigBlk", "SigIgn", "Umask"
-            groups[report].append((line, "; ".join([", ".join(opened), *(name + " " + re.sub(" +", " to ", told[name]) for name in names),
-                                                    "session " + session, folder])))
+            condition = ["%s %s" % (name, re.sub(" +", " to ", told[name])) for name in names]
+            condition += ["session its own" if told["NSsid"] == told["NSpid"] else "session another's", folder]
+            groups[report].append((line, "; ".join([", ".join(opened), *condition])))
         conditions = [condition for lines in groups.values() for _, condition in lines]
         usual = max(conditions, key=conditions.count, default="no commands")
         self.add("commands", "each has: " + usual)
@@ -198,7 +203,7 @@ class State:
         return bool(groups)
 
     def ran(self, status, seen=(), note=""):
-        """Takes down what a run has left that has just ended; seen: lines of its terminal meanwhile; the note is shown beside
+        """Takes down what a run has left that has just ended; seen: lines of its terminal meanwhile; note: shown beside
         its status."""
         limit = time.monotonic() + 3  # what was killed ends a moment later
         until(lambda: at_rest(self.box.root) is not None or time.monotonic() > limit)
@@ -228,4 +233,5 @@ class State:
                 self.add("terminal", "\n".join(sorted(lines, key=lambda line: (done.match(line) or ["", "~"])[1])))
             self.box.screen.screen.reset()
         for request in self.box.server.requests if self.box.server else ():
-            self.add("requests", "\n".join(sorted(request.decode(errors="replace").splitlines(), key=lambda line: (": " in line, line))))
+            lines = request.decode(errors="replace").splitlines()
+            self.add("requests", "\n".join(sorted(lines, key=lambda line: (": " in line, line))))

@@ -49,8 +49,7 @@ def attack(root, paths):
 
 class Attack(Case):
     def attacked(self, paths, slow="", sources=()):
-        """Runs the tool while Mallory exchanges `paths`; `slow`: fakes that give her time in the reports; else there are none."""
-        self.need_second_user()
+        """Runs the tool while Mallory exchanges `paths`; slow: fakes that give her time in the reports."""
         box = self.box(console="ada", fakes=dict.fromkeys(slow.split(), "sleep 0.02; echo x"))
         if not slow:
             box.put("/shell", ONLY_CHMOD, mode=0o755)
@@ -81,13 +80,15 @@ class Attack(Case):
 
     def tree(self, box):
         """All that belongs to the victim: modes, owners, and each file's content."""
-        return subprocess.check_output("find . -printf '%p %m %U %n %s\\n' -type f -exec cat {} +", shell=True, cwd=box.path(VICTIM))
+        command = "find . -printf '%p %m %U %n %s\\n' -type f -exec cat {} +"
+        return subprocess.check_output(command, shell=True, cwd=box.path(VICTIM))
 
     def test_while_copying(self):
-        self.attacked([SCRATCH, SCRATCH + "/logs", SCRATCH + "/logs/ada", SCRATCH + "/logs/uem_ada", SCRATCH + "/database"])
+        self.attacked([SCRATCH + path for path in ("", "/logs", "/logs/ada", "/logs/uem_ada", "/database")])
 
     def test_reports_and_archive(self):
-        self.attacked([ROOT_DIR + "/system_info.log", SCRATCH + "/logs/system_wide.log", SCRATCH + "/logs"], slow="ip ps who")
+        reports = [ROOT_DIR + "/system_info.log", SCRATCH + "/logs/system_wide.log", SCRATCH + "/logs"]
+        self.attacked(reports, slow="ip ps who")
 
     def test_own_log(self):
         self.attacked([OWN_LOG, os.path.dirname(OWN_LOG), os.path.dirname(OWN_LOG) + "/LogColltionTool.1.log"])

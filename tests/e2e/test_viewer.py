@@ -170,7 +170,7 @@ class Viewer(sandbox.Case):
             self.assertRegex(self.show(str(path)), r"(?s)\A" + told)
         for name, told in TOLD.items():
             self.assertRegex(self.open(name), told)
-        server = self.server(b"")
+        server = sandbox.Server(b"")
         fetch = "fetch('http://127.0.0.1:%d/').then(() => arguments[0]('sent'), () => arguments[0]('refused'))" % server.port
         self.assertEqual([self.page.get_log("browser"), self.page.execute_async_script(fetch), server.requests, self.page.title],
                          [[], "refused", [], "%d.zip – log archive" % (len(ARCHIVES) - 1)])

@@ -32,7 +32,7 @@ def end_records(count, length, start):
 
 
 def walk(path):
-    """([(name, content or None if it is long, size, traits)], traits of the whole). Traits are texts, wrong ones included."""
+    """([(name, content or None if long, size, traits)], traits of the whole). Traits are texts, also wrong ones."""
     raw, entries, position = pathlib.Path(path).read_bytes(), [], 0
     unzip = subprocess.run(["unzip", "-tqq", path], stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
     whole = ["for unzip: " + (unzip.stdout.strip() or "whole")]
@@ -42,8 +42,8 @@ def walk(path):
         return [], whole + ["for zipfile: %s" % failure]
     for entry in archive.infolist():
         name = entry.orig_filename.encode("utf-8" if entry.flag_bits & 0x800 else "cp437")
-        traits = ["method %d, flags %#x, made by %d, needs %d, date %d-%d-%d %d:%d:%d, attributes %d %d" % (
-            entry.compress_type, entry.flag_bits, entry.create_system << 8 | entry.create_version, entry.extract_version,
+        traits = ["method %d, flags %#x, made by %d %d, needs %d, date %d-%d-%d %d:%d:%d, attributes %d %d" % (
+            entry.compress_type, entry.flag_bits, entry.create_system, entry.create_version, entry.extract_version,
             *entry.date_time, entry.internal_attr, entry.external_attr)]
         if entry.extra or entry.comment or entry.volume:
             traits.append("more in the directory: %r %r %d" % (entry.extra, entry.comment, entry.volume))
@@ -52,7 +52,7 @@ def walk(path):
         header = local_header(entry, name, entry.extract_version, sizes)
         if not raw.startswith(header, position):
             header = local_header(entry, name, 45, (FULL32, FULL32), long)
-            traits.append("local header with 64-bit sizes" if raw.startswith(header, position) else "its two headers differ")
+            traits.append("long local header" if raw.startswith(header, position) else "its two headers differ")
         if entry.header_offset != position:
             traits.append("something lies before it")
         begin = entry.header_offset + len(header)
@@ -66,7 +66,8 @@ def walk(path):
             traits.append("its data is damaged")
         elif 0 < len(content) <= AT_ONCE and best(content) != packed:
             traits.append("not deflated at level 9")
-        entries.append((name.decode("utf-8", "surrogateescape"), content if len(content) <= KEPT else None, sizes[1], traits))
+        kept = content if len(content) <= KEPT else None
+        entries.append((name.decode("utf-8", "surrogateescape"), kept, entry.file_size, traits))
     length = len(raw) - position - len(end_records(len(entries), 0, position))
     if archive.start_dir != position or raw[position + length:] != end_records(len(entries), length, position):
         whole.append("its directory or what follows it is wrong")
