@@ -247,6 +247,17 @@ scenario("copying-fails", make=no_shell, runs=each("fails", [
     ("openat", LOGS + "*.*", EIO), ("pread", LAUNCHD, EIO), ("pread", INSTALLER, EIO),
     ("fstatvfs", SCRATCH + "*", EIO), ("readdir", "*", 0), ("mkdirat", SCRATCH, EACCES),
     ("mkdirat", SCRATCH + "/logs", EACCES), ("fchmod", SCRATCH, EPERM)]))
+
+
+def change_sources(box, process):
+    """While the first file is copied it grows; a second is cut, a third goes, a fourth comes."""
+    os.truncate(box.path(LOGS + "a.txt"), 1000)
+    os.truncate(box.path(A), 5)
+    os.unlink(box.path(LOGS + "a.LOG"))
+    box.put(LOGS + "sub/new.log", "new")
+
+
+scenario("sources-change", make=no_shell, fails=("pread", LOGS + "a.txt", -1), meanwhile=change_sources)
 ARCHIVE = "*/oBrelaLog_2*"
 scenario("packing-fails", make=no_shell, files={LOGS + "noise.log": random.Random(1).randbytes(3 * MIB)}, runs=[
     *each("fails", [
