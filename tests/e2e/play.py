@@ -7,7 +7,7 @@ import sys
 import time
 
 import sandbox
-from sandbox import PORT_FILE, Server, held
+from sandbox import PORT_FILE, ROOT_DIR, Server, held
 from state import State
 from terminal import Terminal
 
@@ -31,9 +31,9 @@ def ok(body):
 
 
 def put_machine(box):
-    """Every source with a file, and what earlier runs have left: each text is its path, the last one is the oldest."""
+    """Every source with a file, whose text is its path, and what earlier runs have left; the last one is the oldest."""
     for age, path in enumerate((EXPECTED / "machine").read_text().splitlines()):
-        box.put(path, path, age)
+        box.put(path, "left over" if path.startswith(ROOT_DIR) else path, age)
 
 
 def play(runs=({},), bare=False, console="ada", tool=sandbox.TOOL, fakes=(), answer=ok(b"module one\n"), port=0,

@@ -226,6 +226,12 @@ def look(*widths):
     return seen
 
 
+def stop(box, process):
+    lines = look()(box, process)
+    termios.tcflow(box.screen.slave, termios.TCOOFF)
+    return lines
+
+
 SLOW = "[ -e /slow ] && " + GATE
 SLOWED = {"open": GATE, "uname": SLOW, "journalctl": SLOW}
 scenario("terminal", terminal=True, env={"TERM": "xterm"}, fakes=SLOWED, runs=[
@@ -233,7 +239,7 @@ scenario("terminal", terminal=True, env={"TERM": "xterm"}, fakes=SLOWED, runs=[
     {"env": {"TERM": "dumb"}, "meanwhile": kill(signal.SIGINT), "fails": AT_PACKING},
     {"meanwhile": kill(signal.SIGINT)}, {"meanwhile": look(), "fails": AT_PACKING},
     {"meanwhile": look(60, 20, 9), "files": {"/slow": ""}},
-    {"meanwhile": lambda box, process: termios.tcflow(box.screen.slave, termios.TCOOFF)},
+    {"meanwhile": stop},
     {"meanwhile": lambda box, process: box.screen.close(), "shell": 'trap "" HUP; exec "$@" 2<>%s',
      "make": lambda box: termios.tcflow(box.screen.slave, termios.TCOON)}])
 
