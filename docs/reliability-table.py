@@ -64,7 +64,7 @@ COMPLAINTS = [
     ("Deleting through links, or deleting strangers' files", "the tool deletes in folders that it holds open, and never through a link; a home, a source, a sticky folder and what is mounted are never emptied; any other folder that is named with --dir is", "dir-not-to-be-emptied dir-of-others links-for-root"),
     ("Predictable names in shared temporary folders", "the names are fixed; what that means and what to do instead is in security.md", "links-for-ada"),
     ("Late workers write after the archive is closed, or crash at exit", "nothing that a detached thread can reach is destroyed; once the process is ending, no thread can start a command, or log or write anything about a killed one", "test_races.py: test_workers_that_hang_while_the_run_ends"),
-    ("Commands wait for a terminal or for input", "standard input is /dev/null, for the tool and all commands", "inherited"),
+    ("Commands wait for a terminal or for input", "standard input of all commands is /dev/null, and the tool reads none", "inherited"),
     ("The caller closes the output and the tool dies", "writing to a closed pipe is an error, not a signal; closed streams are /dev/null", "streams"),
     ("A port that answers with line noise", "a record in the log, whatever the answer", "tunnel-answers"),
     ("A loopback request goes to the proxy of the environment", "no proxy, no redirect, 30 seconds, the first 4 MiB", "tunnel-answers"),

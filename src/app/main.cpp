@@ -15,7 +15,6 @@
 #include "base/limits.h"
 #include "base/threads.h"
 #include "collect/running_log.h"
-#include "logging/log_setup.h"
 #include "logging/logger.h"
 #include "sysinfo/reports.h"
 #include "tunnel/module_dump.h"
@@ -41,13 +40,6 @@ bool showHelpOrVersion(const cmdline::parser& parser) {
   if (!parser.exist("version")) return false;
   tell(STDOUT_FILENO, logcollect_version_string());
   return true;
-}
-
-void changeToFolderOf(const fs::path& program) {
-  const fs::path folder = program.parent_path();
-  tell(STDOUT_FILENO, "app path:" + program.string() + "\n");
-  tell(STDOUT_FILENO, "set sdp agent current work path " + folder.string() + "\n");
-  fs::current_path(folder);
 }
 
 void cleanOutputRoot(const std::string& dir) {
@@ -115,7 +107,10 @@ int main(int argc, char** argv) {
   Terminal terminal(!parser.exist("quiet"));
   prepareProcess(terminal);
   const fs::path program = argc > 0 ? argv[0] : "";
-  changeToFolderOf(program);
+  const fs::path folder = program.parent_path();
+  tell(STDOUT_FILENO, "app path:" + program.string() + "\n");
+  tell(STDOUT_FILENO, "set sdp agent current work path " + folder.string() + "\n");
+  fs::current_path(folder);
   tell(STDOUT_FILENO, "Start collecting logs...\n");
 
   // 3. The tool's own log.

@@ -6,10 +6,6 @@ namespace cmdline {
 
 constexpr std::size_t kUsageGap = 4;
 
-void parser::add(const std::string& name, char shortName, const std::string& description) {
-  insert({{name, shortName, description}, false, false, "", ""});
-}
-
 void parser::insert(const Option& option) {
   if (find(option.name) != nullptr) throw cmdline_error("multiple definition: " + option.name);
   options_.push_back(std::make_unique<Option>(option));
@@ -40,11 +36,15 @@ bool parser::parse(int argc, const char* const* argv) {
     errors_.push_back(std::string("short option '") + letter + "' is ambiguous");
     shortNames_[letter].clear();
   }
-  unread_.assign(argv + 1, argv + argc);
-  while (!unread_.empty()) {
-    const std::string argument = takeNext();
+  next_ = argv + 1;
+  end_ = argv + argc;
+  while (next_ != end_) {
+    const std::string argument = *next_++;
     if (argument.compare(0, 2, "--") == 0) {
-      setLong(argument.substr(2));
+      const std::size_t equals = argument.find('=');
+      std::optional<std::string> value;
+      if (equals != std::string::npos) value = argument.substr(equals + 1);
+      setOption(argument.substr(2, equals - 2), value, true);
     } else if (argument.compare(0, 1, "-") == 0) {
       setCluster(argument.substr(1));
     } else {
@@ -57,46 +57,25 @@ bool parser::parse(int argc, const char* const* argv) {
   return errors_.empty();
 }
 
-std::string parser::takeNext() {
-  const std::string next = unread_.front();
-  unread_.pop_front();
-  return next;
-}
-
-void parser::setLong(const std::string& text) {
-  const std::size_t equals = text.find('=');
-  const std::string name = text.substr(0, equals);
-  setOption(name, equals == std::string::npos ? valueFor(name) : text.substr(equals + 1));
-}
-
 void parser::setCluster(const std::string& letters) {
   for (const char& letter : letters) {
-    const std::string name = longName(letter);
-    if (!name.empty()) setOption(name, &letter == &letters.back() ? valueFor(name) : std::nullopt);
+    const auto name = shortNames_.find(letter);
+    if (name == shortNames_.end()) {
+      errors_.push_back(std::string("undefined short option: -") + letter);
+    } else if (name->second.empty()) {
+      errors_.push_back(std::string("ambiguous short option: -") + letter);
+    } else {
+      setOption(name->second, std::nullopt, &letter == &letters.back());
+    }
   }
-}
-
-/// The long name of a short one; empty, with a message, when it has none.
-std::string parser::longName(char letter) {
-  const auto found = shortNames_.find(letter);
-  if (found == shortNames_.end()) {
-    errors_.push_back(std::string("undefined short option: -") + letter);
-    return {};
-  }
-  if (found->second.empty()) errors_.push_back(std::string("ambiguous short option: -") + letter);
-  return found->second;
-}
-
-/// Takes the next argument, if there is one, as the value of an option that takes a value.
-std::optional<std::string> parser::valueFor(const std::string& name) {
-  const Option* const option = find(name);
-  if (option == nullptr || !option->takesValue || unread_.empty()) return std::nullopt;
-  return takeNext();
 }
 
 /// Sets an option, or adds the message that says why not.
-void parser::setOption(const std::string& name, const std::optional<std::string>& value) {
+/// @param mayTakeNext  whether the next argument may be its value, when it takes one and there is no `value`
+void parser::setOption(const std::string& name, std::optional<std::string> value, bool mayTakeNext) {
   Option* const option = find(name);
+  const bool needsValue = option != nullptr && option->takesValue && !value;
+  if (needsValue && mayTakeNext && next_ != end_) value = *next_++;
   if (option == nullptr) {
     errors_.push_back("undefined option: --" + name);
   } else if (option->takesValue && !value) {

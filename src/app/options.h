@@ -1,6 +1,5 @@
 #pragma once
 
-#include <deque>
 #include <map>
 #include <memory>
 #include <optional>
@@ -38,12 +37,12 @@ struct option_with_value : option_without_value {
 /// Errors in the command line are collected as messages.
 class parser {
  public:
-  /// Registers a flag. Throws cmdline_error when the name is taken.
-  void add(const std::string& name, char shortName, const std::string& description);
-
-  /// Registers an option with a value; T is std::string. Throws cmdline_error when the name is taken.
+  /// Registers a flag, or an option with a value; T is std::string. Throws cmdline_error when the name is taken.
   /// @param need       whether leaving the option out is an error
   /// @param byDefault  its value when it is left out
+  void add(const std::string& name, char shortName, const std::string& description) {
+    insert({{name, shortName, description}, false, false, "", ""});
+  }
   template <typename T>
   void add(const std::string& name, char shortName, const std::string& description, bool need, const T& byDefault) {
     insert({{name, shortName, description}, true, need, byDefault, byDefault});
@@ -56,10 +55,9 @@ class parser {
   /// Whether the option was given. Throws cmdline_error for a name that was never registered.
   [[nodiscard]] bool exist(const std::string& name) const { return known(name).seen; }
 
-  /// The option's value; T is std::string. Throws cmdline_error for a name that was never registered, or a flag's.
+  /// The option's value; T is std::string. Throws cmdline_error for a name that was never registered.
   template <typename T>
   [[nodiscard]] const T& get(const std::string& name) const {
-    if (!known(name).takesValue) throw cmdline_error("option takes no value: --" + name);
     return known(name).value;
   }
 
@@ -76,16 +74,13 @@ class parser {
   void insert(const Option& option);
   [[nodiscard]] Option* find(const std::string& name) const;
   [[nodiscard]] const Option& known(const std::string& name) const;
-  std::string takeNext();
-  std::optional<std::string> valueFor(const std::string& name);
-  std::string longName(char letter);
-  void setLong(const std::string& text);
   void setCluster(const std::string& letters);
-  void setOption(const std::string& name, const std::optional<std::string>& value);
+  void setOption(const std::string& name, std::optional<std::string> value, bool mayTakeNext);
 
   std::vector<std::unique_ptr<Option>> options_;  // in usage order
   std::map<char, std::string> shortNames_;        // with their long names; an ambiguous one has an empty one
-  std::deque<std::string> unread_;                // arguments
+  const char* const* next_ = nullptr;             // the arguments that are not read yet, up to end_
+  const char* const* end_ = nullptr;
   std::string programName_;
   std::vector<std::string> errors_, others_;
 };

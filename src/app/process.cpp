@@ -37,10 +37,6 @@ End& end() {
   return *kEnd;
 }
 
-void showResult(bool interrupted) {
-  if (Terminal* const terminal = end().terminal) terminal->showResult(interrupted);
-}
-
 void raiseDescriptorLimit() {
   rlimit limit{};
   if (getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur >= kWantedDescriptors) return;
@@ -53,10 +49,7 @@ void openStandardStreams() {
   do {
     fd = open("/dev/null", O_RDWR);
   } while (fd >= 0 && fd <= STDERR_FILENO);
-  if (fd > STDERR_FILENO) {
-    dup2(fd, STDIN_FILENO);
-    close(fd);
-  }
+  if (fd >= 0) close(fd);
 }
 
 /// A thread waits for the signals, since a handler may call almost nothing. Without one they end this process only.
@@ -79,7 +72,7 @@ void endBySignal() {
       const std::function<void()> cleanUp = end().cleanUp;
       lock.unlock();
       runWithin(kCleanUpLimit, cleanUp);
-      showResult(true);
+      end().terminal->showResult(true);
       pthread_sigmask(SIG_UNBLOCK, &awaited, nullptr);
       raise(number);
       std::_Exit(128 + number);  // process 1 of a container survives the signal
@@ -99,7 +92,7 @@ void endBySignal() {
   } catch (...) {  // NOLINT(bugprone-empty-catch): unknown
   }
   tell(STDERR_FILENO, "terminate called after throwing: " + why + "\n");
-  showResult(false);
+  end().terminal->showResult(false);
   std::abort();
 }
 
@@ -126,7 +119,7 @@ void setCleanUp(std::function<void()> cleanUp) {
 void endProcess(int result) {
   platform::endCommands();
   Logger::GetInstance().flush();
-  showResult(false);
+  end().terminal->showResult(false);
   // Not exit: it would flush a stream that a detached thread is reading from.
   std::_Exit(result);
 }

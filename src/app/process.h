@@ -7,8 +7,7 @@ namespace quelmar {
 class Terminal;
 
 /// Puts the process into a known state, however it was started. What cannot be set up is left as it is.
-/// - standard input is /dev/null, and so are standard output and error when they are closed: else a file of the run
-///   would get their number;
+/// - standard streams that are closed are /dev/null: else a file of the run would get their number;
 /// - a write to a closed pipe, or over the limit of a file's size, is an error and not the end;
 /// - SIGCHLD has its default action, and the soft limit of open descriptors is 10240, or as high as it may be;
 /// - a signal that ends the process, unless it is ignored (nohup), first ends the running commands, runs the clean-up

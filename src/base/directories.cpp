@@ -23,11 +23,8 @@ constexpr int kPassThrough = O_SEARCH;
 constexpr int kPassThrough = O_RDONLY;
 #endif
 constexpr int kMaxLinks = 40;
-constexpr mode_t kFolderMode = 0755;  // less the umask
-constexpr mode_t kAllFolderMode = 0777;
 
-/// The folders that the run keeps open, by their trimmed paths.
-using HeldFolders = std::map<std::string, int>;
+using HeldFolders = std::map<std::string, int>;  // by trimmed paths
 
 HeldFolders& heldFolders() {
   static auto* const kHeld = new HeldFolders;  // never destroyed: threads may use it while the process ends
@@ -40,7 +37,7 @@ std::string trimmed(std::string path) {
   return path;
 }
 
-/// The held folder that is at a path or nearest above it; null when there is none.
+/// The held folder that is at a path or nearest above it, if any.
 const HeldFolders::value_type* nearestHeld(const std::string& path) {
   for (std::string above = trimmed(path);; above.resize(above.rfind('/'))) {
     const auto held = heldFolders().find(above);
@@ -83,7 +80,7 @@ Descriptor start(int from, const std::string& path, std::error_code& ec) {
   return openOne(from, path.compare(0, 1, "/") == 0 ? "/" : ".", ec);
 }
 
-/// Opens a regular file, unless there is a link at its name. A device that is there is opened as well.
+/// Opens a regular file; fails for a link. A device that is there is opened as well.
 Descriptor openListedFile(int parent, const char* name, struct stat& info, std::error_code& ec) {
   ec.clear();
   Descriptor file(openat(parent, name, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_NOFOLLOW | O_CLOEXEC));
@@ -92,18 +89,11 @@ Descriptor openListedFile(int parent, const char* name, struct stat& info, std::
   return ec ? Descriptor() : std::move(file);
 }
 
-/// As above, but a device is not opened.
-Descriptor openFile(int parent, const char* name, struct stat& info, std::error_code& ec) {
-  ec = lookUp(parent, name, info);
-  if (!ec && !S_ISREG(info.st_mode)) ec = std::make_error_code(std::errc::not_supported);
-  return ec ? Descriptor() : openListedFile(parent, name, info, ec);
-}
-
 bool isTrusted(uid_t owner) {
   return owner == 0 || owner == geteuid();
 }
 
-/// Tells whether others than root and the calling user may remove or rename what is in the folder.
+/// Tells whether others than root and the calling user may exchange what is in the folder.
 bool isOpenToOthers(const struct stat& info) {
   const bool isOwnGroup = info.st_gid == getegid() && geteuid() != 0;
   const mode_t others = isOwnGroup ? S_IWOTH : S_IWGRP | S_IWOTH;
@@ -123,6 +113,7 @@ std::string readLink(int parent, const std::string& name, struct stat& info) {
 /// Opens folders one in the other, and what is in them, following links by a rule.
 class Way {
  public:
+  /// Opens an entry that is no link.
   using Opener = std::function<Descriptor(int parent, const std::string& name, std::error_code& ec)>;
 
   /// @param isFixed  folders where others may exchange entries are not opened: EPERM
@@ -149,7 +140,6 @@ class Way {
   }
 
   /// Opens an entry of an open folder, or what a link at its name leads to.
-  /// @param open  opens an entry that is no link
   Descriptor openEntry(int parent, const std::string& name, const Opener& open, std::error_code& ec) {
     Descriptor entry = open(parent, name, ec);
     if (!ec || links_ == Links::kNone) return entry;
@@ -189,14 +179,14 @@ class Way {
 Descriptor replaceByFolder(int parent, const std::string& name, Access access, std::error_code& ec) {
   ec = removeEntry(parent, name.c_str());
   if (ec) return Descriptor();
-  const bool isNew = mkdirat(parent, name.c_str(), kFolderMode) == 0;
+  const bool isNew = mkdirat(parent, name.c_str(), 0755) == 0;
   if (!isNew && errno != EEXIST) ec = lastError();  // another run may have made it meanwhile
   Descriptor folder = ec ? Descriptor() : openOne(parent, name, ec);
-  if (!ec && isNew && access == Access::kAll && fchmod(folder.get(), kAllFolderMode) != 0) ec = lastError();
+  if (!ec && isNew && access == Access::kAll && fchmod(folder.get(), 0777) != 0) ec = lastError();
   return folder;
 }
 
-/// Makes a folder on the way to a path outside of the held folders, or opens it; see makeFolder.
+/// One step of makeFolder outside of the held folders.
 Descriptor makeOne(Way& way, int parent, const std::string& name, bool isLast, Access access, std::error_code& ec) {
   Descriptor folder = way.openEntry(parent, name, openOne, ec);
   if (!ec) return folder;
@@ -263,7 +253,9 @@ Descriptor openRegular(int parent, const char* name, Links links, struct stat& i
     if (ec != std::errc::too_many_symbolic_link_levels) return file;
   }
   const auto open = [&info](int folder, const std::string& entry, std::error_code& failure) {
-    return openFile(folder, entry.c_str(), info, failure);
+    failure = lookUp(folder, entry.c_str(), info);
+    if (!failure && !S_ISREG(info.st_mode)) failure = std::make_error_code(std::errc::not_supported);
+    return failure ? Descriptor() : openListedFile(folder, entry.c_str(), info, failure);
   };
   return Way(links).openEntry(parent, name, open, ec);
 }

@@ -14,7 +14,6 @@ namespace quelmar {
 
 namespace fs = boost::filesystem;
 
-/// errno as an error code.
 inline std::error_code lastError() {
   return {errno, std::generic_category()};
 }
@@ -24,7 +23,7 @@ inline bool isSame(const struct stat& one, const struct stat& other) {
   return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
 }
 
-/// Owns a file descriptor and closes it; holds -1 when there is none. Not thread-safe.
+/// Owns a file descriptor and closes it; -1 when there is none.
 class Descriptor {
  public:
   explicit Descriptor(int fd = -1) : fd_(fd) {}
@@ -48,32 +47,28 @@ class Descriptor {
   int fd_;
 };
 
-/// Which symbolic links are followed:
-/// - kNone: none;
-/// - kOwn: those that root or the calling user owns;
-/// - kJudged: those, and links whose owner owns what they lead to: a user's links to their own files;
-/// - kAny: all.
+/// Which symbolic links are followed: with kOwn those that root or the calling user owns, with kJudged also those whose
+/// owner owns what they lead to.
 enum class Links { kNone, kOwn, kJudged, kAny };
 
 /// The mode of a new folder: kUsual is 0755 less the umask, kAll is 0777 whatever the umask is.
 enum class Access { kUsual, kAll };
 
-// These functions clear `ec` and set it when they fail. A link that must not be followed gives EPERM.
+// These functions clear `ec` and set it when they fail: to EPERM for a link that must not be followed. `parent` is an
+// open folder; `links` holds for every component of a path, but below a held folder no link is followed.
 
 /// Keeps an open folder until the process ends. From now on everything at `path` or below is looked for from there,
-/// whatever has the name meanwhile, and no link below is followed. Requires: no other threads run yet.
-/// @return the descriptor
+/// whatever has the name meanwhile. Requires: no other threads run yet. @return the descriptor
 int hold(const std::string& path, Descriptor folder);
 
 /// Tells whether opening a folder failed because the entry is none, or a link that is not followed.
 bool isNoFolder(const std::error_code& ec);
 
-/// Opens a folder in the open folder `parent`, by its name or a path ("a/b"). No link is followed. One that may not be
-/// listed is opened for passing through, where the system can.
+/// Opens a folder by its name or a path ("a/b"). No link is followed. One that may not be listed is opened for passing
+/// through, where the system can.
 Descriptor openFolder(int parent, const std::string& name, std::error_code& ec);
 
 /// Opens the folder at `path`; empty is the current one.
-/// @param links  which links are followed, in every component; below a held folder none
 Descriptor openFolder(const std::string& path, Links links, std::error_code& ec);
 
 /// Opens the folder at `path`, and makes it and those above it when they are missing. What stands there and is no
@@ -81,18 +76,16 @@ Descriptor openFolder(const std::string& path, Links links, std::error_code& ec)
 /// @param access  of the last folder when it is made; those above get kUsual
 Descriptor makeFolder(const std::string& path, Links links, std::error_code& ec, Access access = Access::kUsual);
 
-/// Opens the folder `name` in a folder of this run's own, or makes it. What stands there and is no folder, or one of
-/// another user, is removed.
+/// Opens or makes a folder in one of this run's own. What stands there and is no folder, or another user's, is removed.
 Descriptor makeFolder(int parent, const std::string& name, std::error_code& ec, Access access = Access::kUsual);
 
-/// Opens the regular file `name` in the open folder `parent` for reading. Never blocks, and opens no device.
+/// Opens a regular file for reading. Never blocks, and opens no device.
 /// @param info      receives the file's status
 /// @param ec        ENOTSUP for what is no regular file, which includes a link when `links` is kNone
-/// @param isListed  its folder has just listed it as a regular file: saves one of six system calls for each file
+/// @param isListed  its folder has just listed it as a regular file: saves a system call
 Descriptor openRegular(int parent, const char* name, Links links, struct stat& info, std::error_code& ec,
                        bool isListed = false);
 
-/// As above, for the entry at `path`; links above it are followed by the same rule.
 Descriptor openRegular(const std::string& path, Links links, struct stat& info, std::error_code& ec);
 
 /// Where an entry is: the open folder, and the entry's name in it.
@@ -104,14 +97,13 @@ struct Place {
 /// Opens the folder that holds the entry at `path`, which need not exist. "/" and "/." at the path's end do not count.
 Place locate(const std::string& path, Links links, std::error_code& ec);
 
-/// Reads the status of an entry, never through a link at its name. @return the error of that
+/// Reads the status of an entry, never through a link at its name.
 std::error_code lookUp(int folder, const char* name, struct stat& info);
-/// As above, finding it as locate does.
 std::error_code lookUp(const std::string& path, Links links, struct stat& info);
 
 /// Runs `work` while nobody else can exchange the entry at `path`, which is no link: each folder on the way belongs to
-/// root or the calling user, and others may not write to it, or its sticky bit is set. The last one gets that bit for
-/// the time when it is the calling user's. @return whether that is so; else `work` is not run
+/// root or the calling user, and others may not write to it, or its sticky bit is set. The calling user's last one gets
+/// that bit for the time. @return whether that is so; else `work` is not run
 bool whileFixed(const std::string& path, const std::function<void()>& work);
 
 }  // namespace quelmar

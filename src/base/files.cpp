@@ -10,18 +10,16 @@
 #include "base/threads.h"
 
 namespace quelmar {
-namespace {
 
 // Too large for the stack: some hosts give threads 512 KiB.
 constexpr std::size_t kCopyBufferBytes = 64 * 1024;
 
-/// Copies the first `bytes` bytes, wherever the file's offset is: a log's moves with each record.
 std::error_code copyBytes(int from, int to, std::uintmax_t bytes) {
   const std::unique_ptr<char[]> buffer(new (std::nothrow) char[kCopyBufferBytes]);
   if (!buffer) return std::make_error_code(std::errc::not_enough_memory);
   for (off_t at = 0; bytes > 0;) {
     const auto want = static_cast<std::size_t>(std::min<std::uintmax_t>(bytes, kCopyBufferBytes));
-    const ssize_t got = pread(from, buffer.get(), want, at);
+    const ssize_t got = pread(from, buffer.get(), want, at);  // a log's offset moves with each record
     if (got < 0) return lastError();
     if (got == 0) break;
     if (!writeAll(to, buffer.get(), static_cast<std::size_t>(got))) return lastError();
@@ -31,8 +29,6 @@ std::error_code copyBytes(int from, int to, std::uintmax_t bytes) {
   }
   return {};
 }
-
-}  // namespace
 
 bool writeAll(int fd, const char* data, std::size_t size) {
   while (size > 0) {
@@ -46,14 +42,11 @@ bool writeAll(int fd, const char* data, std::size_t size) {
 }
 
 Descriptor makeFile(int parent, const char* name, int flags, mode_t mode, Overwrite overwrite, std::error_code& ec) {
-  ec.clear();
-  if (overwrite == Overwrite::kYes && unlinkat(parent, name, 0) != 0) ec = lastError();
+  std::error_code notRemoved;
+  if (overwrite == Overwrite::kYes && unlinkat(parent, name, 0) != 0 && errno != ENOENT) notRemoved = lastError();
   Descriptor file(openat(parent, name, flags | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
-  if (file) {
-    ec.clear();
-  } else if (!ec || ec == std::errc::no_such_file_or_directory) {
-    ec = lastError();
-  }
+  ec.clear();
+  if (!file) ec = notRemoved ? notRemoved : lastError();
   return file;
 }
 

@@ -10,16 +10,17 @@ enum class Overwrite { kNo, kYes };
 /// write(2), repeated until all is written. @return false, with errno set, when that fails
 bool writeAll(int fd, const char* data, std::size_t size);
 
-/// Makes the file `name` in the open directory `parent`. With kYes, what stands there and is no directory is removed.
-/// @param flags  how it is opened, beside being made
-/// @param ec     cleared, then set when that fails: EEXIST with kNo, with kYes the error of removing what is there
+/// Copies a file's first `bytes` bytes, as many as there are, to where `to` stands. Calls beat() with each piece.
+/// @return the first error
+std::error_code copyBytes(int from, int to, std::uintmax_t bytes);
+
+/// Makes the file `name` in the open folder `parent`. With kYes, what stands there and is no folder is removed.
+/// @param ec  cleared, then set when that fails: EEXIST with kNo, with kYes the error of removing what is there
 Descriptor makeFile(int parent, const char* name, int flags, mode_t mode, Overwrite overwrite, std::error_code& ec);
 
-/// Copies a file that openRegular has opened into a new file `name` in the open directory `parent` (AT_FDCWD: the
-/// current one). No more bytes are copied than the file had when it was opened, so that the copy of a file that keeps
-/// growing ends. The copy gets the source's permission bits, without set-id and sticky bits, plus read and write for
-/// the owner. Calls beat() with each piece.
-/// @param info  the source's status, from openRegular
+/// Copies an open regular file into a new file `name` in the open folder `parent`, as many bytes as it had when it was
+/// opened (`info`): it may keep growing. The copy gets the source's permission bits, without set-id and sticky bits,
+/// plus read and write for the owner. Calls beat() with each piece.
 /// @return the first error, of makeFile or later. What was copied before an error stays.
 std::error_code copyOpened(const Descriptor& source, const struct stat& info, int parent, const char* name,
                            Overwrite overwrite);

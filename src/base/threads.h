@@ -37,7 +37,7 @@ class SharedInst {
 };
 
 /// Runs a clean-up action in its destructor, unless it was dismissed.
-/// Requires: the action is set and does not throw; either would end the process.
+/// Requires: the action is set and does not throw; else the process ends.
 class ScopeGuard {
  public:
   explicit ScopeGuard(std::function<void()> action) : action_(std::move(action)) {}
@@ -60,8 +60,8 @@ class ScopeGuard {
 std::future<void> startDetached(
     std::function<void()> work, std::function<void(const char* reason)> onFailure = [](const char*) {});
 
-/// Starts `work` as above and waits for its end, at most for `limit`. An exception that it throws is dropped.
-/// @return whether the work ended in time; false also when no thread could be started
+/// Starts `work` as above and waits for its end. An exception that it throws is dropped.
+/// @return whether it ended within `limit`; false also when no thread could be started
 bool runWithin(std::chrono::seconds limit, std::function<void()> work);
 
 /// As runWithin, but waits until the work has not called beat() for `limit`. Runs it on the calling thread when no

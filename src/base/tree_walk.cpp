@@ -22,9 +22,8 @@ EntryKind kindOf(int folder, const dirent& entry) {
   return S_ISLNK(info.st_mode) ? EntryKind::kLink : EntryKind::kOther;
 }
 
-/// Appends the entries of an open folder to `entries`: for each a byte for the type (EntryKind), the name and a zero
-/// byte. All in one string, since a million strings would take too much memory.
-/// @return the error that ended the listing early; the entries before it are in `entries`
+/// Appends to `entries`, for each entry of an open folder, a byte for the type (EntryKind), the name and a zero byte: a
+/// million strings would take too much memory. @return the error that ended the listing early
 std::error_code listFolder(int folder, std::string& entries) {
   Descriptor again(openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   const std::unique_ptr<DIR, int (*)(DIR*)> listing(again ? fdopendir(again.get()) : nullptr, &closedir);
@@ -53,8 +52,8 @@ std::error_code emptyFolder(Folder top, const char* name) {
     if (!first) first = ec;
   };
   TreeWalk walk(std::move(top), name, [&note](const std::string&, const std::error_code& ec) { note(ec); });
-  for (auto event = walk.next(); event != TreeWalk::Event::kEnd; event = walk.next()) {
-    const bool hasLeft = event == TreeWalk::Event::kLeft;
+  while (walk.next()) {
+    const bool hasLeft = walk.hasLeft();
     if (unlinkat(walk.folder(), walk.name(), hasLeft ? AT_REMOVEDIR : 0) == 0 || errno == ENOENT) continue;
     const std::error_code notRemoved = lastError();
     std::error_code ec;
@@ -82,10 +81,6 @@ std::error_code forEachEntry(int folder, const std::function<void(EntryKind kind
     each(static_cast<EntryKind>(entries[at]), entries.c_str() + at + 1);
   }
   return ec;
-}
-
-Folder::Folder(Descriptor opened) : open(std::move(opened)) {
-  if (open) fstat(open.get(), &info);
 }
 
 void FolderChain::enter(Folder folder, const std::string& name) {
@@ -117,32 +112,29 @@ TreeWalk::TreeWalk(Folder top, std::string path, Lost lost)
 }
 
 void TreeWalk::list() {
-  levels_.push_back({names_.size(), names_.size()});
-  if (const std::error_code ec = listFolder(folders_.last(), names_)) lost_(path_, ec);
+  listings_.emplace_back();
+  if (const std::error_code ec = listFolder(folders_.last(), listings_.back().entries)) lost_(path_, ec);
 }
 
-TreeWalk::Event TreeWalk::next() {
+bool TreeWalk::next() {
   path_.resize(folderLength());
-  if (levels_.back().next < names_.size()) {
-    const char* const entry = names_.c_str() + levels_.back().next;
+  hasLeft_ = listings_.back().atEnd();
+  if (!hasLeft_) {
+    Listing& listing = listings_.back();
+    const char* const entry = listing.entries.c_str() + listing.next;
     kind_ = static_cast<EntryKind>(*entry);
     path_.append("/").append(entry + 1);
-    levels_.back().next += std::strlen(entry) + 1;
-    return Event::kEntry;
+    listing.next += std::strlen(entry) + 1;
+    return true;
   }
-  names_.resize(levels_.back().first);
-  if (levels_.size() == 1) return Event::kEnd;
-  levels_.pop_back();
+  if (listings_.size() == 1) return false;
+  listings_.pop_back();
   kind_ = EntryKind::kDirectory;
   if (const std::error_code ec = folders_.leave()) {
-    if (levels_.back().next < names_.size()) lost_(path_.substr(0, folderLength()), ec);
-    names_.resize(levels_.back().next);
+    if (!listings_.back().atEnd()) lost_(path_.substr(0, folderLength()), ec);
+    listings_.back().next = listings_.back().entries.size();
   }
-  return Event::kLeft;
-}
-
-Folder TreeWalk::open(std::error_code& ec) const {
-  return Folder(openFolder(folders_.last(), name(), ec));
+  return true;
 }
 
 void TreeWalk::enter(Folder folder) {

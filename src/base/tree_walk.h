@@ -21,12 +21,13 @@ struct Folder {
   struct stat info {};
 
   Folder() = default;
-  explicit Folder(Descriptor opened);
+  explicit Folder(Descriptor opened) : open(std::move(opened)) {
+    if (open) fstat(open.get(), &info);
+  }
   [[nodiscard]] bool is(const Folder& other) const { return isSame(info, other.info); }
 };
 
-/// The folders that a walk is in, each in the one before it. Only a few of them are open at a time, however deep the
-/// tree is.
+/// The folders that a walk is in, each in the one before it. However many they are, only a few are open at a time.
 class FolderChain {
  public:
   explicit FolderChain(Folder top) { folders_.push_back(std::move(top)); }
@@ -50,26 +51,25 @@ class FolderChain {
   std::string path_;
 };
 
-/// Walks a tree, depth first, each folder in the order in which the system lists it, and in full before its first entry
-/// is told, so that entries may be removed. No link is followed, and the walk stays in the tree though folders are
-/// exchanged. It takes memory for the names of the current folder and those above it, and a few descriptors.
+/// Walks a tree, depth first, in listing order. Each folder is listed before its first entry is told, so that entries
+/// may be removed. No link is followed, and the walk stays in the tree though folders are exchanged. It takes memory
+/// for the names of the current folder and those above it, and a few descriptors.
 class TreeWalk {
  public:
-  enum class Event {
-    kEntry,  ///< an entry of the current folder
-    kLeft,   ///< a folder that was entered is done, and is now the current entry
-    kEnd,
-  };
   /// Told of a folder that could not be listed to its end, or not be opened again for the rest of its entries.
   using Lost = std::function<void(const std::string& path, const std::error_code& ec)>;
 
   /// @param path  the top folder's path, with which all paths begin
   TreeWalk(Folder top, std::string path, Lost lost);
 
-  Event next();
+  /// Goes to the next entry, or back to a folder that was entered and is done. @return false at the end
+  bool next();
+
+  /// Tells whether the current entry is a folder that was entered and is done.
+  [[nodiscard]] bool hasLeft() const { return hasLeft_; }
 
   /// Opens the current entry, a folder. @param ec  isNoFolder(ec) when it is none
-  Folder open(std::error_code& ec) const;
+  Folder open(std::error_code& ec) const { return Folder(openFolder(folder(), name(), ec)); }
 
   /// Goes into a folder that open() has returned; its entries come next.
   void enter(Folder folder);
@@ -83,9 +83,12 @@ class TreeWalk {
   [[nodiscard]] const FolderChain& folders() const { return folders_; }
 
  private:
-  struct Names {
-    std::size_t first;  // where the folder's names begin in names_
-    std::size_t next;   // the next one to visit
+  /// The entries of a folder, as listFolder puts them together, and where the next one begins.
+  struct Listing {
+    std::string entries;
+    std::size_t next = 0;
+
+    [[nodiscard]] bool atEnd() const { return next == entries.size(); }
   };
 
   void list();
@@ -95,9 +98,8 @@ class TreeWalk {
   std::string path_;
   const std::size_t topLength_;
   EntryKind kind_ = EntryKind::kUnknown;
-  std::string
-      names_;  // of the current folder and those above it, each after a byte for its type and before a zero byte
-  std::vector<Names> levels_;
+  bool hasLeft_ = false;
+  std::vector<Listing> listings_;  // of the current folder and those above it
   FolderChain folders_;
 };
 

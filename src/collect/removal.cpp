@@ -11,8 +11,7 @@ namespace {
 
 constexpr mode_t kWriteForAll = 0222;
 
-/// Replaces all permission bits: kept on purpose. By a descriptor, since what a name leads to may be exchanged for a
-/// link, or for a file that has other names.
+/// Replaces all permission bits: kept on purpose. By a descriptor: others may exchange what has the name.
 std::error_code makeWritable(const Place& place) {
   const int flags = O_RDONLY | O_NONBLOCK | O_NOCTTY | O_NOFOLLOW | O_CLOEXEC;
   struct stat info {};
@@ -24,21 +23,9 @@ std::error_code makeWritable(const Place& place) {
   return fchmod(entry.get(), kWriteForAll) == 0 ? std::error_code() : lastError();
 }
 
-void addWritePermission(const Place& place, const fs::path& path) {
-  if (const std::error_code ec = makeWritable(place)) {
-    LOG_CALL(kErr, "{} permissions exception; Reason: {}", path.string(),
-             boost::diagnostic_information(std::system_error(ec)));
-  }
-}
-
 void tellMissing(const std::string& path, const std::error_code& ec) {
   LOG_CALL_AS("directoryWalker", kWarn, "Source directory {} not exist.; Reason: code:{} msg:{}", path, ec.value(),
               ec.message());
-}
-
-void tellTraversal(const std::string& path, const std::string& reason) {
-  LOG_CALL_AS("directoryWalker", kWarn, "An exception occurred while traversing the directory({}); Reason: {}", path,
-              reason);
 }
 
 }  // namespace
@@ -47,7 +34,10 @@ bool ensureRemove(const fs::path& path, std::error_code& ec) {
   const Place place = locate(path.string(), Links::kOwn, ec);
   if (!ec) ec = removeEntry(place.folder.get(), place.name.c_str());
   if (ec && place.folder) {
-    addWritePermission(place, path);
+    if (const std::error_code unchanged = makeWritable(place)) {
+      LOG_CALL_AS("addWritePermission", kErr, "{} permissions exception; Reason: {}", path.string(),
+                  boost::diagnostic_information(std::system_error(unchanged)));
+    }
     ec = removeEntry(place.folder.get(), place.name.c_str());
   }
   if (ec == std::errc::no_such_file_or_directory) ec.clear();
@@ -67,9 +57,11 @@ void directoryWalker(const fs::path& root, const std::function<void(const std::s
   if (ec) return tellMissing(root.string(), ec);
   try {
     TreeWalk walk(std::move(top), root.string(), [](const std::string& path, const std::error_code& why) {
-      tellTraversal(path, "code:" + std::to_string(why.value()) + ": " + why.message());
+      LOG_CALL_AS("directoryWalker", kWarn,
+                  "An exception occurred while traversing the directory({}); Reason: code:{}: {}", path, why.value(),
+                  why.message());
     });
-    for (auto event = walk.next(); event != TreeWalk::Event::kEnd; event = walk.next()) {
+    while (walk.next()) {
       const std::string path = walk.path();
       const bool isFolder = walk.kind() == EntryKind::kDirectory;
       if (walk.kind() == EntryKind::kUnknown) {
@@ -78,7 +70,7 @@ void directoryWalker(const fs::path& root, const std::function<void(const std::s
         LOG_CALL(kWarn, "current path:{}; Reason: code:{} msg:{}", path, ec.value(), ec.message());
         continue;
       }
-      if (isFolder && event == TreeWalk::Event::kEntry) {
+      if (isFolder && !walk.hasLeft()) {
         if (beforeDir) beforeDir(path);
         Folder folder = depth == Depth::kTree ? walk.open(ec) : Folder();
         if (folder.open) {
@@ -91,7 +83,8 @@ void directoryWalker(const fs::path& root, const std::function<void(const std::s
       if (!isFolder && onFile) onFile(path);
     }
   } catch (const std::exception& failure) {
-    tellTraversal(root.string(), failure.what());
+    LOG_CALL(kWarn, "An exception occurred while traversing the directory({}); Reason: {}", root.string(),
+             failure.what());
   } catch (...) {
     LOG_CALL(kWarn, "An unknown exception occurred while traversing the directory; Reason: {}",
              boost::current_exception_diagnostic_information());

@@ -15,10 +15,9 @@ bool ensureRemove(const fs::path& path, std::error_code& ec);
 /// How far a tree is gone through: the entries of its folder, or all below it.
 enum class Depth { kFolder, kTree };
 
-/// Walks the tree under `root` as TreeWalk does. Failures are logged; the walk goes on with the next entry, or the
-/// parent directory. Callbacks may be empty, and may remove what they are told of.
-/// @param beforeDir  called with the path of each sub-directory before its contents
-/// @param afterDir   called with the path of each sub-directory after its contents
+/// Walks the tree under `root` as TreeWalk does. Failures are logged, and the walk goes on. Callbacks may be empty, and
+/// may remove what they are told of.
+/// @param beforeDir  called with the path of each sub-directory before its contents, `afterDir` after them
 /// @param onFile     called with the path of each other entry, links included
 /// @param depth      kFolder leaves out the contents of the sub-directories
 void directoryWalker(const fs::path& root, const std::function<void(const std::string&)>& beforeDir,

@@ -44,12 +44,10 @@ void tellGivenUp(const std::string& what) {
   DRIVER_LOG(kWarn, "copy {} given up.; Reason: nothing has moved for {} s", what, kLimits.stalledCopy.count());
 }
 
-/// Copies a source to a path below the scratch folder.
 using Copy = std::function<void(const Source& source, const fs::path& from, const fs::path& to)>;
 
 /// Calls `copy` with each source of a step, `name` filled in, on a thread of its own. What does not move any more, as
 /// on a share whose server is gone, is given up (logged), and so are the user's other sources.
-/// @param dir  the scratch folder
 void copySources(Step step, const std::string& name, const fs::path& dir, const Copy& copy) {
   static auto* const kStalled = new std::set<std::string>;  // users whose folders do not answer
   for (const Source& source : kSources) {
@@ -86,8 +84,7 @@ void copyInstallerLog(const Source&, const fs::path& source, const fs::path& tar
 constexpr const char* kWideLog = "collectSystemWideLog";
 constexpr const char* kUemState = "collectSystemStateForUem";
 
-/// Starts a report's collector on a thread, which may still run when the process ends. Throws std::system_error when
-/// that cannot be started.
+/// Starts a report's collector on a thread, or throws std::system_error. It may still run when the process ends.
 std::future<void> start(const char* name, std::function<void()> collect) {
   return startDetached(std::move(collect),
                        [name](const char* reason) { DRIVER_LOG(kErr, "Exec {} failed; Reason: {}", name, reason); });
@@ -101,10 +98,11 @@ void await(const char* name, const std::future<void>& ended) {
 
 std::vector<std::string> users() {
   std::vector<std::string> list;
-  if (const auto& loginUser = process::loginUser()) {
-    list.push_back(*loginUser);
-  } else {
+  const std::string& loginUser = process::loginUser();
+  if (loginUser.empty()) {
     DRIVER_LOG(kErr, "{}{}", "getCurrentLoginUser failed.", "");
+  } else {
+    list.push_back(loginUser);
   }
   // Always: the sources in /Users/root are tried too, and usually reported missing.
   list.emplace_back("root");

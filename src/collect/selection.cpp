@@ -5,7 +5,7 @@
 #include <regex>
 
 #include <boost/algorithm/string/case_conv.hpp>
-#include <boost/date_time/posix_time/posix_time_types.hpp>
+#include <boost/date_time/posix_time/conversion.hpp>
 #include <boost/exception/diagnostic_information.hpp>
 #include <boost/filesystem/operations.hpp>
 
@@ -14,9 +14,11 @@
 #include "collect/sources.h"
 #include "logging/logger.h"
 
-namespace quelmar::logutils {
+namespace quelmar {
 namespace {
 
+constexpr std::uint64_t kBytesPerMiB = 1'048'576;
+constexpr std::uint64_t kOkvuBudgetBytes = 200 * kBytesPerMiB;
 constexpr std::uint64_t kMaxKeyLogAgeSeconds = 2'592'000;  // 30 days
 constexpr std::uintmax_t kMaxKeyLogBytes = 2'097'152;      // 2 MiB
 
@@ -24,16 +26,15 @@ bool isRecent(const std::string& filePath, const boost::posix_time::ptime& refer
   boost::system::error_code ec;
   const std::time_t modified = fs::last_write_time(filePath, ec);
   if (ec) return true;
-  const boost::posix_time::ptime epoch(boost::gregorian::date(1970, 1, 1));
-  const auto sinceEpoch = referenceTime - epoch;
-  const std::int64_t reference = sinceEpoch.ticks() / sinceEpoch.ticks_per_second();
-  // Unsigned on purpose: a file newer than the reference counts as a very old one. The subtraction is unsigned too, so
-  // that an absurd time stamp cannot overflow it.
+  const std::int64_t reference = boost::posix_time::to_time_t(referenceTime);
+  // Unsigned on purpose: a file newer than the reference counts as a very old one, and nothing overflows.
   const std::uint64_t age = static_cast<std::uint64_t>(reference) - static_cast<std::uint64_t>(modified);
   return age < kMaxKeyLogAgeSeconds + 1;
 }
 
 }  // namespace
+
+namespace logutils {
 
 std::vector<std::string> collectedExtensions() {
   return {".log", ".txt",   ".json", ".back", ".xlog",  ".db",   ".sqlite3",
@@ -83,23 +84,13 @@ FileFilter diagnosticReportFilter() {
   };
 }
 
-}  // namespace quelmar::logutils
-
-namespace quelmar {
-namespace {
-
-constexpr std::uint64_t kBytesPerMiB = 1'048'576;
-constexpr std::uint64_t kOkvuBudgetBytes = 200 * kBytesPerMiB;
-
-}  // namespace
+}  // namespace logutils
 
 std::uint64_t getDirectorySize(const std::string& dir, const std::vector<std::string>& exts) {
   std::uint64_t sum = 0;
-  const auto failed = [](const std::string& folder, const std::string& reason) {
-    LOG_CALL_AS("getDirectorySize", kErr, "get directory:{} size failed; Reason: catch exception:{}", folder, reason);
-  };
-  const auto lost = [&failed](const std::string& folder, const std::error_code& ec) {
-    failed(folder, "code:" + std::to_string(ec.value()) + ": " + ec.message());
+  const auto lost = [](const std::string& folder, const std::error_code& ec) {
+    LOG_CALL_AS("getDirectorySize", kErr, "get directory:{} size failed; Reason: catch exception:code:{}: {}", folder,
+                ec.value(), ec.message());
   };
   try {
     std::error_code ec;
@@ -109,10 +100,10 @@ std::uint64_t getDirectorySize(const std::string& dir, const std::vector<std::st
       return 0;
     }
     TreeWalk walk(std::move(top), dir, lost);
-    for (auto event = walk.next(); event != TreeWalk::Event::kEnd; event = walk.next()) {
+    while (walk.next()) {
       beat();
       struct stat info {};
-      if (event == TreeWalk::Event::kLeft) continue;
+      if (walk.hasLeft()) continue;
       if (walk.kind() == EntryKind::kDirectory) {
         Folder folder = walk.open(ec);
         if (ec) lost(walk.path(), ec);
@@ -123,7 +114,7 @@ std::uint64_t getDirectorySize(const std::string& dir, const std::vector<std::st
       }
     }
   } catch (const std::exception& failure) {
-    failed(dir, failure.what());
+    LOG_CALL(kErr, "get directory:{} size failed; Reason: catch exception:{}", dir, failure.what());
   } catch (...) {
     LOG_CALL(kErr, "get directory:{} size failed; Reason: catch unknown exception:{}", dir,
              boost::current_exception_diagnostic_information());
@@ -142,12 +133,8 @@ std::vector<std::string> getOkvuLogPath() {
 std::uint64_t getDirTotalSize(const std::string& dir, const std::vector<std::string>& extensions, std::error_code& ec) {
   if (dir.empty()) return 0;
   struct stat info {};
-  const std::error_code error = lookUp(dir, Links::kJudged, info);
-  if (error || !S_ISDIR(info.st_mode)) {
-    ec = error;
-    return 0;
-  }
-  return getDirectorySize(dir, extensions);
+  ec = lookUp(dir, Links::kJudged, info);
+  return !ec && S_ISDIR(info.st_mode) ? getDirectorySize(dir, extensions) : 0;
 }
 
 bool checkIsCollectOkvuLog(const std::vector<std::string>& extensions) {

@@ -19,9 +19,8 @@ struct Source {
   bool isFolderOfCrashReports = false;
 };
 
-/// Every file and folder that a run collects, in the order of the run. kUser sources are copied for each user,
-/// kManagement sources for the first one only. docs/archive-layout.md has a row for each, and no
-/// output folder may hold one of them (see protectedPlaceIn).
+/// Every file and folder that a run collects, in the order of the run: kUser sources for each user, kManagement sources
+/// for the first one only. docs/archive-layout.md has a row for each; no output folder may hold one (protectedPlaceIn).
 inline constexpr Source kSources[] = {
     {kInstaller, "/var/log/quelmar/sdp/oBrelaInstallOut.log", "logs/oBrelaInstallOut.log"},
     {kManagement, "/Library/Application Support/uem/logs/quelmarlogs", "logs/uem_{}", "copy uem logs ..."},

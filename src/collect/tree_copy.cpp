@@ -24,8 +24,7 @@ constexpr const char* kUnreadable = "read directory {} failed.; Reason: code:{} 
 
 std::atomic<std::uintmax_t> largestCopy{0};
 
-/// Tells whether the volume of a folder has room for a file of `size` bytes, and for packing what is there then. True
-/// when the free space is unknown.
+/// Tells whether the volume of a folder has room for a file of `size` bytes, and for packing it, or does not tell.
 bool hasRoom(int folder, std::uintmax_t size) {
   struct statvfs space {};
   if (fstatvfs(folder, &space) != 0) return true;
@@ -54,41 +53,37 @@ bool mayBeBorrowed(const struct stat& file, const struct stat& folder) {
 /// Copies the files of a folder, or the tree below it.
 class TreeCopy {
  public:
-  TreeCopy(const char* function, const fs::path& source, const fs::path& target, const FileFilter& filter, Depth depth,
-           Folder from, Folder to)
-      : source_(source.string()),
-        target_(target.string()),
+  TreeCopy(const char* function, const std::string& source, const std::string& target, const FileFilter& filter,
+           Depth depth, Folder from, Folder to)
+      : source_(source),
+        target_(target),
         filter_(filter),
         depth_(depth),
         losses_(function, source_),
         targets_(std::move(to)),
         walk_(std::move(from), source_, [this](const std::string& path, const std::error_code& ec) {
-          if (path == source_) incomplete_ = ec;
           losses_.tell(kWarn, ec, kUnreadable, path);
         }) {}
 
-  /// @return why the source's own listing ended early
-  std::error_code run() {
-    for (auto event = walk_.next(); event != TreeWalk::Event::kEnd; event = walk_.next()) {
+  void run() {
+    while (walk_.next()) {
       beat();
       try {
-        if (event == TreeWalk::Event::kEntry) handle();
-        if (event == TreeWalk::Event::kLeft) leave();
+        handle();
       } catch (const std::bad_alloc&) {
         losses_.tell(kWarn, std::make_error_code(std::errc::not_enough_memory), kCopyFailed, walk_.path(), target_);
       }
     }
-    return incomplete_;
   }
 
  private:
-  /// The path of the copy of the folder that the walk is in.
   [[nodiscard]] std::string targetFolder() const { return target_ + targets_.path(); }
 
   void tellLost(const std::error_code& ec) { losses_.tell(kWarn, ec, kCopyFailed, walk_.path(), targetFolder()); }
 
   void handle() {
     const EntryKind kind = walk_.kind();
+    if (walk_.hasLeft()) return leave();
     if (targets_.last() < 0) return;  // was told when it could not be opened again
     if (depth_ == Depth::kTree && (kind == EntryKind::kDirectory || kind == EntryKind::kUnknown)) {
       std::error_code ec;
@@ -129,7 +124,6 @@ class TreeCopy {
            there.st_uid == targets_.info().st_uid;
   }
 
-  /// Tells whether the copy's path would be longer than the system accepts.
   [[nodiscard]] bool isTooLong() const { return target_.size() + walk_.path().size() - source_.size() >= PATH_MAX; }
 
   void enter(Folder source) {
@@ -154,31 +148,32 @@ class TreeCopy {
   const FileFilter& filter_;
   const Depth depth_;
   Losses losses_;
-  std::error_code incomplete_;
   FolderChain targets_;
   TreeWalk walk_;
 };
 
-/// Opens the source and makes the destination for copyDir and copyFile2Dir; logs failures under `function`.
-std::error_code prepareCopy(const char* function, LogLevel missingSourceLevel, const fs::path& src, const fs::path& dst,
-                            Folder& source, Folder& target) {
+/// Copies for copyDir and copyFile2Dir; all records are of `function`.
+/// @return why the source could not be opened or the destination not be made
+std::error_code copy(const char* function, LogLevel missingSourceLevel, const std::string& src, const std::string& dst,
+                     const FileFilter& filter, Depth depth) {
   std::error_code ec;
   // A link to a directory does not count as one, not even as the source itself: it may lead to "/".
-  const Place place = locate(src.string(), Links::kJudged, ec);
-  if (!ec) source = Folder(openFolder(place.folder.get(), place.name, ec));
+  const Place place = locate(src, Links::kJudged, ec);
+  Folder source(ec ? Descriptor() : openFolder(place.folder.get(), place.name, ec));
   if (ec) {
     const bool isThere = place.folder && ec != std::errc::no_such_file_or_directory && !isNoFolder(ec);
-    LOG_CALL_AS(function, missingSourceLevel, isThere ? kUnreadable : kMissingSource, src.string(), ec.value(),
-                ec.message());
+    LOG_CALL_AS(function, missingSourceLevel, isThere ? kUnreadable : kMissingSource, src, ec.value(), ec.message());
     return ec;
   }
-  target = Folder(makeFolder(dst.string(), Links::kOwn, ec));
+  Folder target(makeFolder(dst, Links::kOwn, ec));
   if (ec) {
     struct stat info {};
-    const bool stands = !lookUp(dst.string(), Links::kOwn, info);
-    LOG_CALL_AS(function, kErr, stands ? kNotRemoved : kNotMade, dst.string(), ec.value(), ec.message());
+    const bool stands = !lookUp(dst, Links::kOwn, info);
+    LOG_CALL_AS(function, kErr, stands ? kNotRemoved : kNotMade, dst, ec.value(), ec.message());
+    return ec;
   }
-  return ec;
+  TreeCopy(function, src, dst, filter, depth, std::move(source), std::move(target)).run();
+  return {};
 }
 
 }  // namespace
@@ -189,17 +184,11 @@ bool isUsualLoss(const std::error_code& ec) {
 }
 
 std::error_code copyDir(const fs::path& src, const fs::path& dst, const FileFilter& filter) {
-  Folder source, target;
-  const std::error_code ec = prepareCopy(__func__, kWarn, src, dst, source, target);
-  if (ec) return ec;
-  return TreeCopy(__func__, src, dst, filter, Depth::kTree, std::move(source), std::move(target)).run();
+  return copy(__func__, kWarn, src.string(), dst.string(), filter, Depth::kTree);
 }
 
 bool copyFile2Dir(const std::string& sourceDir, const std::string& destDir, const FileFilter& filter, bool /*flag*/) {
-  Folder source, target;
-  if (prepareCopy(__func__, kErr, sourceDir, destDir, source, target)) return false;
-  TreeCopy(__func__, sourceDir, destDir, filter, Depth::kFolder, std::move(source), std::move(target)).run();
-  return true;
+  return !copy(__func__, kErr, sourceDir, destDir, filter, Depth::kFolder);
 }
 
 std::error_code copyOneFile(const fs::path& source, const fs::path& target) {

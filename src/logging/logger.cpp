@@ -4,7 +4,6 @@
 #include <chrono>
 #include <climits>
 #include <mutex>
-#include <utility>
 
 #include <boost/filesystem/operations.hpp>
 #include <fcntl.h>
@@ -15,6 +14,10 @@
 #include <unistd.h>
 
 #include "base/files.h"
+#include "base/limits.h"
+#include "base/threads.h"
+#include "platform/command.h"
+#include "platform/users.h"
 
 namespace quelmar {
 namespace {
@@ -28,6 +31,33 @@ constexpr const char* kLinePattern = "[%Y-%m-%d %H:%M:%S.%e] [%l] [%t] %v";
 
 bool isLog(const struct stat& info) {
   return S_ISREG(info.st_mode) && info.st_nlink == 1;
+}
+
+/// Opens a log for reading and appending. A missing one is made, with mode 0666 when root makes it. Anything else than
+/// a regular file with a single link is removed before, except a folder.
+/// @param ec    cleared, then set when it cannot be opened
+/// @param made  when not null: set to true when this call has made the file
+Descriptor openLog(const std::string& path, std::error_code& ec, bool* made = nullptr) {
+  constexpr int kFlags = O_RDWR | O_APPEND | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+  const Place place = locate(path, Links::kOwn, ec);
+  if (ec) return Descriptor();
+  const int folder = place.folder.get();
+  const char* const name = place.name.c_str();
+  Descriptor file = makeFile(folder, name, kFlags, 0666, Overwrite::kNo, ec);
+  if (ec == std::errc::file_exists) {
+    struct stat info {};
+    ec = lookUp(folder, name, info);
+    if (ec) return file;
+    if (isLog(info)) {  // else not opened: that has an effect on a pipe or a device
+      file = Descriptor(openat(folder, name, kFlags));
+      if (!file) ec = lastError();
+      if (!file || (fstat(file.get(), &info) == 0 && isLog(info))) return file;
+    }
+    file = makeFile(folder, name, kFlags, 0666, Overwrite::kYes, ec);
+  }
+  if (file && geteuid() == 0) fchmod(file.get(), 0666);  // whatever the umask is: other users log here too
+  if (file && made != nullptr) *made = true;
+  return file;
 }
 
 /// The log's file. Each record is appended with one call, so that two runs may share the file.
@@ -93,35 +123,52 @@ bool canTake(int descriptor, std::chrono::steady_clock::time_point deadline) {
   return select(descriptor + 1, nullptr, &descriptors, nullptr, &limit) == 1;
 }
 
-}  // namespace
-
-Descriptor openLog(const std::string& path, std::error_code& ec, bool* made) {
-  constexpr int kFlags = O_RDWR | O_APPEND | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
-  const Place place = locate(path, Links::kOwn, ec);
-  if (ec) return Descriptor();
-  const int folder = place.folder.get();
-  const char* const name = place.name.c_str();
-  for (int tries = 0; tries < 2; ++tries) {
-    Descriptor file(openat(folder, name, kFlags | O_CREAT | O_EXCL, 0666));
-    ec = file ? std::error_code() : lastError();
-    if (file) {
-      if (geteuid() == 0) fchmod(file.get(), 0666);  // whatever the umask is: other users log here too
-      if (made != nullptr) *made = true;
-      return file;
-    }
-    struct stat info {};
-    if (ec != std::errc::file_exists) return file;
-    if (lookUp(folder, name, info)) break;
-    if (isLog(info)) {  // else not opened: that has an effect on a pipe or a device
-      file = Descriptor(openat(folder, name, kFlags));
-      ec = file ? std::error_code() : lastError();
-      if (!file || (fstat(file.get(), &info) == 0 && isLog(info))) return file;
-    }
-    if (unlinkat(folder, name, 0) != 0) break;
+std::string getAppdataPath() {
+  tell(STDOUT_FILENO, fmt::format("name:{} uid:{}\n", userName(geteuid()), geteuid()));
+  const std::string folder = applicationDataFolder();
+  std::error_code ec;
+  makeFolder(folder, Links::kOwn, ec);
+  if (ec) {
+    tell(STDERR_FILENO,
+         printable(fmt::format("getAppdataPath fail {}error:{}msg:{}", folder, ec.value(), ec.message())) + "\n");
+    LOG_CALL(kErr, "{}; Reason: error: {}, msg: {}", "get app logZipRootDir fail", ec.value(), ec.message());
   }
-  ec = lastError();
-  return Descriptor();
+  return folder;
 }
+
+/// Lets all users write to the log. Not by a path that others can exchange: a link there would name another file.
+void changeAllUsersRW(const std::string& path) {
+  int status = -1;
+  whileFixed(path, [&] { status = platform::runCommand(kLimits.openOwnLog, "chmod -R 666 \"" + path + "\""); });
+  if (status != 0) tell(STDOUT_FILENO, "changeAllUsersRW:" + path + " fail\n");
+}
+
+/// As initLogName, with a name that is not empty.
+bool setUp(const std::string& name) try {
+  const std::string fileName = name.find(".log") != std::string::npos ? name : name + ".log";
+  const fs::path folder = fs::path(getAppdataPath()) / "logs";
+  tell(STDOUT_FILENO, "log dir:" + folder.string() + " log name:" + fileName + "\n");
+
+  std::error_code ec, ignored;
+  Descriptor open = makeFolder(folder.string(), Links::kOwn, ignored, Access::kAll);
+  if (open) hold(folder.string(), std::move(open));  // nobody can exchange it then
+  LoggerOptions options;
+  options.logFile = (folder / fileName).string();
+  bool made = false;
+  openLog(options.logFile, ignored, &made);
+  if (made && geteuid() == 0) changeAllUsersRW(options.logFile);
+
+  const std::string shared = utilities::macos::getSharedDataPath(ec);
+  if (ec) tell(STDERR_FILENO, fmt::format("getSharedDataPath fail,error:{}msg:{}\n", ec.value(), ec.message()));
+  options.debugSwitch = (fs::path(shared) / "debug").string();
+  tell(STDOUT_FILENO, "log debug file path:" + options.debugSwitch + "\n");
+  Logger::GetInstancePtr()->setOptions(options);
+  return true;
+} catch (...) {
+  return false;
+}
+
+}  // namespace
 
 void tell(int descriptor, std::string_view text) {
   static std::atomic<bool> isStuck[STDERR_FILENO + 1];
@@ -149,16 +196,13 @@ std::string printable(std::string_view text) {
 }
 
 void reportLoggerFailure(const char* function, int line) noexcept try {
-  const auto report = [function, line](const char* prefix, const std::exception& failure) {
-    tell(STDERR_FILENO, fmt::format("{}[{}:{}:{}]: {}\n", prefix, kFileTag, function, line, printable(failure.what())));
-  };
   // The misspelt words are kept on purpose: support staff search for them.
   try {
     throw;
-  } catch (const spdlog::spdlog_ex& failure) {
-    report("sdplog exception", failure);
   } catch (const std::exception& failure) {
-    report("", failure);
+    const bool isSinks = dynamic_cast<const spdlog::spdlog_ex*>(&failure) != nullptr;
+    tell(STDERR_FILENO, fmt::format("{}[{}:{}:{}]: {}\n", isSinks ? "sdplog exception" : "", kFileTag, function, line,
+                                    printable(failure.what())));
   } catch (...) {
     tell(STDERR_FILENO, "Unknown excepiton When logger\n");
   }
@@ -193,8 +237,7 @@ void Logger::setOptions(LoggerOptions& options) {
   boost::system::error_code ignored;
   const bool debug = fs::exists(options_.debugSwitch, ignored);
   minimumLevel_ = debug ? static_cast<int>(kDebug) : options_.level;
-  sinks_.push_back(logger);
-  sink_ = logger.get();
+  std::atomic_store(&sink_, std::move(logger));
   if (notRotated) {
     LOG_CALL(kWarn, "log {} not rotated.; Reason: code:{} msg:{}", options_.logFile, notRotated.value(),
              notRotated.message());
@@ -207,12 +250,12 @@ std::string Logger::GetFmt(const char* file, const char* function, int line, fmt
 }
 
 void Logger::flush() {
-  if (spdlog::logger* sink = sink_) sink->flush();
+  if (const auto sink = std::atomic_load(&sink_)) sink->flush();
 }
 
 void Logger::write(int level, const char* file, const char* function, int line, const Context& context,
                    fmt::string_view format, fmt::format_args args) {
-  spdlog::logger* const sink = sink_;
+  const auto sink = std::atomic_load(&sink_);
   if (sink != nullptr && level < minimumLevel_) return;
 
   std::string text;
@@ -232,6 +275,20 @@ void Logger::write(int level, const char* file, const char* function, int line, 
   }
   const int written = level > kOff ? static_cast<int>(kInfo) : level;
   sink->log(static_cast<spdlog::level::level_enum>(written), spdlog::string_view_t(text));
+}
+
+bool initLogName(const std::string& name) {
+  if (name.empty()) {
+    LOG_CALL(kErr, "{}{}", "name.empty()", "");
+    return false;
+  }
+  const auto isSetUp = std::make_shared<std::atomic<bool>>(false);
+  const auto work = [name, isSetUp] { *isSetUp = setUp(name); };
+  // The log may be in a home on a server that does not answer.
+  runWhileMoving(2 * kLimits.openOwnLog, work, [](const char*) {});
+  if (*isSetUp) return true;
+  tell(STDERR_FILENO, "exception in init log\n");
+  return false;
 }
 
 }  // namespace quelmar

@@ -9,7 +9,6 @@
 #include <string_view>
 #include <system_error>
 #include <utility>
-#include <vector>
 
 #include <fmt/format.h>
 
@@ -36,12 +35,6 @@ struct LoggerOptions {
   std::int32_t secondCount = 256;          ///< carried for other readers of this record; one file needs no more
   std::string debugSwitch = "debug";       ///< when a file of this name exists at set-up, the level becomes debug
 };
-
-/// Opens a log for reading and appending. A missing one is made, with mode 0666 when root makes it. Anything else than
-/// a regular file with a single link is removed before, except a folder.
-/// @param ec    cleared, then set when it cannot be opened
-/// @param made  when not null: set to true when this call has made the file
-Descriptor openLog(const std::string& path, std::error_code& ec, bool* made = nullptr);
 
 /// Writes to standard output or standard error, for a second at most: nobody may be reading there. Once it could not,
 /// only what can be written at once. Thread-safe.
@@ -100,31 +93,31 @@ class Logger {
   LoggerOptions options_;
   std::atomic<int> minimumLevel_{kInfo};
   std::atomic<int> descriptor_{-1};
-  std::atomic<spdlog::logger*> sink_{nullptr};
-  std::vector<std::shared_ptr<spdlog::logger>> sinks_;  // all ever set: a thread may still use one that was replaced
+  std::shared_ptr<spdlog::logger> sink_;  // read and set as one: log calls may run while it is replaced
 };
+
+/// Sets up the tool's own log: finds its folder, creates the file and configures the logger. Writes progress to
+/// standard output and failures to standard error.
+/// @param name  the log's name; ".log" is appended unless the name contains it anywhere
+/// @return true when log calls now reach the file; false for an empty name, after any exception, or
+///         when it takes longer than ten seconds, as in a home that does not answer; it goes on in the background then
+bool initLogName(const std::string& name);
 
 /// Writes to standard error why a log call has failed. Requires: an exception is being handled.
 void reportLoggerFailure(const char* function, int line) noexcept;
 
 /// Logger::log, but exceptions only become a line on standard error.
 template <typename... Args>
-void guardedLog(int level, const char* function, int line, fmt::string_view format, const Args&... args) noexcept {
-  try {
-    Logger::GetInstancePtr()->log(level, kFileTag, function, line, format, args...);
-  } catch (...) {
-    reportLoggerFailure(function, line);
-  }
+void guardedLog(int level, const char* function, int line, fmt::string_view format, const Args&... args) noexcept try {
+  Logger::GetInstancePtr()->log(level, kFileTag, function, line, format, args...);
+} catch (...) {
+  reportLoggerFailure(function, line);
 }
-
-}  // namespace quelmar
 
 /// LOG_CALL(level, format, args...): a log record with the calling function's plain name ("operator()" inside a
 /// lambda), or with another one, and the line of the call. Never throws.
 #define LOG_CALL(level, ...) LOG_CALL_AS(__func__, level, __VA_ARGS__)
 #define LOG_CALL_AS(function, level, ...) ::quelmar::guardedLog(level, function, __LINE__, __VA_ARGS__)
-
-namespace quelmar {
 
 /// Logs what could not be collected of one source, without flooding the log: for each error number the first loss with
 /// its path, and in the end how many others there were. Not thread-safe; only the constructor throws.
@@ -153,12 +146,10 @@ class Losses {
 
  private:
   template <typename... Args>
-  void log(LogLevel level, const std::error_code& ec, fmt::string_view format, const Args&... args) noexcept {
-    try {
-      LOG_CALL_AS(function_, level, format, args..., ec.value(), ec.message());
-    } catch (...) {  // no memory for the text
-      reportLoggerFailure(function_, __LINE__);
-    }
+  void log(LogLevel level, const std::error_code& ec, fmt::string_view format, const Args&... args) noexcept try {
+    LOG_CALL_AS(function_, level, format, args..., ec.value(), ec.message());
+  } catch (...) {  // no memory for the text
+    reportLoggerFailure(function_, __LINE__);
   }
 
   const char* function_;

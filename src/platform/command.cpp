@@ -70,7 +70,7 @@ void endSessions(const std::set<pid_t>& shells, bool withChildren) {
   for (const pid_t shell : shells) kill(-shell, SIGKILL);
 }
 
-int spawnShell(char* line, int output, int file, pid_t& pid) {
+int spawnShell(const char* line, int output, int file, pid_t& pid) {
   posix_spawn_file_actions_t actions{};
   posix_spawnattr_t attributes{};
   // Not only a group: a background group of the terminal's session may be stopped when it writes to the terminal.
@@ -89,9 +89,9 @@ int spawnShell(char* line, int output, int file, pid_t& pid) {
   if (error == 0) error = posix_spawnattr_setsigmask(&attributes, &none);
   if (error == 0) error = posix_spawnattr_setsigdefault(&attributes, &all);
   if (error == 0) error = posix_spawnattr_setflags(&attributes, flags);
-  char shell[] = "sh", option[] = "-c";
-  char* const arguments[] = {shell, option, line, nullptr};
-  if (error == 0) error = posix_spawn(&pid, "/bin/sh", &actions, &attributes, arguments, environ);
+  const char* arguments[] = {"sh", "-c", line, nullptr};
+  char** const unchanged = const_cast<char**>(arguments);  // as posix_spawn promises
+  if (error == 0) error = posix_spawn(&pid, "/bin/sh", &actions, &attributes, unchanged, environ);
   posix_spawnattr_destroy(&attributes);
   posix_spawn_file_actions_destroy(&actions);
   return error;
@@ -100,7 +100,6 @@ int spawnShell(char* line, int output, int file, pid_t& pid) {
 }  // namespace
 
 int Command::start(const std::string& line, int file) try {
-  std::string text = line;
   int ends[2];
   if (pipe(ends) != 0) return errno;
   for (const int end : ends) fcntl(end, F_SETFD, FD_CLOEXEC);
@@ -116,7 +115,7 @@ int Command::start(const std::string& line, int file) try {
     ++all.starting;
   }
   pid_t pid = -1;
-  const int error = spawnShell(text.data(), input.get(), file, pid);
+  const int error = spawnShell(line.c_str(), input.get(), file, pid);
   {
     const std::lock_guard<std::mutex> lock(all.mutex);
     --all.starting;

@@ -15,15 +15,10 @@ struct ReportSection {
   std::vector<std::string> commands;
 };
 
-/// The parts of the query of the unified log: the first and the last time stamp, and the target path, go between them.
-struct WideLogQuery {
-  std::string beforeStart, beforeEnd, beforeTarget;
-};
-
 struct HostCommands {
   std::vector<ReportSection> sections;                     ///< before the listing of the client's data folders
   std::vector<std::string> launchCommands, launchFolders;  ///< of the last section; the folders are listed
-  WideLogQuery wideLog;
+  std::string wideLogQuery;  ///< of the unified log; the first and the last time stamp go into its two "{}"
 };
 
 /// The table of this system. A test links the other system's. Never destroyed: threads may read it until the end.
@@ -38,8 +33,7 @@ extern const std::uintmax_t kShellBlockBytes;
 int closeDescriptorsAbove(int last, posix_spawn_file_actions_t& actions, short& flags);
 
 struct Process {
-  pid_t pid;
-  pid_t parent;
+  pid_t pid, parent;
 };
 
 /// The processes that run now, without process 1; empty when they cannot be listed.

@@ -1,9 +1,7 @@
 #include "platform/users.h"
 
 #include <cerrno>
-#include <cstring>
 #include <memory>
-#include <set>
 
 #include <pwd.h>
 #include <unistd.h>
@@ -15,14 +13,13 @@ namespace quelmar {
 namespace {
 
 constexpr std::size_t kMaxFolderBytes = 511;
-constexpr long kFallbackLookupBytes = 16384;
+constexpr std::size_t kFirstLookupBytes = 16384;
 constexpr std::size_t kMaxLookupBytes = 1024 * 1024;
 constexpr uid_t kNobody = 65534;
 
 /// A field of a user's entry in the password database; empty when there is no such user.
 std::string userEntry(uid_t uid, char* passwd::*field) {
-  const long recommended = sysconf(_SC_GETPW_R_SIZE_MAX);
-  std::vector<char> buffer(static_cast<std::size_t>(recommended > 0 ? recommended : kFallbackLookupBytes));
+  std::vector<char> buffer(kFirstLookupBytes);
   passwd entry{};
   passwd* found = nullptr;
   while (getpwuid_r(uid, &entry, buffer.data(), buffer.size(), &found) == ERANGE && buffer.size() < kMaxLookupBytes) {
@@ -33,16 +30,13 @@ std::string userEntry(uid_t uid, char* passwd::*field) {
 
 }  // namespace
 
-const std::optional<std::string>& process::loginUser() {
+const std::string& process::loginUser() {
   // Never destroyed: a thread may still read it while the process ends.
   static const auto* const kUser = [] {
     // Shared with the thread, which may write to it after the time-out.
-    const auto answer = std::make_shared<std::optional<std::string>>();
-    const bool inTime = runWithin(kLimits.loginService, [answer] {
-      std::string user;
-      if (getCurrentLoginUser(user)) *answer = user;
-    });
-    return new std::optional<std::string>(inTime ? *answer : std::nullopt);
+    const auto answer = std::make_shared<std::string>();
+    const bool inTime = runWithin(kLimits.loginService, [answer] { getCurrentLoginUser(*answer); });
+    return new std::string(inTime ? *answer : "");
   }();
   return *kUser;
 }
@@ -67,16 +61,16 @@ std::string homeFolder(uid_t user) {
 }
 
 std::vector<std::string> homeFolders() {
-  std::set<std::string> homes;
+  std::vector<std::string> homes;
   while (const passwd* user = getpwent()) {
     const std::string home = user->pw_dir;
     const bool isFolder = home.size() > 1 && home[0] == '/' && home != "/nonexistent" && home != "/dev/null";
-    const bool isNobody = user->pw_uid == kNobody || std::strcmp(user->pw_name, "nobody") == 0;
+    const bool isNobody = user->pw_uid == kNobody || std::string(user->pw_name) == "nobody";
     const bool isPerson = user->pw_uid >= platform::kFirstPerson && !isNobody;
-    if (isFolder && (user->pw_uid == 0 || isPerson)) homes.insert(home);
+    if (isFolder && (user->pw_uid == 0 || isPerson)) homes.push_back(home);
   }
   endpwent();
-  return {homes.begin(), homes.end()};
+  return homes;
 }
 
 std::string applicationDataFolder() {

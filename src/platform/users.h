@@ -1,6 +1,5 @@
 #pragma once
 
-#include <optional>
 #include <string>
 #include <system_error>
 #include <vector>
@@ -14,8 +13,8 @@ namespace quelmar::process {
 /// @return false, with an empty name, when there is no such user or the name cannot be read
 bool getCurrentLoginUser(std::string& user);
 
-/// Its answer; empty when there is none in time. Asked once in a run, by the first caller. Thread-safe.
-const std::optional<std::string>& loginUser();
+/// That name; empty when there is none in time. Asked for once in a run, by the first caller. Thread-safe.
+const std::string& loginUser();
 
 }  // namespace quelmar::process
 
@@ -47,8 +46,8 @@ namespace quelmar {
 std::string userName(uid_t user);
 std::string homeFolder(uid_t user);
 
-/// The home folders of root and of all people in the password database, each once, but "/" and what is no folder. Not
-/// thread-safe. May block as long as a directory service does.
+/// The home folders of root and of all people in the password database, but "/" and what is no folder. Not thread-safe.
+/// May block as long as a directory service does.
 std::vector<std::string> homeFolders();
 
 /// The client's data folder of the effective user, which is not created: "oBrela" in the user's application data; for

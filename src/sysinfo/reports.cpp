@@ -2,12 +2,9 @@
 
 #include <algorithm>
 #include <array>
-#include <atomic>
-#include <chrono>
 #include <csignal>
 #include <cstring>
 #include <exception>
-#include <utility>
 
 #include <boost/filesystem/operations.hpp>
 #include <fcntl.h>
@@ -23,113 +20,14 @@
 #include "platform/users.h"
 
 namespace quelmar::logutils::macos {
-namespace details {
 namespace {
 
 constexpr std::uintmax_t kUnit = 1024;  // "ulimit -f" counts in blocks of this size, or of half of it
 constexpr std::size_t kReadBytes = 4096;
 constexpr std::size_t kMaxCapturedBytes = 1024 * 1024;
 constexpr int kFileSizeExceeded = 128 + SIGXFSZ;
-
-std::atomic<std::uintmax_t> maxReportBytes{1'073'741'824};  // 1 GiB
-
-void logNotStarted(const std::string& cmd, int error) {
-  LOG_CALL_AS("cmdPopen", kErr, "popen(cmd) fail,cmd:{}; Reason: errorno:{},msg:{}", cmd, error, std::strerror(error));
-}
-
-/// See cmdPopen. @param cmd  how `line` appears in the log
-/// @param file, status  as in Command
-bool capture(const std::string& cmd, const std::string& line, int file, std::string& output, int& status) {
-  output.clear();
-  // One byte more than is read at a time, so that the text always ends in a zero byte.
-  std::array<char, kReadBytes + 1> buffer{};
-  platform::Command command;
-  if (const int error = command.start(line, file)) {
-    logNotStarted(cmd, error);
-    return false;
-  }
-  // After a short read older bytes still follow the new ones: kept on purpose, readers of captured texts know it.
-  for (bool isFull = false; command.read(buffer.data(), kReadBytes) > 0;) {
-    isFull = isFull || output.size() >= kMaxCapturedBytes;
-    try {
-      if (!isFull) output += buffer.data();
-    } catch (const std::bad_alloc&) {
-      isFull = true;
-    }
-  }
-  status = command.wait();
-  return true;
-}
-
-}  // namespace
-
-bool cmdPopen(const std::string& cmd, std::string& output) {
-  int status = 0;
-  return capture(cmd, cmd, -1, output, status);
-}
-
-bool cmdPopenWithin(std::chrono::seconds limit, const std::string& cmd) {
-  const int status = platform::runCommand(limit, cmd);
-  if (status < 0 && status != -ETIMEDOUT) logNotStarted(cmd, -status);
-  return status >= 0;
-}
-
-void out2File(const Descriptor& report, const std::string& text) {
-  writeAll(report.get(), text.data(), text.size());
-}
-
-void limitReports(std::uintmax_t bytes) {
-  rlimit own{};
-  if (getrlimit(RLIMIT_FSIZE, &own) == 0) bytes = std::min<std::uintmax_t>(bytes, own.rlim_cur);
-  maxReportBytes = bytes / kUnit * kUnit;
-}
-
-Report::Report(const char* function, std::string path, std::string target)
-    : function_(function), path_(std::move(path)), target_(std::move(target)) {
-  std::error_code ec;
-  const Place place = locate(path_, Links::kOwn, ec);
-  if (!ec) file_ = makeFile(place.folder.get(), place.name.c_str(), O_WRONLY | O_APPEND, 0666, Overwrite::kYes, ec);
-  hasEnded_ = ec && ec != std::errc::no_such_file_or_directory;
-  if (hasEnded_) {
-    LOG_CALL_AS(function_, kWarn, "report {} left out.; Reason: code:{} msg:{}", path_, ec.value(), ec.message());
-  }
-}
-
-void Report::banner(const std::string& title) {
-  constexpr std::size_t kRuleWidth = 34;
-  const std::string rule(kRuleWidth, '=');
-  const std::string text = rule + " " + title + " " + rule + "\n";
-  endIfFull(text.size(), false, title);
-  if (!hasEnded_) out2File(file_, text);
-}
-
-bool Report::run(const std::string& command) {
-  if (hasEnded_) return true;
-  const std::string line = command + target_;
-  const std::string limit = "ulimit -S -f " + std::to_string(maxReportBytes / platform::kShellBlockBytes) + "; ";
-  // The descriptor takes the place of the target's name.
-  const std::string redirected = limit + command.substr(0, command.rfind(">>")) + ">&3";
-  std::string discarded;  // empty: the shell writes the output into the report
-  int status = 0;
-  const bool started = capture(line, redirected, file_.get(), discarded, status);
-  endIfFull(1, status == kFileSizeExceeded, line);
-  return started;
-}
-
-void Report::endIfFull(std::uintmax_t more, bool cutOff, const std::string& text) {
-  struct stat info {};
-  if (hasEnded_ || fstat(file_.get(), &info) != 0) return;
-  const auto size = static_cast<std::uintmax_t>(info.st_size);
-  hasEnded_ = cutOff || size + more > maxReportBytes;
-  if (hasEnded_) {
-    LOG_CALL_AS(function_, kWarn, "report {} ends at its limit of {} bytes; Reason: no room for all of: {}", path_,
-                cutOff ? size : maxReportBytes.load(), text);
-  }
-}
-
-}  // namespace details
-
-namespace {
+constexpr int kSpanMinutes = 10;
+constexpr const char* kStamp = "{:%Y-%m-%d %H:%M:%S}";
 
 struct StateSection {
   const char* title;
@@ -147,10 +45,10 @@ constexpr StateSection kSections[] = {
      "/Library/SystemExtensions/db.plist"},
 };
 
-constexpr int kSpanMinutes = 10;
+std::uintmax_t maxReportBytes = 1'073'741'824;  // 1 GiB
 
-std::string stamp(const std::tm& time) {
-  return fmt::format("{:%Y-%m-%d %H:%M:%S}", time);
+void logNotStarted(const std::string& cmd, int error) {
+  LOG_CALL_AS("cmdPopen", kErr, "popen(cmd) fail,cmd:{}; Reason: errorno:{},msg:{}", cmd, error, std::strerror(error));
 }
 
 void writeSystemInfo(details::Report& report) {
@@ -163,13 +61,93 @@ void writeSystemInfo(details::Report& report) {
   report.banner("file permission info");
   list("/Library/Application Support/oBrela");
   list("/Users/root/Library/Application Support/oBrela");
-  if (const auto& user = process::loginUser()) list("/Users/" + *user + "/Library/Application Support/oBrela");
+  const std::string& user = process::loginUser();
+  if (!user.empty()) list("/Users/" + user + "/Library/Application Support/oBrela");
   report.banner("Launch info");
   for (const std::string& command : commands.launchCommands) report.run(command);
   for (const std::string& folder : commands.launchFolders) list(folder);
 }
 
 }  // namespace
+
+bool details::cmdPopen(const std::string& cmd, std::string& output) {
+  output.clear();
+  output.reserve(kMaxCapturedBytes + kReadBytes);  // else memory could run out between the command's start and end
+  // One byte more than is read at a time, so that the text always ends in a zero byte.
+  std::array<char, kReadBytes + 1> buffer{};
+  platform::Command command;
+  if (const int error = command.start(cmd)) {
+    logNotStarted(cmd, error);
+    return false;
+  }
+  // The buffer keeps older bytes behind those of a short read: kept on purpose, readers of captured texts know it.
+  while (command.read(buffer.data(), kReadBytes) > 0) {
+    if (output.size() < kMaxCapturedBytes) output += buffer.data();
+  }
+  command.wait();
+  return true;
+}
+
+bool details::cmdPopenWithin(std::chrono::seconds limit, const std::string& cmd) {
+  const int status = platform::runCommand(limit, cmd);
+  if (status < 0 && status != -ETIMEDOUT) logNotStarted(cmd, -status);
+  return status >= 0;
+}
+
+void details::out2File(const Descriptor& report, const std::string& text) {
+  writeAll(report.get(), text.data(), text.size());
+}
+
+void details::limitReports(std::uintmax_t bytes) {
+  rlimit own{};
+  if (getrlimit(RLIMIT_FSIZE, &own) == 0) bytes = std::min<std::uintmax_t>(bytes, own.rlim_cur);
+  maxReportBytes = bytes / kUnit * kUnit;
+}
+
+details::Report::Report(const char* function, std::string path, std::string target)
+    : function_(function), path_(std::move(path)), target_(std::move(target)) {
+  std::error_code ec;
+  const Place place = locate(path_, Links::kOwn, ec);
+  if (!ec) file_ = makeFile(place.folder.get(), place.name.c_str(), O_WRONLY | O_APPEND, 0666, Overwrite::kYes, ec);
+  hasEnded_ = ec && ec != std::errc::no_such_file_or_directory;
+  if (hasEnded_) {
+    LOG_CALL_AS(function_, kWarn, "report {} left out.; Reason: code:{} msg:{}", path_, ec.value(), ec.message());
+  }
+}
+
+void details::Report::banner(const std::string& title) {
+  constexpr std::size_t kRuleWidth = 34;
+  const std::string rule(kRuleWidth, '=');
+  const std::string text = rule + " " + title + " " + rule + "\n";
+  endIfFull(text.size(), false, title);
+  if (!hasEnded_) out2File(file_, text);
+}
+
+bool details::Report::run(const std::string& command) {
+  if (hasEnded_) return true;
+  const std::string line = command + target_;
+  const std::string limit = "ulimit -S -f " + std::to_string(maxReportBytes / platform::kShellBlockBytes) + "; ";
+  // The descriptor takes the place of the target's name.
+  const std::string redirected = limit + command.substr(0, command.rfind(">>")) + ">&3";
+  platform::Command shell;
+  if (const int error = shell.start(redirected, file_.get())) {
+    logNotStarted(line, error);
+    return false;
+  }
+  endIfFull(1, shell.wait() == kFileSizeExceeded, line);
+  return true;
+}
+
+void details::Report::endIfFull(std::uintmax_t more, bool cutOff, const std::string& text) {
+  struct stat info {};
+  if (hasEnded_ || fstat(file_.get(), &info) != 0) return;
+  const auto size = static_cast<std::uintmax_t>(info.st_size);
+  hasEnded_ = cutOff || size + more > maxReportBytes;
+  if (hasEnded_) {
+    LOG_CALL_AS(function_, kWarn, "report {} ends at its limit of {} bytes; Reason: no room for all of: {}", path_,
+                cutOff ? size : maxReportBytes, text);
+  }
+}
 
 std::shared_ptr<details::Report> makeSystemInfo(const std::string& path) {
   return std::make_shared<details::Report>("collectSystemInfo", path, "\"" + path + "\"");
@@ -210,19 +188,18 @@ void collectSystemStateForUem(const std::string& folder, const std::string& name
 std::pair<std::string, std::string> wideLogSpan(std::time_t now) {
   std::tm time{};
   localtime_r(&now, &time);
-  const std::string end = stamp(time);
+  const std::string end = fmt::format(kStamp, time);
   time.tm_min -= kSpanMinutes;
   std::mktime(&time);
-  return {stamp(time), end};
+  return {fmt::format(kStamp, time), end};
 }
 
 void collectSystemWideLog(const std::string& folder) {
   const auto [start, end] = wideLogSpan(std::time(nullptr));
-  const platform::WideLogQuery& query = platform::hostCommands().wideLog;
   const std::string path = (fs::path(folder) / "system_wide.log").string();
   LOG_CALL(kInfo, "{}", "collectSystemWideLog start");
   details::Report report(__func__, path, path);
-  const bool started = report.run(query.beforeStart + start + query.beforeEnd + end + query.beforeTarget);
+  const bool started = report.run(fmt::format(fmt::runtime(platform::hostCommands().wideLogQuery), start, end));
   LOG_CALL(kInfo, "collectSystemWideLog done, ret={}", started);
 }
 

@@ -14,8 +14,8 @@ namespace details {
 
 /// Runs a command line through /bin/sh, and waits for its end. Thread-safe.
 /// @param output  receives what it prints on standard output, read in pieces of 4096 bytes, each up to its first zero
-///                byte. After a piece that is shorter than the one before, the rest of the earlier text follows. What
-///                comes after 1 MiB, or what there is no memory for, is dropped.
+///                byte. After a piece that is shorter than the one before, the rest of the earlier text follows. Pieces
+///                after the first MiB are dropped.
 /// @return true when the shell could be started, whatever the command's exit status; false otherwise (logged)
 bool cmdPopen(const std::string& cmd, std::string& output);
 

@@ -2,8 +2,6 @@
 
 #include <algorithm>
 #include <ctime>
-#include <exception>
-#include <mutex>
 #include <new>
 
 #include <boost/random/mersenne_twister.hpp>
@@ -57,16 +55,14 @@ std::error_code transportError(CURLcode code) {
 }
 
 // Called by libcurl: returning less than it has passed ends the exchange, and nothing may be thrown.
-std::size_t onBody(const char* data, std::size_t size, std::size_t count, void* user) noexcept {
+std::size_t onBody(const char* data, std::size_t size, std::size_t count, void* user) noexcept try {
   auto* const reply = static_cast<NetworkReply*>(user);
   const std::size_t bytes = std::min(size * count, kMaxBodyBytes - reply->body.size());
-  try {
-    reply->body.append(data, bytes);
-    reply->isCut = bytes < size * count;
-  } catch (const std::exception&) {
-    return 0;
-  }
+  reply->body.append(data, bytes);
+  reply->isCut = bytes < size * count;
   return bytes;
+} catch (const std::bad_alloc&) {
+  return 0;
 }
 
 std::size_t onHeader(const char* /*data*/, std::size_t size, std::size_t count, void* user) noexcept {
@@ -80,19 +76,12 @@ HeaderList headerList(const HttpHeaders& headers) {
   for (const auto& [name, value] : headers.values) {
     curl_slist* const longer = curl_slist_append(list.get(), (name + ": " + value).c_str());
     if (longer == nullptr) throw std::bad_alloc();
-    static_cast<void>(list.release());  // `longer` is the same list
-    list.reset(longer);
+    if (!list) list.reset(longer);  // it stays the first element
   }
   return list;
 }
 
 }  // namespace
-
-HttpHeaders::HttpHeaders() {
-  set(KnownHeaders::kContentType, "application/x-www-form-urlencoded");
-  set(KnownHeaders::kUserAgent, "SPCClientType oBrelaTray");
-  set(KnownHeaders::kConnection, "close");
-}
 
 const char* HttpHeaders::name(KnownHeaders header) {
   const auto index = static_cast<std::size_t>(header);
@@ -101,8 +90,6 @@ const char* HttpHeaders::name(KnownHeaders header) {
 
 std::string generateTraceId() {
   static boost::random::mt19937 generator(static_cast<boost::random::mt19937::result_type>(std::time(nullptr)));
-  static std::mutex mutex;
-  const std::lock_guard<std::mutex> lock(mutex);
   const boost::random::uniform_int_distribution<std::size_t> index(0, sizeof(kDigits) - 2);
   std::string id;
   while (id.size() < kTraceIdLength) id += kDigits[index(generator)];
@@ -112,8 +99,8 @@ std::string generateTraceId() {
 std::shared_ptr<NetworkReply> NetworkRequest::send(std::error_code& ec, const URL& url) {
   ec.clear();
   const EasyHandle handle(curl_easy_init(), &curl_easy_cleanup);
-  if (!url.isValid() || !handle) {
-    ec = transportError(url.isValid() ? CURLE_FAILED_INIT : CURLE_URL_MALFORMAT);
+  if (!handle) {
+    ec = transportError(CURLE_FAILED_INIT);
     return nullptr;
   }
   CURL* const curl = handle.get();

@@ -15,17 +15,15 @@ struct HttpHeaders {
   /// A known header's place in the table of names. Those that are used here have a name of their own.
   enum class KnownHeaders : int { kContentType = 0, kUserAgent = 7, kConnection = 17 };
 
-  /// Starts with "Content-Type", "User-Agent" and "Connection", set to the client's defaults.
-  HttpHeaders();
-
   /// The header's name on the wire; "Unknown-Header" for a value outside the table.
   static const char* name(KnownHeaders header);
 
-  /// Sets a header, replacing the value it had.
-  void set(const std::string& headerName, const std::string& value) { values[headerName] = value; }
-  void set(KnownHeaders header, const std::string& value) { set(name(header), value); }
-
-  std::map<std::string, std::string> values;
+  /// By name; starts with the client's defaults.
+  std::map<std::string, std::string> values{
+      {name(KnownHeaders::kContentType), "application/x-www-form-urlencoded"},
+      {name(KnownHeaders::kUserAgent), "SPCClientType oBrelaTray"},
+      {name(KnownHeaders::kConnection), "close"},
+  };
 };
 
 struct Cookie {
@@ -35,7 +33,7 @@ struct Cookie {
 using CurlCookies = std::vector<Cookie>;
 
 /// 8 random characters out of "0123456789abcdef", of one generator, seeded with the time of the first call.
-/// Thread-safe.
+/// Not thread-safe.
 std::string generateTraceId();
 
 /// The options that all of the client's programs share, in their order. This tool uses only reusesConnection.
@@ -60,9 +58,6 @@ struct NetworkOptions {
 
 struct URL {
   explicit URL(std::string address) : text(std::move(address)) {}
-
-  /// Whether a request can be sent there: only by "http".
-  [[nodiscard]] bool isValid() const { return text.compare(0, 7, "http://") == 0; }
 
   std::string text;
 };

@@ -24,8 +24,8 @@ std::shared_ptr<NetworkReply> requestModules(std::uint16_t port, std::error_code
   const auto request = NetworkRequest::create(nullptr);
   request->setTimeout(static_cast<unsigned int>(kLimits.tunnelExchange.count()));
   HttpHeaders headers;
-  headers.set("Accept", "*/*");
-  headers.set(HttpHeaders::KnownHeaders::kUserAgent, "oBrelaLogCollection");
+  headers.values["Accept"] = "*/*";
+  headers.values[HttpHeaders::name(HttpHeaders::KnownHeaders::kUserAgent)] = "oBrelaLogCollection";
   request->setHeaders(headers);
   NetworkOptions options;
   options.reusesConnection = false;
@@ -35,32 +35,26 @@ std::shared_ptr<NetworkReply> requestModules(std::uint16_t port, std::error_code
 
 }  // namespace
 
-std::optional<std::uint16_t> parsePort(std::string& text) {
-  const auto isBlank = [](char c) { return c == ' ' || c == '\t' || c == '\n'; };
-  text.erase(std::remove_if(text.begin(), text.end(), isBlank), text.end());
-  std::uint16_t port = 0;  // stays 0 when the number is larger
-  const char* const end = text.data() + text.size();
-  const bool isNumber = !text.empty() && std::from_chars(text.data(), end, port).ptr == end;
-  return isNumber ? std::optional(port) : std::nullopt;
-}
-
 std::uint16_t getServicePortViaPath(const std::string& processName, const std::string& serviceName,
                                     const std::string& subFolder) {
   std::error_code ignored;
   const std::string folder = utilities::macos::getSharedDataPath(ignored) + "/var/run/";
   const std::string path = folder + (subFolder.empty() ? serviceName : subFolder + "/" + serviceName);
   std::string text = readRegularFile(path, kMaxPortFileBytes);
-  const auto port = parsePort(text);
-  if (!port) {
+  const auto isBlank = [](char c) { return c == ' ' || c == '\t' || c == '\n'; };
+  text.erase(std::remove_if(text.begin(), text.end(), isBlank), text.end());
+  std::uint16_t port = 0;  // stays 0 when the number is larger
+  const char* const end = text.data() + text.size();
+  if (text.empty() || std::from_chars(text.data(), end, port).ptr != end) {
     // One value fewer than placeholders: kept on purpose, a line on standard error appears in the record's place.
     LOG_CALL(kErr, "{}; Reason: process:{} ,service:{}, path:{}, content:{}",
              "get service port failed,content is empty or not digit", processName, serviceName, text);
-  } else if (*port == 0) {
+  } else if (port == 0) {
     LOG_CALL(kErr, "{}; Reason: process:{} ,service:{},path:{},content:{}",
              "get service port failed,the port is out of range", processName, serviceName, path, text);
   } else {
-    LOG_CALL(kDebug, "port file path:{},port:{}", path, *port);
-    return *port;
+    LOG_CALL(kDebug, "port file path:{},port:{}", path, port);
+    return port;
   }
   LOG_CALL(kErr, "{}; Reason: process:{} ,service:{}", "get service port failed", processName, serviceName);
   return 0;

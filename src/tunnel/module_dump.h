@@ -1,15 +1,9 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
 #include <string>
 
 namespace quelmar {
-
-/// Reads a port file's content as a port number.
-/// @param text  the content; loses all its blanks, tabs and line feeds
-/// @return 1 to 65535; 0 when it is out of range; nothing when the text is no decimal number
-std::optional<std::uint16_t> parsePort(std::string& text);
 
 /// The local TCP port in a service's port file, <shared data folder>/var/run/[subFolder/]serviceName.
 /// @param processName  the service's process, used in log records only

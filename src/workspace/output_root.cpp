@@ -31,7 +31,6 @@ constexpr std::uintmax_t kMaxReportBytes = 1'073'741'824;   // 1 GiB
 constexpr std::size_t kMaxArchives = 5;
 constexpr int kMaxNames = 1000;  // that are tried for a folder of this run's own
 
-/// What the run has found out about the output root.
 struct Root {
   int folder = -1;
   bool isLocked = false;           // by this run
@@ -53,16 +52,15 @@ bool mayBeEmptied(const std::string& root, const std::string& executable) {
   return place.empty();
 }
 
-/// Opens the folder at `path`, which is made when it is missing, holds and locks it. @return whether it is there
+/// Opens or makes the folder at `path`, holds and locks it. @return whether it is there
 bool takeRoot(const std::string& path, Links links) {
   std::error_code ec;
   Descriptor folder = makeFolder(path, links, ec, Access::kAll);
   if (ec) return false;
-  Root root;
+  Root& root = outputRoot();
   root.isLocked = flock(folder.get(), LOCK_EX | LOCK_NB) == 0;
   root.isShared = !root.isLocked && errno == EWOULDBLOCK;
   root.folder = hold(path, std::move(folder));
-  outputRoot() = root;
   return true;
 }
 
@@ -79,16 +77,12 @@ bool isOwnName(const std::string& name) {
   return isScratch || name == kSystemInfo || (starts_with(name, kArchivePrefix) && (isArchive(name) || isUnfinished));
 }
 
-/// Tells whether the run that has locked the output root uses the entry `name` there.
-bool isOtherRuns(const std::string& name) {
-  return outputRoot().isShared && (name == kScratch || name == kSystemInfo);
-}
-
-/// Tells whether another run has locked an entry, or that cannot be found out.
+/// Tells whether another run uses an entry of the output root, or has locked it, or that cannot be found out.
 /// @param locked  receives the open entry; a lock that this call has got lasts as long
 bool isInUse(int folder, const std::string& name, Descriptor& locked) {
   struct stat info {};
   locked = Descriptor();
+  if (outputRoot().isShared && (name == kScratch || name == kSystemInfo)) return true;
   if (lookUp(folder, name.c_str(), info) || (!S_ISREG(info.st_mode) && !S_ISDIR(info.st_mode))) return false;
   locked = Descriptor(openat(folder, name.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_NOFOLLOW | O_CLOEXEC));
   return locked ? flock(locked.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK : info.st_uid != geteuid();
@@ -98,8 +92,7 @@ bool isInUse(int folder, const std::string& name, Descriptor& locked) {
   throw fs::filesystem_error(what, path, {ec.value(), boost::system::system_category()});
 }
 
-/// Tells whether only entries with the tool's own names may be removed from the folder: it has the sticky bit, or
-/// something is mounted in it. Throws when that cannot be told.
+/// Tells whether the folder has the sticky bit, or something is mounted in it. Throws when that cannot be told.
 bool isForOthersToo(int folder, const std::string& path) {
   struct stat info {};
   boost::system::error_code ec;
@@ -111,22 +104,14 @@ bool isForOthersToo(int folder, const std::string& path) {
                      [&start](const std::string& point) { return boost::algorithm::starts_with(point, start); });
 }
 
-/// Entries that were removed.
-struct Removed {
-  std::size_t count = 0;
-  std::string first;
+using Paths = std::vector<std::string>;
 
-  void add(const std::string& path) {
-    if (count++ == 0) first = path;
-  }
-};
-
-/// As cleanDir, but only what `mayGo` allows.
-void removeEntries(const std::string& dir, const std::function<bool(const std::string& path)>& mayGo,
-                   Removed& removed) {
+/// As cleanDir, but only what `mayGo` allows. @return the paths of what was removed
+Paths removeEntries(const std::string& dir, const std::function<bool(const std::string& path)>& mayGo) {
+  Paths removed;
   const auto remove = [&](const std::string& path) {
     std::error_code ec;
-    if (mayGo(path) && helper::ensureRemove(path, ec)) removed.add(path);
+    if (mayGo(path) && helper::ensureRemove(path, ec)) removed.push_back(path);
   };
   const auto removeFile = [&remove](const std::string& path) {
     struct stat info {};
@@ -134,10 +119,11 @@ void removeEntries(const std::string& dir, const std::function<bool(const std::s
     if (isFile && !isArchive(path)) remove(path);
   };
   helper::directoryWalker(dir, {}, remove, removeFile, helper::Depth::kFolder);
+  return removed;
 }
 
 /// Removes the oldest archives. Throws fs::filesystem_error, before it removes one when they cannot all be looked at.
-void removeOldest(int folder, const std::string& dir, bool onlyOwn, Removed& removed) {
+void removeOldest(int folder, const std::string& dir, bool onlyOwn, Paths& removed) {
   std::multimap<std::time_t, std::string> byTime;
   const std::error_code listed = forEachEntry(folder, [&](EntryKind, const char* name) {
     struct stat info {};
@@ -151,7 +137,7 @@ void removeOldest(int folder, const std::string& dir, bool onlyOwn, Removed& rem
   for (auto oldest = byTime.begin(); byTime.size() >= kMaxArchives; oldest = byTime.erase(oldest)) {
     const std::string path = dir + "/" + oldest->second;
     if (unlinkat(folder, oldest->second.c_str(), 0) != 0) fail("cannot remove it", path, lastError());
-    removed.add(path);
+    removed.push_back(path);
   }
 }
 
@@ -172,8 +158,7 @@ std::error_code makeUsualScratch(const Root& root, Descriptor& folder) {
   return makeNew(root.folder, kScratch, folder);
 }
 
-/// Makes a folder of this run's own in the root, and the scratch folder in it.
-/// @param name  receives its name
+/// Makes a folder of this run's own, whose name `name` receives, in the root, and the scratch folder in it.
 std::error_code makeOwnScratch(const Root& root, const std::string& path, std::string& name, Descriptor& folder) {
   Descriptor own;
   std::error_code ec = std::make_error_code(std::errc::file_exists);
@@ -216,14 +201,12 @@ void limitReports(const std::string& root) {
 }
 
 void cleanDir(const std::string& dir, bool removeItself) {
-  Removed ignored;
-  removeEntries(
-      dir, [](const std::string&) { return true; }, ignored);
+  removeEntries(dir, [](const std::string&) { return true; });
   if (removeItself) helper::ensureRemove(dir);
 }
 
 void checkAndCleanLogDir(const std::string& dir) {
-  Removed removed;
+  Paths removed;
   try {
     std::error_code ec;
     const Descriptor folder = openFolder(dir, Links::kOwn, ec);
@@ -231,14 +214,16 @@ void checkAndCleanLogDir(const std::string& dir) {
     Descriptor locked;  // until the next entry
     const auto mayGo = [&](const std::string& path) {
       const std::string name = fs::path(path).filename().string();
-      return (!onlyOwn || isOwnName(name)) && !isOtherRuns(name) && !isInUse(folder.get(), name, locked);
+      return (!onlyOwn || isOwnName(name)) && !isInUse(folder.get(), name, locked);
     };
-    removeEntries(dir, mayGo, removed);
+    removed = removeEntries(dir, mayGo);
     if (!ec) removeOldest(folder.get(), dir, onlyOwn, removed);
   } catch (const fs::filesystem_error& failure) {
     LOG_CALL(kWarn, "{}; Reason: file system error: {}", "delete file error", failure.what());
   }
-  if (removed.count > 0) LOG_CALL(kInfo, "{} entries of {} removed, such as {}", removed.count, dir, removed.first);
+  if (!removed.empty()) {
+    LOG_CALL(kInfo, "{} entries of {} removed, such as {}", removed.size(), dir, removed.front());
+  }
 }
 
 Scratch makeScratch(const std::string& root) {
@@ -253,17 +238,13 @@ Scratch makeScratch(const std::string& root) {
   }
   const fs::path place = name.empty() ? fs::path(root) : fs::path(root) / name;
   const Scratch scratch{(place / kScratch).string(), (place / kSystemInfo).string()};
-  if (ec) {
-    LOG_CALL_AS("main", kWarn, "create_directories({}) return failed; Reason: Error code={}, msg={}", scratch.logFiles,
-                ec.value(), ec.message());
-    return scratch;
-  }
-  if (fchmod(folder.get(), 0777) != 0) {
+  const char* failed = "create_directories({}) return failed; Reason: Error code={}, msg={}";
+  if (!ec && fchmod(folder.get(), 0777) != 0) {
     ec = lastError();
-    LOG_CALL_AS("main", kWarn, "permissions all_all({}) return failed; Reason: Error code={}, msg={}", scratch.logFiles,
-                ec.value(), ec.message());
+    failed = "permissions all_all({}) return failed; Reason: Error code={}, msg={}";
   }
-  hold(scratch.logFiles, std::move(folder));
+  if (ec) LOG_CALL_AS("main", kWarn, failed, scratch.logFiles, ec.value(), ec.message());
+  if (folder) hold(scratch.logFiles, std::move(folder));
   return scratch;
 }
 
@@ -277,7 +258,7 @@ void removeScratch(const std::string& root, const Scratch& scratch, const std::s
   const int folder = outputRoot().folder;
   forEachEntry(folder, [&](EntryKind, const std::string& name) {
     Descriptor locked;
-    if (isArchive(name) || !isOwnName(name) || isOtherRuns(name) || isInUse(folder, name, locked)) return;
+    if (isArchive(name) || !isOwnName(name) || isInUse(folder, name, locked)) return;
     LOG_CALL_AS("main", kWarn, "{} stays in the output folder", (fs::path(root) / name).string());
   });
 }

@@ -8,10 +8,8 @@ namespace quelmar {
 inline constexpr const char* kArchivePrefix = "oBrelaLog_";
 
 /// Chooses the output root, makes it, holds it open (see hold) and locks it, unless another run has done that: `root`
-/// when it is not empty and can be used, else the default "/tmp/oBrelaLog". A root that cannot be made is given up
-/// without a log record, one that holds something that must stay (see protectedPlaceIn) with a warning.
-/// @param root        the folder that the user has named; receives the default when that is used
-/// @param executable  the program's path, relative to the current directory
+/// when the user has named one that can be used, else the default "/tmp/oBrelaLog", which it receives then. A root that
+/// cannot be made is given up silently, one that protectedPlaceIn finds something in with a warning.
 /// @return false, with `root` unchanged, when the default cannot be used either (logged)
 bool ensureLogRootDir(std::string& root, const std::string& executable = {});
 
@@ -19,19 +17,17 @@ bool ensureLogRootDir(std::string& root, const std::string& executable = {});
 /// the value that it leaves decides.
 bool checkDiskIsFull(const std::string& path);
 
-/// Limits each report to an eighth of the space that is available on the volume of `root` now, and to 1 GiB: a command
-/// may print for ever, and the archive needs room.
+/// Limits each report to an eighth of the space that is available on the volume of `root` now, and to 1 GiB.
 void limitReports(const std::string& root);
 
-/// Removes the sub-directories of `dir` and the regular files directly in it, but not archives (".zip"). What cannot be
-/// removed stays; that is not logged.
-/// @param removeItself  true: then removes `dir` with everything that is still in it.
+/// Removes the sub-directories of `dir` and the regular files directly in it, but not archives (".zip"); with
+/// `removeItself` then `dir` with everything in it. What cannot be removed stays; that is not logged.
 void cleanDir(const std::string& dir, bool removeItself);
 
 /// Prepares an output root for a new run: cleanDir, then removes the oldest archives directly in it, by modification
 /// time, until fewer than 5 are left; none when they cannot all be looked at. What other runs are using stays. Of a
 /// folder with the sticky bit, or in which something is mounted, only entries with the tool's own names are removed.
-/// What was removed is logged in one record, and so is the file system error that ends the removal.
+/// Logs what was removed, and the error that ended it.
 void checkAndCleanLogDir(const std::string& dir);
 
 /// Where a run collects: a folder for copies, and the report beside it.
@@ -41,8 +37,7 @@ struct Scratch {
 };
 
 /// Makes an empty scratch folder with mode 0777 in the output root, and holds it open: in a folder of this run's own
-/// (logged) when another run uses the root, or what an earlier one has left cannot be moved aside. Failures are logged;
-/// the run goes on without the folder.
+/// (logged) when another run uses the root, or what an earlier one has left cannot be moved aside. Logs failures.
 Scratch makeScratch(const std::string& root);
 
 /// Removes the scratch folder and the report, and logs what of the tool's own stays in the root. May be called again.

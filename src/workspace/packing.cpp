@@ -1,15 +1,13 @@
 #include "workspace/packing.h"
 
-#include <chrono>
 #include <ctime>
-#include <iomanip>
 #include <new>
 #include <optional>
-#include <sstream>
 
 #include <boost/algorithm/string/case_conv.hpp>
 #include <boost/exception/diagnostic_information.hpp>
 #include <fcntl.h>
+#include <fmt/chrono.h>
 
 #include "base/files.h"
 #include "base/tree_walk.h"
@@ -29,20 +27,6 @@ constexpr const char* kPackingFailed = "Generate zip file({}) throw exception; R
 bool isLeftOut(const fs::path& path) {
   const std::string name = boost::algorithm::to_lower_copy(path.filename().string());
   return name.find("tunnel") != std::string::npos || name.find("obreladns") != std::string::npos;
-}
-
-bool zipFileNameAt(std::chrono::system_clock::time_point time, std::string& name) {
-  try {
-    const std::time_t seconds = std::chrono::system_clock::to_time_t(time);
-    std::tm local{};
-    localtime_r(&seconds, &local);
-    std::ostringstream text;
-    text << kArchivePrefix << kProductVersion << "_" << std::put_time(&local, "%Y%m%d%H%M%S") << ".zip";
-    name = text.str();
-    return true;
-  } catch (...) {
-    return false;
-  }
 }
 
 /// The folder of the copies: only what is in it is packed and removed, and belongs to the user who owns it.
@@ -109,8 +93,7 @@ std::vector<std::string> collectCacheLogPaths(const std::string& dir) {
     const Descriptor folder = openFolder(dir, Links::kOwn, ec);
     const std::error_code listed = ec ? ec : forEachEntry(folder.get(), [&](EntryKind kind, const char* name) {
       // An entry of unknown type is listed: the packer logs it when it cannot read it either.
-      const bool mayBeFile = kind == EntryKind::kFile || kind == EntryKind::kUnknown;
-      const bool isFile = mayBeFile && !isLeftOut(name);
+      const bool isFile = (kind == EntryKind::kFile || kind == EntryKind::kUnknown) && !isLeftOut(name);
       if (isFile || kind == EntryKind::kDirectory) paths.push_back((fs::path(dir) / name).string());
     });
     if (listed) throw std::system_error(listed, "code:" + std::to_string(listed.value()));
@@ -123,13 +106,19 @@ std::vector<std::string> collectCacheLogPaths(const std::string& dir) {
   return paths;
 }
 
-bool getZipFileName(std::string& name) {
-  return zipFileNameAt(std::chrono::system_clock::now(), name);
+bool getZipFileName(std::string& name, std::chrono::system_clock::time_point time) try {
+  const std::time_t seconds = std::chrono::system_clock::to_time_t(time);
+  std::tm local{};
+  localtime_r(&seconds, &local);
+  name = fmt::format("{}{}_{:%Y%m%d%H%M%S}.zip", kArchivePrefix, kProductVersion, local);
+  return true;
+} catch (...) {
+  return false;
 }
 
 std::string initZipLogPath(const std::string& root) {
   std::string name;
-  for (auto time = std::chrono::system_clock::now(); zipFileNameAt(time, name); time += std::chrono::seconds(1)) {
+  for (auto time = std::chrono::system_clock::now(); getZipFileName(name, time); time += std::chrono::seconds(1)) {
     std::error_code ec;
     struct stat info {};
     const Place place = locate((fs::path(root) / name).string(), Links::kOwn, ec);

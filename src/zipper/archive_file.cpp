@@ -1,28 +1,29 @@
 #include "zipper/archive_file.h"
 
 #include <cstring>
-#include <initializer_list>
 #include <new>
 #include <string_view>
 
+#include <boost/endian/arithmetic.hpp>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <unzip.h>
 #include <zip.h>
 
+#include "base/files.h"
+
 namespace zipper {
 namespace {
 
+using boost::endian::little_uint16_t;
+using boost::endian::little_uint32_t;
+using boost::endian::little_uint64_t;
 using quelmar::Descriptor;
-using quelmar::Links;
 
 constexpr mode_t kArchiveMode = 0666;  // less the umask
-constexpr std::size_t kCopyBytes = 8192;
 constexpr int kMemoryLevel = 8;
 constexpr std::string_view kEndRecord("PK\5\6");
-constexpr std::string_view kEndRecord64("PK\6\6");
 constexpr std::string_view kEndLocator64("PK\6\7");
-constexpr std::size_t kEndRecordBytes = 22;
 constexpr std::size_t kEndLocator64Bytes = 20;
 constexpr off_t kLocalHeaderBytes = 30;
 constexpr off_t kLargeFieldsBytes = 20;
@@ -52,40 +53,26 @@ const zip_fileinfo* entryInfo(bool isText) {
   return isText ? &kText : nullptr;
 }
 
-struct Field {
-  std::uint64_t value;
-  std::size_t bytes;
+/// An archive's end record, which only the comment follows.
+struct EndRecord {
+  char signature[4];
+  little_uint16_t disk, directoryDisk, entriesOfDisk, entries;
+  little_uint32_t directoryBytes, directoryAt;
+  little_uint16_t commentBytes;
 };
 
-/// The bytes of the fields, each least significant first.
-std::string packed(std::initializer_list<Field> fields) {
-  std::string text;
-  for (Field field : fields) {
-    for (; field.bytes > 0; --field.bytes, field.value >>= 8U) text += static_cast<char>(field.value & 0xffU);
-  }
-  return text;
-}
-
-/// The number of four bytes, least significant first, at a place in a record.
-std::uint64_t numberAt(const std::string& record, std::size_t at) {
-  std::uint64_t value = 0;
-  for (std::size_t i = at + 4; i-- > at;) value = (value << 8U) | static_cast<unsigned char>(record[i]);
-  return value;
-}
-
-/// The 64-bit end record and its locator, for an archive with this plain end record.
-std::string endRecord64(const std::string& plain, std::uint64_t entries) {
-  constexpr Field kFollowing{44, 8};  // how many bytes of the record follow
-  constexpr Field kVersion{45, 2};
-  constexpr Field kDisk{0, 4};
-  constexpr Field kDisks{1, 4};
-  const Field size{numberAt(plain, 12), 8};  // of the central directory
-  const Field offset{numberAt(plain, 16), 8};
-  const Field count{entries, 8};
-  return std::string(kEndRecord64) +
-         packed({kFollowing, kVersion, kVersion, kDisk, kDisk, count, count, size, offset}) +
-         std::string(kEndLocator64) + packed({kDisk, {offset.value + size.value, 8}, kDisks});
-}
+/// The 64-bit end record and its locator, which stand before the other.
+struct EndRecord64 {
+  char signature[4] = {'P', 'K', 6, 6};
+  little_uint64_t followingBytes = 44;
+  little_uint16_t madeBy = 45, neededVersion = 45;
+  little_uint32_t disk = 0, directoryDisk = 0;
+  little_uint64_t entriesOfDisk, entries, directoryBytes, directoryAt;
+  char locator[4] = {'P', 'K', 6, 7};
+  little_uint32_t recordDisk = 0;
+  little_uint64_t recordAt;
+  little_uint32_t disks = 1;
+};
 
 }  // namespace
 
@@ -94,24 +81,27 @@ bool ArchiveFile::open(const std::string& path) {
   struct stat old {};
   oldEntries_ = added_ = commentSize_ = 0;
   gaveUp_ = false;
-  place_ = locate(path, Links::kAny, ec);
+  place_ = locate(path, quelmar::Links::kAny, ec);
   if (ec) return false;
-  old_ = openRegular(place_.folder.get(), place_.name.c_str(), Links::kNone, old, ec);
+  old_ = openRegular(place_.folder.get(), place_.name.c_str(), quelmar::Links::kNone, old, ec);
   if (ec && ec.value() != ENOENT) return false;
   partial_ = place_.name + kPartialSuffix;
-  const bool isReady = create(old_ ? old.st_mode & kArchiveMode : kArchiveMode) && (!old_ || copyOld());
-  if (isReady) openInLibrary();
-  if (file_ && archive_ == nullptr && isHere(partial_, made_)) ::unlinkat(place_.folder.get(), partial_.c_str(), 0);
-  if (archive_ == nullptr) file_.reset();
-  return archive_ != nullptr;
+  const auto oldSize = static_cast<std::uint64_t>(old.st_size);
+  if (create(old_ ? old.st_mode & kArchiveMode : kArchiveMode) &&
+      (!old_ || !quelmar::copyBytes(old_.get(), ::fileno(file_.get()), oldSize))) {
+    openInLibrary(oldSize > 0);
+  }
+  if (isOpen()) return true;
+  if (file_ && isHere(partial_, made_)) ::unlinkat(place_.folder.get(), partial_.c_str(), 0);
+  file_.reset();
+  return false;
 }
 
 bool ArchiveFile::create(mode_t mode) {
   const int flags = O_RDWR | O_CREAT | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC;
   Descriptor created(::openat(place_.folder.get(), partial_.c_str(), flags, mode));
   if (!created || ::fstat(created.get(), &made_) != 0) return false;
-  // An empty file of this user's may have reserved the name for the archive. Anything else is another run's, or
-  // planted.
+  // An empty file of this user's may reserve the name. Anything else is another run's, or planted.
   const bool isEmpty = S_ISREG(made_.st_mode) && made_.st_size == 0;
   if (!isEmpty || made_.st_uid != ::geteuid() || made_.st_nlink != 1) return false;
   // Another run may have taken it for what a dead one left, and locked it. Not every file system has locks.
@@ -122,20 +112,10 @@ bool ArchiveFile::create(mode_t mode) {
   return file_ && isHere(partial_, made_);
 }
 
-bool ArchiveFile::copyOld() {
-  char bytes[kCopyBytes];
-  ssize_t got = 0;
-  while ((got = ::read(old_.get(), bytes, sizeof bytes)) > 0) {
-    std::fwrite(bytes, 1, static_cast<std::size_t>(got), file_.get());
-  }
-  return got == 0 && !failed();
-}
-
-void ArchiveFile::openInLibrary() {
+void ArchiveFile::openInLibrary(bool hasOld) {
   zlib_filefunc64_def functions = functionsOn(file_.get());
-  if (old_ && ::lseek(old_.get(), 0, SEEK_CUR) > 0) {
-    // Only reading it tells an archive from a file of zeroes, which the library would write over; but an archive
-    // without entries cannot be read.
+  if (hasOld) {
+    // The library would write over what it cannot read, as a file of zeroes; nor can it read an empty archive.
     unz_global_info64 info{};
     char start[kEndRecord.size()];
     const unzFile old = unzOpen2_64(place_.name.c_str(), &functions);
@@ -149,7 +129,7 @@ void ArchiveFile::openInLibrary() {
   const char* comment = nullptr;
   archive_ =
       zipOpen2_64(place_.name.c_str(), old_ ? APPEND_STATUS_ADDINZIP : APPEND_STATUS_CREATE, &comment, &functions);
-  if (archive_ != nullptr && comment != nullptr) commentSize_ = std::strlen(comment);
+  if (comment != nullptr) commentSize_ = std::strlen(comment);
 }
 
 bool ArchiveFile::isHere(const std::string& name, const struct stat& file) const {
@@ -179,20 +159,18 @@ bool ArchiveFile::endEntry(std::uint64_t size, unsigned long crc) {
   return true;
 }
 
-bool ArchiveFile::writeAt(off_t at, const std::string& bytes) {
-  return ::fseeko(file_.get(), at, SEEK_SET) == 0 &&
-         std::fwrite(bytes.data(), 1, bytes.size(), file_.get()) == bytes.size();
+bool ArchiveFile::writeAt(off_t at, const void* data, std::size_t size) {
+  return ::fseeko(file_.get(), at, SEEK_SET) == 0 && std::fwrite(data, 1, size, file_.get()) == size;
 }
 
-/// Gives an entry both 64-bit sizes when only its packed size needs one. Old versions of the library leave them 0, and
-/// most readers take the entry for damaged.
+/// Gives an entry both 64-bit sizes when only its packed size needs one: old versions of the library leave them 0.
 void ArchiveFile::completeSizes(std::uint64_t size) {
   const off_t end = ::ftello(file_.get());
   const off_t data = header_ + kLocalHeaderBytes + static_cast<off_t>(nameSize_) + kLargeFieldsBytes;
   if (end - data < kLeastLarge || size >= static_cast<std::uint64_t>(kLeastLarge)) return;
-  const std::string sizes = packed({{size, 8}, {static_cast<std::uint64_t>(end - data), 8}});
-  const bool isDone = writeAt(header_ + kPlainSizesAt, std::string(8, '\xff')) &&
-                      writeAt(data - static_cast<off_t>(sizes.size()), sizes);
+  const little_uint64_t sizes[] = {size, static_cast<std::uint64_t>(end - data)};
+  const bool isDone = writeAt(header_ + kPlainSizesAt, "\xff\xff\xff\xff\xff\xff\xff\xff", 8) &&
+                      writeAt(data - static_cast<off_t>(sizeof sizes), sizes, sizeof sizes);
   if (!isDone || ::fseeko(file_.get(), end, SEEK_SET) != 0) giveUp();
 }
 
@@ -205,18 +183,25 @@ bool ArchiveFile::close(bool needsEntry) {
   return isNamed;
 }
 
-/// Adds the 64-bit end record to an archive of more than 65,535 entries when the library has not written one: old
-/// versions do so only for large archives, and most readers take the result for damaged.
+/// Adds the 64-bit end record for more than 65,535 entries: old versions of the library do so for large archives only.
 bool ArchiveFile::completeEndRecord() try {
   if (entries() <= kMaxPlainEntries) return true;
-  std::string tail(kEndLocator64Bytes + kEndRecordBytes + commentSize_, '\0');
+  std::string tail(kEndLocator64Bytes + sizeof(EndRecord) + commentSize_, '\0');
   const auto size = static_cast<ssize_t>(tail.size());
   const off_t end = ::ftello(file_.get());
   std::fflush(file_.get());
   if (::pread(::fileno(file_.get()), tail.data(), tail.size(), end - size) != size) return false;
   if (tail.compare(0, kEndLocator64.size(), kEndLocator64) == 0) return true;
   tail.erase(0, kEndLocator64Bytes);
-  return writeAt(end - static_cast<off_t>(tail.size()), endRecord64(tail, entries()) + tail);
+  EndRecord plain{};
+  EndRecord64 large;
+  std::memcpy(&plain, tail.data(), sizeof plain);
+  large.entriesOfDisk = large.entries = entries();
+  large.directoryBytes = plain.directoryBytes;
+  large.directoryAt = plain.directoryAt;
+  large.recordAt = large.directoryAt + large.directoryBytes;
+  const off_t at = end - static_cast<off_t>(tail.size());
+  return writeAt(at, &large, sizeof large) && writeAt(at + off_t{sizeof large}, tail.data(), tail.size());
 } catch (const std::bad_alloc&) {
   return false;
 }

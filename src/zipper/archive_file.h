@@ -18,8 +18,8 @@ constexpr char kPartialSuffix[] = ".incomplete";
 class ArchiveFile {
  public:
   /// Opens an archive to add to it, or creates it where there is none.
-  /// @return false when the file cannot be created, another run is writing an archive of this name, or the existing
-  ///         file is no archive. Existing files stay unchanged then.
+  /// @return false, with all files unchanged, when it cannot be created, another run is writing one of this name, or
+  ///         the existing file is no archive
   bool open(const std::string& path);
 
   bool isOpen() const { return archive_ != nullptr; }
@@ -37,8 +37,7 @@ class ArchiveFile {
     unsigned long crc = 0;  ///< needed with a password
   };
 
-  // For an open archive. After a failed write, or giveUp(), the first and the last return false, and the archive does
-  // not get its name.
+  // For an open archive. After a failed write, or giveUp(), the first and the last return false.
   bool beginEntry(const std::string& name, const Entry& entry);
   void write(const char* data, std::size_t size);
   /// @param size  the file's, in bytes
@@ -46,23 +45,17 @@ class ArchiveFile {
   bool endEntry(std::uint64_t size, unsigned long crc);
   void giveUp() { gaveUp_ = true; }
 
-  /// Finishes and closes the file, and gives it the archive's name when all of it is on disk and nothing else has got
-  /// that name since open().
-  /// @param needsEntry  whether it is not renamed when no entry was added
-  /// @return whether it was renamed; true when no archive is open
+  /// Finishes and closes the file. It gets the archive's name when nothing has failed and nothing else has got that
+  /// name since open(), and not without a new entry when `needsEntry`.
+  /// @return whether it has got its name; true when no archive is open
   bool close(bool needsEntry);
 
  private:
-  struct Close {
-    void operator()(std::FILE* file) const { std::fclose(file); }
-  };
-
   // The library ignores some failed writes; the file's error indicator, which nobody clears, remembers all of them.
   bool failed() const { return gaveUp_ || std::ferror(file_.get()) != 0; }
   bool create(mode_t mode);
-  bool copyOld();
-  void openInLibrary();
-  bool writeAt(off_t at, const std::string& bytes);
+  void openInLibrary(bool hasOld);
+  bool writeAt(off_t at, const void* data, std::size_t size);
   void completeSizes(std::uint64_t size);
   bool completeEndRecord();
   bool finish();
@@ -72,7 +65,7 @@ class ArchiveFile {
 
   quelmar::Place place_;  // of the complete archive
   std::string partial_;   // the name of the file that is written
-  std::unique_ptr<std::FILE, Close> file_;
+  std::unique_ptr<std::FILE, int (*)(std::FILE*)> file_{nullptr, &std::fclose};
   struct stat made_ {};  // of file_
   // The archive that is added to. It stays open, since another file could get the number of a deleted one.
   quelmar::Descriptor old_;

@@ -84,10 +84,9 @@ DeflatePipeline::DeflatePipeline(int level, unsigned threads) {
 }
 
 DeflatePipeline::~DeflatePipeline() {
-  {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    stopping_ = true;
-  }
+  std::unique_lock<std::mutex> lock(mutex_);
+  stopping_ = true;
+  lock.unlock();
   pieceSubmitted_.notify_all();
   for (std::thread& thread : threads_) thread.join();
 }

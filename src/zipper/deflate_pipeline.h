@@ -10,16 +10,14 @@
 
 namespace zipper {
 
-/// The size of the pieces into which files are cut, in bytes.
-constexpr std::size_t kPieceBytes = 1'048'576;
-/// How many bytes before a piece serve as its dictionary: all that deflate can refer back to.
-constexpr std::size_t kDictionaryBytes = 32'768;
+constexpr std::size_t kPieceBytes = 1'048'576;    ///< into which files are cut
+constexpr std::size_t kDictionaryBytes = 32'768;  ///< before a piece: all that deflate can refer back to
 
 /// A piece of a file: its data, which deflating replaces by the output.
 struct Piece {
   // For the caller's own use, set in a file's first piece only.
-  std::string path;    ///< the file's path
-  std::string name;    ///< its entry's name
+  std::string path;
+  std::string name;    ///< of the file's entry
   bool large = false;  ///< the file needs the 64-bit size fields
 
   // Set by the caller.
@@ -44,13 +42,9 @@ struct Piece {
 
 /// Deflates pieces of files on several threads and returns them in the order in which they were submitted. The outputs
 /// of a file's pieces, put together, are one deflate stream, whose bytes depend on the file alone.
-///
 ///   freePiece, submit --> ring of pieces --> threads: deflate in place --> front, pop
-///
-/// The constructor allocates all memory: with less of it there are fewer threads, and std::bad_alloc is thrown when it
-/// is not enough for one. It goes on without threads that cannot be started: the calling thread deflates too, rather
-/// than wait. The other functions cannot fail.
-/// Requires: one calling thread at a time.
+/// The calling thread deflates too, rather than wait, and alone when no other can be started. Only the constructor can
+/// fail: std::bad_alloc when the memory is not enough for one thread. Requires: one calling thread at a time.
 class DeflatePipeline {
  public:
   /// @param level    1 to 9

@@ -9,8 +9,6 @@ namespace zipper {
 
 using quelmar::EntryKind;
 using quelmar::Folder;
-using quelmar::isNoFolder;
-using quelmar::TreeWalk;
 
 SourceFile::SourceFile(int parent, const char* name, const MayBePacked& mayBePacked) {
   struct stat info {};
@@ -44,14 +42,14 @@ void getFileCrc(SourceFile& stream, std::vector<char>& buffer, unsigned long& cr
 
 void filesFromDirectory(Folder folder, const std::string& path, const MayBePacked& mayBePacked, const Lost& lost,
                         const std::function<void(const std::string& path, SourceFile& file)>& each) {
-  TreeWalk walk(std::move(folder), path,
-                [&](const std::string& unread, const std::error_code& ec) { lost(unread, ec.value()); });
-  for (auto event = walk.next(); event != TreeWalk::Event::kEnd; event = walk.next()) {
-    if (event == TreeWalk::Event::kLeft) continue;
+  quelmar::TreeWalk walk(std::move(folder), path,
+                         [&](const std::string& unread, const std::error_code& ec) { lost(unread, ec.value()); });
+  while (walk.next()) {
+    if (walk.hasLeft()) continue;
     std::error_code ec;
     const bool mayBeFolder = walk.kind() == EntryKind::kDirectory || walk.kind() == EntryKind::kUnknown;
     Folder inner = mayBeFolder ? walk.open(ec) : Folder();
-    if (!mayBeFolder || isNoFolder(ec)) {
+    if (!mayBeFolder || quelmar::isNoFolder(ec)) {
       SourceFile file(walk.folder(), walk.name(), mayBePacked);
       each(walk.path(), file);
     } else if (ec) {

@@ -40,20 +40,19 @@ using MayBePacked = std::function<bool(const struct stat& info)>;
 /// Called with a path that could not be packed, or not all of it, and the error number.
 using Lost = std::function<void(const std::string& path, int error)>;
 
-/// A file to be packed. No more is read of it than it had when it was opened, since a file that is written to all the
-/// time would never end. Never blocks.
+/// A file to be packed, as long as it was when it was opened: it may keep growing. One that could not be opened reads
+/// as an empty one. Never blocks.
 class SourceFile {
  public:
-  /// A file that could not be opened, and so reads as an empty one.
   explicit SourceFile(int error) : error_(error) {}
 
-  /// Opens the regular file `name` in the open folder `parent`; reads as an empty one when that fails.
+  /// Opens the regular file `name` in the open folder `parent`.
   SourceFile(int parent, const char* name, const MayBePacked& mayBePacked);
 
   /// Tells whether it is no regular file, or one that may not be packed.
   [[nodiscard]] bool isRefused() const { return isRefused_; }
 
-  /// In bytes, when it was opened.
+  /// In bytes.
   [[nodiscard]] std::uint64_t size() const { return size_; }
 
   /// Reads the next bytes, at most `size`, to `to`.
@@ -62,8 +61,7 @@ class SourceFile {
 
   [[nodiscard]] bool atEnd() const { return position_ == size_; }
 
-  /// The error number of opening or reading it, or 0: ENOTSUP for what is no regular file, EPERM for a file that may
-  /// not be packed.
+  /// 0, or the error number of opening or reading it: ENOTSUP for no regular file, EPERM for what may not be packed.
   [[nodiscard]] int error() const { return error_; }
 
   void rewind() { position_ = 0; }
@@ -81,16 +79,13 @@ inline bool isLargeFile(const SourceFile& stream) {
   return stream.size() > 4'294'967'294U;
 }
 
-/// Computes the CRC-32 of what can be read of a file, and goes back to its start.
-/// @param buffer  the buffer to read into, not empty
+/// Computes the CRC-32 of what can be read of a file, through a buffer that is not empty, and goes back to its start.
 void getFileCrc(SourceFile& stream, std::vector<char>& buffer, unsigned long& crc);
 
-/// Opens what is below a folder and no folder itself, in the order in which the system lists it. No link is followed.
+/// Opens what is below a folder and no folder itself, in listing order, and hands it to `each`. No link is followed.
 /// @param path         the folder's path, with which the paths of its files begin
 /// @param mayBePacked  asked for each file, and each folder below this one
-/// @param lost         told of folders that are left out: they could not be listed, may not be packed (EPERM), or have
-///                     a longer path than the system allows (ENAMETOOLONG)
-/// @param each         called with each path and what is there
+/// @param lost         told of folders that could not be listed, may not be packed, or have too long a path
 void filesFromDirectory(quelmar::Folder folder, const std::string& path, const MayBePacked& mayBePacked,
                         const Lost& lost, const std::function<void(const std::string& path, SourceFile& file)>& each);
 

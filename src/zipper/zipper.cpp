@@ -1,7 +1,6 @@
 #include "zipper/zipper.h"
 
 #include <cstring>
-#include <limits>
 #include <stdexcept>
 
 #include <zlib.h>
@@ -14,15 +13,12 @@
 namespace zipper {
 namespace {
 
-using quelmar::Descriptor;
 using quelmar::Folder;
-using quelmar::Links;
 
 constexpr std::size_t kCopyBufferBytes = 8192;
-constexpr std::size_t kMaxNameBytes = std::numeric_limits<std::uint16_t>::max();  // its length field's
+constexpr std::size_t kMaxNameBytes = 65'535;
 
-/// Tells whether an entry gets the 64-bit size fields: also when only its packed size may need them. Deflating adds 400
-/// bytes to a MiB at most.
+/// Tells whether one of an entry's sizes may need the 64-bit fields: deflating adds 400 bytes to a MiB at most.
 bool needsLargeFields(const SourceFile& source, int level) {
   constexpr std::uint64_t kMayGrowFrom = 4'290'000'000U;
   return isLargeFile(source) || (level > 0 && source.size() > kMayGrowFrom);
@@ -44,8 +40,8 @@ class Zipper::Impl {
       entryIsOpen_ = false;
     });
     std::error_code ec;
-    const auto place = quelmar::locate(path, Links::kAny, ec);
-    Folder folder(ec ? Descriptor() : quelmar::openFolder(place.folder.get(), place.name, ec));
+    const auto place = quelmar::locate(path, quelmar::Links::kAny, ec);
+    Folder folder(ec ? quelmar::Descriptor() : quelmar::openFolder(place.folder.get(), place.name, ec));
     const std::string name = (flags & StoreFullPath) != 0 ? path : fileNameFromPath(path);
     if (!ec && !hooks.mayBePacked(folder.info)) {
       hooks.lost(path, EPERM);
@@ -185,29 +181,28 @@ Zipper::Zipper(const std::string& zipName, const std::string& password)
 Zipper::~Zipper() = default;
 
 void Zipper::setHooks(Hooks hooks) {
-  if (impl_) impl_->hooks = std::move(hooks);
+  impl_->hooks = std::move(hooks);
 }
 
 void Zipper::open() {
-  if (!impl_) impl_ = std::make_unique<Impl>(password_);
   if (!impl_->file.isOpen() && !impl_->file.open(zipName_)) throw std::runtime_error("Error opening zip file!");
 }
 
 bool Zipper::add(const std::string& path, unsigned flags) {
-  if (impl_ && impl_->file.isOpen() && !path.empty()) impl_->add(path, flags);
+  if (impl_->file.isOpen() && !path.empty()) impl_->add(path, flags);
   return true;
 }
 
 std::uint64_t Zipper::entries() const {
-  return impl_ ? impl_->file.entries() : 0;
+  return impl_->file.entries();
 }
 
 void Zipper::close() {
-  if (impl_ && !impl_->file.close(impl_->hooks.needsEntry)) throw std::runtime_error("Error closing zip file!");
+  if (!impl_->file.close(impl_->hooks.needsEntry)) throw std::runtime_error("Error closing zip file!");
 }
 
 void Zipper::release() {
-  impl_.reset();
+  impl_ = std::make_unique<Impl>(password_);
 }
 
 }  // namespace zipper

@@ -23,9 +23,8 @@ class Zipper {
 
   /// Further settings.
   struct Hooks {
-    /// Called with each path that could not be packed, or not all of it, and the error number: ENOENT for an added path
-    /// that is missing, ENOTSUP for what is no regular file, EPERM for what `mayBePacked` refuses, ENAMETOOLONG for
-    /// names and paths over the limit, else that of reading, listing or looking it up.
+    /// Called with each path that could not be packed, or not all of it, and the error number: ENOENT for one that is
+    /// missing, ENOTSUP for no regular file, EPERM for what `mayBePacked` refuses, ENAMETOOLONG for too long a path.
     std::function<void(const std::string& path, int error)> lost = [](const std::string&, int) {};
 
     /// Called with each file's path when its entry is complete.
@@ -41,8 +40,7 @@ class Zipper {
     unsigned threads = 0;
   };
 
-  /// Opens an archive to add to it, or creates it; see ArchiveFile.
-  /// @param zipName   the archive's path
+  /// Opens the archive at `zipName` to add to it, or creates it; see ArchiveFile.
   /// @param password  entries are encrypted with it (traditional zip encryption); empty for no encryption
   /// @throws std::runtime_error "Error creating zip in file!"
   Zipper(const std::string& zipName, const std::string& password);
@@ -50,7 +48,7 @@ class Zipper {
   /// Closes the archive; a failure is not reported.
   ~Zipper();
 
-  /// Requires: called before add(). release() forgets them.
+  /// Requires: called before add().
   void setHooks(Hooks hooks);
 
   /// Opens the archive again, to add to it. No effect when it is open.
@@ -58,10 +56,9 @@ class Zipper {
   void open();
 
   /// Adds a file under its bare name, or all files below a directory under names that begin with the directory's own.
-  /// Links are followed above `path` only, and nowhere below a held folder. No effect when the archive is not open.
-  /// Only regular files get an entry: with what could be read of them, which is nothing when they cannot be opened. A
-  /// `path` that does not exist gets an empty entry too. What has too long a path or name is left out.
-  /// @return always true; failed writes are reported by close().
+  /// Links are followed above `path` only. Only regular files get an entry: with what could be read of them, if
+  /// anything. A `path` that does not exist gets an empty one too. No effect when the archive is not open.
+  /// @return always true; failed writes are reported by close()
   /// @throws std::runtime_error "Error adding '<entry name>' to zip"; of this call, the entries before it stay
   bool add(const std::string& path, unsigned flags);
 
@@ -72,7 +69,7 @@ class Zipper {
   /// @throws std::runtime_error "Error closing zip file!" when that fails, or a write has failed since it was opened
   void close();
 
-  /// Closes the archive as the destructor does, and frees everything.
+  /// Closes the archive as the destructor does, and forgets all but its path and password.
   void release();
 
   class Impl;  ///< not for callers

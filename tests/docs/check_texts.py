@@ -1,8 +1,9 @@
 """What the tool was seen to write, collect and offer in the scenarios' expected states is in the documents.
 
-docs/troubleshooting.md explains each warning and error; docs/archive-layout.md has each path of the base machine's archive with
-its source, and each source is on that machine; the manual page has the options.
+docs/troubleshooting.md explains each warning and error; docs/archive-layout.md has each path of the base machine's
+archive with its source, and each source is on that machine; the manual page has the options.
 """
+import os
 import pathlib
 import re
 import runpy
@@ -18,21 +19,29 @@ def pattern(code):
     return re.compile(".*?".join(map(re.escape, carry["parts"](code))))
 
 
-seen = "\n".join(path.read_text() for path in EXPECTED.iterdir()).replace("<out>", "/tmp/oBrelaLog")
-told = set(re.findall(r"^\+?(?:warning|error) \w+: (.*)", seen, re.MULTILINE))
-rows = [pattern(code) for _, row in carry["rows"]("troubleshooting.md", "Line") for code in carry["codes"](row["Line"])]
-wrong = ["not explained in troubleshooting.md: " + text for text in sorted(told) if not any(row.search(text) for row in rows)]
+def expected(pattern, *scenarios):
+    """What a pattern finds in the states of these scenarios, or of all."""
+    texts = [(EXPECTED / name).read_text() for name in scenarios or os.listdir(EXPECTED)]
+    return sorted(set(re.findall(pattern, "\n".join(texts).replace("<out>", "/tmp/oBrelaLog"), re.MULTILINE)))
 
-layout = [(row["path"], source) for row in carry["layout"]() for source in row["sources"]]
-copies = re.findall(r"^(\S.*) '(/.*)'$", (EXPECTED / "base").read_text(), re.MULTILINE)
-missing = set(layout) - {("LogColltionTool.log", layout[0][1])}  # the tool's own log is no source
-for path, source in copies:
-    users = [(path.replace(user, name, 1), source.replace("/%s/" % user, "/%s/" % name)) for user in ("ada", "root") for name in ("USER", "FIRST")]
-    fitting = [row for row in layout for at, origin in [(path, source), *users] if at.startswith(row[0]) and origin.startswith(row[1])]
-    wrong += ["not in archive-layout.md: %s from %s" % (path, source)] * (not fitting)
-    missing.difference_update(fitting)
+
+def of_anybody(text):
+    """The text, and what it is in the documents if it is about a user."""
+    return [text, *(text.replace(user, name, 1) for user in ("ada", "root") for name in ("USER", "FIRST"))]
+
+
+told, copies = expected(r"^\+?(?:warning|error) \w+: (.*)"), expected(r"^(\S.*) '(/.*)'$", "base")
+rows = [pattern(code) for _, row in carry["rows"]("troubleshooting.md", "Line") for code in carry["codes"](row["Line"])]
+wrong = ["not explained in troubleshooting.md: " + text for text in told if not any(row.search(text) for row in rows)]
+
+layout = {(row["path"], source) for row in carry["layout"]() for source in row["sources"]}
+missing = {row for row in layout if row[0] != "LogColltionTool.log"}  # the tool's own log is no source
+for copy in copies:
+    ways = list(zip(*map(of_anybody, copy)))
+    fitting = {row for row in layout if any(way[0].startswith(row[0]) and way[1].startswith(row[1]) for way in ways)}
+    wrong += ["not in archive-layout.md: %s from %s" % copy] * (not fitting)
+    missing -= fitting
 wrong += ["in archive-layout.md, but not in the base machine's archive: %s from %s" % row for row in sorted(missing)]
-manual = (PROJECT / "packaging/LogCollectionTool.1").read_text()
-offered = re.findall(r"^\+  -., --(\w+)", (EXPECTED / "options").read_text(), re.MULTILINE)
-wrong += ["the manual page has other options"] * (set(offered) != set(re.findall(r"^\.It .*Fl Fl (\w+)", manual, re.MULTILINE)))
+manual = re.findall(r"^\.It .*Fl Fl (\w+)", (PROJECT / "packaging/LogCollectionTool.1").read_text(), re.MULTILINE)
+wrong += ["the manual page has other options"] * (sorted(manual) != expected(r"^\+  -., --(\w+)", "options"))
 sys.exit("\n".join(wrong) or len(told) < 50 or len(copies) < 20)

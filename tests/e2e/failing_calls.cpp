@@ -17,6 +17,7 @@
 #include <fcntl.h>
 #include <fnmatch.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
@@ -103,4 +104,14 @@ REPLACED(dirent*, readdir, (DIR * folder)) {
   dirent* const entry = real(folder);
   if (fail && entry != nullptr) entry->d_type = DT_UNKNOWN;
   return entry;
+}
+
+// With the error 0 it returns when the program has ended: so long an endpoint agent may hold it up.
+REPLACED(int, posix_spawn,
+         (pid_t * pid, const char* path, void* actions, void* attributes, char** arguments, char** environment)) {
+  REAL(posix_spawn);
+  siginfo_t info;
+  const int error = real(pid, path, actions, attributes, arguments, environment);
+  if (fails("posix_spawn", [=] { return path; })) waitid(P_PID, static_cast<id_t>(*pid), &info, WEXITED | WNOWAIT);
+  return error;
 }

@@ -1,7 +1,7 @@
 """The scenarios: a name, the tool's arguments, and what differs from the base machine, in the words of play.play.
 
 usage: scenarios.py [--approve] [SCENARIO... | PART/PARTS]     ./dev approve calls it; ctest runs it in parts, without
-                                                               those that wait long: each is a test of its own
+                                                               "base" and those that wait long: tests of their own
 
 Each leaves a state (see state.py), which is compared with expected/base (the whole state of "base") or
 expected/SCENARIO (what differs from that one, by sections). What differs otherwise is printed as a diff. --approve
@@ -317,7 +317,8 @@ scenario("scratch-exchanged", fails=("fstatat", SCRATCH, -1, -2), meanwhile=exch
 SETTING_UP = '[ "$2" = 666 ] && [ -e /set-up ] && ' + GATE
 scenario("ends", fakes={"chmod": SETTING_UP + COPYING, **REPORTING, "open": GATE}, runs=[
     {"meanwhile": kill(signal.SIGTERM), "files": {"/set-up": ""}},
-    {"meanwhile": kill(signal.SIGHUP), "files": {"/set-up": None}}])
+    {"meanwhile": kill(signal.SIGHUP), "files": {"/set-up": None}},
+    {"meanwhile": kill(signal.SIGTERM), "fails": ("posix_spawn", "/bin/sh", 0)}])
 scenario("ends-in-reports", fakes=REPORTING, runs=each("meanwhile", [kill(number) for number in (
     signal.SIGINT, signal.SIGQUIT, signal.SIGKILL, signal.SIGUSR1, signal.SIGUSR2, signal.SIGALRM, signal.SIGVTALRM,
     signal.SIGPROF, signal.SIGXCPU, signal.SIGABRT)]))

@@ -1,13 +1,14 @@
 #!/usr/bin/env python3
-"""confined.py [--nesting] [--plain] [--terminal] [--writable PATH] COMMAND...: runs a command where it cannot harm the machine.
+"""confined.py [--nesting] [--plain] [--terminal] [--writable PATH] COMMAND...: runs it where it can harm nothing.
 
-Bubblewrap does it: all files are read-only but what is below PATH; /tmp, /run, /dev, processes and network (loopback) are
-the command's own. It is root there, and may mount; with --plain it has no more rights on files than their owner. With
---nesting, tests that it starts confine themselves once more. With --terminal, Ctrl-C in the terminal is the command's: for
-a debugger. Where the machine can confine nothing, a command with --plain is run as an ordinary user, and another one is
-not: that ends with 77. When CI is "true", both end with 1.
+Bubblewrap does it: all files are read-only but what is below PATH; /tmp, /run, /dev, processes and network (loopback)
+are the command's own. It is root there, and may mount; with --plain it has no more rights on files than their owner.
+With --nesting, tests that it starts confine themselves once more. With --terminal, Ctrl-C in the terminal is the
+command's: for a debugger. Where the machine can confine nothing, a command with --plain is run as an ordinary user, and
+another one is not: that ends with 77. When CI is "true", both end with 1.
 """
 import os
+import re
 import shutil
 import signal
 import subprocess
@@ -16,22 +17,21 @@ import sys
 
 def is_confined():
     """Tells whether this has been done already, or cannot be. The environment alone would not do for root."""
-    return "CONFINED" in os.environ and (os.geteuid() != 0 or bool(os.statvfs("/").f_flag & os.ST_RDONLY))
+    return "CONFINED" in os.environ and not os.access("/", os.W_OK)
 
 
 def bubblewrap(command, writable, plain, nesting):
     """The command line that runs this one confined."""
-    words = ["bwrap", "--ro-bind", "/", "/", "--dev", "/dev", "--proc", "/proc", "--unshare-pid", "--unshare-net",
-             "--unshare-ipc", "--die-with-parent", "--new-session", "--chdir", os.getcwd(), "--setenv", "TMPDIR", "/tmp"]
+    words = ("bwrap --ro-bind / / --dev /dev --proc /proc --unshare-pid --unshare-net --unshare-ipc --die-with-parent "
+             "--new-session --setenv TMPDIR /tmp --cap-%s ALL" % ("drop" if plain else "add")).split()
     needed = [os.path.realpath(path) for path in (os.getcwd(), __file__, command[0], os.environ.get("LOGTOOL", "/"))]
     for folder in map(os.path.realpath, ("/tmp", "/run")):
         words += ["--tmpfs", folder]
-        for path in (path for path in needed if path.startswith(folder + "/")):
-            top = "/".join(path.split("/")[:folder.count("/") + 2])
+        for top in {re.match(folder + "/[^/]+|", path)[0] for path in needed} - {""}:
             words += ["--ro-bind", top, top]
     words += ["--bind", writable, writable] if writable else []
-    words += ["--unsetenv" if nesting else "--setenv", "CONFINED"] + ["yes"] * (not nesting)
-    return words + ["--cap-drop" if plain else "--cap-add", "ALL"]
+    words += ["--unsetenv", "CONFINED"] if nesting else ["--setenv", "CONFINED", "yes"]
+    return words + ["--chdir", os.getcwd()]
 
 
 def run_unconfined(why, command, plain):
@@ -47,8 +47,9 @@ def run_unconfined(why, command, plain):
         if os.execve in os.supports_fd:  # opened by root, since the user may not be allowed into the folder
             program = os.open(program, os.O_RDONLY)
             os.set_inheritable(program, True)  # an interpreter reads its script through it
-        for change, to in (os.setgroups, []), (os.setgid, 65534), (os.setuid, 65534):  # an error ends it: then nothing is run
-            change(to)
+        os.setgroups([])  # an error in these ends this: then nothing is run
+        os.setgid(65534)
+        os.setuid(65534)
     os.execve(program, command, os.environ)
 
 

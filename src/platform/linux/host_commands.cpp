@@ -17,7 +17,7 @@ const HostCommands& hostCommands() {
       {"systemctl --no-pager --all list-units --type=service >> ",
        "systemctl --no-pager list-unit-files --type=service >> "},
       {"/etc/systemd/system", "/etc/xdg/autostart"},
-      {"journalctl --no-pager --since \"", "\" --until \"", "\" --case-sensitive=yes --grep='quelmar' >> "},
+      "journalctl --no-pager --since \"{}\" --until \"{}\" --case-sensitive=yes --grep='quelmar' >> ",
   };
   return *kTable;
 }

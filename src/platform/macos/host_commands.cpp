@@ -17,7 +17,7 @@ const HostCommands& hostCommands() {
       },
       {},
       {"/Library/LaunchDaemons", "/Library/LaunchAgents"},
-      {"log show --start \"", "\" --end \"", "\" --predicate 'eventMessage contains \"quelmar\"' >> "},
+      "log show --start \"{}\" --end \"{}\" --predicate 'eventMessage contains \"quelmar\"' >> ",
   };
   return *kTable;
 }
