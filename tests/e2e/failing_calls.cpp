@@ -46,7 +46,8 @@ bool fails(std::string call, Path pathOf) {
   if (fnmatch(pattern.c_str(), path.c_str(), 0) != 0) return false;
   if (const int number = ++seen; first > 0 ? number < first : number != -first) return false;
   if (error == -2) std::fprintf(stderr, "%s %s\n", call.c_str(), path.c_str());
-  if (FILE* const gate = error == -1 ? std::fopen("/gate", "re") : nullptr) {  // within the C library nothing is replaced
+  // Within the C library nothing is replaced.
+  if (FILE* const gate = error == -1 ? std::fopen("/gate", "re") : nullptr) {
     while (std::fgetc(gate) != EOF) continue;
     std::fclose(gate);
   }
