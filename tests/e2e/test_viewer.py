@@ -133,7 +133,7 @@ class Viewer(sandbox.Case):
         now = time.strftime("%Y-%m-%d %H:%M:%S", time.gmtime())
         self.files.put(CLIENT_LOG, now + " connect failed\n" + "plain\n" * 300000)
         self.files.put("/Users/ada/Library/Logs/DiagnosticReports/oBrelaTunnel.ips", machines.report("oBrelaTunnel", 0, "7"))
-        self.files.put(LAUNCHD, size=11 * MIB)
+        self.files.put(LAUNCHD, 11 * MIB)
         self.files.put("/Users/ada" + SHARED + "/database/a.db", b"SQLite format 3\0" + bytes(99) + b"ada lovelace")
         self.files.run("-q")
         shown = self.show(self.files.path(ROOT_DIR + "/" + self.files.archives()[0]))
@@ -170,7 +170,7 @@ class Viewer(sandbox.Case):
             self.assertRegex(self.show(str(path)), r"(?s)\A" + told)
         for name, told in TOLD.items():
             self.assertRegex(self.open(name), told)
-        server = self.server(b"")
+        server = sandbox.Server(b"")
         fetch = "fetch('http://127.0.0.1:%d/').then(() => arguments[0]('sent'), () => arguments[0]('refused'))" % server.port
         self.assertEqual([self.page.get_log("browser"), self.page.execute_async_script(fetch), server.requests, self.page.title],
                          [[], "refused", [], "%d.zip – log archive" % (len(ARCHIVES) - 1)])
