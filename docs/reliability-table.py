@@ -59,7 +59,7 @@ COMPLAINTS = [
     ("A grandchild keeps the pipe open and the reader waits for ever", "the reader is a detached thread; the process ends while it reads, and kills the commands", "all-else-hangs"),
     ("A FIFO in the tree blocks the copy", "only regular files are opened, and opening never blocks", "special-files"),
     ("One bad file aborts the rest", "a file or folder that fails is left out, with a record; the rest is collected", "copying-fails"),
-    ("A file grows or shrinks meanwhile and the archive is corrupt", "the tool packs its own copy, which is never longer than the file was when it was opened", "test_races.py: test_files_that_come_grow_and_go"),
+    ("A file grows or shrinks meanwhile and the archive is corrupt", "the tool packs its own copy, which is never longer than the file was when it was opened", "sources-change"),
     ("Success is announced although the disk is full", "the log says why, and an incomplete archive never has an archive's name. The exit status stays 0: programs that start the tool rely on it", "packing-fails"),
     ("Deleting through links, or deleting strangers' files", "the tool deletes in folders that it holds open, and never through a link; a home, a source, a sticky folder and what is mounted are never emptied; any other folder that is named with --dir is", "dir-not-to-be-emptied dir-of-others links-for-root"),
     ("Predictable names in shared temporary folders", "the names are fixed; what that means and what to do instead is in security.md", "links-for-ada"),

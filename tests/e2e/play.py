@@ -3,7 +3,6 @@ import contextlib
 import difflib
 import os
 import pathlib
-import signal
 import sys
 import time
 
@@ -31,115 +30,90 @@ def ok(body):
     return b"HTTP/1.1 200 OK\r\nContent-Length: %d\r\n\r\n%s" % (len(body), body)
 
 
-def put_sources(box):
-    """Every source with a file, whose text is its path."""
-    for path in (EXPECTED / "machine").read_text().splitlines():
-        box.put(path, path)
+def put_machine(box):
+    """Every source with a file, whose text is its path, and what earlier runs have left; the last one is the oldest."""
+    for age, path in enumerate((EXPECTED / "machine").read_text().splitlines()):
+        box.put(path, "left over" if path.startswith(ROOT_DIR) else path, age)
 
 
-def put_earlier_output(box):
-    for number in range(5):
-        box.put("%s/old%d.zip" % (ROOT_DIR, number), "old", age=1000 + number)
-    for path in ("/stray.txt", "/left/deep/x.log", "/logFiles/left/x.log", "/system_info.log", "/killed.zip.incomplete"):
-        box.put(ROOT_DIR + path, "left over")
-
-
-def zone(run):
-    """A TZ where it is late in the evening, an hour earlier in each run, of a day whose number is not the month's."""
-    now = time.time()
-    east = 23 - run % 24 - time.gmtime(now).tm_hour
-    there = time.gmtime(now + east * 3600)
-    return "LCT%d" % (24 * (there.tm_mday == there.tm_mon) - east)
-
-
-def play(runs=({},), bare=False, console="ada", tool=sandbox.TOOL, fakes=(), answer=ok(b"module one\n"), port=0, terminal=False,
-         waits=0, files=(), make=None, last=None, **shared):
+def play(runs=({},), bare=False, console="ada", tool=sandbox.TOOL, fakes=(), answer=ok(b"module one\n"), port=0,
+         terminal=False, waits=99, files=(), make=None, **shared):
     """Returns the state that one scenario leaves.
 
-    runs: what each run has of its own, beside `shared`; see run_once. bare: nothing of what the base machine has; answer: the tunnel
-    service's (see Server), None: no service; terminal: standard error is one; waits: see State; files, make: see prepare; last: called with the box
-    at the end."""
+    runs: what each run has of its own, beside `shared`; see run_once. bare: nothing of what the base machine has;
+    answer: the tunnel service's (see Server), None: no service; terminal: standard error is one; waits: see State;
+    files, make: see prepare."""
     with contextlib.ExitStack() as stack:
         box = stack.enter_context(contextlib.closing(sandbox.Box(console, fakes, tool)))
-        server = stack.enter_context(Server(answer, port)) if answer is not None else None
-        screen = stack.enter_context(contextlib.closing(Terminal(160))) if terminal else None
-        if screen:
-            box.screen = screen
+        if terminal:
+            box.screen = stack.enter_context(contextlib.closing(Terminal(160)))
             box.bind("/dev/pts")
         if not bare:
-            put_sources(box)
-        if server:
-            box.put(PORT_FILE, str(server.port))
+            put_machine(box)
+        if answer is not None:
+            box.server = Server(answer, port)
+            box.put(PORT_FILE, str(box.server.port))
         prepare(box, files, make)
-        state = State(box, server, screen, waits)
+        state = State(box, waits)
         for number, run in enumerate(runs):
-            run_once(state, zone(number), **{"earlier": not (number or bare), **shared, **run})
-        if last:
-            last(box)
+            run_once(state, number, **{**shared, **run})
         return state.sections
 
 
 def prepare(box, files, make):
-    """files: what Box.put puts, by path; make: called with the box then."""
+    """files: what Box.put puts, by path, a dict being its arguments; make: called with the box then."""
     for path, what in dict(files).items():
-        box.put(path, what)
+        box.put(path, **(what if isinstance(what, dict) else {"what": what}))
     if make:
         make(box)
 
 
-def run_once(state, zone, arguments=(), earlier=False, files=(), make=None, answer=None, meanwhile=None, fails=None, env=(), **how):
-    """One run; what is not named here is for Box.start.
+def run_once(state, number, arguments=(), files=(), make=None, answer=None, meanwhile=None, fails=None, env=(), **how):
+    """One run; what is not named here is for Box.start. In its TZ it is late in the evening, an hour earlier each time.
 
-    earlier: whether there is the output of earlier ones; meanwhile: called with the box and the process while something waits
-    at the gate; fails: see sandbox.failing."""
-    box = state.box
-    if earlier:
-        put_earlier_output(box)
+    meanwhile: called with the box and the process while something waits at the gate; fails: see sandbox.failing."""
+    box, seen = state.box, ()
     prepare(box, files, make)
     if answer is not None:
-        state.server.answer = answer
+        box.server.answer = answer
     if meanwhile:
         box.put("/gate", os.mkfifo)
-    if state.screen:
-        how["shell"] = how.get("shell", 'exec "$@" 2<>%s') % state.screen.name
-    seen, environment = None, {"TZ": zone, **dict(env), **(sandbox.failing(*fails) if fails else {})}
+    if box.screen:
+        how["shell"] = how.get("shell", 'exec "$@" 2<>%s') % box.screen.name
+    environment = {"TZ": "LCT%d" % (time.gmtime().tm_hour - 23 + number % 24), **dict(env)}
+    environment.update(sandbox.failing(*fails) if fails else ())
     state.begin(environment["TZ"])
-    with open(box.path("/stdout"), "wb") as out, open(box.path("/stderr"), "wb") as err:
-        process = box.start(*arguments, files=(out, err), env=environment, **how)
-        if meanwhile:
-            with held(box):
-                seen = meanwhile(box, process)
-        state.ran(process.wait(), seen if state.screen and seen else [], "; %s of %s failed: %s" % fails[:3] if fails else "")
+    process = box.start(*arguments, env=environment, **how)
+    if meanwhile:
+        with held(box):
+            seen = meanwhile(box, process)
+    note = "; %s of %s failed: %s" % fails[:3] if fails else ""
+    state.ran(process.wait(), seen if box.screen and seen else (), note)
 
 
 def difference(base, state):
-    """What differs from the base state, by sections; of a later run, from that or from the run before, whichever is less."""
-    lines = []
-    for title in state:
-        name, _, run = title.partition(" ")
-        before = [base[name]] + ([state[name if run == "2" else "%s %d" % (name, int(run) - 1)]] if run else [])
-        found = [changes(section, state[title]) for section in before]
-        shortest = min(found, key=len)
-        if shortest:
-            lines += ["@@ " + title + " beside the run before" * (shortest is not found[0])] + shortest
+    """What differs from the base state, by sections; of a later run, from that or the run before, whichever is less."""
+    lines, before = [], {}
+    for title, section in state.items():
+        name = title.split()[0]
+        found = {"": changes(base[name], section)}
+        if name in before:
+            found[" beside the run before"] = changes(before[name], section)
+        beside, shortest = min(found.items(), key=lambda one: len(one[1]))
+        lines += ["@@ " + title + beside, *shortest] if shortest else []
+        before[name] = section
     return lines
 
 
 def changes(before, after):
     found = []
-    if before == after:  # quicker
-        return found
-    for kind, i1, i2, j1, j2 in difflib.SequenceMatcher(None, before, after, False).get_opcodes():
+    matcher = difflib.SequenceMatcher(None, before, after, False)
+    for kind, i1, i2, j1, j2 in matcher.get_opcodes() if before != after else ():
         if kind != "equal":
             gone = before[i1:i2]
             gone[1:-1] = ["(%d more)" % (len(gone) - 2)] if len(gone) > SHOWN else gone[1:-1]
             found += ["-" + line for line in gone] + ["+" + line for line in after[j1:j2]]
     return found
-
-
-def state_of(text):
-    """The sections of a state that was written down."""
-    return {section.split("\n")[0]: section.split("\n")[1:] for section in text[3:].rstrip("\n").split("\n## ")}
 
 
 def check(name, approve):
@@ -148,33 +122,28 @@ def check(name, approve):
     if name == "base":
         lines = [line for title, section in sorted(state.items()) for line in ["## " + title, *section]]
     else:
-        lines = difference(state_of((EXPECTED / "base").read_text()), state)
-    wrong = [line for line in lines if "WRONG" in line]
+        sections = (EXPECTED / "base").read_text()[3:].rstrip("\n").split("\n## ")
+        lines = difference({section.split("\n")[0]: section.split("\n")[1:] for section in sections}, state)
     if approve:
         path.write_text("".join(line + "\n" for line in lines))
-        return wrong
     known = path.read_text().splitlines() if path.exists() else []
-    return list(difflib.unified_diff(known, lines, "expected/" + name, "now", n=1, lineterm="")) + wrong
+    differs = difflib.unified_diff(known, lines, "expected/" + name, "now", n=1, lineterm="")
+    return [*differs, *(line for line in lines if "WRONG" in line)]
 
 
 def main(words):
     """words: see scenarios.py."""
     approve = "--approve" in words
     names = [word for word in words if word != "--approve"]
-    sandbox.confine(str(EXPECTED) if approve else None)
-    signal.signal(signal.SIGALRM, sandbox.give_up)
+    sandbox.enter(str(EXPECTED) if approve else None)
     if names and "/" in names[0]:
         part, parts = map(int, names[0].split("/"))
-        names = sorted(name for name in SCENARIOS if name != "base" and not SCENARIOS[name].get("waits"))[part - 1::parts]
+        parted = sorted(name for name in SCENARIOS if name != "base" and "waits" not in SCENARIOS[name])
+        names = parted[part - 1::parts]
     failed = []
     for name in sorted(names or SCENARIOS, key=lambda name: name != "base"):
-        if SCENARIOS[name].pop("second_user", False) and not sandbox.has_second_user():
-            print(name + ": not played, there is no second user here")
-            continue
-        began, found = time.monotonic(), check(name, approve)
-        if approve:
-            print("%-30s %.1f s" % (name, time.monotonic() - began), *found, sep="\n    ")
-        elif found:
+        found = check(name, approve)
+        if found:
             failed.append(name)
             print("\n".join(found), flush=True)
             if "MUTATE_CONFINED" in os.environ:

@@ -2,7 +2,6 @@
 import fcntl
 import os
 import pty
-import re
 import select
 import struct
 import sys
@@ -14,8 +13,7 @@ import pyte  # noqa: E402
 
 class Terminal:
     def __init__(self, columns=100):
-        self.master, self.slave = pty.openpty()
-        self.descriptors = [self.master, self.slave]
+        self.master, self.slave = self.descriptors = pty.openpty()
         self.name, self.screen = os.ttyname(self.slave), pyte.Screen(columns, 24)
         self.stream = pyte.ByteStream(self.screen)
         self.resize(columns)
@@ -25,19 +23,12 @@ class Terminal:
         fcntl.ioctl(self.slave, termios.TIOCSWINSZ, struct.pack("4H", 24, columns, 0, 0))
 
     def close(self):
-        while self.descriptors:
-            os.close(self.descriptors.pop())
+        for descriptor in self.descriptors:
+            os.close(descriptor)
+        self.descriptors = ()
 
     def lines(self):
-        return [row.rstrip() for row in self.screen.display if row.strip()]
-
-    def rest(self):
-        """Everything that was written and not yet read; returns the lines that are seen in the end."""
+        """What is seen now, everything that was written until now included."""
         while self.descriptors and select.select([self.master], [], [], 0)[0]:
             self.stream.feed(os.read(self.master, 65536))
-        return self.lines()
-
-    def wait_for(self, pattern):
-        """Reads until the pattern is to be seen, at most until the alarm."""
-        while not re.search(pattern, "\n".join(self.rest()), re.MULTILINE):
-            select.select([self.master], [], [], 1)
+        return [row.rstrip() for row in self.screen.display if row.strip()]

@@ -1,67 +1,101 @@
 """A local user without rights exchanges and plants, in a loop, all that they may, while root runs the tool: nothing of
 anybody else's is deleted, changed or read, and every run comes back with an archive of root's own files."""
+import contextlib
+import multiprocessing
 import os
+import random
 import subprocess
+import time
 
-from sandbox import LOGS, MADE, MS_BIND, Case, OWN_LOG, ROOT_DIR, SCRATCH, SHARED, mount
+from sandbox import LOGS, Case, OWN_LOG, ROOT_DIR, SCRATCH, SHARED, mount
 
 MALLORY, VICTIM, SECRET = 1001, "/srv/victim", "/srv/victim/secret.log"
 RUNS = 20
-OWN_FOLDER = os.path.dirname(OWN_LOG)
 ONLY_CHMOD = '#!/fakes/sh\ncase "$2" in chmod*) exec /fakes/sh "$@"; esac\n'  # quick: of the commands none else matters
+
+
+def exchange(path):
+    """Puts a link to the victim in the place of a folder or file that the run uses, for a moment or for good."""
+    aside = path + ".x%d" % random.randrange(4)
+    os.rename(path, aside)
+    os.symlink(VICTIM, path)
+    time.sleep(random.random() * 0.0003)
+    if random.randrange(4):
+        os.unlink(path)
+        os.rename(aside, path)
+
+
+def plant(path):
+    with open(path + "/kept.log", "x") as file:
+        file.write("PLANTED")
+
+
+# Beside exchanging, she puts there what the run is to pack.
+ACTIONS = [exchange] * 8 + [os.mkdir, plant, lambda path: os.link(SECRET, path + "/hard.log"),
+                            lambda path: os.symlink(SECRET, path + "/soft.log")]
+
+
+def attack(root, paths):
+    os.chroot(root)
+    os.setgroups([])
+    os.setgid(MALLORY)
+    os.setuid(MALLORY)
+    os.umask(0)
+    random.seed()
+    while True:
+        with contextlib.suppress(OSError):
+            random.choice(ACTIONS)(random.choice(paths))
 
 
 class Attack(Case):
     def attacked(self, paths, slow="", sources=()):
-        """Runs the tool while Mallory exchanges `paths`; `slow`: fakes that give her time in the reports; else there are none."""
-        self.need_second_user()
+        """Runs the tool while Mallory exchanges `paths`; slow: fakes that give her time in the reports."""
         box = self.box(console="ada", fakes=dict.fromkeys(slow.split(), "sleep 0.02; echo x"))
         if not slow:
             box.put("/shell", ONLY_CHMOD, mode=0o755)
-            mount(box.path("/shell"), box.path(os.path.realpath("/bin/sh")), None, MS_BIND)
+            mount("--bind", box.path("/shell"), box.path(os.path.realpath("/bin/sh")))
         for name in ("logs/ada", "logs/uem_ada", "database/ada", "nsdbase/ada"):  # as the copies' folders
             box.put(VICTIM + "/%s/file.log" % name, "the victim's")
-        box.put(SECRET, "SECRET", mode=0o600)
-        os.chown(box.path(SECRET), 1002, 1002)
+        box.put(SECRET, "SECRET", mode=0o600, owner=1002)
         for name in ["kept"] + ["n%d" % number for number in range(200)]:
             box.put(LOGS + "%s.log" % name, "kept")
         for name in sources:  # what is Mallory's own, for her to exchange
-            os.makedirs(box.path(name), exist_ok=True)
-            subprocess.check_call(["chown", "-R", "%d:%d" % (MALLORY, MALLORY), box.path(name)])
-        box.bind(MADE + "attacker", "/attacker")
+            box.put(name, os.mkdir, owner=MALLORY)
         before = self.tree(box)
-        command = ["chroot", box.root, "/attacker", str(MALLORY), VICTIM, SECRET, *paths]
         for _ in range(RUNS):
-            attacker = subprocess.Popen(command, stdin=subprocess.DEVNULL)
+            attacker = multiprocessing.Process(target=attack, args=(box.root, paths))
+            attacker.start()
             try:
-                result = box.run()
+                box.run()
             finally:
                 attacker.kill()
-                attacker.wait()
+                attacker.join()
             self.assertEqual(self.tree(box), before)
-            archives = [n for n in box.archives() if os.lstat(box.path(ROOT_DIR + "/" + n)).st_uid == 0]
-            self.assertTrue(archives, result)
-            found = box.zip(name=archives[-1])
+            archives = [name for name in box.archives() if os.lstat(box.path(ROOT_DIR + "/" + name)).st_uid == 0]
+            self.assertTrue(archives)
+            found = box.zip(archives[-1])
             self.assertEqual([name for name, content in found.items() if b"SECRET" in content], [])
             self.assertNotEqual(found.get("logs/ada/kept.log"), b"PLANTED")
             subprocess.call(["find", box.path(ROOT_DIR), "-mindepth", "1", "-delete"])
 
     def tree(self, box):
         """All that belongs to the victim: modes, owners, and each file's content."""
-        return subprocess.check_output("find . -printf '%p %m %U %n %s\\n' -type f -exec cat {} +", shell=True, cwd=box.path(VICTIM))
+        command = "find . -printf '%p %m %U %n %s\\n' -type f -exec cat {} +"
+        return subprocess.check_output(command, shell=True, cwd=box.path(VICTIM))
 
     def test_while_copying(self):
-        self.attacked([SCRATCH, SCRATCH + "/logs", SCRATCH + "/logs/ada", SCRATCH + "/logs/uem_ada", SCRATCH + "/database"])
+        self.attacked([SCRATCH + path for path in ("", "/logs", "/logs/ada", "/logs/uem_ada", "/database")])
 
     def test_reports_and_archive(self):
-        self.attacked([ROOT_DIR + "/system_info.log", SCRATCH + "/logs/system_wide.log", SCRATCH + "/logs"], slow="ip ps who")
+        reports = [ROOT_DIR + "/system_info.log", SCRATCH + "/logs/system_wide.log", SCRATCH + "/logs"]
+        self.attacked(reports, slow="ip ps who")
 
     def test_own_log(self):
-        self.attacked([OWN_LOG, OWN_FOLDER, OWN_FOLDER + "/LogColltionTool.1.log"])
+        self.attacked([OWN_LOG, os.path.dirname(OWN_LOG), os.path.dirname(OWN_LOG) + "/LogColltionTool.1.log"])
 
     def test_clean_up(self):
         self.attacked([SCRATCH])
 
     def test_sources(self):
         own = [LOGS + "x", SHARED + "/database/x", "/Library/Logs/DiagnosticReports"]
-        self.attacked(own + [LOGS + "x/y"], sources=[LOGS + "x/y", *own])
+        self.attacked(own + [LOGS + "x/y"], sources=[*own, LOGS + "x/y"])

@@ -120,14 +120,14 @@ class Viewer(sandbox.Case):
             seen["lies"] += "\n\n" + self.open("#tree .tree .row:nth-child(%d) button" % (number + 1))
         self.assertEqual([self.page.get_log("browser"), self.page.title], [[], "lies.zip – log archive"])
         fetch = "fetch('http://127.0.0.1:%d/').catch(() => 0).then(arguments[0])"
-        server = self.server(b"")
+        server = sandbox.Server(b"")
         self.page.execute_async_script(fetch % server.port)
         self.assertEqual(server.requests, [])
         self.compare(seen)
 
     def test_archive_of_the_tool(self):
         self.files.put(LOGS + "client.log", "connect failed\n" + "plain\n" * 300000)
-        self.files.put(LAUNCHD, size=11 * MIB)
+        self.files.put(LAUNCHD, 11 * MIB)
         self.files.put("/Users/ada" + SHARED + "/database/a.db", b"SQLite format 3\0" + bytes(99) + b"ada lovelace")
         self.files.run("-q")
         shown = self.show(self.files.path(ROOT_DIR + "/" + self.files.archives()[0]), "body")

@@ -1,25 +1,13 @@
-"""Reads an archive from its raw bytes, and names all that an old or a new reader trips over."""
+"""Reads an archive by readers that are not ours, and byte by byte; names all that an old or a new reader trips over."""
 import functools
+import pathlib
 import struct
+import subprocess
+import zipfile
 import zlib
 
-LOCAL, CENTRAL = "<4s5H3I2H", "<4s6H3I5H2I"
-END, LOCATOR, END64 = "<4s4H2IH", "<4sIQI", "<4sQ2H2I4Q"
 FULL16, FULL32 = 0xffff, 0xffffffff
 AT_ONCE, KEPT = 1 << 20, 1 << 25  # entries up to these sizes are deflated in one go, and returned
-
-
-def long_fields(extra, fields):
-    """Takes the values that are too long for their fields from the extra field; returns them, and what else is there."""
-    fields, rest = list(fields), []
-    while extra:
-        kind, size = struct.unpack("<2H", extra[:4])
-        body, extra = extra[4:4 + size], extra[4 + size:]
-        rest.append("%#x:%d" % (kind, size))
-        for at, value in enumerate(fields if kind == 1 else ()):
-            if value == FULL32 and len(body) >= 8:
-                fields[at], body = struct.unpack("<Q", body[:8])[0], body[8:]
-    return fields, ",".join(rest)
 
 
 @functools.lru_cache
@@ -29,59 +17,58 @@ def best(data):
     return stream.compress(data) + stream.flush()
 
 
-def unpack(data, packed, size, crc):
-    """What is wrong with an entry's data, and how it was deflated."""
-    stream, got, sum32 = zlib.decompressobj(-15), 0, 0
-    for at in range(0, len(packed), 1 << 20):
-        part = stream.decompress(packed[at:at + (1 << 20)])
-        got, sum32 = got + len(part), zlib.crc32(part, sum32)
-        data.append(part) if got <= KEPT else data.clear()
-    wrong = [] if (got, sum32, stream.eof, stream.unused_data) == (size, crc, True, b"") else ["its data is damaged"]
-    if got <= AT_ONCE and size and best(b"".join(data)) != packed:
-        wrong.append("not deflated at level 9")
-    return wrong
+def local_header(entry, name, needed, sizes, extra=b""):
+    return struct.pack("<4s5H3I2H", b"PK\3\4", needed, entry.flag_bits, entry.compress_type, 0, 0, entry.CRC,
+                       *sizes, len(name), len(extra)) + name + extra
 
 
-def walk(raw):
-    """([(name, content or None if it is long, size, traits)], traits of the whole). Traits are texts, wrong ones included."""
-    size, whole, entries, position = len(raw), [], [], 0
-    end = struct.unpack(END, raw[-22:].rjust(22, b"\0"))
-    if end[0] != b"PK\5\6" or end[1:3] != (0, 0) or end[3] != end[4] or end[7]:
-        return [], ["no end record in its last 22 bytes"]
-    count, length, start, after = end[4], end[5], end[6], size - 22
-    if raw[-42:-38] == b"PK\6\7":
-        _, disk, at, disks = struct.unpack(LOCATOR, raw[-42:-22])
-        end64 = struct.unpack(END64, raw[at:at + 56])
-        whole.append("64-bit end record, versions %d %d" % end64[2:4])
-        if (end64[:2], disk, disks, at, end64[4:6]) != ((b"PK\6\6", 44), 0, 1, size - 98, (0, 0)) or end64[6] != end64[7]:
-            whole.append("its 64-bit end record is wrong")
-        if any(short not in (full, max) for short, full, max in zip(end[4:7], end64[7:], (FULL16, FULL32, FULL32))):
-            whole.append("its end records differ")
-        count, length, start, after = *end64[7:], at
-    if start + length != after:
-        whole.append("something lies between its directory and its end")
-    at = start
-    while at < after:
-        (mark, made, needed, flags, method, time, date, crc, packed, length, *lengths, disk, inner, outer,
-         offset) = struct.unpack(CENTRAL, raw[at:at + 46])
-        name, extra, comment = (raw[at + 46 + sum(lengths[:n]):at + 46 + sum(lengths[:n + 1])] for n in range(3))
-        (length, packed, offset), long = long_fields(extra, (length, packed, offset))
-        traits = ["method %d, flags %#x, made by %d, needs %d, date %d %d, attributes %d %d" % (
-            method, flags, made, needed, date, time, inner, outer)] + ["central extra " + long] * bool(long)
-        head = struct.unpack(LOCAL, raw[offset:offset + 30])
-        local_extra = raw[offset + 30 + head[9]:offset + 30 + head[9] + head[10]]
-        sizes, long = long_fields(local_extra, (head[8], head[7]))
-        traits += ["local extra " + long] * bool(long) + ["local header needs %d" % head[1]] * (head[1] != needed)
-        if mark + head[0] != b"PK\1\2PK\3\4" or head[2:7] != (flags, method, time, date, crc) or (
-                sizes != [length, packed] or raw[offset + 30:offset + 30 + head[9]] != name or disk or comment):
-            traits.append("its two headers differ")
-        if offset != position:
+def end_records(count, length, start):
+    """What follows a directory: with 64-bit fields where one of the others is too short for its value."""
+    long, fields = b"", (min(count, FULL16), min(count, FULL16), min(length, FULL32), min(start, FULL32))
+    if fields != (count, count, length, start):
+        long = struct.pack("<4sQ2H2I4Q", b"PK\6\6", 44, 45, 45, 0, 0, count, count, length, start)
+        long += struct.pack("<4sIQI", b"PK\6\7", 0, start + length, 1)
+    return long + struct.pack("<4s4H2IH", b"PK\5\6", 0, 0, *fields, 0)
+
+
+def walk(path):
+    """([(name, content or None if long, size, traits)], traits of the whole). Traits are texts, also wrong ones."""
+    raw, entries, position = pathlib.Path(path).read_bytes(), [], 0
+    unzip = subprocess.run(["unzip", "-tqq", path], stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
+    whole = ["for unzip: " + (unzip.stdout.strip() or "whole")]
+    try:
+        archive = zipfile.ZipFile(path)
+    except zipfile.BadZipFile as failure:
+        return [], whole + ["for zipfile: %s" % failure]
+    for entry in archive.infolist():
+        name = entry.orig_filename.encode("utf-8" if entry.flag_bits & 0x800 else "cp437")
+        traits = ["method %d, flags %#x, made by %d %d, needs %d, date %d-%d-%d %d:%d:%d, attributes %d %d" % (
+            entry.compress_type, entry.flag_bits, entry.create_system, entry.create_version, entry.extract_version,
+            *entry.date_time, entry.internal_attr, entry.external_attr)]
+        if entry.extra or entry.comment or entry.volume:
+            traits.append("more in the directory: %r %r %d" % (entry.extra, entry.comment, entry.volume))
+        sizes = entry.compress_size, entry.file_size
+        long = struct.pack("<2H2Q", 1, 16, *sizes[::-1])
+        header = local_header(entry, name, entry.extract_version, sizes)
+        if not raw.startswith(header, position):
+            header = local_header(entry, name, 45, (FULL32, FULL32), long)
+            traits.append("long local header" if raw.startswith(header, position) else "its two headers differ")
+        if entry.header_offset != position:
             traits.append("something lies before it")
-        begin = offset + 30 + head[9] + head[10]
-        position, content = begin + packed, []
-        traits += unpack(content, raw[begin:position], length, crc) if method == 8 else ["not deflated"]
-        entries.append((name.decode("utf-8", "surrogateescape"), b"".join(content) if length <= KEPT else None, length, traits))
-        at += 46 + sum(lengths)
-    if (at, count, position) != (after, len(entries), start):
-        whole.append("its directory does not fit its entries")
+        begin = entry.header_offset + len(header)
+        position, stream = begin + entry.compress_size, zlib.decompressobj(-15)
+        packed = raw[begin:position]
+        try:
+            content = stream.decompress(packed)
+        except zlib.error as failure:
+            content = str(failure).encode()
+        if (len(content), zlib.crc32(content), stream.eof, stream.unused_data) != (sizes[1], entry.CRC, True, b""):
+            traits.append("its data is damaged")
+        elif 0 < len(content) <= AT_ONCE and best(content) != packed:
+            traits.append("not deflated at level 9")
+        kept = content if len(content) <= KEPT else None
+        entries.append((name.decode("utf-8", "surrogateescape"), kept, entry.file_size, traits))
+    length = len(raw) - position - len(end_records(len(entries), 0, position))
+    if archive.start_dir != position or raw[position + length:] != end_records(len(entries), length, position):
+        whole.append("its directory or what follows it is wrong")
     return entries, whole
