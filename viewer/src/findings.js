@@ -15,22 +15,14 @@ const isTrouble = ({level}) => /^(warning|error|critical)$/.test(level);
 const RECORD = /^\[([-\d]{10} [:\d]{8}\.\d+)\] \[(\w+)\] \[\d+\] \[LogCollectionTool:\S{1,200}:\d+\] /;
 /** Parses the own log, whose first line has this number: the last run's records, and the number of runs. */
 function readRun(log, line) {
-  let records = [], runs = 0;
-  for (const text of log.trimEnd().split('\n')) {
-    const head = RECORD.exec(text);
-    if (head && text.endsWith('] Collection log start')) {
-      ++runs;
-      records = [];
-    }
-    if (head) {
-      const time = Date.parse(`${head[1].replace(' ', 'T')}Z`) || 0;
-      records.push({stamp: head[1], level: head[2], time, line, message: text.slice(head[0].length)});
-    } else if (records.length) {
-      records.at(-1).message += `\n${text}`;
-    }
-    ++line;
+  const all = [], isStart = ({message}) => message.startsWith('Collection log start');
+  for (const [i, text] of log.trimEnd().split('\n').entries()) {
+    const [head, stamp, level] = RECORD.exec(text) ?? [];
+    const time = Date.parse(`${stamp?.replace(' ', 'T')}Z`) || 0;
+    if (head) all.push({stamp, level, time, line: line + i, message: text.slice(head.length)});
+    else if (all.length) all.at(-1).message += `\n${text}`;
   }
-  return {runs, records};
+  return {runs: all.filter(isStart).length, records: all.slice(Math.max(0, all.findLastIndex(isStart)))};
 }
 /** Tells whether a record is normal: its row says that there is nothing to do, or it is about a missing folder that
  * many Macs do not have. Missing logs of the client are not normal, except root's. */

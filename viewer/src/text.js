@@ -39,9 +39,9 @@ const MAGIC = {'SQLite format 3\0': 'SQLite database', 'MDMP': 'minidump, for a 
 /** What the first bytes of a file tell: {encoding, kind}; the kind is empty for text. */
 function kindOf(bytes) {
   const head = bytes.subarray(0, 4096), text = new TextDecoder('latin1').decode(head), most = head.length * 0.3;
-  const known = Object.keys(MAGIC).find((magic) => text.startsWith(magic)), zeros = [0, 0];
+  const known = Object.keys(MAGIC).find((magic) => text.startsWith(magic));
   if (known) return {encoding: 'utf-8', kind: MAGIC[known]};
-  head.forEach((byte, i) => { if (!byte) ++zeros[i % 2]; });
+  const zeros = [0, 1].map((odd) => head.filter((byte, i) => !byte && i % 2 === odd).length);
   if (text.startsWith('\xff\xfe') || zeros[1] > most && !zeros[0]) return {encoding: 'utf-16le', kind: ''};
   if (text.startsWith('\xfe\xff') || zeros[0] > most && !zeros[1]) return {encoding: 'utf-16be', kind: ''};
   // A log that was emptied while its program wrote on begins with zeros only.
@@ -57,7 +57,7 @@ function linesIn(text, from = 0, to = text.length) {
 /** Yields an entry as blocks of whole lines: {text, line, next, kind} with the numbers of this and the next block's
  * first line. A line that is too long is cut in blocks with the same number. */
 async function* textOf(file, entry, most) {
-  let known, decoder, tail = '', line = 1, fault;
+  let known, decoder, tail = '', line = 1;
   const block = (text, first = line) => ({text, line: first, next: line += linesIn(text), kind: known.kind});
   try {
     for await (const piece of contentOf(file, entry, most)) {
@@ -69,9 +69,7 @@ async function* textOf(file, entry, most) {
       if (end) yield block(text.slice(0, end));
       await rest();
     }
-  } catch (error) { fault = error; }
-  if (tail) yield block(tail);
-  if (fault) throw fault;
+  } finally { if (tail) yield block(tail); }
 }
 /** The last characters of these blocks, or the first ones from the block with a line on: {text, line, kind, fault}. */
 async function readText(source, most, from = 0) {
