@@ -2,7 +2,7 @@
 // A finding is {kind, title, lines, todo, about}: kind is 'error', 'warning' or '', a line {text, note, entry, line},
 // and `about` has the names by which a complaint of the guide knows that it is concerned.
 const REPORT_BYTES = 2 * MIB, MOST_REPORTS = 300;  // of a crash report, and how many of them are read
-const MOST_QUOTED = 160, MOST_MESSAGE = 2000;  // characters of an error in a title, and of a record
+const MOST_MESSAGE = 2000;  // characters of a record
 const KINDS = ['error', 'warning', ''];
 const MOST_SECTIONS = 500, MOST_PROGRAMS = 20;  // of a report, and those whose crashes are told one by one
 const CLIENT_PROGRAM = /obrela|quelmar|ferngateway|qmuem|okvu/i;
@@ -35,11 +35,11 @@ function recordLines(records, entry) {
     note: joined([stamp.slice(11, 19), level, more.length && times(more.length + 1)]),
     text: message.slice(0, MOST_MESSAGE)}));
 }
-const likeOf = (parts) => new RegExp(`^${parts.map(escaped).join('[^]*?')}`);
 /** What could not be collected. When the client is known to have failed, that the tunnel service did not answer follows
  * from it and needs no advice of its own. */
 function recordFindings({records}, log, table, others) {
-  const groups = new Map(), rows = table.map((row) => ({...row, like: likeOf(row.parts)}));
+  const groups = new Map(), likeOf = (parts) => new RegExp(`^${parts.map(escaped).join('[^]*?')}`);
+  const rows = table.map((row) => ({...row, like: likeOf(row.parts)}));
   const isKnown = others.some(({kind, about}) => kind === 'error' && /process|plist|diagnosticReports/.test(about));
   for (const record of records.filter(isTrouble)) {
     const row = rows.find(({like}) => like.test(record.message.slice(0, MOST_MESSAGE)));
@@ -62,9 +62,8 @@ function recordFindings({records}, log, table, others) {
 // ---- The reports made of commands, and the tunnel's modules.
 /** Splits a report at its banners: [{title, lines, entry, line}]. A section need not end in a line feed. */
 function sectionsOf(report, entry) {
-  const parts = report.split(/={34} ([^\n]{1,100}?) ={34}(?:\n|$)/), sections = [];
-  const most = Math.min(parts.length, 2 * MOST_SECTIONS);
-  for (let i = 1, line = 2 + linesIn(parts[0]); i < most; line += 1 + linesIn(parts[i + 1]), i += 2)
+  const parts = report.split(/={34} ([^\n]{1,100}?) ={34}(?:\n|$)/, 2 * MOST_SECTIONS + 1), sections = [];
+  for (let i = 1, line = 2 + linesIn(parts[0]); i < parts.length; line += 1 + linesIn(parts[i + 1]), i += 2)
     sections.push({title: parts[i], lines: parts[i + 1].trim() ? parts[i + 1].trimEnd().split('\n') : [], entry, line});
   return sections;
 }
@@ -147,13 +146,17 @@ function stateFindings(sections, modules, hasAgent) {
 // ---- Crashes.
 const firstText = (...values) => values.find((value) => typeof value === 'string' && value)?.slice(0, 200) ?? '';
 function readCrash(name, text) {
-  const byName = fileOf(name).replace(/[-_.]\d{4}-.*|\.\w+$/, '');
-  const {head, body, frame: inJson} = parseReport(text) ?? {};
-  const frame = /^Thread \d+ Crashed.*\n0 .* 0x[\da-f]{1,16} (.{1,99}?)(?: \+ \d+)?$/m.exec(text)?.[1];
+  const byName = fileOf(name).replace(/[-_.]\d{4}-.*|\.\w+$/, ''), cut = text.indexOf('\n');
+  const head = parseJson(text.slice(0, cut)), body = parseJson(text.slice(cut));  // nothing when it is not in JSON
+  const frames = body?.threads?.[body.faultingThread]?.frames;
+  const known = Array.isArray(frames) ? frames.filter((frame) => frame?.symbol) : [];
+  const isSystem = ({imageIndex}) => /^\/(?:usr\/lib|System)\//.test(body.usedImages?.[imageIndex]?.path);
+  const inJson = (known.find((frame) => !isSystem(frame)) ?? known[0])?.symbol;
+  const inText = /^Thread \d+ Crashed.*\n0 .* 0x[\da-f]{1,16} (.{1,99}?)(?: \+ \d+)?$/m.exec(text)?.[1];
   const field = (title) => new RegExp(`^${title}:[ \\t]{0,20}([^\\n[]{1,100})`, 'm').exec(text)?.[1].trim();
   const program = firstText(body?.procName, head?.app_name, field('Process'), byName);
   return {
-    program, version: firstText(head?.app_version, field('Version')), where: firstText(inJson, frame),
+    program, version: firstText(head?.app_version, field('Version')), where: firstText(inJson, inText),
     stamp: firstText(body?.captureTime, head?.timestamp, field('Date/Time')),
     what: firstText(body?.exception?.type, body?.termination?.indicator, field('Exception Type')),
     isClient: CLIENT_PROGRAM.test([byName, program, body?.procPath, head?.bundleID].join(' ')),
@@ -213,7 +216,7 @@ function errorFindings(state) {
   const tell = (kind, title, groups) => {
     if (!groups.length) return;
     const [{text, recent, age}] = groups, others = groups.length > 1 && counted(groups.length - 1, 'other kind');
-    const first = joined([`“${shownName(text, MOST_QUOTED)}”`, age === 'new' && recent > 1 && times(recent)], ', ');
+    const first = joined([`“${shownName(text, 160)}”`, age === 'new' && recent > 1 && times(recent)], ', ');
     found.push({kind, title: `${title}: ${joined([first, others], ' and ')}`, about: [],
       lines: groups.map(errorLine),
       words: groups.slice(0, 50).map((group) => group.text.toLowerCase())});

@@ -1,6 +1,5 @@
 // What the logs say: stamps, levels, and errors grouped by their text, in one pass. Nothing here knows the page.
 const HOUR = 3600000, DAY = 24 * HOUR, RECENT = 2 * HOUR, HOURS = 24;
-const LOGS_BYTES = 512 * MIB;  // read of all logs together
 const MOST_PLACES = 20000;  // kinds of error lines in each log, of all together
 const HEAD_CHARS = 200, LINE_CHARS = 1000, KIND_CHARS = 200;  // of a line: its stamp and level, looked at, compared
 const UNSTAMPED = 100, UNSTAMPED_STEP = 64;  // after so many lines without a stamp, only each of so many is asked
@@ -35,8 +34,6 @@ function stampOf(line, clock) {
   const time = at(y ?? (at(last) <= clock.end + 2 * DAY ? last : last - 1));
   return {time: zone && clock.zone !== undefined ? time + clock.zone - offset : time, offset, length};
 }
-
-const timeOf = (line, clock) => stampOf(line, clock)?.time;
 
 // ---- Levels: 2 for an error, 1 for a warning, else 0. A field of the line decides; words do where there is none.
 const LEVELS = ['trace verbose debug info information notice', 'warning warn w',
@@ -153,11 +150,10 @@ function logsOf(entries) {
 }
 /** Reads all logs once into a state; `isCurrent` tells whether that is still wanted. */
 async function readLogs(file, entries, state, isCurrent, told) {
-  let left = LOGS_BYTES;
+  let left = 512 * MIB;
   for (const entry of logsOf(entries)) {
     const log = newLog(entry);
     state.logs.push(log);
-    if (left <= 0) { log.fault = 'not read'; continue; }
     try {
       for await (const {text, line, kind} of textOf(file, entry, left)) {
         if (!isCurrent()) return;
@@ -166,7 +162,7 @@ async function readLogs(file, entries, state, isCurrent, told) {
         lookThrough(text, line, log, state);
       }
     } catch (error) { log.fault = sentence(error); }
-    left -= log.kind ? 0 : log.read;
+    left -= log.read;
     told(state);
   }
 }

@@ -1,7 +1,5 @@
 // From bytes to text, and from text to what may be shown. Nothing here knows the page.
 const LONG_LINE = 256 * 1024;  // characters after which a line is cut, so that no line fills the memory
-const JSON_CHARS = 2 * MIB, JSON_DEPTH = 64;  // what would freeze the page is not parsed
-const REST_MS = 25;  // work without a rest for the page
 
 /** Makes visible what would otherwise act, hide or change the direction of writing. */
 const visible = (text) => text.replace(/\r\n/g, '\n').replace(/\0{9,}/g, (zeros) => `<${zeros.length} zero bytes>`)
@@ -26,7 +24,7 @@ const copied = (text) => text.split('').join('');
 let rested = 0;
 /** Lets the page react when it had to wait for a while. Timers would be slowed down in a tab that is not seen. */
 async function rest() {
-  if (performance.now() - rested < REST_MS) return;
+  if (performance.now() - rested < 25) return;
   const {port1, port2} = new MessageChannel();
   await new Promise((resolve) => { port1.onmessage = resolve; port2.postMessage(0); });
   port1.close();
@@ -88,24 +86,15 @@ async function readText(source, most, from = 0) {
   return {text: blocks.map(({text}) => text).join(''), line, kind, fault};
 }
 
-/** Parses JSON; undefined when it is none, or too deep or large. */
+/** Parses JSON; undefined when it is none, or so deep or large that it would freeze the page. */
 function parseJson(text) {
-  let depth = 0, isString = false;
-  if (text.length > JSON_CHARS) return undefined;
-  for (let i = 0; i < text.length && depth <= JSON_DEPTH; ++i) {
+  const mostDepth = 64;
+  let depth = text.length > 2 * MIB ? Infinity : 0, isString = false;
+  for (let i = 0; i < text.length && depth <= mostDepth; ++i) {
     if (text[i] === '"') isString = !isString;
     else if (isString) i += text[i] === '\\';  // passes over what is escaped
     else if ('[{'.includes(text[i])) ++depth;
     else if (']}'.includes(text[i])) --depth;
   }
-  try { return depth > JSON_DEPTH ? undefined : JSON.parse(text); } catch { return undefined; }
-}
-/** Parses a crash report of two parts in JSON: {head, body, frame}, the last that is not of the system. */
-function parseReport(text) {
-  const cut = text.indexOf('\n'), head = parseJson(text.slice(0, cut)), body = parseJson(text.slice(cut));
-  if (!(head instanceof Object && body instanceof Object)) return undefined;
-  const {threads, faultingThread, usedImages} = body, found = threads?.[faultingThread]?.frames;
-  const named = Array.isArray(found) ? found.filter((frame) => frame?.symbol) : [];
-  const isSystem = ({imageIndex}) => /^\/(?:usr\/lib|System)\//.test(usedImages?.[imageIndex]?.path);
-  return {head, body, frame: (named.find((frame) => !isSystem(frame)) ?? named[0])?.symbol};
+  try { return depth > mostDepth ? undefined : JSON.parse(text); } catch { return undefined; }
 }

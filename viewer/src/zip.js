@@ -1,6 +1,5 @@
 // Reading the zip: its end record, its directory, and the content of entries.
 const MIB = 1 << 20;
-const DIRECTORY_BYTES = 64 * MIB, ENTRY_BYTES = 2048 * MIB;  // read at most: of the directory, of one entry
 const FEED_BYTES = 16384;  // inflated at a time: what comes out, up to 1,032 times as much, must fit into memory
 const GZIP_HEAD = Uint8Array.of(0x1f, 0x8b, 8, 0, 0, 0, 0, 0, 0, 255);
 const END = 0x06054b50, END_64 = 0x07064b50, ENTRY = 0x02014b50, LOCAL = 0x04034b50;
@@ -54,7 +53,7 @@ function entryAt(bytes, at, nameEnd, extraEnd) {
 /** Reads the directory: {entries, notes}; the notes are [name, sentence] about errors in it, the name mostly empty. */
 async function readDirectory(file) {
   const {at: start, size, count} = await findDirectory(file), entries = [], notes = [];
-  const bytes = await bytesAt(file, start, Math.min(size, DIRECTORY_BYTES));
+  const bytes = await bytesAt(file, start, Math.min(size, 64 * MIB));
   let at = 0, seen = 0;
   for (let next; at + 46 <= bytes.length && long(bytes, at) === ENTRY; ++seen, at = next) {
     const nameEnd = at + 46 + short(bytes, at + 28), extraEnd = nameEnd + short(bytes, at + 30);
@@ -89,7 +88,7 @@ async function streamOf(file, {flags, method, at, packed, crc, size}) {
   return method ? pieces.pipeThrough(new DecompressionStream('gzip')) : pieces;
 }
 /** Yields an entry's content in pieces. Throws a Fault where it ends early, or at its end when it is another. */
-async function* contentOf(file, entry, most = ENTRY_BYTES) {
+async function* contentOf(file, entry, most = 2048 * MIB) {
   const reader = (await streamOf(file, entry)).getReader();
   const next = () => reader.read().catch(() => ({done: true, isWrong: true}));
   let length = 0, read;
