@@ -4,7 +4,7 @@
 const REPORT_BYTES = 2 * MIB, MOST_REPORTS = 300;  // of a crash report, and how many of them are read
 const MOST_MESSAGE = 2000;  // characters of a record
 const KINDS = ['error', 'warning', ''];
-const MOST_SECTIONS = 500, MOST_PROGRAMS = 20;  // of a report, and those whose crashes are told one by one
+const MOST_SECTIONS = 500;  // of a report
 const CLIENT_PROGRAM = /obrela|quelmar|ferngateway|qmuem|okvu/i;
 const XTUNNEL = 'xtunnel dump:';
 const ALL = /^.*\S.*/gm, PROCESS = /^(?!.*(?:\bgrep\b|oBrelaLog|LogCollectionTool)).*\S.*/gm;  // but the tool's own
@@ -113,33 +113,32 @@ function factsOf(sections) {
     return {name, section, fault, kind, about, values: found.map((all) => all.findLast((part) => part).trim())};
   });
 }
-function jobFindings(section) {
-  const jobs = evidence(section, /^(?:-|\d+)\s+-?\d+\s+\S/).map((line) => [...line.text.split(/\s+/), line]);
-  const bad = jobs.filter(([pid, status]) => pid === '-' || status !== '0');
-  const told = bad.slice(0, 3).map(([pid, status, name]) => {
-    const signal = SIGNALS[status < 0 ? -status : status - 128], end = signal ? `SIG${signal}` : `status ${status}`;
-    return `${shownName(name, 60)} ${pid === '-' ? 'does not run' : 'runs again'}${status === '0' ? '' : ` (${end})`}`;
-  });
-  if (bad.length > 3) told.push(`${bad.length - 3} more`);
-  return bad.length ? [{kind: bad.some(([pid, status]) => pid === '-' && status !== '0') ? 'error' : 'warning',
-    about: [section.title], title: `Launch jobs: ${told.join('; ')}`, lines: bad.map((job) => job.at(-1))}] : [];
+function jobText([pid, status, name]) {
+  const signal = SIGNALS[status < 0 ? -status : status - 128], end = signal ? `SIG${signal}` : `status ${status}`;
+  return `${shownName(name, 60)} ${pid === '-' ? 'does not run' : 'runs again'}${status === '0' ? '' : ` (${end})`}`;
 }
 /** What is wrong with the machine's state. `hasAgent`: the management agent is installed. */
 function stateFindings(sections, modules, hasAgent) {
-  const jobs = sections.find(({title}) => title === 'plist info'), found = jobs ? jobFindings(jobs) : [];
+  const found = [], linesOf = (name, like) =>
+    sections.filter(({title}) => title === name).flatMap((section) => evidence(section, like));
+  const tell = (kind, title, about, lines) => lines.length && found.push({kind, title, about, lines});
+  const jobs = linesOf('plist info', /^(?:-|\d+)\s+-?\d+\s+\S/).map((line) => [...line.text.split(/\s+/), line])
+    .filter(([pid, status]) => pid === '-' || status !== '0');
+  const more = jobs.length > 3 && `${jobs.length - 3} more`;
+  tell(jobs.some(([pid, status]) => pid === '-' && status !== '0') ? 'error' : 'warning',
+    `Launch jobs: ${joined([...jobs.slice(0, 3).map(jobText), more], '; ')}`, ['plist info'],
+    jobs.map((job) => job.at(-1)));
   for (const {section, values, fault, kind, about} of factsOf(sections)) {
     if (!section || !fault || values.length || section.title === 'UEM processes' && !hasAgent) continue;
     const {title, entry, line} = section, lines = evidence(section, /\S/).slice(0, 1);
     if (found.some((other) => other.about.includes(title))) continue;  // one is enough: no interface has no routes
     const nothing = {text: '(an empty section)', entry, line: line - 1};
-    found.push({kind, title: fault, about: [title, about], lines: lines.length ? lines : [nothing]});
+    tell(kind, fault, [title, about], lines.length ? lines : [nothing]);
   }
-  const tell = (title, about, lines) => lines.length && found.push({kind: 'warning', title, about, lines});
-  tell('System Integrity Protection is off', ['SIP state'], sections.filter(({title}) => title === 'SIP state')
-    .flatMap((section) => evidence(section, /\bdisabled\b/i)));
+  tell('warning', 'System Integrity Protection is off', ['SIP state'], linesOf('SIP state', /\bdisabled\b/i));
   const bad = modules.filter((section) => evidence(section, BAD_STATE).length), names = bad.map(({title}) => title);
-  tell(`Modules of the tunnel service tell of trouble: ${shownName(names.join(', '), 200)}`, [XTUNNEL, ...names],
-    bad.flatMap((section) => evidence(section, BAD_STATE)));
+  tell('warning', `Modules of the tunnel service tell of trouble: ${shownName(names.join(', '), 200)}`,
+    [XTUNNEL, ...names], bad.flatMap((section) => evidence(section, BAD_STATE)));
   return found;
 }
 
@@ -188,7 +187,7 @@ function crashFindings(crashes, dumps, {end}) {
     version && `version ${shownName(version, 40)}`], ', ');
   const [own, others] = [true, false].map((wanted) =>
     [...programs.values()].filter(([{isClient}]) => isClient === wanted));
-  for (const list of own.slice(0, MOST_PROGRAMS)) {
+  for (const list of own) {
     const lines = list.map(({entry, stamp, what, where}) =>
       ({entry, text: joined([what, where]), note: shownName(stamp.slice(0, 19) || 'at an unknown time')}));
     found.push({kind: end - list[0].time < RECENT ? 'error' : 'warning', title: told(list), lines,

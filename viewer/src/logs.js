@@ -1,6 +1,5 @@
 // What the logs say: stamps, levels, and errors grouped by their text, in one pass. Nothing here knows the page.
 const HOUR = 3600000, DAY = 24 * HOUR, RECENT = 2 * HOUR, HOURS = 24;
-const MOST_PLACES = 20000;  // kinds of error lines in each log, of all together
 const HEAD_CHARS = 200, LINE_CHARS = 1000, KIND_CHARS = 200;  // of a line: its stamp and level, looked at, compared
 const UNSTAMPED = 100, UNSTAMPED_STEP = 64;  // after so many lines without a stamp, only each of so many is asked
 
@@ -86,7 +85,7 @@ function addToGroup(state, level, said, log, line, time) {
   const group = groups.get(key) ?? {level, text: copied(said), places: new Map()};
   const place = group.places.get(log) ?? {log, recent: 0, before: 0, untimed: 0};
   if (!place.line) {
-    if (state.places >= MOST_PLACES) return void ++state.others;
+    if (state.places >= 20000) return void ++state.others;  // more would fill the memory
     groups.set(key, group);
     group.places.set(log, place);
     ++state.places;

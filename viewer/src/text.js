@@ -19,7 +19,7 @@ const joined = (parts, between = ' ') => parts.filter((part) => part).join(betwe
 const listed = (map, key) => map.get(key) ?? map.set(key, []).get(key);
 const escaped = (text) => text.replace(/[^\w\s]/g, '\\$&');  // for a pattern
 /** Copies a text, so that it does not keep the block that it was taken from. */
-const copied = (text) => text.split('').join('');
+const copied = (text) => JSON.parse(JSON.stringify(text));
 
 let rested = 0;
 /** Lets the page react when it had to wait for a while. Timers would be slowed down in a tab that is not seen. */
@@ -32,8 +32,7 @@ async function rest() {
 }
 
 const MAGIC = {'SQLite format 3\0': 'SQLite database', 'MDMP': 'minidump, for a debugger', 'PK\x03\x04': 'zip archive',
-  '\x1f‹': 'gzip file', 'bplist': 'binary property list', '\n\r\r\n': 'packet capture',
-  '\xd4\xc3\xb2\xa1': 'packet capture', '\xa1\xb2\xc3\xd4': 'packet capture', '\x4d\x3c\xb2\xa1': 'packet capture'};
+  '\x1f‹': 'gzip file', 'bplist': 'binary property list', '\n\r\r\n': 'packet capture', 'ÔÃ²¡': 'packet capture'};
 /** What the first bytes of a file tell: {encoding, kind}; the kind is empty for text. */
 function kindOf(bytes) {
   const head = bytes.subarray(0, 4096), text = new TextDecoder('latin1').decode(head), most = head.length * 0.3;

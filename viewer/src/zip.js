@@ -38,11 +38,12 @@ async function findDirectory(file) {
     throw new Fault('This archive is damaged: its directory is not where its end says.');
   return {size, at, count};
 }
-/** Parses one entry of the directory, whose name ends at `nameEnd` and whose extra fields end at `extraEnd`. */
-function entryAt(bytes, at, nameEnd, extraEnd) {
-  const entry = {flags: short(bytes, at + 8), method: short(bytes, at + 10), crc: long(bytes, at + 16),
-    packed: long(bytes, at + 20), size: long(bytes, at + 24), at: long(bytes, at + 42),
-    name: utf8.decode(bytes.subarray(at + 46, nameEnd))};
+/** Parses one entry of the directory; `next` is where it ends. */
+function entryAt(bytes, at) {
+  const nameEnd = at + 46 + short(bytes, at + 28), extraEnd = nameEnd + short(bytes, at + 30);
+  const entry = {next: extraEnd + short(bytes, at + 32), name: utf8.decode(bytes.subarray(at + 46, nameEnd)),
+    flags: short(bytes, at + 8), method: short(bytes, at + 10), crc: long(bytes, at + 16),
+    packed: long(bytes, at + 20), size: long(bytes, at + 24), at: long(bytes, at + 42)};
   for (let extra = nameEnd; extra + 4 <= extraEnd; extra += 4 + short(bytes, extra + 2)) {
     if (short(bytes, extra) !== 1) continue;
     const large = ['size', 'packed', 'at'].filter((key) => entry[key] === 0xffffffff);
@@ -55,12 +56,11 @@ async function readDirectory(file) {
   const {at: start, size, count} = await findDirectory(file), entries = [], notes = [];
   const bytes = await bytesAt(file, start, Math.min(size, 64 * MIB));
   let at = 0, seen = 0;
-  for (let next; at + 46 <= bytes.length && long(bytes, at) === ENTRY; ++seen, at = next) {
-    const nameEnd = at + 46 + short(bytes, at + 28), extraEnd = nameEnd + short(bytes, at + 30);
-    next = extraEnd + short(bytes, at + 32);
-    if (next > bytes.length) break;
-    const entry = entryAt(bytes, at, nameEnd, extraEnd);
+  for (; at + 46 <= bytes.length && long(bytes, at) === ENTRY; ++seen) {
+    const entry = entryAt(bytes, at);
+    if (entry.next > bytes.length) break;
     if (entry.size || !entry.name.endsWith('/')) entries.push(entry);
+    at = entry.next;
     await rest();
   }
   if (at < size || count !== seen && count !== seen % 65536)
