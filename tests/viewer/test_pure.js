@@ -14,7 +14,7 @@ test('levels and stamps of lines: the field decides, words where there is none',
     return `${part.levelOf(line).level} ${stamp ? part.stampText(stamp.time) : 'no stamp'}  ${line}`;
   }), told);
 });
-test('groups: what is new comes first, what began with its log after it', () => {
+test('groups: what is new comes first; what began with its log is told apart', () => {
   const state = part.newState(clock), lines = (from, step, text) => Array.from({length: from / step}, (_, i) =>
     `${part.stampText(END - (from - step * i) * 60000)} [error] ${text.replace('#', i)}\n`).join('');
   const logs = {'logs/a/c.1.log': lines(1200, 20, 'noise #'), 'logs/a/c.log': lines(50, 10, 'from 10.0.0.#: gone'),
@@ -26,7 +26,7 @@ test('groups: what is new comes first, what began with its log after it', () => 
   deepStrictEqual(part.ranked(state, 2).map(({text, age, recent, before, fresh, place: {log, line}}) =>
     [text, age, recent, before, fresh, log.entry.name, line]), [
     ['from 10.0.0.0: gone', 'new', 5, 0, 0, 'logs/a/c.log', 1],
-    ['just begun 0', 'fresh', 0, 0, 10, 'logs/a/f.log', 1], ['noise 0', 'old', 5, 55, 0, 'logs/a/c.1.log', 56]]);
+    ['noise 0', 'old', 5, 55, 0, 'logs/a/c.1.log', 56], ['just begun 0', 'fresh', 0, 0, 10, 'logs/a/f.log', 1]]);
   deepStrictEqual(state.logs.map(({errors, recent, hours}) => [errors, recent, hours.at(-1)]), [
     [60, 5, {lines: 2, errors: 2, line: 59}], [5, 5, {lines: 4, errors: 4, line: 2}],
     [10, 10, {lines: 4, errors: 4, line: 7}]]);

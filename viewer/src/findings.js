@@ -2,9 +2,7 @@
 // A finding is {kind, title, lines, todo, about}: kind is 'error', 'warning' or '', a line {text, note, entry, line},
 // and `about` has the names by which a complaint of the guide knows that it is concerned.
 const REPORT_BYTES = 2 * MIB, MOST_REPORTS = 300;  // of a crash report, and how many of them are read
-const MOST_MESSAGE = 2000;  // characters of a record
-const KINDS = ['error', 'warning', ''];
-const MOST_SECTIONS = 500;  // of a report
+const MOST_MESSAGE = 2000, MOST_SECTIONS = 500;  // characters of a record, sections of a report
 const CLIENT_PROGRAM = /obrela|quelmar|ferngateway|qmuem|okvu/i;
 const XTUNNEL = 'xtunnel dump:';
 const ALL = /^.*\S.*/gm, PROCESS = /^(?!.*(?:\bgrep\b|oBrelaLog|LogCollectionTool)).*\S.*/gm;  // but the tool's own
@@ -24,19 +22,10 @@ function readRun(log, line) {
   }
   return {runs: all.filter(isStart).length, records: all.slice(Math.max(0, all.findLastIndex(isStart)))};
 }
-/** Tells whether a record is normal: its row says that there is nothing to do, or it is about a missing folder that
- * many Macs do not have. Missing logs of the client are not normal, except root's. */
+/** There is nothing to do, or it is about a folder that many Macs do not have; logs of a user's client are not such. */
 const isNormal = ({level, message}, row) => row.todo === 'nothing' || level === 'warning' && / code:2 /.test(message) &&
   /normal/.test(row.cause) && !/^Source directory \/Users\/(?!root\/)[^/]*\/.*\/oBrela\/logs not exist/.test(message);
-function recordLines(records, entry) {
-  const equal = new Map();
-  for (const record of records) listed(equal, record.message).push(record);
-  return [...equal.values()].map(([{stamp, level, message, line}, ...more]) => ({entry, line,
-    note: joined([stamp.slice(11, 19), level, more.length && times(more.length + 1)]),
-    text: message.slice(0, MOST_MESSAGE)}));
-}
-/** What could not be collected. When the client is known to have failed, that the tunnel service did not answer follows
- * from it and needs no advice of its own. */
+/** What could not be collected. That the tunnel service did not answer needs no advice where the client has failed. */
 function recordFindings({records}, log, table, others) {
   const groups = new Map(), likeOf = (parts) => new RegExp(`^${parts.map(escaped).join('[^]*?')}`);
   const rows = table.map((row) => ({...row, like: likeOf(row.parts)}));
@@ -48,7 +37,12 @@ function recordFindings({records}, log, table, others) {
   return [...groups].map(([key, pairs]) => {
     const told = pairs.map(({record}) => record), {heading, todo} = pairs[0].row ?? {};
     const causes = [...new Set(pairs.map(({row}) => row?.cause))].join('; ');
-    const found = {isOfTool: true, lines: recordLines(told, log), about: [XTUNNEL],
+    const equal = new Map();
+    for (const record of told) listed(equal, record.message).push(record);
+    const lines = [...equal.values()].map(([{stamp, level, message, line}, ...more]) => ({entry: log, line,
+      note: joined([stamp.slice(11, 19), level, more.length && times(more.length + 1)]),
+      text: message.slice(0, MOST_MESSAGE)}));
+    const found = {isOfTool: true, lines, about: [XTUNNEL],
       kind: told.every(({level}) => level === 'warning') ? 'warning' : 'error'};
     if (!key) return {...found, title: 'The tool says what the documents do not explain'};
     if (key === 'normal') return {...found, kind: '', isClosed: true,
@@ -91,8 +85,7 @@ const BAD_STATE = new RegExp('(?<!\\b(?:0|no|not) )\\b(?:down|timed? ?-?out|fail
   '["\']?\\s?[:=]\\s?["\']?)\\bnone\\b', 'i');
 const evidence = ({entry, line, lines}, like) =>
   lines.map((text, i) => ({text: text.slice(0, 500), entry, line: line + i})).filter(({text}) => like.test(text));
-/** What is told of the machine: its name, section and lines; when there are none, the fault, its kind, and another word
- * of the guide for it. */
+/** The machine: a name, section and lines; when there are none, the fault, its kind, another word of the guide. */
 const FACTS = [
   ['System', 'os info', /<key>Product(?:Name|Version)<\/key>\s{0,99}<string>([^<\n]{1,60})|^PRETTY_NAME="?([^"\n]+)/gm],
   ['Addresses', 'netcard', /^[ \t]{0,99}inet6? (?!127\.|::1\b|fe80::1%lo0)(\S{1,60})/gm],
@@ -132,8 +125,7 @@ function stateFindings(sections, modules, hasAgent) {
     if (!section || !fault || values.length || section.title === 'UEM processes' && !hasAgent) continue;
     const {title, entry, line} = section, lines = evidence(section, /\S/).slice(0, 1);
     if (found.some((other) => other.about.includes(title))) continue;  // one is enough: no interface has no routes
-    const nothing = {text: '(an empty section)', entry, line: line - 1};
-    tell(kind, fault, [title, about], lines.length ? lines : [nothing]);
+    tell(kind, fault, [title, about], lines.length ? lines : [{text: '(an empty section)', entry, line: line - 1}]);
   }
   tell('warning', 'System Integrity Protection is off', ['SIP state'], linesOf('SIP state', /\bdisabled\b/i));
   const bad = modules.filter((section) => evidence(section, BAD_STATE).length), names = bad.map(({title}) => title);
@@ -177,12 +169,12 @@ async function readCrashes(file, entries, clock, notes) {
   }
   return [...byId.values()].sort((a, b) => b.time - a.time);
 }
-const whenText = (time, end) => end - time < DAY / 2 && time <= end + HOUR ? clockText(time) : stampText(time);
 function crashFindings(crashes, dumps, {end}) {
   const programs = new Map(), found = [];
   for (const crash of crashes) listed(programs, crash.program).push(crash);
   const told = ([{program, time, what, where, version}, ...older]) => joined([
-    `${shownName(program, 60)}: ${counted(older.length + 1, 'crash')}`, time && `last ${whenText(time, end)}`,
+    `${shownName(program, 60)}: ${counted(older.length + 1, 'crash')}`,
+    time && `last ${end - time < DAY / 2 ? clockText(time) : stampText(time)}`,
     joined([what, where].map((text) => text && shownName(text, 80)), ' in '),
     version && `version ${shownName(version, 40)}`], ', ');
   const [own, others] = [true, false].map((wanted) =>
@@ -217,8 +209,7 @@ function errorFindings(state) {
     const [{text, recent, age}] = groups, others = groups.length > 1 && counted(groups.length - 1, 'other kind');
     const first = joined([`“${shownName(text, 160)}”`, age === 'new' && recent > 1 && times(recent)], ', ');
     found.push({kind, title: `${title}: ${joined([first, others], ' and ')}`, about: [],
-      lines: groups.map(errorLine),
-      words: groups.slice(0, 50).map((group) => group.text.toLowerCase())});
+      lines: groups.map(errorLine), words: groups.slice(0, 50).map((group) => group.text.toLowerCase())});
   };
   const news = of('new'), fresh = of('fresh'), isMany = sum(fresh, 'fresh') > 2;
   tell(sum(news, 'recent') > 1 ? 'error' : 'warning', 'New errors in the last two hours', news);

@@ -1,7 +1,6 @@
 // What the logs say: stamps, levels, and errors grouped by their text, in one pass. Nothing here knows the page.
 const HOUR = 3600000, DAY = 24 * HOUR, RECENT = 2 * HOUR, HOURS = 24;
 const HEAD_CHARS = 200, LINE_CHARS = 1000, KIND_CHARS = 200;  // of a line: its stamp and level, looked at, compared
-const UNSTAMPED = 100, UNSTAMPED_STEP = 64;  // after so many lines without a stamp, only each of so many is asked
 
 // ---- Stamps: milliseconds of the wall clock of the machine, as if it were UTC.
 const CLOCK = '(?<h>\\d\\d):?(?<min>\\d\\d):?(?<s>\\d\\d)';
@@ -51,8 +50,7 @@ const WORDS = new RegExp('(?<!\\b(?:0|no|not|without|zero) )\\b(?:errors?|err|fa
   'fail(?:s|ed|ure|ures)?|fault|exception|abort(?:ed)?|crash(?:ed)?|refused|denied|timed out|unreachable|expired|' +
   'corrupt(?:ed)?|malformed|servfail)\\b' +
   '(?![-/]|\\.\\w|["\']?\\s?[:=]\\s?["\']?(?:none|nil|null|no|false|0|ok|success)\\b)', 'i');
-/** What a line must have to be a warning or an error: most have it not, and are passed over at once. The second is for
- * logs whose levels are letters or numbers, as one of the first lines shows. */
+/** What a warning or an error must have: most lines have it not. The second is for levels of a letter or a number. */
 const STEMS = 'err|warn|fa(?:il|tal|ult)|crit|severe|alert|emerg|panic|exception|abort|crash|' +
   'refused|denied|timed out|unreachable|expired|corrupt|malformed';
 const SUSPECT = [STEMS, `${STEMS}|level.{1,4}[456]0|[efw](?:[\\]>)|]|\\d{4} )`].map((like) => new RegExp(like, 'gi'));
@@ -80,8 +78,19 @@ const newState = (clock) => ({clock, logs: [], groups: new Map(), places: 0, oth
 const hourOf = (log, time, {end}) =>
   log.hours[HOURS - 1 - Math.max(0, Math.floor(end / HOUR) - Math.floor(time / HOUR))];
 
-function addToGroup(state, level, said, log, line, time) {
-  const key = level + said.slice(0, KIND_CHARS).replace(NUMBERS, '#'), {groups} = state;
+/** Counts a line that is an error or a warning, and adds it to its group. */
+function addLine(text, line, log, state) {
+  const {level, length} = levelOf(text), {clock, groups} = state;
+  if (!level) return;
+  const stamp = stampOf(text, clock), time = stamp?.time ?? log.time, isRecent = time > clock.end - RECENT;
+  if (level > 1) {
+    const hour = hourOf(log, time, clock);
+    ++log.errors;
+    if (isRecent) ++log.recent;
+    if (hour && !hour.errors++) hour.line = line;
+  }
+  const said = messageOf(text, Math.max(length, stamp?.length ?? 0));
+  const key = level + said.slice(0, KIND_CHARS).replace(NUMBERS, '#');
   const group = groups.get(key) ?? {level, text: copied(said), places: new Map()};
   const place = group.places.get(log) ?? {log, recent: 0, before: 0, untimed: 0};
   if (!place.line) {
@@ -90,27 +99,14 @@ function addToGroup(state, level, said, log, line, time) {
     group.places.set(log, place);
     ++state.places;
   }
-  const kind = time === undefined ? 'untimed' : time > state.clock.end - RECENT ? 'recent' : 'before';
-  if (!place.recent) [place.line, place.since] = [line, kind === 'recent' ? time : undefined];
-  ++place[kind];
-}
-function addLine(text, line, log, state) {
-  const {level, length} = levelOf(text), {clock} = state;
-  if (!level) return;
-  const stamp = stampOf(text, clock), time = stamp?.time ?? log.time;
-  addToGroup(state, level, messageOf(text, Math.max(length, stamp?.length ?? 0)), log, line, time);
-  if (level < 2) return;
-  const hour = hourOf(log, time, clock);
-  ++log.errors;
-  if (time > clock.end - RECENT) ++log.recent;
-  if (hour && !hour.errors++) hour.line = line;
+  if (!place.recent) [place.line, place.since] = [line, isRecent ? time : undefined];
+  ++place[time === undefined ? 'untimed' : isRecent ? 'recent' : 'before'];
 }
 function readTime(text, log, clock) {
   const stamp = stampOf(text, clock);
   if (!stamp) return void ++log.unstamped;
   if (stamp.offset && /system_wide/.test(log.entry.name)) clock.zone ??= stamp.offset;
   log.begin ??= stamp.time;
-  // Most lines have the same minute as the one before, and need not be asked.
   log.minute = /^.*:\d\d:/.exec(copied(text.slice(0, stamp.length)))?.[0];
   [log.time, log.hour, log.unstamped] = [stamp.time, hourOf(log, stamp.time, clock), 0];
 }
@@ -120,7 +116,8 @@ function lookThrough(text, line, log, state) {
   for (let at = 0, stop, suspect = -1; at < text.length; at = stop + 1, ++line) {
     stop = text.indexOf('\n', at);
     if (stop < 0) stop = text.length;
-    if ((!log.minute || !text.startsWith(log.minute, at)) && (log.unstamped < UNSTAMPED || !(line % UNSTAMPED_STEP)))
+    // Most lines have the minute of the one before; where a hundred had no stamp, few are asked.
+    if ((!log.minute || !text.startsWith(log.minute, at)) && (log.unstamped < 100 || line % 64 === 0))
       readTime(text.slice(at, Math.min(stop, at + HEAD_CHARS)), log, state.clock);
     if (log.hour && !log.hour.lines++) log.hour.line ||= line;
     if (suspect < at) {
@@ -142,8 +139,8 @@ const ORDER = [/^logs\/system_wide/, /^logs\/(?!uem_|OKVU\/)[^/]+\/.*\.log$/i, /
   /^logs\//, /^/];
 /** The logs of an archive: the likeliest first, which are small current ones of the client. */
 function logsOf(entries) {
-  const isMoved = ({name}) => /\.(?:old|back|\d+)$|\d\.\w+$/i.test(name);
-  const rank = (entry) => ORDER.findIndex((like) => like.test(entry.name)) + (isMoved(entry) ? 0.5 : 0);
+  const isMoved = /\.(?:old|back|\d+)$|\d\.\w+$/i;
+  const rank = ({name}) => ORDER.findIndex((like) => like.test(name)) + (isMoved.test(name) ? 0.5 : 0);
   return entries.filter((entry) => entry.size && isLog(entry) && !isOwn(entry))
     .map((entry) => [rank(entry), entry]).sort(([a, x], [b, y]) => a - b || x.size - y.size).map(([, entry]) => entry);
 }
@@ -167,7 +164,6 @@ async function readLogs(file, entries, state, isCurrent, told) {
 }
 /** The groups of a level by age: 'new' are those that come much more often in the last two hours than before, 'fresh'
  * those in logs that begin within these, where nothing tells what is new, 'old' the others. */
-const AGES = ['new', 'fresh', 'old'];
 function ranked(state, level) {
   const {end} = state.clock, from = end - RECENT, begins = new Map();
   const beginOf = ({log}) => begins.get(familyOf(log.entry.name)) ?? Infinity;
@@ -176,11 +172,10 @@ function ranked(state, level) {
     const all = [...places.values()], old = all.filter((place) => beginOf(place) < from);
     const recent = sum(old, 'recent'), before = sum(old, 'before'), fresh = sum(all, 'recent') - recent;
     const hours = Math.max(0.25, ...old.map((place) => (from - beginOf(place)) / HOUR));
-    const age = recent > 3 * before * 2 / hours ? 'new' : fresh ? 'fresh' : 'old';
+    const age = recent > 3 * before * 2 / hours ? 'new' : fresh ? 'fresh' : 'old', score = recent / (before + 0.5) * hours;
     const [place] = all.sort((a, b) => (a.since ?? end) - (b.since ?? end));
-    return {text, age, recent, before, fresh, untimed: sum(all, 'untimed'), place,
-      score: recent / (before + 0.5) * hours};
+    return {text, age, recent, before, fresh, untimed: sum(all, 'untimed'), place, score};
   });
-  return groups.sort((a, b) => AGES.indexOf(a.age) - AGES.indexOf(b.age) || b.score - a.score || b.fresh - a.fresh ||
-    a.place.since - b.place.since || b.before - a.before);
+  return groups.sort((a, b) =>
+    b.score - a.score || b.fresh - a.fresh || a.place.since - b.place.since || b.before - a.before);
 }

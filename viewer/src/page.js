@@ -68,7 +68,7 @@ async function findAll() {
     await attempt(() => found.push(...source()), (fault) =>
       found.push({kind: 'warning', title: `A part of the findings cannot be shown: ${fault}`, lines: [], about: []}));
   }
-  const rank = ({kind, isClosed, isOfTool}) => isClosed ? 9 : KINDS.indexOf(kind) + (isOfTool ? KINDS.length : 0);
+  const rank = ({kind, isClosed, isOfTool}) => isClosed ? 9 : {error: 0, warning: 1, '': 2}[kind] + (isOfTool ? 3 : 0);
   return found.sort((a, b) => rank(a) - rank(b));
 }
 function showFindings() {

@@ -1,6 +1,4 @@
 // From bytes to text, and from text to what may be shown. Nothing here knows the page.
-const LONG_LINE = 256 * 1024;  // characters after which a line is cut, so that no line fills the memory
-
 /** Makes visible what would otherwise act, hide or change the direction of writing. */
 const visible = (text) => text.replace(/\r\n/g, '\n').replace(/\0{9,}/g, (zeros) => `<${zeros.length} zero bytes>`)
   .replace(/[\0-\x08\x0b-\x1f]/g, '·')
@@ -52,7 +50,7 @@ function linesIn(text, from = 0, to = text.length) {
   return count;
 }
 /** Yields an entry as blocks of whole lines: {text, line, next, kind} with the numbers of this and the next block's
- * first line. A line that is too long is cut in blocks with the same number. */
+ * first line. A line that would fill the memory is cut in blocks with the same number. */
 async function* textOf(file, entry, most) {
   let known, decoder, tail = '', line = 1;
   const block = (text, first = line) => ({text, line: first, next: line += linesIn(text), kind: known.kind});
@@ -61,7 +59,7 @@ async function* textOf(file, entry, most) {
       known ??= kindOf(piece);
       decoder ??= new TextDecoder(known.encoding);
       const text = tail + decoder.decode(piece, {stream: true});
-      const end = text.lastIndexOf('\n') + 1 || (text.length > LONG_LINE ? text.length : 0);
+      const end = text.lastIndexOf('\n') + 1 || (text.length > 256 * 1024 ? text.length : 0);
       tail = text.slice(end);
       if (end) yield block(text.slice(0, end));
       await rest();

@@ -1,7 +1,6 @@
 // Reading the zip: its end record, its directory, and the content of entries.
 const MIB = 1 << 20;
 const FEED_BYTES = 16384;  // inflated at a time: what comes out, up to 1,032 times as much, must fit into memory
-const GZIP_HEAD = Uint8Array.of(0x1f, 0x8b, 8, 0, 0, 0, 0, 0, 0, 255);
 const END = 0x06054b50, END_64 = 0x07064b50, ENTRY = 0x02014b50, LOCAL = 0x04034b50;
 
 class Fault extends Error {}  // its message is shown on the page
@@ -77,7 +76,7 @@ async function streamOf(file, {flags, method, at, packed, crc, size}) {
   if (long(head, 0) !== LOCAL) throw new Fault('This file is not where the directory says.');
   let from = at + 30 + short(head, 26) + short(head, 28);
   const end = from + packed, pieces = new ReadableStream({
-    start: (controller) => { if (method) controller.enqueue(GZIP_HEAD); },
+    start: (controller) => { if (method) controller.enqueue(Uint8Array.of(0x1f, 0x8b, 8, 0, 0, 0, 0, 0, 0, 255)); },
     async pull(controller) {
       const piece = await bytesAt(file, from, Math.min(FEED_BYTES, end - from));
       from += piece.length;
