@@ -172,9 +172,10 @@ function ranked(state, level) {
     const all = [...places.values()], old = all.filter((place) => beginOf(place) < from);
     const recent = sum(old, 'recent'), before = sum(old, 'before'), fresh = sum(all, 'recent') - recent;
     const hours = Math.max(0.25, ...old.map((place) => (from - beginOf(place)) / HOUR));
-    const age = recent > 3 * before * 2 / hours ? 'new' : fresh ? 'fresh' : 'old', score = recent / (before + 0.5) * hours;
+    const age = recent > 3 * before * 2 / hours ? 'new' : fresh ? 'fresh' : 'old';
     const [place] = all.sort((a, b) => (a.since ?? end) - (b.since ?? end));
-    return {text, age, recent, before, fresh, untimed: sum(all, 'untimed'), place, score};
+    return {text, age, recent, before, fresh, untimed: sum(all, 'untimed'), place,
+      score: recent / (before + 0.5) * hours};
   });
   return groups.sort((a, b) =>
     b.score - a.score || b.fresh - a.fresh || a.place.since - b.place.since || b.before - a.before);
