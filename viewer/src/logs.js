@@ -23,7 +23,7 @@ const offsetOf = (zone) => zone === 'Z' ? 0 :
 function stampOf(line, clock) {
   const head = line.slice(0, HEAD_CHARS), found = STAMPS.reduce((done, like) => done ?? like.exec(head), null);
   if (!found) return undefined;
-  const {y, m, month, d, h, min, s, zone, epoch} = found.groups, length = head[0] === '{' ? 0 : found[0].length;
+  const {y, m, month, d, h, min, s, zone, epoch} = found.groups, length = found[0].length;
   if (epoch) return {time: epoch * 1000 + (clock.zone ?? 0), length};
   const monthNumber = m ? m - 1 : MONTHS.indexOf(month) / 3, last = new Date(clock.end).getUTCFullYear();
   if (!(monthNumber >= 0 && monthNumber < 12 && d < 32)) return undefined;
@@ -66,9 +66,9 @@ function levelOf(line) {
 // ---- Groups of lines that say the same.
 const SAID = /"(?:msg|message|error|event)"\s?:\s?"((?:[^"\\]|\\.){1,300})/;
 const NUMBERS = /\b[\da-fx]*\d[\da-f.:%-]*/gi;
-/** What a line says: without stamp, level and the numbers and signs after them. */
+/** What a line says: without stamp, level and the numbers and signs after them; in JSON its message. */
 function messageOf(line, length) {
-  if (line[0] === '{' && SAID.test(line)) return SAID.exec(line)[1];
+  if (line[0] === '{') return SAID.exec(line)?.[1] ?? line.slice(0, 300).trim();
   const said = line.slice(length).replace(/^(?:[\s\])>:|,-]|\[[\d:]{1,20}\]|0x[\da-f]{1,16}\b|\d{1,12}\s)+/i, '');
   return said.slice(0, 300).trim();
 }
