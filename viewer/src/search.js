@@ -53,24 +53,23 @@ async function search(word, files, box) {
     if (!isCurrent()) return;
   }
   hits = latest(hits);
-  const where = unread.length ? 'In what could be read: ' : '';
+  const where = unread.length ? `Not searched to the end: ${named(unread)}. In the rest ` : '';
   status.textContent = `${where}${counted(count, 'line')} with ${quoted(word)}` +
     (count > hits.length ? `; ${hits.length} are shown, the latest of those with a time.` : '.');
-  if (unread.length) box.append(make('p.warning', `Not searched to the end: ${named(unread)}.`));
   box.append(make('ol', hits.map((hit) => hitRow(hit, word))));
   dataset.state = 'done';
 }
-/** A field for a word to search these files for, once it is typed. */
+/** Searches these files for the word that is in a field, now and whenever another is typed. */
 function onTyped(field, files, box) {
   let timer = 0;
   const now = () => {
-    const word = field.value.trim();
     clearTimeout(timer);
-    if (box.dataset.word !== word) search(word, files, box);
+    search(field.value.trim(), files, box);
   };
   field.oninput = () => {
     clearTimeout(timer);
     timer = setTimeout(now, TYPING_MS);
   };
   field.onkeydown = ({key}) => { if (key === 'Enter') now(); };
+  now();
 }
