@@ -141,7 +141,7 @@ class Viewer(sandbox.Case):
         self.search("connect failed")
         self.open("#hits .hit button")
         self.assertRegex(self.search("CONNECT FAILED", "#viewer input", "#viewer .hits"), "1 line with")
-        self.assertRegex(self.open("#viewer .hit button"), r"Lines 1 to 1,000(?s:.*)\n1\s+connect failed\s+2\s+plain")
+        self.assertRegex(self.open("#viewer .hit button"), r"Lines 1 to 1000(?s:.*)\n1\s+connect failed\s+2\s+plain")
         self.find("#viewer .save button").click()
         sandbox.until(lambda: os.path.exists(self.files.path("/downloads/client.log")))
         self.assertEqual(self.files.read("/downloads/client.log"), self.files.read(LOGS + "client.log"))

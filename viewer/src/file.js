@@ -15,16 +15,14 @@ function view(entry, line) {
   async function show(from, at) {
     status.textContent = 'Reading …';
     const {text, line: number, kind, fault} = await readText(textOf(archive.file, entry), VIEW_CHARS, from);
-    if (!pre.isConnected) return;
     const all = kind || !text ? [] : text.replace(/\n$/, '').split('\n').slice(Math.max(0, from - number));
     const lines = from ? all.slice(0, VIEW_LINES) : all.slice(-VIEW_LINES), size = bytesText(entry.size);
     const isLast = !from || lines.length < VIEW_LINES && text.length <= VIEW_CHARS;
     first = from ? Math.max(from, number) : number + all.length - lines.length;
     last = first + lines.length - 1;
     const rows = lines.map((shown, i) => lineRow(first + i, shown)), row = rows[(at || from || last) - first];
-    const numbers = `Lines ${first.toLocaleString('en')} to ${last.toLocaleString('en')}${isLast ? ', the last' : ''}`;
     const told = kind ? `${kind}, ${size}: save it and open it with a program for that.` :
-      rows.length ? `${numbers}, of ${size}.` : 'No line is here.';
+      rows.length ? `Lines ${first} to ${last}${isLast ? ', the last' : ''}, of ${size}.` : 'No line is here.';
     pre.replaceChildren(...rows);
     status.textContent = joined([told, fault]);
     earlier.hidden = first <= 1;

@@ -1,17 +1,14 @@
 // The page: its elements, its parts, and opening an archive. Content of an archive is always inserted as text.
 const MOST_ROWS = 500, MOST_EVIDENCE = 6, MOST_FILES = 20;  // rows, lines of a finding, files of a folder at first
-const OWN_LOG_CHARS = 24 * MIB, OWN_LOG_BYTES = 192 * MIB, REPORT_CHARS = 8 * MIB;  // kept of it, and read at most
 const page = (id) => document.getElementById(id), TABLES = JSON.parse(page('tables').textContent);
 let archive;  // the one that is shown
 
 /** Makes an element from its tag and classes, `p.faint`; the other arguments are properties and children. */
 function make(name, ...rest) {
-  const [tag, ...classes] = name.split('.'), element = document.createElement(tag);
-  element.className = classes.join(' ');
-  for (const part of rest.flat(Infinity)) {
-    if (typeof part === 'string' || part instanceof Node) element.append(part);
-    else Object.assign(element, part);
-  }
+  const [tag, ...classes] = name.split('.'), element = document.createElement(tag), parts = rest.flat(Infinity);
+  const isChild = (part) => typeof part === 'string' || part instanceof Node;
+  Object.assign(element, {className: classes.join(' ')}, ...parts.filter((part) => !isChild(part)));
+  element.append(...parts.filter(isChild));
   return element;
 }
 const button = (text, onclick, more) => make('button', {type: 'button', onclick}, more, text);
@@ -54,11 +51,11 @@ function showFinding(finding) {
     [make('h3', head), todo ? make('p', 'What to do: ', rich(todo)) : '', list]);
   return finding.shown;
 }
-/** All findings by the logs as far as they are read, the worst first; last what the tool could not collect. */
-async function findAll() {
-  const {entries, sections, modules, crashes, clock, run, log, state} = archive, found = [];
+/** Shows all findings by the logs as far as they are read, the worst first; last what the tool could not collect. */
+async function showFindings() {
+  const {entries, sections, modules, crashes, clock, run, log, state} = archive, found = [], told = [];
   const hasAgent = entries.some(({name}) => /^logs\/uem_[^/]+\/(?!DiagnosticReports\/|system_state)/.test(name));
-  const dumps = entries.filter(({name}) => /\.dmp$/i.test(name));
+  const dumps = entries.filter(({name}) => /\.dmp$/i.test(name)), {records} = run, {logs} = state;
   const sources = [() => crashFindings(crashes, dumps, clock), () => errorFindings(state),
     () => stateFindings(sections, modules, hasAgent), () => recordFindings(run, log, TABLES.troubleshooting, found)];
   for (const source of sources) {
@@ -66,16 +63,13 @@ async function findAll() {
       found.push({kind: 'warning', title: `A part of the findings cannot be shown: ${fault}`, lines: [], about: []}));
   }
   const rank = ({kind, isClosed, isOfTool}) => isClosed ? 9 : KINDS.indexOf(kind) + (isOfTool ? KINDS.length : 0);
-  return found.sort((a, b) => rank(a) - rank(b));
-}
-function showFindings() {
-  const {findings, run: {records, runs}, log, state: {logs}} = archive, told = [];
-  if (logs.length && !findings.some(({kind, isOfTool}) => kind && !isOfTool))
+  archive.findings = found.sort((a, b) => rank(a) - rank(b));
+  if (logs.length && !found.some(({kind, isOfTool}) => kind && !isOfTool))
     told.push(`No new error in ${counted(logs.length, 'log')}, no crash of the client, no fault in its state.`);
   if (!records.length) told.push('No record tells what failed while collecting.');
   else if (!records.some(isTrouble)) told.push('Nothing failed while collecting.');
-  const text = `The ${counted(records.length, 'record')} of the last run (runs in this log: ${runs})`;
-  fill('findings', 'What to look at', findings.map(showFinding),
+  const text = `The ${counted(records.length, 'record')} of the last run (runs in this log: ${run.runs})`;
+  fill('findings', 'What to look at', found.map(showFinding),
     make('p', joined(told), ' ', log ? button(text, () => view(log, records[0]?.line)) : ''));
 }
 
@@ -113,9 +107,8 @@ function showComplaints() {
 function showSending() {
   const {entries, sections, crashes} = archive, owned = new Map(), [, {section, values}] = factsOf(sections);
   const files = (like) => entries.filter(({name}) => like.test(name)).map((entry) => ({entry}));
-  for (const entry of entries) listed(owned, ownerOf(entry)).push({entry});
-  const people = [...owned].filter(([name]) => name).slice(0, 20);
-  const parts = [...people.map(([name, list]) => [`data of ${quoted(name)}`, list]),
+  for (const entry of entries.filter(ownerOf)) listed(owned, ownerOf(entry)).push({entry});
+  const parts = [...[...owned].slice(0, 20).map(([name, list]) => [`data of ${quoted(name)}`, list]),
     ['packet captures', files(/\.p?cap(?:ng)?$/i)],
     ['crash reports of other makers’ programs', crashes.filter(({isClient}) => !isClient)],
     ['databases', files(/\.(?:db|sqlite3?|mmap3)$/i)],
@@ -150,8 +143,7 @@ function layoutRows(entries, users) {
   return rows;
 }
 function stateOf({path, found, why}) {
-  const size = sum(found, 'size');
-  if (found.length) return `${counted(found.length, 'file')}, ${size ? bytesText(size) : 'empty'}`;
+  if (found.length) return `${counted(found.length, 'file')}, ${bytesText(sum(found, 'size'))}`;
   return archive.run.records.some(({message}) => message.startsWith(path)) ? 'there' :
     make('span.faint', 'missing, for reasons such as: ', rich(why));
 }
@@ -221,12 +213,12 @@ async function readArchive(file) {
     if (found.fault) notes.push([entry.name, found.fault]);
     return found;
   };
-  const {text, line} = log ? await read(log, OWN_LOG_CHARS, OWN_LOG_BYTES) : {text: '', line: 1};
+  const {text, line} = log ? await read(log, 24 * MIB, 192 * MIB) : {text: '', line: 1};
   const run = readRun(text, line), clock = {end: endOf(file, run.records)};
   if (!run.runs) notes.push(['', `It holds no ${OWN_LOG} in which a run begins.`]);
   const isReport = ({name}) => /^(system_info|logs\/uem_[^/]+\/system_state)\.log$/.test(name);
   for (const entry of entries.filter(isReport).slice(-2))
-    sections.push(...sectionsOf((await read(entry, REPORT_CHARS, REPORT_CHARS)).text, entry));
+    sections.push(...sectionsOf((await read(entry, 8 * MIB, 8 * MIB)).text, entry));
   const users = usersOf(entries, run.records), rows = layoutRows(entries, users);
   const made = {file, entries, notes, log, run, clock, sections, users, rows, state: newState(clock), modules: [],
     crashes: []};
@@ -241,10 +233,7 @@ async function showParts(parts) {
     await rest();
   }
 }
-async function showAnswers() {
-  archive.findings = await findAll();
-  await showParts({findings: showFindings, complaints: showComplaints, timeline: showTimeline});
-}
+const showAnswers = () => showParts({findings: showFindings, complaints: showComplaints, timeline: showTimeline});
 let newest;  // the file that was opened last
 /** Shows an archive, its logs' answers once they are read; stops when another is opened meanwhile. */
 async function open(file) {
@@ -253,7 +242,7 @@ async function open(file) {
     Object.assign(document.body.dataset, {state, logs});
     page('summary').textContent = summary;
     page('failure').textContent = failure;
-    page('reading').textContent = '';
+    page('reading').textContent = logs === 'reading' ? 'Reading the logs …' : '';
   };
   newest = file;
   say('reading', '', 'Reading …');
@@ -262,7 +251,7 @@ async function open(file) {
   page('viewer').close();
   page('notes').replaceChildren();
   await attempt(async () => {
-    const made = await readArchive(file), {entries, notes, state} = made, total = logsOf(entries).length;
+    const made = await readArchive(file), {entries, notes, state} = made;
     if (!isCurrent()) return;
     archive = made;
     await showParts({machine: showMachine, contents: showContents, sending: showSending});
@@ -271,9 +260,7 @@ async function open(file) {
     page('notes').append(...notes.map(([of, text]) => make('li', of ? `${quoted(of)}: ${text}` : text)));
     say('shown', 'reading', summaryOf(made));
     onTyped(page('search'), entries, page('hits'));
-    await readLogs(file, entries, state, isCurrent, ({logs}) => {
-      page('reading').textContent = `Reading the logs: ${logs.length} of ${total} …`;
-    });
+    await readLogs(file, entries, state, isCurrent);
     if (!isCurrent()) return;
     await showAnswers();
     say('shown', 'read', summaryOf(made));

@@ -6,7 +6,7 @@ const wordPattern = (word) => new RegExp(`(${escaped(word)})`, 'gi');
  * number is 0 and the line says what it is. Throws a Fault when not all of it could be read. */
 async function searchIn(blocks, word, clock, isCurrent, onHit) {
   const pattern = wordPattern(word);
-  let before = '', last = 0;
+  let before = '';
   for await (const {text, line, kind} of blocks) {
     if (!isCurrent()) return;
     const block = before + text;
@@ -18,8 +18,6 @@ async function searchIn(blocks, word, clock, isCurrent, onHit) {
       number += linesIn(block, at, start);
       at = Math.max(at, start);
       pattern.lastIndex = end;
-      if (number === last) continue;  // a long line that goes on in this block
-      last = number;
       if (kind) onHit(0, `(in a ${kind})`);
       else onHit(number, block.slice(from, Math.min(end, from + LINE_CHARS)), timeOf(block.slice(start, end), clock));
     }
@@ -62,14 +60,11 @@ async function search(word, files, box) {
 /** Searches these files for the word that is in a field, now and whenever another is typed. */
 function onTyped(field, files, box) {
   let timer = 0;
-  const now = () => {
+  const start = (wait) => {
     clearTimeout(timer);
-    search(field.value.trim(), files, box);
+    timer = setTimeout(() => search(field.value.trim(), files, box), wait);
   };
-  field.oninput = () => {
-    clearTimeout(timer);
-    timer = setTimeout(now, TYPING_MS);
-  };
-  field.onkeydown = ({key}) => { if (key === 'Enter') now(); };
-  now();
+  field.oninput = () => start(TYPING_MS);
+  field.onkeydown = ({key}) => { if (key === 'Enter') start(0); };
+  start(0);
 }
