@@ -45,9 +45,8 @@ async function save(entry, parent) {
   await attempt(async () => {  // as blobs, which the browser may move to the disk
     for await (const piece of contentOf(archive.file, entry)) parts.push(new Blob([piece]));
   }, (fault) => parent.append(` ${fault}`));
-  const blob = new Blob(parts, {type: 'application/octet-stream'}), href = URL.createObjectURL(blob);
-  make('a', {href, download: shownName(entry.name.split(/[/\\]/).pop())}).click();
-  setTimeout(() => URL.revokeObjectURL(href), HOUR);
+  const blob = new Blob(parts, {type: 'application/octet-stream'}), name = entry.name.split(/[/\\]/).pop();
+  make('a', {href: URL.createObjectURL(blob), download: shownName(name)}).click();
   parent.append(` Saved: ${bytesText(blob.size)}.`);
 }
 const saver = (entry) => make('span.save',

@@ -173,8 +173,7 @@ function showContents() {
 
 // ---- The machine.
 function showMachine() {
-  const {sections, modules} = archive;
-  const value = (text) => make('div', visible(text.slice(0, 200)));
+  const {sections, modules} = archive, value = (text) => make('div', visible(text.slice(0, 200)));
   const row = ({name, section, values}) => tableRow(!section ? [name, 'not in the archive'] :
     [place(section, name), values.length ? addRows(make('div'), values, value, 4) : make('b.warning', 'none')]);
   fill('machine', 'The machine', table(['What', 'Found'], factsOf(sections), row), make('h3', 'All sections'),
@@ -219,13 +218,11 @@ async function readArchive(file) {
   const isReport = ({name}) => /^(system_info|logs\/uem_[^/]+\/system_state)\.log$/.test(name);
   for (const entry of entries.filter(isReport).slice(-2))
     sections.push(...sectionsOf((await read(entry, 8 * MIB, 8 * MIB)).text, entry));
-  const users = usersOf(entries, run.records), rows = layoutRows(entries, users);
-  const made = {file, entries, notes, log, run, clock, sections, users, rows, state: newState(clock), modules: [],
-    crashes: []};
+  const users = usersOf(entries, run.records), rows = layoutRows(entries, users), modules = [], crashes = [];
   const failed = (fault) => notes.push(['', `A part of it cannot be read: ${fault}`]);
-  await attempt(() => { made.modules = modulesOf(run, log, TABLES.modules); }, failed);
-  await attempt(async () => { made.crashes = await readCrashes(file, entries, clock, notes); }, failed);
-  return made;
+  await attempt(() => modules.push(...modulesOf(run, log, TABLES.modules)), failed);
+  await attempt(async () => crashes.push(...await readCrashes(file, entries, clock, notes)), failed);
+  return {file, entries, notes, log, run, clock, sections, users, rows, modules, crashes, state: newState(clock)};
 }
 async function showParts(parts) {
   for (const [id, show] of Object.entries(parts)) {

@@ -34,7 +34,7 @@ function hitRow(hit, word) {
 /** Searches files, and their names, and shows what it finds in a box, until that is asked for something else. */
 async function search(word, files, box) {
   const {file, clock} = archive, {dataset} = box, status = make('p', {role: 'status'}, 'Searching …'), unread = [];
-  const isCurrent = () => dataset.word === word && status.isConnected;
+  const isCurrent = () => status.isConnected;
   let hits = [], count = 0;
   Object.assign(dataset, {word, state: word ? 'searching' : 'done'});
   box.hidden = !word;
