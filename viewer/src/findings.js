@@ -2,9 +2,8 @@
 // A finding is {kind, title, lines, todo, about}: kind is 'error', 'warning' or '', a line {text, note, entry, line},
 // and `about` has the names by which a complaint of the guide knows that it is concerned.
 const REPORT_BYTES = 2 * MIB, MOST_REPORTS = 300;  // of a crash report, and how many of them are read
-const MOST_QUOTED = 160, MOST_MESSAGE = 2000;  // characters of an error in a title, and of a record
-const KINDS = ['error', 'warning', ''];
-const MOST_SECTIONS = 500, MOST_PROGRAMS = 20;  // of a report, and those whose crashes are told one by one
+const MOST_MESSAGE = 2000;  // characters of a record
+const MOST_SECTIONS = 500;  // of a report
 const CLIENT_PROGRAM = /obrela|quelmar|ferngateway|qmuem|okvu/i;
 const XTUNNEL = 'xtunnel dump:';
 const ALL = /^.*\S.*/gm, PROCESS = /^(?!.*(?:\bgrep\b|oBrelaLog|LogCollectionTool)).*\S.*/gm;  // but the tool's own
@@ -15,22 +14,14 @@ const isTrouble = ({level}) => /^(warning|error|critical)$/.test(level);
 const RECORD = /^\[([-\d]{10} [:\d]{8}\.\d+)\] \[(\w+)\] \[\d+\] \[LogCollectionTool:\S{1,200}:\d+\] /;
 /** Parses the own log, whose first line has this number: the last run's records, and the number of runs. */
 function readRun(log, line) {
-  let records = [], runs = 0;
-  for (const text of log.trimEnd().split('\n')) {
-    const head = RECORD.exec(text);
-    if (head && text.endsWith('] Collection log start')) {
-      ++runs;
-      records = [];
-    }
-    if (head) {
-      const time = Date.parse(`${head[1].replace(' ', 'T')}Z`) || 0;
-      records.push({stamp: head[1], level: head[2], time, line, message: text.slice(head[0].length)});
-    } else if (records.length) {
-      records.at(-1).message += `\n${text}`;
-    }
-    ++line;
+  const all = [], isStart = ({message}) => message.startsWith('Collection log start');
+  for (const [i, text] of log.trimEnd().split('\n').entries()) {
+    const [head, stamp, level] = RECORD.exec(text) ?? [];
+    const time = Date.parse(`${stamp?.replace(' ', 'T')}Z`) || 0;
+    if (head) all.push({stamp, level, time, line: line + i, message: text.slice(head.length)});
+    else if (all.length) all.at(-1).message += `\n${text}`;
   }
-  return {runs, records};
+  return {runs: all.filter(isStart).length, records: all.slice(Math.max(0, all.findLastIndex(isStart)))};
 }
 /** Tells whether a record is normal: its row says that there is nothing to do, or it is about a missing folder that
  * many Macs do not have. Missing logs of the client are not normal, except root's. */
@@ -43,11 +34,11 @@ function recordLines(records, entry) {
     note: joined([stamp.slice(11, 19), level, more.length && times(more.length + 1)]),
     text: message.slice(0, MOST_MESSAGE)}));
 }
-const likeOf = (parts) => new RegExp(`^${parts.map(escaped).join('[^]*?')}`);
 /** What could not be collected. When the client is known to have failed, that the tunnel service did not answer follows
  * from it and needs no advice of its own. */
 function recordFindings({records}, log, table, others) {
-  const groups = new Map(), rows = table.map((row) => ({...row, like: likeOf(row.parts)}));
+  const groups = new Map(), likeOf = (parts) => new RegExp(`^${parts.map(escaped).join('[^]*?')}`);
+  const rows = table.map((row) => ({...row, like: likeOf(row.parts)}));
   const isKnown = others.some(({kind, about}) => kind === 'error' && /process|plist|diagnosticReports/.test(about));
   for (const record of records.filter(isTrouble)) {
     const row = rows.find(({like}) => like.test(record.message.slice(0, MOST_MESSAGE)));
@@ -70,9 +61,8 @@ function recordFindings({records}, log, table, others) {
 // ---- The reports made of commands, and the tunnel's modules.
 /** Splits a report at its banners: [{title, lines, entry, line}]. A section need not end in a line feed. */
 function sectionsOf(report, entry) {
-  const parts = report.split(/={34} ([^\n]{1,100}?) ={34}(?:\n|$)/), sections = [];
-  const most = Math.min(parts.length, 2 * MOST_SECTIONS);
-  for (let i = 1, line = 2 + linesIn(parts[0]); i < most; line += 1 + linesIn(parts[i + 1]), i += 2)
+  const parts = report.split(/={34} ([^\n]{1,100}?) ={34}(?:\n|$)/, 2 * MOST_SECTIONS + 1), sections = [];
+  for (let i = 1, line = 2 + linesIn(parts[0]); i < parts.length; line += 1 + linesIn(parts[i + 1]), i += 2)
     sections.push({title: parts[i], lines: parts[i + 1].trim() ? parts[i + 1].trimEnd().split('\n') : [], entry, line});
   return sections;
 }
@@ -122,46 +112,49 @@ function factsOf(sections) {
     return {name, section, fault, kind, about, values: found.map((all) => all.findLast((part) => part).trim())};
   });
 }
-function jobFindings(section) {
-  const jobs = evidence(section, /^(?:-|\d+)\s+-?\d+\s+\S/).map((line) => [...line.text.split(/\s+/), line]);
-  const bad = jobs.filter(([pid, status]) => pid === '-' || status !== '0');
-  const told = bad.slice(0, 3).map(([pid, status, name]) => {
-    const signal = SIGNALS[status < 0 ? -status : status - 128], end = signal ? `SIG${signal}` : `status ${status}`;
-    return `${shownName(name, 60)} ${pid === '-' ? 'does not run' : 'runs again'}${status === '0' ? '' : ` (${end})`}`;
-  });
-  if (bad.length > 3) told.push(`${bad.length - 3} more`);
-  return bad.length ? [{kind: bad.some(([pid, status]) => pid === '-' && status !== '0') ? 'error' : 'warning',
-    about: [section.title], title: `Launch jobs: ${told.join('; ')}`, lines: bad.map((job) => job.at(-1))}] : [];
+function jobText([pid, status, name]) {
+  const signal = SIGNALS[status < 0 ? -status : status - 128], end = signal ? `SIG${signal}` : `status ${status}`;
+  return `${shownName(name, 60)} ${pid === '-' ? 'does not run' : 'runs again'}${status === '0' ? '' : ` (${end})`}`;
 }
 /** What is wrong with the machine's state. `hasAgent`: the management agent is installed. */
 function stateFindings(sections, modules, hasAgent) {
-  const jobs = sections.find(({title}) => title === 'plist info'), found = jobs ? jobFindings(jobs) : [];
+  const found = [], linesOf = (name, like) =>
+    sections.filter(({title}) => title === name).flatMap((section) => evidence(section, like));
+  const tell = (kind, title, about, lines) => lines.length && found.push({kind, title, about, lines});
+  const jobs = linesOf('plist info', /^(?:-|\d+)\s+-?\d+\s+\S/).map((line) => [...line.text.split(/\s+/), line])
+    .filter(([pid, status]) => pid === '-' || status !== '0');
+  const more = jobs.length > 3 && `${jobs.length - 3} more`;
+  tell(jobs.some(([pid, status]) => pid === '-' && status !== '0') ? 'error' : 'warning',
+    `Launch jobs: ${joined([...jobs.slice(0, 3).map(jobText), more], '; ')}`, ['plist info'],
+    jobs.map((job) => job.at(-1)));
   for (const {section, values, fault, kind, about} of factsOf(sections)) {
     if (!section || !fault || values.length || section.title === 'UEM processes' && !hasAgent) continue;
     const {title, entry, line} = section, lines = evidence(section, /\S/).slice(0, 1);
     if (found.some((other) => other.about.includes(title))) continue;  // one is enough: no interface has no routes
     const nothing = {text: '(an empty section)', entry, line: line - 1};
-    found.push({kind, title: fault, about: [title, about], lines: lines.length ? lines : [nothing]});
+    tell(kind, fault, [title, about], lines.length ? lines : [nothing]);
   }
-  const tell = (title, about, lines) => lines.length && found.push({kind: 'warning', title, about, lines});
-  tell('System Integrity Protection is off', ['SIP state'], sections.filter(({title}) => title === 'SIP state')
-    .flatMap((section) => evidence(section, /\bdisabled\b/i)));
+  tell('warning', 'System Integrity Protection is off', ['SIP state'], linesOf('SIP state', /\bdisabled\b/i));
   const bad = modules.filter((section) => evidence(section, BAD_STATE).length), names = bad.map(({title}) => title);
-  tell(`Modules of the tunnel service tell of trouble: ${shownName(names.join(', '), 200)}`, [XTUNNEL, ...names],
-    bad.flatMap((section) => evidence(section, BAD_STATE)));
+  tell('warning', `Modules of the tunnel service tell of trouble: ${shownName(names.join(', '), 200)}`,
+    [XTUNNEL, ...names], bad.flatMap((section) => evidence(section, BAD_STATE)));
   return found;
 }
 
 // ---- Crashes.
 const firstText = (...values) => values.find((value) => typeof value === 'string' && value)?.slice(0, 200) ?? '';
 function readCrash(name, text) {
-  const byName = fileOf(name).replace(/[-_.]\d{4}-.*|\.\w+$/, '');
-  const {head, body, frame: inJson} = parseReport(text) ?? {};
-  const frame = /^Thread \d+ Crashed.*\n0 .* 0x[\da-f]{1,16} (.{1,99}?)(?: \+ \d+)?$/m.exec(text)?.[1];
+  const byName = fileOf(name).replace(/[-_.]\d{4}-.*|\.\w+$/, ''), cut = text.indexOf('\n');
+  const head = parseJson(text.slice(0, cut)), body = parseJson(text.slice(cut));  // nothing when it is not in JSON
+  const frames = body?.threads?.[body.faultingThread]?.frames;
+  const known = Array.isArray(frames) ? frames.filter((frame) => frame?.symbol) : [];
+  const isSystem = ({imageIndex}) => /^\/(?:usr\/lib|System)\//.test(body.usedImages?.[imageIndex]?.path);
+  const inJson = (known.find((frame) => !isSystem(frame)) ?? known[0])?.symbol;
+  const inText = /^Thread \d+ Crashed.*\n0 .* 0x[\da-f]{1,16} (.{1,99}?)(?: \+ \d+)?$/m.exec(text)?.[1];
   const field = (title) => new RegExp(`^${title}:[ \\t]{0,20}([^\\n[]{1,100})`, 'm').exec(text)?.[1].trim();
   const program = firstText(body?.procName, head?.app_name, field('Process'), byName);
   return {
-    program, version: firstText(head?.app_version, field('Version')), where: firstText(inJson, frame),
+    program, version: firstText(head?.app_version, field('Version')), where: firstText(inJson, inText),
     stamp: firstText(body?.captureTime, head?.timestamp, field('Date/Time')),
     what: firstText(body?.exception?.type, body?.termination?.indicator, field('Exception Type')),
     isClient: CLIENT_PROGRAM.test([byName, program, body?.procPath, head?.bundleID].join(' ')),
@@ -193,7 +186,7 @@ function crashFindings(crashes, dumps, {end}) {
     version && `version ${shownName(version, 40)}`], ', ');
   const [own, others] = [true, false].map((wanted) =>
     [...programs.values()].filter(([{isClient}]) => isClient === wanted));
-  for (const list of own.slice(0, MOST_PROGRAMS)) {
+  for (const list of own) {
     const lines = list.map(({entry, stamp, what, where}) =>
       ({entry, text: joined([what, where]), note: shownName(stamp.slice(0, 19) || 'at an unknown time')}));
     found.push({kind: end - list[0].time < RECENT ? 'error' : 'warning', title: told(list), lines,
@@ -221,7 +214,7 @@ function errorFindings(state) {
   const tell = (kind, title, groups) => {
     if (!groups.length) return;
     const [{text, recent, age}] = groups, others = groups.length > 1 && counted(groups.length - 1, 'other kind');
-    const first = joined([`“${shownName(text, MOST_QUOTED)}”`, age === 'new' && recent > 1 && times(recent)], ', ');
+    const first = joined([`“${shownName(text, 160)}”`, age === 'new' && recent > 1 && times(recent)], ', ');
     found.push({kind, title: `${title}: ${joined([first, others], ' and ')}`, about: [],
       lines: groups.map(errorLine),
       words: groups.slice(0, 50).map((group) => group.text.toLowerCase())});

@@ -1,7 +1,5 @@
 // What the logs say: stamps, levels, and errors grouped by their text, in one pass. Nothing here knows the page.
 const HOUR = 3600000, DAY = 24 * HOUR, RECENT = 2 * HOUR, HOURS = 24;
-const LOGS_BYTES = 512 * MIB;  // read of all logs together
-const MOST_PLACES = 20000;  // kinds of error lines in each log, of all together
 const HEAD_CHARS = 200, LINE_CHARS = 1000, KIND_CHARS = 200;  // of a line: its stamp and level, looked at, compared
 const UNSTAMPED = 100, UNSTAMPED_STEP = 64;  // after so many lines without a stamp, only each of so many is asked
 
@@ -35,8 +33,6 @@ function stampOf(line, clock) {
   const time = at(y ?? (at(last) <= clock.end + 2 * DAY ? last : last - 1));
   return {time: zone && clock.zone !== undefined ? time + clock.zone - offset : time, offset, length};
 }
-
-const timeOf = (line, clock) => stampOf(line, clock)?.time;
 
 // ---- Levels: 2 for an error, 1 for a warning, else 0. A field of the line decides; words do where there is none.
 const LEVELS = ['trace verbose debug info information notice', 'warning warn w',
@@ -89,7 +85,7 @@ function addToGroup(state, level, said, log, line, time) {
   const group = groups.get(key) ?? {level, text: copied(said), places: new Map()};
   const place = group.places.get(log) ?? {log, recent: 0, before: 0, untimed: 0};
   if (!place.line) {
-    if (state.places >= MOST_PLACES) return void ++state.others;
+    if (state.places >= 20000) return void ++state.others;  // more would fill the memory
     groups.set(key, group);
     group.places.set(log, place);
     ++state.places;
@@ -153,11 +149,10 @@ function logsOf(entries) {
 }
 /** Reads all logs once into a state; `isCurrent` tells whether that is still wanted. */
 async function readLogs(file, entries, state, isCurrent) {
-  let left = LOGS_BYTES;
+  let left = 512 * MIB;
   for (const entry of logsOf(entries)) {
     const log = newLog(entry);
     state.logs.push(log);
-    if (left <= 0) { log.fault = 'not read'; continue; }
     try {
       for await (const {text, line, kind} of textOf(file, entry, left)) {
         if (!isCurrent()) return;
@@ -166,7 +161,7 @@ async function readLogs(file, entries, state, isCurrent) {
         lookThrough(text, line, log, state);
       }
     } catch (error) { log.fault = sentence(error); }
-    left -= log.kind ? 0 : log.read;
+    left -= log.read;
   }
 }
 /** The groups of a level by age: 'new' are those that come much more often in the last two hours than before, 'fresh'

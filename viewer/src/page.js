@@ -62,7 +62,8 @@ async function showFindings() {
     await attempt(() => found.push(...source()), (fault) =>
       found.push({kind: 'warning', title: `A part of the findings cannot be shown: ${fault}`, lines: [], about: []}));
   }
-  const rank = ({kind, isClosed, isOfTool}) => isClosed ? 9 : KINDS.indexOf(kind) + (isOfTool ? KINDS.length : 0);
+  const kinds = ['error', 'warning', ''], rank = ({kind, isClosed, isOfTool}) =>
+    isClosed ? 9 : kinds.indexOf(kind) + (isOfTool ? kinds.length : 0);
   archive.findings = found.sort((a, b) => rank(a) - rank(b));
   if (logs.length && !found.some(({kind, isOfTool}) => kind && !isOfTool))
     told.push(`No new error in ${counted(logs.length, 'log')}, no crash of the client, no fault in its state.`);
@@ -124,8 +125,7 @@ function copyForTicket({target}) {
   const value = ['title', 'summary', 'findings'].map((id) => page(id).innerText).join('\n');
   const area = make('textarea', {value});
   target.after(area);
-  area.select();
-  // Which a page from the disk may do in every browser.
+  area.select();  // and copied by command, which every browser allows to a page from the disk
   page('reading').textContent = document.execCommand('copy') ? 'Copied' : 'This browser does not copy.';
   area.remove();
 }

@@ -2,7 +2,7 @@
 const MOST_HITS = 500, TYPING_MS = 150;  // shown at most; waited for after the last key
 const wordPattern = (word) => new RegExp(`(${escaped(word)})`, 'gi');
 
-/** Calls onHit(line number, line, time) for each line of these blocks with the word. Of a file that is no text the
+/** Calls onHit(line number, line, stamp) for each line of these blocks with the word. Of a file that is no text the
  * number is 0 and the line says what it is. Throws a Fault when not all of it could be read. */
 async function searchIn(blocks, word, clock, isCurrent, onHit) {
   const pattern = wordPattern(word);
@@ -19,7 +19,7 @@ async function searchIn(blocks, word, clock, isCurrent, onHit) {
       at = Math.max(at, start);
       pattern.lastIndex = end;
       if (kind) onHit(0, `(in a ${kind})`);
-      else onHit(number, block.slice(from, Math.min(end, from + LINE_CHARS)), timeOf(block.slice(start, end), clock));
+      else onHit(number, block.slice(from, Math.min(end, from + LINE_CHARS)), stampOf(block.slice(start, end), clock));
     }
     // A word may begin in this block and end in the next, when a line is cut there.
     before = text.endsWith('\n') || word.length < 2 ? '' : text.slice(1 - word.length);
@@ -40,9 +40,9 @@ async function search(word, files, box) {
   box.hidden = !word;
   box.replaceChildren(make('h2', 'Found'), status);
   for (const entry of word ? files : []) {
-    const add = (line, text, time) => {
+    const add = (line, text, stamp) => {
       ++count;
-      hits.push({entry, line, time, text: copied(text)});
+      hits.push({entry, line, time: stamp?.time, text: copied(text)});
       if (hits.length > 4 * MOST_HITS) hits = latest(hits);
     };
     if (wordPattern(word).test(entry.name)) add(0, '(in its name)');

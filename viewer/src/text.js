@@ -1,7 +1,5 @@
 // From bytes to text, and from text to what may be shown. Nothing here knows the page.
 const LONG_LINE = 256 * 1024;  // characters after which a line is cut, so that no line fills the memory
-const JSON_CHARS = 2 * MIB, JSON_DEPTH = 64;  // what would freeze the page is not parsed
-const REST_MS = 25;  // work without a rest for the page
 
 /** Makes visible what would otherwise act, hide or change the direction of writing. */
 const visible = (text) => text.replace(/\r\n/g, '\n').replace(/\0{9,}/g, (zeros) => `<${zeros.length} zero bytes>`)
@@ -21,12 +19,12 @@ const joined = (parts, between = ' ') => parts.filter((part) => part).join(betwe
 const listed = (map, key) => map.get(key) ?? map.set(key, []).get(key);
 const escaped = (text) => text.replace(/[^\w\s]/g, '\\$&');  // for a pattern
 /** Copies a text, so that it does not keep the block that it was taken from. */
-const copied = (text) => text.split('').join('');
+const copied = (text) => JSON.parse(JSON.stringify(text));
 
 let rested = 0;
 /** Lets the page react when it had to wait for a while. Timers would be slowed down in a tab that is not seen. */
 async function rest() {
-  if (performance.now() - rested < REST_MS) return;
+  if (performance.now() - rested < 25) return;
   const {port1, port2} = new MessageChannel();
   await new Promise((resolve) => { port1.onmessage = resolve; port2.postMessage(0); });
   port1.close();
@@ -34,14 +32,13 @@ async function rest() {
 }
 
 const MAGIC = {'SQLite format 3\0': 'SQLite database', 'MDMP': 'minidump, for a debugger', 'PK\x03\x04': 'zip archive',
-  '\x1f‹': 'gzip file', 'bplist': 'binary property list', '\n\r\r\n': 'packet capture',
-  '\xd4\xc3\xb2\xa1': 'packet capture', '\xa1\xb2\xc3\xd4': 'packet capture', '\x4d\x3c\xb2\xa1': 'packet capture'};
+  '\x1f‹': 'gzip file', 'bplist': 'binary property list', '\n\r\r\n': 'packet capture', 'ÔÃ²¡': 'packet capture'};
 /** What the first bytes of a file tell: {encoding, kind}; the kind is empty for text. */
 function kindOf(bytes) {
   const head = bytes.subarray(0, 4096), text = new TextDecoder('latin1').decode(head), most = head.length * 0.3;
-  const known = Object.keys(MAGIC).find((magic) => text.startsWith(magic)), zeros = [0, 0];
+  const known = Object.keys(MAGIC).find((magic) => text.startsWith(magic));
   if (known) return {encoding: 'utf-8', kind: MAGIC[known]};
-  head.forEach((byte, i) => { if (!byte) ++zeros[i % 2]; });
+  const zeros = [0, 1].map((odd) => head.filter((byte, i) => !byte && i % 2 === odd).length);
   if (text.startsWith('\xff\xfe') || zeros[1] > most && !zeros[0]) return {encoding: 'utf-16le', kind: ''};
   if (text.startsWith('\xfe\xff') || zeros[0] > most && !zeros[1]) return {encoding: 'utf-16be', kind: ''};
   // A log that was emptied while its program wrote on begins with zeros only.
@@ -57,7 +54,7 @@ function linesIn(text, from = 0, to = text.length) {
 /** Yields an entry as blocks of whole lines: {text, line, next, kind} with the numbers of this and the next block's
  * first line. A line that is too long is cut in blocks with the same number. */
 async function* textOf(file, entry, most) {
-  let known, decoder, tail = '', line = 1, fault;
+  let known, decoder, tail = '', line = 1;
   const block = (text, first = line) => ({text, line: first, next: line += linesIn(text), kind: known.kind});
   try {
     for await (const piece of contentOf(file, entry, most)) {
@@ -69,9 +66,7 @@ async function* textOf(file, entry, most) {
       if (end) yield block(text.slice(0, end));
       await rest();
     }
-  } catch (error) { fault = error; }
-  if (tail) yield block(tail);
-  if (fault) throw fault;
+  } finally { if (tail) yield block(tail); }
 }
 /** The last characters of these blocks, or the first ones from the block with a line on: {text, line, kind, fault}. */
 async function readText(source, most, from = 0) {
@@ -90,24 +85,15 @@ async function readText(source, most, from = 0) {
   return {text: blocks.map(({text}) => text).join(''), line, kind, fault};
 }
 
-/** Parses JSON; undefined when it is none, or too deep or large. */
+/** Parses JSON; undefined when it is none, or so deep or large that it would freeze the page. */
 function parseJson(text) {
-  let depth = 0, isString = false;
-  if (text.length > JSON_CHARS) return undefined;
-  for (let i = 0; i < text.length && depth <= JSON_DEPTH; ++i) {
+  const mostDepth = 64;
+  let depth = text.length > 2 * MIB ? Infinity : 0, isString = false;
+  for (let i = 0; i < text.length && depth <= mostDepth; ++i) {
     if (text[i] === '"') isString = !isString;
     else if (isString) i += text[i] === '\\';  // passes over what is escaped
     else if ('[{'.includes(text[i])) ++depth;
     else if (']}'.includes(text[i])) --depth;
   }
-  try { return depth > JSON_DEPTH ? undefined : JSON.parse(text); } catch { return undefined; }
-}
-/** Parses a crash report of two parts in JSON: {head, body, frame}, the last that is not of the system. */
-function parseReport(text) {
-  const cut = text.indexOf('\n'), head = parseJson(text.slice(0, cut)), body = parseJson(text.slice(cut));
-  if (!(head instanceof Object && body instanceof Object)) return undefined;
-  const {threads, faultingThread, usedImages} = body, found = threads?.[faultingThread]?.frames;
-  const named = Array.isArray(found) ? found.filter((frame) => frame?.symbol) : [];
-  const isSystem = ({imageIndex}) => /^\/(?:usr\/lib|System)\//.test(usedImages?.[imageIndex]?.path);
-  return {head, body, frame: (named.find((frame) => !isSystem(frame)) ?? named[0])?.symbol};
+  try { return depth > mostDepth ? undefined : JSON.parse(text); } catch { return undefined; }
 }
