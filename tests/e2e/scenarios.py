@@ -240,7 +240,7 @@ scenario("terminal", terminal=True, env={"TERM": "xterm"}, fakes=SLOWED, runs=[
     {"meanwhile": kill(signal.SIGINT)}, {"meanwhile": look(), "fails": AT_PACKING},
     {"meanwhile": look(60, 20, 9), "files": {"/slow": ""}},
     {"shell": 'exec setsid --ctty --wait /fakes/sh -mc \'"$@" & wait $!\' sh "$@" <>%s 2>&0'},
-    {"meanwhile": stop},
+    {"fails": ("fsync", "*/oBrelaLog_2*", EIO)}, {"meanwhile": stop},
     {"meanwhile": lambda box, process: box.screen.close(), "shell": 'trap "" HUP; exec "$@" 2<>%s',
      "make": lambda box: termios.tcflow(box.screen.slave, termios.TCOON)}])
 
@@ -255,7 +255,7 @@ scenario("copying-fails", make=no_shell, runs=[*each("fails", [
     ("openat", LOGS + "*.*", EIO), ("pread", LAUNCHD, EIO), ("pread", INSTALLER, EIO),
     ("fstatvfs", SCRATCH + "*", EIO), ("readdir", "*", 0), ("mkdirat", SCRATCH, EACCES),
     ("mkdirat", SCRATCH + "/logs", EACCES), ("fchmod", SCRATCH, EPERM)]),
-    {"arguments": ["-k"], "fails": ("stat fstatat statx", A, EIO)}])
+    *({"arguments": ["-k"], "fails": ("stat fstatat statx", path, EIO)} for path in (A, "*Crashes/e.dmp"))])
 
 
 def change_sources(box, process):
