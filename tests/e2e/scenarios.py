@@ -150,9 +150,9 @@ scenario("sizes", runs=each("files", [{
     AGENTS + "okvu_service/big.log": 199 * MIB + over, AGENTS + "okvusp_driver/a/rest": MIB - 205,
     AGENTS + "okvu_packman/not_counted.bin": 300 * MIB, LAUNCHD: 10 * MIB + over} for over in (0, 1)]))
 scenario("dropped-into-scratch", fakes={
-    "journalctl": "cd %s && touch Tunnel.log oBrelaDNS.log a-tunnel any.exe && ln -s any.exe link && mkdir tunnel empty "
-                  "theirs; touch tunnel/tunnel.log theirs/x.log && chown 1000 theirs && ln /etc/os-release planted.log "
-                  "&& stat -c %%a . .. >modes" % SCRATCH,
+    "journalctl": "cd %s && touch Tunnel.log oBrelaDNS.log a-tunnel any.exe && ln -s any.exe link && mkdir tunnel "
+                  "empty theirs; touch tunnel/tunnel.log theirs/x.log && chown 1000 theirs && ln /etc/os-release "
+                  "planted.log && stat -c %%a . .. >modes" % SCRATCH,
     "ip": "ln %s/system_info.log /backup; echo more" % ROOT_DIR,
     "sysctl": "ln %s/logs/uem_ada/system_state.log /state; echo more" % SCRATCH,
     "chmod": "cd %s && mkdir -p logs/ada && echo early >logs/ada/a.txt; echo early >logs/OKVU" % SCRATCH})
