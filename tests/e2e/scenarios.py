@@ -79,9 +79,10 @@ scenario("dir-spellings", runs=[*each("arguments", [["--dir=" + name] for name i
            **put_into("/farther/", "stray.txt logFiles/x")})
 scenario("dir-not-to-be-emptied", env={"SUDO_UID": "1001"}, runs=each("arguments", [["--dir=" + name] for name in (
     "/", "/Users/./ada/Library/..", "/linked/ada/", SHARED, SHARED + "/Crash", ".", LAUNCHD, "/home/bob", "/srv",
-    "/Users/ada/Desktop")]), files={
+    "/Users/ada/Desktop", "/bound")]), files={
         "/linked": link("/Users"), **put_into("", "/Users/ada/Desktop/x /home/bob/x /srv/carol/x"),
-        PASSWD: USERS + "bob:x:1001:1001::/home/bob:/bin/sh\ncarol:x:1002:1002::/srv/carol:/bin/sh\n"})
+        PASSWD: USERS + "bob:x:1001:1001::/home/bob:/bin/sh\ncarol:x:1002:1002::/srv/carol:/bin/sh\n"},
+         make=lambda box: (os.mkdir(box.path("/bound")), mount("--bind", box.path("/srv"), box.path("/bound"))))
 THEIRS = "stray.txt thesis/x old.zip logFiles/x logFiles.7/x system_info.log oBrelaLog_1.zip.incomplete"
 scenario("dir-of-others", files={
     "/shared": owned(0, mode=0o1777), "/drop": owned(BOB, mode=0o733), "/own": owned(ADA, mode=0o311),
