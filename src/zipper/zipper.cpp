@@ -144,7 +144,6 @@ class Zipper::Impl {
       path_ = piece.path;  // may throw, as long as the entry is not begun
       size_ = crc_ = 0;
       begin(piece.name, {level_, true, piece.text, piece.large});
-      entryIsOpen_ = true;
     }
     file.write(piece.packed(), piece.packedSize);
     if (!piece.good) file.giveUp();

@@ -79,9 +79,10 @@ scenario("dir-spellings", runs=[*each("arguments", [["--dir=" + name] for name i
            **put_into("/farther/", "stray.txt logFiles/x")})
 scenario("dir-not-to-be-emptied", env={"SUDO_UID": "1001"}, runs=each("arguments", [["--dir=" + name] for name in (
     "/", "/Users/./ada/Library/..", "/linked/ada/", SHARED, SHARED + "/Crash", ".", LAUNCHD, "/home/bob", "/srv",
-    "/Users/ada/Desktop")]), files={
+    "/Users/ada/Desktop", "/bound")]), files={
         "/linked": link("/Users"), **put_into("", "/Users/ada/Desktop/x /home/bob/x /srv/carol/x"),
-        PASSWD: USERS + "bob:x:1001:1001::/home/bob:/bin/sh\ncarol:x:1002:1002::/srv/carol:/bin/sh\n"})
+        PASSWD: USERS + "bob:x:1001:1001::/home/bob:/bin/sh\ncarol:x:1002:1002::/srv/carol:/bin/sh\n"},
+         make=lambda box: (os.mkdir(box.path("/bound")), mount("--bind", box.path("/srv"), box.path("/bound"))))
 THEIRS = "stray.txt thesis/x old.zip logFiles/x logFiles.7/x system_info.log oBrelaLog_1.zip.incomplete"
 scenario("dir-of-others", files={
     "/shared": owned(0, mode=0o1777), "/drop": owned(BOB, mode=0o733), "/own": owned(ADA, mode=0o311),
@@ -150,8 +151,9 @@ scenario("sizes", runs=each("files", [{
     AGENTS + "okvu_service/big.log": 199 * MIB + over, AGENTS + "okvusp_driver/a/rest": MIB - 205,
     AGENTS + "okvu_packman/not_counted.bin": 300 * MIB, LAUNCHD: 10 * MIB + over} for over in (0, 1)]))
 scenario("dropped-into-scratch", fakes={
-    "journalctl": "cd %s && touch Tunnel.log oBrelaDNS.log a-tunnel any.exe && ln -s any.exe link && mkdir tunnel empty"
-                  "; touch tunnel/tunnel.log && ln /etc/os-release planted.log && stat -c %%a . .. >modes" % SCRATCH,
+    "journalctl": "cd %s && touch Tunnel.log oBrelaDNS.log a-tunnel any.exe && ln -s any.exe link && mkdir tunnel "
+                  "empty theirs; touch tunnel/tunnel.log theirs/x.log && chown 1000 theirs && ln /etc/os-release "
+                  "planted.log && stat -c %%a . .. >modes" % SCRATCH,
     "ip": "ln %s/system_info.log /backup; echo more" % ROOT_DIR,
     "sysctl": "ln %s/logs/uem_ada/system_state.log /state; echo more" % SCRATCH,
     "chmod": "cd %s && mkdir -p logs/ada && echo early >logs/ada/a.txt; echo early >logs/OKVU" % SCRATCH})
@@ -201,7 +203,7 @@ scenario("homes", files={ROOT_DIR: None}, runs=[
     {"user": ADA, "env": {"HOME": "relative", "XDG_DATA_HOME": "data"}},
     {"user": 4242, "env": {"HOME": ""}, "files": {ROOT_DIR: None}}])
 scenario("inherited", umask=0o77, fakes={"ps": GATE + "cat"},
-         shell='setsid sleep 1000000 & exec 9</etc/passwd env --ignore-signal=CHLD,INT,XFSZ "$@"',
+         shell='setsid sleep 1000000 & exec 9</etc/passwd <&9 env --ignore-signal=CHLD,INT,XFSZ "$@"',
          meanwhile=lambda box, process: os.kill(process.pid, signal.SIGINT))
 scenario("odd-zones-and-locales", runs=[{"arguments": ["--dir=/%d" % number], "env": env} for number, env in enumerate([
     {"TZ": ":/nowhere"}, {"TZ": "x" * 5000}, {"TZ": ":/dev/zero"}, {"TZ": "", "LC_ALL": "xx_YY.UTF-8", "LANG": "x"},
@@ -239,20 +241,23 @@ scenario("terminal", terminal=True, env={"TERM": "xterm"}, fakes=SLOWED, runs=[
     {"env": {"TERM": "dumb"}, "meanwhile": kill(signal.SIGINT), "fails": AT_PACKING},
     {"meanwhile": kill(signal.SIGINT)}, {"meanwhile": look(), "fails": AT_PACKING},
     {"meanwhile": look(60, 20, 9), "files": {"/slow": ""}},
-    {"meanwhile": stop},
+    {"shell": 'exec setsid --ctty --wait /fakes/sh -mc \'"$@" & wait $!\' sh "$@" <>%s 2>&0'},
+    {"fails": ("fsync", "*/oBrelaLog_2*", EIO)}, {"meanwhile": stop},
     {"meanwhile": lambda box, process: box.screen.close(), "shell": 'trap "" HUP; exec "$@" 2<>%s',
      "make": lambda box: termios.tcflow(box.screen.slave, termios.TCOON)}])
 
 # Calls that fail: (call, path, errno, which of them). What is lost is told; what could be had is in the archive.
 A, COPIES = LOGS + "sub/x.log", SCRATCH + "/logs/ada"
-scenario("copying-fails", make=no_shell, runs=each("fails", [
+scenario("copying-fails", make=no_shell, runs=[*each("fails", [
+    ("openat", AGENTS + "okvu_service", EIO),
     ("openat", LOGS + "sub", EACCES), ("openat", LOGS[:-1], EIO), ("readdir", LOGS[:-1], EIO, 4), ("openat", A, EIO),
     ("openat", A, EACCES), ("openat", A, ENOENT), ("fstatat fstat", A, EIO), ("pread", A, EIO), ("pread", A, EIO, 2),
     ("openat", COPIES + "/sub/x.log", ENOENT), ("write", COPIES + "/sub/x.log", EDQUOT),
     ("close", COPIES + "/sub/x.log", EIO), ("mkdirat", COPIES + "/sub", EIO), ("mkdirat", COPIES, EIO),
     ("openat", LOGS + "*.*", EIO), ("pread", LAUNCHD, EIO), ("pread", INSTALLER, EIO),
     ("fstatvfs", SCRATCH + "*", EIO), ("readdir", "*", 0), ("mkdirat", SCRATCH, EACCES),
-    ("mkdirat", SCRATCH + "/logs", EACCES), ("fchmod", SCRATCH, EPERM)]))
+    ("mkdirat", SCRATCH + "/logs", EACCES), ("fchmod", SCRATCH, EPERM)]),
+    *({"arguments": ["-k"], "fails": ("stat fstatat statx", path, EIO)} for path in (A, "*Crashes/e.dmp"))])
 
 
 def change_sources(box, process):
@@ -323,7 +328,8 @@ scenario("ends-in-reports", fakes=REPORTING, runs=each("meanwhile", [kill(number
     signal.SIGINT, signal.SIGQUIT, signal.SIGKILL, signal.SIGUSR1, signal.SIGUSR2, signal.SIGALRM, signal.SIGVTALRM,
     signal.SIGPROF, signal.SIGXCPU, signal.SIGABRT)]))
 scenario("ends-while-packing", fakes={"open": GATE}, runs=[
-    {"meanwhile": kill(signal.SIGTERM), "fails": AT_PACKING}, KILLED, {"meanwhile": kill(signal.SIGINT)},
+    {"meanwhile": kill(signal.SIGTERM), "fails": AT_PACKING}, KILLED,
+    {"meanwhile": kill(signal.SIGKILL), "fails": ("fsync", "*/oBrelaLog_2*", -1)}, {"meanwhile": kill(signal.SIGINT)},
     {"arguments": ["-k"]}])
 
 # What hangs: each waits long, and is a test of its own

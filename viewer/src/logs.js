@@ -145,7 +145,7 @@ function logsOf(entries) {
     .map((entry) => [rank(entry), entry]).sort(([a, x], [b, y]) => a - b || x.size - y.size).map(([, entry]) => entry);
 }
 /** Reads all logs once into a state; `isCurrent` tells whether that is still wanted. */
-async function readLogs(file, entries, state, isCurrent, told) {
+async function readLogs(file, entries, state, isCurrent) {
   let left = 512 * MIB;
   for (const entry of logsOf(entries)) {
     const log = newLog(entry);
@@ -159,7 +159,6 @@ async function readLogs(file, entries, state, isCurrent, told) {
       }
     } catch (error) { log.fault = sentence(error); }
     left -= log.read;
-    told(state);
   }
 }
 /** The groups of a level by age: 'new' are those that come much more often in the last two hours than before, 'fresh'

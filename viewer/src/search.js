@@ -6,7 +6,7 @@ const wordPattern = (word) => new RegExp(`(${escaped(word)})`, 'gi');
  * number is 0 and the line says what it is. Throws a Fault when not all of it could be read. */
 async function searchIn(blocks, word, clock, isCurrent, onHit) {
   const pattern = wordPattern(word);
-  let before = '', last = 0;
+  let before = '';
   for await (const {text, line, kind} of blocks) {
     if (!isCurrent()) return;
     const block = before + text;
@@ -18,8 +18,6 @@ async function searchIn(blocks, word, clock, isCurrent, onHit) {
       number += linesIn(block, at, start);
       at = Math.max(at, start);
       pattern.lastIndex = end;
-      if (number === last) continue;  // a long line that goes on in this block
-      last = number;
       if (kind) onHit(0, `(in a ${kind})`);
       else onHit(number, block.slice(from, Math.min(end, from + LINE_CHARS)), stampOf(block.slice(start, end), clock));
     }
@@ -36,7 +34,7 @@ function hitRow(hit, word) {
 /** Searches files, and their names, and shows what it finds in a box, until that is asked for something else. */
 async function search(word, files, box) {
   const {file, clock} = archive, {dataset} = box, status = make('p', {role: 'status'}, 'Searching …'), unread = [];
-  const isCurrent = () => dataset.word === word && status.isConnected;
+  const isCurrent = () => status.isConnected;
   let hits = [], count = 0;
   Object.assign(dataset, {word, state: word ? 'searching' : 'done'});
   box.hidden = !word;
@@ -53,24 +51,20 @@ async function search(word, files, box) {
     if (!isCurrent()) return;
   }
   hits = latest(hits);
-  const where = unread.length ? 'In what could be read: ' : '';
+  const where = unread.length ? `Not searched to the end: ${named(unread)}. In the rest ` : '';
   status.textContent = `${where}${counted(count, 'line')} with ${quoted(word)}` +
     (count > hits.length ? `; ${hits.length} are shown, the latest of those with a time.` : '.');
-  if (unread.length) box.append(make('p.warning', `Not searched to the end: ${named(unread)}.`));
   box.append(make('ol', hits.map((hit) => hitRow(hit, word))));
   dataset.state = 'done';
 }
-/** A field for a word to search these files for, once it is typed. */
+/** Searches these files for the word that is in a field, now and whenever another is typed. */
 function onTyped(field, files, box) {
   let timer = 0;
-  const now = () => {
-    const word = field.value.trim();
+  const start = (wait) => {
     clearTimeout(timer);
-    if (box.dataset.word !== word) search(word, files, box);
+    timer = setTimeout(() => search(field.value.trim(), files, box), wait);
   };
-  field.oninput = () => {
-    clearTimeout(timer);
-    timer = setTimeout(now, TYPING_MS);
-  };
-  field.onkeydown = ({key}) => { if (key === 'Enter') now(); };
+  field.oninput = () => start(TYPING_MS);
+  field.onkeydown = ({key}) => { if (key === 'Enter') start(0); };
+  start(0);
 }
