@@ -88,6 +88,19 @@ the tool was started stays ignored. On SIGKILL, and on the signals of faults suc
 stays. The next run in the same folder removes what it may, or moves the scratch folder aside, and names what it could not
 remove.
 
+## Faults drawn at random
+
+`./dev mutate --random N SEED` draws one-line faults by rule from all of `src`. Of the first 78 of seed 7 that compile and change
+an object file, 55 were noticed (0.71), 23 not. For three of those, scenarios have new runs since, and one statement had no effect and
+has gone: 58 of 77 (0.75). The other 19:
+
+- **the same program for every input** (9): larger buffers, bounds of a wait, results that no caller looks at, levels that no call has;
+- **only a limit to the byte, or the number in one text** (3): headers of just under 256 KiB, 39 links in a row, the error number of a
+  path that is too long;
+- **only without memory** (3): texts and error numbers. `test_limits.py` lets memory run out, but not in each place;
+- **only data that deflating makes longer than 4 GiB** (2): a test would pack 4 GiB of noise;
+- **a race** (2): a process that starts others while it is ended, a folder that goes between its listing and its packing.
+
 ## Limits on purpose
 
 - Copies leave 100 MiB of the volume free and as much again as the largest of them; each report ends at an eighth of the room
