@@ -241,7 +241,7 @@ scenario("terminal", terminal=True, env={"TERM": "xterm"}, fakes=SLOWED, runs=[
     {"env": {"TERM": "dumb"}, "meanwhile": kill(signal.SIGINT), "fails": AT_PACKING},
     {"meanwhile": kill(signal.SIGINT)}, {"meanwhile": look(), "fails": AT_PACKING},
     {"meanwhile": look(60, 20, 9), "files": {"/slow": ""}},
-    {"shell": 'exec setsid --ctty --wait /fakes/sh -mc \'"$@" & wait $!\' sh "$@" <>%s 2>&0'},
+    {"shell": 'exec <>%s 2>&0; set -m; "$@" & wait $!'},
     {"fails": ("fsync", "*/oBrelaLog_2*", EIO)}, {"meanwhile": stop},
     {"meanwhile": lambda box, process: box.screen.close(), "shell": 'trap "" HUP; exec "$@" 2<>%s',
      "make": lambda box: termios.tcflow(box.screen.slave, termios.TCOON)}])
