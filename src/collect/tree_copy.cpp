@@ -153,7 +153,7 @@ class TreeCopy {
 };
 
 /// Copies for copyDir and copyFile2Dir; all records are of `function`.
-/// @return why the source could not be opened or the destination not be made
+/// @return why the source could not be opened or the destination could not be made
 std::error_code copy(const char* function, LogLevel missingSourceLevel, const std::string& src, const std::string& dst,
                      const FileFilter& filter, Depth depth) {
   std::error_code ec;

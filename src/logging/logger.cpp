@@ -282,13 +282,19 @@ bool initLogName(const std::string& name) {
     LOG_CALL(kErr, "{}{}", "name.empty()", "");
     return false;
   }
-  const auto isSetUp = std::make_shared<std::atomic<bool>>(false);
-  const auto work = [name, isSetUp] { *isSetUp = setUp(name); };
-  // The log may be in a home on a server that does not answer.
-  runWhileMoving(2 * kLimits.openOwnLog, work, [](const char*) {});
-  if (*isSetUp) return true;
-  tell(STDERR_FILENO, "exception in init log\n");
-  return false;
+  const auto fail = [] {
+    tell(STDERR_FILENO, "exception in init log\n");
+    return false;
+  };
+  try {
+    const auto isSetUp = std::make_shared<std::atomic<bool>>(false);
+    const auto work = [name, isSetUp] { *isSetUp = setUp(name); };
+    // The log may be in a home on a server that does not answer.
+    runWhileMoving(2 * kLimits.openOwnLog, work, [](const char*) {});
+    return *isSetUp || fail();
+  } catch (...) {  // no memory to wait with
+    return fail();
+  }
 }
 
 }  // namespace quelmar
